@@ -1,0 +1,258 @@
+#pragma once
+
+#include <emmintrin.h>
+
+#include <filesystem>
+
+#include "relief/CImgFromToArray.h"
+#include "relief/Export.h"
+
+class CArchive;
+class CSSEcharMatrix;
+
+// The float raster: a height field, mask or grey image addressed by column x
+// (0 at the left) and row y (0 at the top). Value 0 means "no data".
+//
+// Storage layout (binding; callers that work on registers rely on it): one
+// 16-byte register holds rows 4k .. 4k+3 of one column in lanes 0..3. The
+// registers of those four rows form SSE row k; there are (sizeY >> 2) + 1 SSE
+// rows, so lanes of rows sizeY and beyond ("padding", a whole spare SSE row
+// when sizeY is a multiple of 4) are real storage. Bulk operations compute on
+// padding lanes like on any other; pixel accessors never read them. SSE rows
+// are held in fields of 32 rows each (at most 250 fields).
+//
+// Limits: Create refuses a negative size or more than 31,999 rows by throwing
+// CMemoryException before anything changes; every failed allocation throws
+// CMemoryException too. A raster may have 0 columns or rows; it then has no
+// pixels, bulk operations do nothing and pixel reads return 0.
+//
+// Coordinates are clamped, never reported: a point outside the raster reads or
+// writes the nearest border pixel.
+//
+// Copies: the copy constructor and CopyFromSSEMatrix copy deeply; assignment is
+// deliberately shallow (both objects then share storage; only one may be
+// destroyed or freed).
+class RELIEF_API CSSEMatrix {
+ public:
+  static constexpr int kLinesPerField = 32;
+  static constexpr int kMaxFields = 250;
+  static constexpr int kMaxRows = kMaxFields * kLinesPerField * 4 - 1;  // 31,999
+
+  CSSEMatrix();
+  CSSEMatrix(const CSSEMatrix& other);  // deep copy
+  ~CSSEMatrix();
+  CSSEMatrix& operator=(const CSSEMatrix& other);  // shallow, see above
+
+  // ---- storage ----------------------------------------------------------
+  // Releases old storage and allocates sizeX x sizeY, every lane (padding
+  // included) 0. Throws CMemoryException for sizeX < 0, sizeY < 0 or
+  // sizeY > 31,999 without changing the raster.
+  void Create(int sizeX, int sizeY);
+  // As Create, but the new storage is uninitialised.
+  void CreateNoClear(int sizeX, int sizeY);
+  // Releases the storage; the sizes keep their values (test for storage with
+  // GetMatrixDataDirectly() != nullptr).
+  void Free();
+  // Every lane, padding included, becomes 0 / value.
+  void Clear();
+  void Fill(float value);
+  // Create with other's size: same size, zero content.
+  void CreateSimilar(CSSEMatrix& other);
+  // Deep copy, padding lanes included. A source without storage changes nothing.
+  void CopyFromSSEMatrix(CSSEMatrix& other);
+  // Fills from rows of doubles: m[y][x] for y < a, x < b into an existing
+  // raster (clamped like SetPoint). A raster without storage is first created
+  // as b columns x a rows and then filled for y < b, x < a: only a square array
+  // gives the same result both ways. A null m does nothing.
+  void CopyFromMatrix(double** m, int a, int b);
+  // Clears, then copies the centred crop of a source at least as large
+  // (source pixel (x + dx, y + dy), dx/dy the difference of the half sizes).
+  // A smaller source leaves the raster cleared.
+  void CopyFromSSEMatrixCentered(CSSEMatrix& other);
+  // As above without clearing; a pixel takes the source value only where it is
+  // strictly greater / strictly smaller.
+  void CopyFromSSEMatrixCenteredMaximum(CSSEMatrix& other);
+  void CopyFromSSEMatrixCenteredMinimum(CSSEMatrix& other);
+
+  // ---- pixel access (clamped) ------------------------------------------
+  float GetPoint(int x, int y) const { return m_ppLines ? *PixelAddress(x, y) : 0.0f; }
+  float GetPointValue(int x, int y) const { return GetPoint(x, y); }
+  // Null without storage.
+  float* GetPointAddress(int x, int y) { return m_ppLines ? PixelAddress(x, y) : nullptr; }
+  void SetPoint(int x, int y, float value) {
+    if (m_ppLines) *PixelAddress(x, y) = value;
+  }
+
+  // ---- point stamps ------------------------------------------------------
+  // A stamp is shifted inward, never clipped, so that its whole footprint lies
+  // in the raster: a stamp asked for at (-10, -10) lands with its top-left
+  // corner on (0, 0). Min keeps (value > old) ? old : value, Max keeps
+  // (old > value) ? old : value; a NaN on either side stores the new value.
+  // On rasters smaller than the footprint, pixels falling outside are clamped
+  // onto the border (the stamp then covers fewer distinct pixels).
+  void SetPointMin(int x, int y, float value);
+  void SetPointMax(int x, int y, float value);
+  void SetPointAndRightOfPoint(int x, int y, float value);  // (x, y), (x+1, y)
+  void SetPointAndLeftOfPoint(int x, int y, float value);   // (x-1, y), (x, y)
+  void SetTriplePointMin(int x, int y, float value);        // x-1 .. x+1 on row y
+  void SetTriplePointMax(int x, int y, float value);
+  void SetCross(int x, int y, float value);  // centre and its four edge neighbours
+  void SetCrossMin(int x, int y, float value);
+  void SetCrossMax(int x, int y, float value);
+  void Set3x3BoxPoint(int x, int y, float value);
+  void Set3x3BoxPointMin(int x, int y, float value);
+  void Set3x3BoxPointMax(int x, int y, float value);
+  void Set5x5BoxPointMin(int x, int y, float value);
+  void Set5x5BoxPointMax(int x, int y, float value);
+
+  // ---- pointwise operations (every lane, padding included; strict tests) ----
+  void OffsetMatrix(float d);
+  // v + d where v > threshold (< threshold). Registers whose four lanes all
+  // pass add in float; in a partly passing register each passing lane is
+  // added in double and rounded back to float.
+  void OffsetMatrixAbove(float threshold, float d);
+  void OffsetMatrixBelow(float threshold, float d);
+  // OffsetMatrixAbove(0.005, d).
+  void LiftWhereNonZero(float d);
+  void ScalarMultiply(float f);
+  void InvertSign();  // 0 - v: 0 stays +0
+  // sqrt(v * v): squares that overflow give infinity, that underflow give 0.
+  void Absolute();
+  // value where v > threshold, else 0.
+  void TresholdAbove(float threshold, float value);
+  // value where v < threshold, else 0.
+  void TresholdBelow(float threshold, float value);
+  // value where v > threshold, else unchanged.
+  void TresholdAboveKeep(float threshold, float value);
+  // Columns 0 .. columns-1 become 0, the rest as the two-argument form.
+  void TresholdAbove(float threshold, float value, int columns);
+  void TresholdBelow(float threshold, float value, int columns);
+  void ErasePixelsGreater(float threshold);  // 0 where v > threshold
+  void ErasePixelsLower(float threshold);    // 0 where v < threshold
+  // 0 outside the closed band value +- tolerance.
+  void EraseOtherValuePixels(float value, float tolerance);
+  // newValue where old - 0.002 < v < old + 0.002, both band ends rounded to
+  // float first (so 1.002 is not replaced for old 1.0).
+  void ReplaceValueWithValue(float oldValue, float newValue);
+  // The same with the given tolerance.
+  void ReplaceValueWithValue(float oldValue, float newValue, float tolerance);
+  // Every pixel of row y (clamped) becomes value; other rows untouched.
+  void ClearRow(int y, float value);
+  // In row y (clamped), every pixel > threshold becomes value.
+  void ReplaceLineAbove(float threshold, float value, int y);
+
+  // ---- thinning, distance transform, derivatives ------------------------
+  // Zhang-Suen thinning of the pixels > threshold into a skeleton of 1.0;
+  // the outermost rows and columns always end 0.
+  void ZhangSuen(float threshold);
+  // 3-4 chamfer distance (3 per straight step, 4 per diagonal) to the pixels
+  // that held 1.0; pixels that held 0 are unknown, other values act as given
+  // initial distances. A frame (4 columns left, 5 right, whole SSE rows top
+  // and bottom) ends 0.
+  void Chamfer();
+  // Forward differences in place: v(x, y) = v(x+1, y) - v(x, y), resp.
+  // v(x, y+1) - v(x, y). The last column / last SSE row keep their values.
+  void CalcDerivativeX();
+  void CalcDerivativeY();
+  // Overwrites whole registers of a border frame with value: frameX columns on
+  // the left, frameX + 1 on the right, frameY >> 2 SSE rows at the top and one
+  // more at the bottom.
+  void RemoveFrameArtefacts(int frameX, int frameY, float value);
+
+  // ---- combination with a second raster (paired by storage position) ------
+  // Unless noted the walk covers the smaller SSE extent of the two rasters;
+  // "this extent" members require the other raster to be at least as large.
+  void AddMatrix(CSSEMatrix& other);  // a + b, this extent
+  void SubMatrix(CSSEMatrix& other);  // a - b
+  void SubMatrixValidate(CSSEMatrix& other);  // a - b where a > 0
+  void AddMatrixOffseted(CSSEMatrix& other, float offset);  // a + max(0, b - offset), this extent
+  void AddMatrixOffsetedNormed(CSSEMatrix& other, float offset, float scale);  // this extent
+  void AddMatrixOffsetedConstrained(CSSEMatrix& other, float offset, float keep, float scale);  // this extent
+  void MaximumOf(CSSEMatrix& other);
+  void MinimumOf(CSSEMatrix& other);
+  void CombineAbsolute(CSSEMatrix& other);        // sqrt(b*b + a*a)
+  void CombineMultiplicative(CSSEMatrix& other);  // |a * b| as sqrt((a*b)^2)
+  void MaskOut(CSSEMatrix& mask);                 // 0 where mask < 0.1
+  void MaskOutAndValidate(CSSEMatrix& mask);      // 0 where mask < 0.1 and a > 0
+  void StencilThreshAbove(CSSEMatrix& mask, float threshold);  // 0 where mask < threshold
+  void StencilThreshBelow(CSSEMatrix& mask, float threshold);  // same behaviour as Above
+  // 0 where the (scaled, clamped) mask value is below 5.
+  void Stencil(CSSEMatrix& mask, float scaleX, float scaleY);
+  // The same with a byte mask read as signed: bytes 128..255 clear the pixel.
+  void Stencil(CSSEcharMatrix& mask, float scaleX, float scaleY);
+  // Re-creates this raster with the smaller size of the two and stores
+  // first - second, then erases negative and/or positive results.
+  void CalcDifferenceMatrixConstrained(CSSEMatrix& first, CSSEMatrix& second, bool eraseNegative,
+                                       bool erasePositive);
+
+  // ---- counting, extremes, integration ----------------------------------
+  // Lanes (padding included) strictly above / below the threshold.
+  int NumValuesAbove(float threshold) const;
+  int NumValuesBelow(float threshold) const;
+  // Lanes where this raster is strictly above / below other at the same
+  // storage position, over this raster's extent (other must be as large).
+  int NumValuesAbove(CSSEMatrix* other) const;
+  int NumValuesBelow(CSSEMatrix* other) const;
+  // Writes the MAXIMUM to *first and the MINIMUM to *second (callers pass
+  // (max, min) in this order) over the inner region: SSE rows 1 .. SSEsizeY-2
+  // and columns 3 .. sizeX-4. With nothing visited: -1e6 and 1e6.
+  void CalcMinMaxValues(float* first, float* second) const;
+  // As CalcMinMaxValues, ignoring lanes strictly between -0.002 and 0.002.
+  void CalcMinMaxValuesExcludeZero(float* first, float* second) const;
+  // Sum of all lanes (padding included) in four float lane accumulators,
+  // reduced as (lane0 + lane3) + (lane1 + lane2).
+  float IntegrateMatrix() const;
+  // The same over sqrt(v * v).
+  float IntegrateMatrixAbsolute() const;
+  // The same with each magnitude multiplied by float(a * b).
+  float IntegrateMatrixAbsolute(float a, float b) const;
+
+  // ---- persistence ------------------------------------------------------
+  // Record: int32 sizeX, int32 sizeY, then for each column x, for each SSE
+  // row k, the four lanes of register x of SSE row k (8 + 16 * sizeX *
+  // ((sizeY >> 2) + 1) bytes). Loading validates the header before
+  // allocating: a negative size or more than 31,999 rows throws
+  // CMemoryException, a record longer than the stream can still deliver
+  // throws CArchiveException(endOfFile); the raster is then unchanged.
+  void Serialize(CArchive& ar);
+  // False when the file cannot be opened (nothing changes); archive errors
+  // after opening propagate as CArchiveException.
+  bool Store(const std::filesystem::path& path);
+  bool Load(const std::filesystem::path& path);
+
+  // ---- accessors --------------------------------------------------------
+  int GetSizeX() const { return m_nSizeX; }
+  int GetSizeY() const { return m_nSizeY; }
+  int GetSSESizeX() const { return m_nSSESizeX; }
+  int GetSSESizeY() const { return m_nSSESizeY; }
+  int GetFields() const { return m_nFields; }
+  __m128* GetField(int i) const { return m_pFields[i]; }  // unchecked
+  int GetLinesPerField() const { return kLinesPerField; }
+  // The line table: entry k points at SSE row k. Null without storage.
+  __m128** GetMatrixDataDirectly() const { return m_ppLines; }
+  CImgFromToArray& GetFromToArray() { return m_FromToArray; }
+  void SetRowProcessed(int row) { m_nRowProcessed = row; }
+  int GetRowProcessed() const { return m_nRowProcessed; }
+
+ private:
+  void Allocate(int sizeX, int sizeY);
+  // Address of pixel (x, y) after clamping; requires storage. The upper clamp
+  // runs first so that a raster without columns addresses its dummy register.
+  float* PixelAddress(int x, int y) const {
+    x = x > m_nSizeX - 1 ? m_nSizeX - 1 : x;
+    x = x < 0 ? 0 : x;
+    y = y > m_nSizeY - 1 ? m_nSizeY - 1 : y;
+    y = y < 0 ? 0 : y;
+    return reinterpret_cast<float*>(m_ppLines[y >> 2] + x) + (y & 3);
+  }
+
+  int m_nSizeX = 0;
+  int m_nSizeY = 0;
+  int m_nSSESizeX = 0;
+  int m_nSSESizeY = 0;
+  int m_nRowProcessed = 0;
+  int m_nFields = 0;
+  __m128* m_pFields[kMaxFields] = {};
+  __m128** m_ppLines = nullptr;
+  CImgFromToArray m_FromToArray;
+};

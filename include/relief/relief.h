@@ -1,0 +1,13 @@
+#pragma once
+
+// Everything relief exports.
+
+#include "relief/CArchive.h"
+#include "relief/CImgFromToArray.h"
+#include "relief/CMemoryException.h"
+#include "relief/CSSEFns.h"
+#include "relief/CSSEMatrix.h"
+#include "relief/CTimeLogger.h"
+#include "relief/MessageBox.h"
+#include "relief/SSEPoint.h"
+#include "relief/SafeMemory.h"

@@ -1,0 +1,178 @@
+// CSSEMatrix: life cycle, allocation in fields, fills and copies.
+
+#include <cstring>
+
+#include "raster/register_walk.h"
+#include "relief/CMemoryException.h"
+#include "relief/CSSEMatrix.h"
+#include "relief/SafeMemory.h"
+
+namespace {
+
+constexpr std::size_t kRegisterBytes = sizeof(__m128);
+
+// Above this many bytes a fill cannot stay in cache, so it bypasses it with
+// streaming stores (no read-for-ownership of lines that are overwritten whole).
+constexpr std::size_t kStreamingFillBytes = std::size_t(4) << 20;
+
+void CheckSize(int sizeX, int sizeY) {
+  if (sizeX < 0 || sizeY < 0 || sizeY > CSSEMatrix::kMaxRows) AfxThrowMemoryException();
+}
+
+}  // namespace
+
+CSSEMatrix::CSSEMatrix() = default;
+
+CSSEMatrix::CSSEMatrix(const CSSEMatrix& other) {
+  CopyFromSSEMatrix(const_cast<CSSEMatrix&>(other));
+  m_nRowProcessed = other.m_nRowProcessed;
+}
+
+CSSEMatrix::~CSSEMatrix() { Free(); }
+
+CSSEMatrix& CSSEMatrix::operator=(const CSSEMatrix& other) {
+  // Deliberately shallow: both objects share storage and span table.
+  if (this == &other) return *this;
+  m_nSizeX = other.m_nSizeX;
+  m_nSizeY = other.m_nSizeY;
+  m_nSSESizeX = other.m_nSSESizeX;
+  m_nSSESizeY = other.m_nSSESizeY;
+  m_nRowProcessed = other.m_nRowProcessed;
+  m_nFields = other.m_nFields;
+  std::memcpy(m_pFields, other.m_pFields, sizeof m_pFields);
+  m_ppLines = other.m_ppLines;
+  m_FromToArray = other.m_FromToArray;
+  return *this;
+}
+
+void CSSEMatrix::Allocate(int sizeX, int sizeY) {
+  CheckSize(sizeX, sizeY);
+  if (m_ppLines) Free();
+
+  const int sseY = (sizeY >> 2) + 1;
+  const int fields = sseY < kLinesPerField ? 1 : (sseY + kLinesPerField - 1) / kLinesPerField;
+  // A raster without columns still gets one register per SSE row, so that a
+  // clamped pixel access has somewhere to land.
+  const std::size_t rowBytes = kRegisterBytes * static_cast<std::size_t>(sizeX > 0 ? sizeX : 1);
+
+  __m128** lines = static_cast<__m128**>(SafeAlignedAlloc(sizeof(__m128*) * sseY, 16));
+  __m128* blocks[kMaxFields] = {};
+  try {
+    for (int f = 0; f < fields; ++f) {
+      const int rows = f < fields - 1 ? kLinesPerField : sseY - kLinesPerField * (fields - 1);
+      blocks[f] = static_cast<__m128*>(SafeAlignedAlloc(rowBytes * rows, 16));
+      for (int j = 0; j < rows; ++j)
+        lines[f * kLinesPerField + j] = reinterpret_cast<__m128*>(reinterpret_cast<char*>(blocks[f]) + rowBytes * j);
+    }
+  } catch (...) {
+    // Leave no half-built raster behind: release what this call allocated.
+    for (__m128* block : blocks) SafeAlignedFree(block);
+    SafeAlignedFree(lines);
+    throw;
+  }
+
+  m_nSizeX = m_nSSESizeX = sizeX;
+  m_nSizeY = sizeY;
+  m_nSSESizeY = sseY;
+  m_nFields = fields;
+  std::memcpy(m_pFields, blocks, sizeof m_pFields);
+  m_ppLines = lines;
+}
+
+void CSSEMatrix::Create(int sizeX, int sizeY) {
+  Allocate(sizeX, sizeY);
+  Clear();
+}
+
+void CSSEMatrix::CreateNoClear(int sizeX, int sizeY) { Allocate(sizeX, sizeY); }
+
+void CSSEMatrix::Free() {
+  if (!m_ppLines) return;
+  for (int f = 0; f < kMaxFields; ++f) {
+    SafeAlignedFree(m_pFields[f]);
+    m_pFields[f] = nullptr;
+  }
+  m_nFields = 0;
+  SafeAlignedFree(m_ppLines);
+  m_ppLines = nullptr;
+}
+
+void CSSEMatrix::Clear() { Fill(0.0f); }
+
+void CSSEMatrix::Fill(float value) {
+  if (!m_ppLines) return;
+  const __m128 v = _mm_set1_ps(value);
+  const std::size_t bytes = kRegisterBytes * static_cast<std::size_t>(m_nSSESizeX) * m_nSSESizeY;
+  if (bytes < kStreamingFillBytes) {
+    relief::detail::ForEachRegister(*this, [v](__m128& r) { r = v; });
+    return;
+  }
+  // Fields are contiguous blocks of whole SSE rows: stream each in one run.
+  for (int f = 0; f < m_nFields; ++f) {
+    const int rows = f < m_nFields - 1 ? kLinesPerField : m_nSSESizeY - kLinesPerField * (m_nFields - 1);
+    float* p = reinterpret_cast<float*>(m_pFields[f]);
+    const std::size_t n = static_cast<std::size_t>(rows) * m_nSSESizeX;
+    for (std::size_t i = 0; i < n; ++i) _mm_stream_ps(p + 4 * i, v);
+  }
+  _mm_sfence();
+}
+
+void CSSEMatrix::CreateSimilar(CSSEMatrix& other) { Create(other.m_nSizeX, other.m_nSizeY); }
+
+void CSSEMatrix::CopyFromSSEMatrix(CSSEMatrix& other) {
+  if (!other.m_ppLines || &other == this) return;
+  if (!m_ppLines || m_nSizeX != other.m_nSizeX || m_nSizeY != other.m_nSizeY)
+    CreateNoClear(other.m_nSizeX, other.m_nSizeY);
+  // Same size means the same field partition: copy field by field.
+  const std::size_t rowBytes = kRegisterBytes * static_cast<std::size_t>(m_nSSESizeX);
+  for (int f = 0; f < m_nFields; ++f) {
+    const int rows = f < m_nFields - 1 ? kLinesPerField : m_nSSESizeY - kLinesPerField * (m_nFields - 1);
+    std::memcpy(m_pFields[f], other.m_pFields[f], rowBytes * rows);
+  }
+}
+
+void CSSEMatrix::CopyFromMatrix(double** m, int a, int b) {
+  if (!m) return;
+  if (m_ppLines) {
+    for (int y = 0; y < a; ++y)
+      for (int x = 0; x < b; ++x) SetPoint(x, y, static_cast<float>(m[y][x]));
+    return;
+  }
+  // First use: the loop bounds are the other way round, so only a square
+  // array reads the same as above.
+  Create(b, a);
+  for (int y = 0; y < b; ++y)
+    for (int x = 0; x < a; ++x) SetPoint(x, y, static_cast<float>(m[y][x]));
+}
+
+namespace {
+
+// Walks this raster's pixels with the centred source pixel; combine(old, src)
+// returns the value to store.
+template <class Combine>
+void CopyCentered(CSSEMatrix& dst, CSSEMatrix& src, Combine combine) {
+  if (!dst.GetMatrixDataDirectly() || !src.GetMatrixDataDirectly()) return;
+  if (src.GetSizeX() < dst.GetSizeX() || src.GetSizeY() < dst.GetSizeY() || dst.GetSizeY() < 1) return;
+  const int dx = (src.GetSizeX() >> 1) - (dst.GetSizeX() >> 1);
+  const int dy = (src.GetSizeY() >> 1) - (dst.GetSizeY() >> 1);
+  for (int y = 0; y < dst.GetSizeY(); ++y)
+    for (int x = 0; x < dst.GetSizeX(); ++x) {
+      float* p = dst.GetPointAddress(x, y);
+      *p = combine(*p, src.GetPoint(x + dx, y + dy));
+    }
+}
+
+}  // namespace
+
+void CSSEMatrix::CopyFromSSEMatrixCentered(CSSEMatrix& other) {
+  Clear();
+  CopyCentered(*this, other, [](float, float s) { return s; });
+}
+
+void CSSEMatrix::CopyFromSSEMatrixCenteredMaximum(CSSEMatrix& other) {
+  CopyCentered(*this, other, [](float old, float s) { return s > old ? s : old; });
+}
+
+void CSSEMatrix::CopyFromSSEMatrixCenteredMinimum(CSSEMatrix& other) {
+  CopyCentered(*this, other, [](float old, float s) { return s < old ? s : old; });
+}
