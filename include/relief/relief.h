@@ -3,11 +3,14 @@
 // Everything relief exports.
 
 #include "relief/CArchive.h"
+#include "relief/CHTriangulation.h"
 #include "relief/CImgFromToArray.h"
 #include "relief/CMemoryException.h"
 #include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/CTimeLogger.h"
 #include "relief/MessageBox.h"
+#include "relief/NyTriangulationDynamic.h"
+#include "relief/NyTriangulationStatic.h"
 #include "relief/SSEPoint.h"
 #include "relief/SafeMemory.h"
