@@ -1,6 +1,8 @@
 // CSSEMatrix reductions: counts against thresholds or another raster, extremes
 // of the inner region, sums of values and magnitudes.
 
+#include <limits>
+
 #include "raster/register_walk.h"
 #include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
@@ -33,22 +35,51 @@ int CountLanesAgainst(const CSSEMatrix& m, const CSSEMatrix* other, Compare comp
 }
 
 // Lane-wise extremes over SSE rows 1 .. sseY-2 and columns 3 .. sseX-4.
-// `excluded` picks the lanes that take no part. A NaN lane takes no part
-// either: the accumulator is the second operand, which min/max return when
-// a comparison involves NaN.
+//
+// The result must be that of one accumulator per lane updated register by
+// register with acc = (v < acc) ? v : acc: the first occurrence of the
+// extreme wins (which decides the sign of a zero result), and lanes that are
+// NaN or `excluded` take no part. To break the dependency chain, four
+// registers are first reduced pairwise with the same strict rule, the earlier
+// register winning ties, and NaN/excluded lanes are replaced by an infinity
+// that can never win; that gives exactly the same bits.
 template <class Excluded>
 void InnerExtremes(const CSSEMatrix& m, float* maximum, float* minimum, Excluded excluded) {
+  using relief::detail::Select;
   __m128 lo = _mm_set1_ps(1000000.0f);
   __m128 hi = _mm_set1_ps(-1000000.0f);
+  const __m128 inf = _mm_set1_ps(std::numeric_limits<float>::infinity());
+  const __m128 minusInf = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+  // Candidates of one register for the minimum and for the maximum.
+  auto split = [&](__m128 v, __m128& forMin, __m128& forMax) {
+    const __m128 skip = _mm_or_ps(_mm_cmpunord_ps(v, v), excluded(v));
+    forMin = Select(skip, inf, v);
+    forMax = Select(skip, minusInf, v);
+  };
+  // The earlier operand (b) wins ties: strict comparison against it.
+  auto firstMin = [](__m128 later, __m128 earlier) { return _mm_min_ps(later, earlier); };
+  auto firstMax = [](__m128 later, __m128 earlier) { return _mm_max_ps(later, earlier); };
+
   __m128** lines = m.GetMatrixDataDirectly();
   if (lines && m.GetSSESizeY() >= 3 && m.GetSSESizeX() >= 7) {
+    const int x0 = 3, x1 = m.GetSSESizeX() - 3;  // [x0, x1)
     for (int k = 1; k <= m.GetSSESizeY() - 2; ++k) {
       const __m128* row = lines[k];
-      for (int x = 3; x <= m.GetSSESizeX() - 4; ++x) {
-        const __m128 v = row[x];
-        const __m128 skip = excluded(v);
-        lo = relief::detail::Select(skip, lo, _mm_min_ps(v, lo));
-        hi = relief::detail::Select(skip, hi, _mm_max_ps(v, hi));
+      int x = x0;
+      for (; x + 4 <= x1; x += 4) {
+        __m128 n0, n1, n2, n3, h0, h1, h2, h3;
+        split(row[x], n0, h0);
+        split(row[x + 1], n1, h1);
+        split(row[x + 2], n2, h2);
+        split(row[x + 3], n3, h3);
+        lo = firstMin(firstMin(firstMin(n3, n2), firstMin(n1, n0)), lo);
+        hi = firstMax(firstMax(firstMax(h3, h2), firstMax(h1, h0)), hi);
+      }
+      for (; x < x1; ++x) {
+        __m128 n, h;
+        split(row[x], n, h);
+        lo = firstMin(n, lo);
+        hi = firstMax(h, hi);
       }
     }
   }

@@ -15,6 +15,11 @@ constexpr std::size_t kRegisterBytes = sizeof(__m128);
 // streaming stores (no read-for-ownership of lines that are overwritten whole).
 constexpr std::size_t kStreamingFillBytes = std::size_t(4) << 20;
 
+// SSE rows held by field f: 32 in every field but the last, which holds the rest.
+int RowsInField(int f, int fields, int sseY) {
+  return f < fields - 1 ? CSSEMatrix::kLinesPerField : sseY - CSSEMatrix::kLinesPerField * (fields - 1);
+}
+
 void CheckSize(int sizeX, int sizeY) {
   if (sizeX < 0 || sizeY < 0 || sizeY > CSSEMatrix::kMaxRows) AfxThrowMemoryException();
 }
@@ -59,7 +64,7 @@ void CSSEMatrix::Allocate(int sizeX, int sizeY) {
   __m128* blocks[kMaxFields] = {};
   try {
     for (int f = 0; f < fields; ++f) {
-      const int rows = f < fields - 1 ? kLinesPerField : sseY - kLinesPerField * (fields - 1);
+      const int rows = RowsInField(f, fields, sseY);
       blocks[f] = static_cast<__m128*>(SafeAlignedAlloc(rowBytes * rows, 16));
       for (int j = 0; j < rows; ++j)
         lines[f * kLinesPerField + j] = reinterpret_cast<__m128*>(reinterpret_cast<char*>(blocks[f]) + rowBytes * j);
@@ -105,15 +110,25 @@ void CSSEMatrix::Clear() { Fill(0.0f); }
 
 void CSSEMatrix::Fill(float value) {
   if (!m_ppLines) return;
+  const std::size_t rowBytes = kRegisterBytes * static_cast<std::size_t>(m_nSSESizeX);
+  unsigned char pattern[4];
+  std::memcpy(pattern, &value, sizeof pattern);
+  const bool bytesAlike = pattern[0] == pattern[1] && pattern[1] == pattern[2] && pattern[2] == pattern[3];
   const __m128 v = _mm_set1_ps(value);
-  const std::size_t bytes = kRegisterBytes * static_cast<std::size_t>(m_nSSESizeX) * m_nSSESizeY;
-  if (bytes < kStreamingFillBytes) {
+  if (!bytesAlike && rowBytes * m_nSSESizeY < kStreamingFillBytes) {
     relief::detail::ForEachRegister(*this, [v](__m128& r) { r = v; });
     return;
   }
-  // Fields are contiguous blocks of whole SSE rows: stream each in one run.
+  // Fields are contiguous blocks of whole SSE rows: fill each in one run. A
+  // value of four equal bytes (0 above all) goes to memset, which the C
+  // library does with string stores; other values of a large raster are
+  // streamed past the cache, which they could not stay in anyway.
   for (int f = 0; f < m_nFields; ++f) {
-    const int rows = f < m_nFields - 1 ? kLinesPerField : m_nSSESizeY - kLinesPerField * (m_nFields - 1);
+    const int rows = RowsInField(f, m_nFields, m_nSSESizeY);
+    if (bytesAlike) {
+      std::memset(m_pFields[f], pattern[0], rowBytes * rows);
+      continue;
+    }
     float* p = reinterpret_cast<float*>(m_pFields[f]);
     const std::size_t n = static_cast<std::size_t>(rows) * m_nSSESizeX;
     for (std::size_t i = 0; i < n; ++i) _mm_stream_ps(p + 4 * i, v);
@@ -130,7 +145,7 @@ void CSSEMatrix::CopyFromSSEMatrix(CSSEMatrix& other) {
   // Same size means the same field partition: copy field by field.
   const std::size_t rowBytes = kRegisterBytes * static_cast<std::size_t>(m_nSSESizeX);
   for (int f = 0; f < m_nFields; ++f) {
-    const int rows = f < m_nFields - 1 ? kLinesPerField : m_nSSESizeY - kLinesPerField * (m_nFields - 1);
+    const int rows = RowsInField(f, m_nFields, m_nSSESizeY);
     std::memcpy(m_pFields[f], other.m_pFields[f], rowBytes * rows);
   }
 }
