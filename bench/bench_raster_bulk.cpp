@@ -21,23 +21,20 @@ namespace {
 
 constexpr int kSize = 4096;
 
+CSSEMatrix MakeFilled(float value) {
+  CSSEMatrix r;
+  r.Create(kSize, kSize);
+  r.Fill(value);
+  return r;
+}
+
 CSSEMatrix& Raster() {
-  static CSSEMatrix m = [] {
-    CSSEMatrix r;
-    r.Create(kSize, kSize);
-    r.Fill(1.5f);
-    return r;
-  }();
+  static CSSEMatrix m = MakeFilled(1.5f);
   return m;
 }
 
 CSSEMatrix& SecondRaster() {
-  static CSSEMatrix m = [] {
-    CSSEMatrix r;
-    r.Create(kSize, kSize);
-    r.Fill(2.5f);
-    return r;
-  }();
+  static CSSEMatrix m = MakeFilled(2.5f);
   return m;
 }
 
