@@ -7,6 +7,7 @@
 #include "relief/CMemoryException.h"
 #include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
+#include "relief/CSSEcharMatrix.h"
 #include "relief/CTimeLogger.h"
 #include "relief/MessageBox.h"
 #include "relief/SSEPoint.h"
