@@ -10,6 +10,7 @@
 
 #include "polygon_fixtures.h"
 #include "relief/CSSEMatrix.h"
+#include "relief/CSSEcharMatrix.h"
 
 using namespace contour_test;
 
@@ -132,6 +133,31 @@ TEST(PolygonFill, LargeStarMatchesPerPixel) {
   NaiveFill(again, 1.0f, slow, false, -1e6f, 1e6f, false);
   EXPECT_EQ(FirstDifference(fast, slow).first, -1) << "seed " << seed;
   EXPECT_GT(CountValue(fast, 1.0f), 20000);
+}
+
+TEST(PolygonFill, ByteRasterMatchesFloatRaster) {
+  const unsigned seed = 8080;
+  std::mt19937 rng(seed);
+  for (int round = 0; round < 6; ++round) {
+    const auto pts = RandomShape(round % 2 ? Shape::Star : Shape::PixelCentres, rng, 40 + round, 25, 20, 22);
+    CSSE3dPolygon poly;
+    Fill(poly, pts);
+    // 37 rows: not a multiple of sixteen, so the last byte register is partial.
+    CSSEMatrix f;
+    f.Create(45, 37);
+    CSSEcharMatrix c;
+    c.Create(45, 37);
+    const bool subsample = round == 3;
+    poly.DrawInMatrixAndFillFine(1.0f, &f, subsample, 5.0f + round, 30.0f);
+    poly.DrawInCharMatrixAndFillFine(char(-7), &c, subsample, 5.0f + round, 30.0f);
+    for (int y = 0; y < 37; ++y)
+      for (int x = 0; x < 45; ++x)
+        ASSERT_EQ(c.GetPoint(x, y) == char(-7), f.GetPoint(x, y) == 1.0f)
+            << "seed " << seed << " round " << round << " at " << x << "," << y;
+  }
+  CSSE3dPolygon sq;
+  Fill(sq, Square(0, 0, 5));
+  sq.DrawInCharMatrixAndFillFine(1, nullptr, false, 0, 5);  // null raster: nothing
 }
 
 TEST(PolygonFill, BandOfOneRowKeepsFiveRowMargin) {
