@@ -5,6 +5,7 @@
 #include <emmintrin.h>
 
 #include <cmath>
+#include <cstdint>
 
 #include "relief/CHTriangulation.h"
 #include "relief/CMemoryException.h"
@@ -18,21 +19,36 @@ namespace {
 constexpr float kMaxFill = -999999.875f;
 constexpr float kMinFill = 999999.875f;
 
-// The combine rules of the raster's cross stamps, NaN behaviour included (a
-// comparison with NaN is false, so the new value is stored).
+// The combine rules of the raster's cross stamps, NaN behaviour included: a
+// comparison with NaN is false, so the new value is stored. maxps(old, v)
+// is exactly "old > v ? old : v" and minps(old, v) exactly "old < v ? old :
+// v", which is "v > old ? old : v": both return v when either is NaN.
 struct KeepMaximum {
   float operator()(float old, float value) const { return old > value ? old : value; }
+  __m128 operator()(__m128 old, __m128 value) const { return _mm_max_ps(old, value); }
 };
 struct KeepMinimum {
   float operator()(float old, float value) const { return value > old ? old : value; }
+  __m128 operator()(__m128 old, __m128 value) const { return _mm_min_ps(old, value); }
 };
 
-// Float to cell: add 0.5 (in double, so the sum is exact), truncate toward
-// zero. Offsets far outside the raster (a stale or caller-given box) or NaN
-// map to -1, which the ring test drops.
-inline int ToCell(float offset) {
-  const double d = static_cast<double>(offset) + 0.5;
-  return d > -1.0 && d < 2147483647.0 ? static_cast<int>(d) : -1;
+// Lane masks of the cross by the cell's lane j = row & 3: the centre
+// register takes lanes j-1 .. j+1 (those inside the register), the left and
+// right registers lane j only. The rows above lane 0 and below lane 3 lie in
+// the neighbouring SSE rows.
+alignas(16) const std::int32_t kColumnLanes[4][4] = {{-1, -1, 0, 0}, {-1, -1, -1, 0}, {0, -1, -1, -1}, {0, 0, -1, -1}};
+alignas(16) const std::int32_t kRowLane[4][4] = {{-1, 0, 0, 0}, {0, -1, 0, 0}, {0, 0, -1, 0}, {0, 0, 0, -1}};
+
+inline __m128 Mask(const std::int32_t (&lanes)[4]) {
+  return _mm_load_ps(reinterpret_cast<const float*>(lanes));
+}
+
+// Combines value into the lanes of reg selected by mask; the others keep
+// their bits.
+template <class Combine>
+inline void CombineLanes(__m128& reg, __m128 mask, __m128 value, Combine combine) {
+  const __m128 old = reg;
+  reg = _mm_or_ps(_mm_and_ps(mask, combine(old, value)), _mm_andnot_ps(mask, old));
 }
 
 // The next parameter value, or +infinity (ending the loop) when adding the
@@ -60,6 +76,9 @@ void ScanConvert(const CHTriangulation& mesh, CSSEMatrix* out, float zOffset, co
   // Samples are checked against the inner region before stamping, so the
   // five cross pixels always lie inside the raster: the stamp can address
   // storage directly instead of going through the clamping accessors.
+  // The five cells touch three registers of one SSE row (and one lane of a
+  // neighbouring SSE row when the cell is the first or last of its four),
+  // so the stamp is three or four masked register updates.
   __m128** lines = out->GetMatrixDataDirectly();
   auto cell = [lines](int col, int row) { return reinterpret_cast<float*>(lines[row >> 2] + col) + (row & 3); };
   auto stamp = [&](int col, int row, float value) {
@@ -74,7 +93,15 @@ void ScanConvert(const CHTriangulation& mesh, CSSEMatrix* out, float zOffset, co
   };
 
   const double diagonal = mesh.ScanConvDiagonal;
-  const float minX = min.x, minY = min.y;
+  // Cell coordinates of both lanes at once: (q - min) / res in float, as
+  // the scalar formula, then + 0.5 in double and truncation. The truncating
+  // conversion gives INT_MIN for NaN and out-of-range values, which the ring
+  // test drops.
+  const __m128 origin = _mm_set_ps(0.0f, 0.0f, min.y, min.x);
+  const __m128 resolution = _mm_set_ps(1.0f, 1.0f, resY, resX);
+  const __m128d half = _mm_set1_pd(0.5);
+  const unsigned innerWidth = width > 2 ? unsigned(width - 2) : 0u;
+  const unsigned innerHeight = height > 2 ? unsigned(height - 2) : 0u;
   for (int i = 0; i < mesh.NumTriangles; ++i) {
     const __m128 p0 = mesh.EdgeArray[3 * i].m;
     const __m128 s = mesh.SArray[i].m;
@@ -90,13 +117,15 @@ void ScanConvert(const CHTriangulation& mesh, CSSEMatrix* out, float zOffset, co
       const __m128 base = _mm_add_ps(p0, _mm_mul_ps(_mm_set1_ps(u), s));
       const double vEnd = 1.0 - u;
       for (float v = 0.0f; v < vEnd; v = Advance(v, step)) {
-        SSEPoint q;
-        q.m = _mm_add_ps(base, _mm_mul_ps(_mm_set1_ps(v), t));
-        const int col = ToCell((q.x - minX) / resX);
-        const int row = ToCell((q.y - minY) / resY);
-        // The outermost ring is dropped.
-        if (col < 1 || col >= width - 1 || row < 1 || row >= height - 1) continue;
-        stamp(col, row, q.z + zOffset);
+        const __m128 q = _mm_add_ps(base, _mm_mul_ps(_mm_set1_ps(v), t));
+        const __m128i cells =
+            _mm_cvttpd_epi32(_mm_add_pd(_mm_cvtps_pd(_mm_div_ps(_mm_sub_ps(q, origin), resolution)), half));
+        const int col = _mm_cvtsi128_si32(cells);
+        const int row = _mm_cvtsi128_si32(_mm_shuffle_epi32(cells, _MM_SHUFFLE(1, 1, 1, 1)));
+        // The outermost ring is dropped: 1 <= col < width - 1, likewise row,
+        // as one unsigned comparison each.
+        if (unsigned(col) - 1u >= innerWidth || unsigned(row) - 1u >= innerHeight) continue;
+        stamp(col, row, _mm_cvtss_f32(_mm_movehl_ps(q, q)) + zOffset);
       }
     }
   }

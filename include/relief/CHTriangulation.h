@@ -145,7 +145,9 @@ class RELIEF_API CHTriangulation {
   // i of the arrays, corners, vertex normals, main normal, T, S, V zeroed,
   // neighbours and list links null, Index i, Type -1. Per-triangle minima
   // and maxima are NOT cleared. n < 0, or a size that cannot be represented,
-  // throws CMemoryException (the mesh is then empty).
+  // throws CMemoryException (the mesh is then empty). A mesh re-created with
+  // the count it already has keeps its blocks (same addresses, contents
+  // reset as above); the builders do the same.
   void CreateTriangulation(int n);
   // Releases the per-triangle arrays and Triangles; NumTriangles := 0. Keeps
   // the three-point block, the scale and both list heads.
