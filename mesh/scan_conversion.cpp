@@ -5,7 +5,6 @@
 #include <emmintrin.h>
 
 #include <cmath>
-#include <cstdint>
 
 #include "relief/CHTriangulation.h"
 #include "relief/CMemoryException.h"
@@ -19,37 +18,14 @@ namespace {
 constexpr float kMaxFill = -999999.875f;
 constexpr float kMinFill = 999999.875f;
 
-// The combine rules of the raster's cross stamps, NaN behaviour included: a
-// comparison with NaN is false, so the new value is stored. maxps(old, v)
-// is exactly "old > v ? old : v" and minps(old, v) exactly "old < v ? old :
-// v", which is "v > old ? old : v": both return v when either is NaN.
+// The combine rules of the raster's cross stamps, NaN behaviour included (a
+// comparison with NaN is false, so the new value is stored).
 struct KeepMaximum {
   float operator()(float old, float value) const { return old > value ? old : value; }
-  __m128 operator()(__m128 old, __m128 value) const { return _mm_max_ps(old, value); }
 };
 struct KeepMinimum {
   float operator()(float old, float value) const { return value > old ? old : value; }
-  __m128 operator()(__m128 old, __m128 value) const { return _mm_min_ps(old, value); }
 };
-
-// Lane masks of the cross by the cell's lane j = row & 3: the centre
-// register takes lanes j-1 .. j+1 (those inside the register), the left and
-// right registers lane j only. The rows above lane 0 and below lane 3 lie in
-// the neighbouring SSE rows.
-alignas(16) const std::int32_t kColumnLanes[4][4] = {{-1, -1, 0, 0}, {-1, -1, -1, 0}, {0, -1, -1, -1}, {0, 0, -1, -1}};
-alignas(16) const std::int32_t kRowLane[4][4] = {{-1, 0, 0, 0}, {0, -1, 0, 0}, {0, 0, -1, 0}, {0, 0, 0, -1}};
-
-inline __m128 Mask(const std::int32_t (&lanes)[4]) {
-  return _mm_load_ps(reinterpret_cast<const float*>(lanes));
-}
-
-// Combines value into the lanes of reg selected by mask; the others keep
-// their bits.
-template <class Combine>
-inline void CombineLanes(__m128& reg, __m128 mask, __m128 value, Combine combine) {
-  const __m128 old = reg;
-  reg = _mm_or_ps(_mm_and_ps(mask, combine(old, value)), _mm_andnot_ps(mask, old));
-}
 
 // The next parameter value, or +infinity (ending the loop) when adding the
 // step does not change the float.
@@ -75,10 +51,9 @@ void ScanConvert(const CHTriangulation& mesh, CSSEMatrix* out, float zOffset, co
 
   // Samples are checked against the inner region before stamping, so the
   // five cross pixels always lie inside the raster: the stamp can address
-  // storage directly instead of going through the clamping accessors.
-  // The five cells touch three registers of one SSE row (and one lane of a
-  // neighbouring SSE row when the cell is the first or last of its four),
-  // so the stamp is three or four masked register updates.
+  // storage directly instead of going through the clamping accessors. (Whole
+  // register updates with lane masks were tried and were slower: the chains
+  // of overlapping crosses then run through wider read-modify-writes.)
   __m128** lines = out->GetMatrixDataDirectly();
   auto cell = [lines](int col, int row) { return reinterpret_cast<float*>(lines[row >> 2] + col) + (row & 3); };
   auto stamp = [&](int col, int row, float value) {
