@@ -15,28 +15,25 @@ CHTriangulation& GridMesh(int size) {
   return *m;
 }
 
-void BM_ScanConvertMax(benchmark::State& state) {
+void BM_ScanConvert(benchmark::State& state, void (CHTriangulation::*convert)(CSSEMatrix*, float)) {
   CHTriangulation& mesh = GridMesh(int(state.range(0)));
   CSSEMatrix out;
   for (auto _ : state) {
-    mesh.ScanConvertTriangulationMax(&out, 0.0f);
+    (mesh.*convert)(&out, 0.0f);
     benchmark::DoNotOptimize(out.GetMatrixDataDirectly());
   }
   state.SetItemsProcessed(int64_t(state.iterations()) * mesh.NumTriangles);
   state.counters["triangles"] = mesh.NumTriangles;
 }
 
-void BM_ScanConvertMin(benchmark::State& state) {
-  CHTriangulation& mesh = GridMesh(int(state.range(0)));
-  CSSEMatrix out;
-  for (auto _ : state) {
-    mesh.ScanConvertTriangulationMin(&out, 0.0f);
-    benchmark::DoNotOptimize(out.GetMatrixDataDirectly());
-  }
-  state.SetItemsProcessed(int64_t(state.iterations()) * mesh.NumTriangles);
-}
-
 }  // namespace
 
-BENCHMARK(BM_ScanConvertMax)->Arg(1024)->Arg(2048)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_ScanConvertMin)->Arg(1024)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(BM_ScanConvert, Max, &CHTriangulation::ScanConvertTriangulationMax)
+    ->Arg(1024)
+    ->Arg(2048)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_ScanConvert, Min, &CHTriangulation::ScanConvertTriangulationMin)
+    ->Arg(1024)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
