@@ -3,6 +3,7 @@
 // Everything relief exports.
 
 #include "relief/CArchive.h"
+#include "relief/CHTriangulation.h"
 #include "relief/CImgFromToArray.h"
 #include "relief/CMemoryException.h"
 #include "relief/CPixelChain.h"
@@ -13,6 +14,8 @@
 #include "relief/CSSEcharMatrix.h"
 #include "relief/CTimeLogger.h"
 #include "relief/MessageBox.h"
+#include "relief/NyTriangulationDynamic.h"
+#include "relief/NyTriangulationStatic.h"
 #include "relief/SSEPoint.h"
 #include "relief/SafeMemory.h"
 #include "relief/TaCSSEVertexContainer.h"
