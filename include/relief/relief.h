@@ -14,4 +14,5 @@
 #include "relief/MessageBox.h"
 #include "relief/SSEPoint.h"
 #include "relief/SafeMemory.h"
+#include "relief/TaCIncrementalDelaunay2D.h"
 #include "relief/TaCSSEVertexContainer.h"
