@@ -105,6 +105,9 @@ struct CheckOptions {
   bool orientation = true;  // every triangle counter-clockwise (exact sign)
   bool emptyCircles = false;  // no vertex of the list strictly inside a circumcircle
   double circleSlack = 1e-6;  // relative slack of the in-circle determinant
+  // A split neighbour that was not itself affected keeps its kill mark in the
+  // working list (ResetIgnoreStateOfTriangles clears it); Delaunay results have none.
+  bool noKillMarks = true;
 };
 
 // Returns "" or a description of the first violation found.
@@ -124,7 +127,7 @@ inline std::string Check(const TaCIncrementalDelaunay2D& d, const CDelaunayTrian
       if (v[k] < 0 || v[k] >= nv) return (out << "triangle " << i << ": vertex index " << v[k] << " out of range", out.str());
     if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) return (out << "triangle " << i << ": repeated vertex", out.str());
     if (t->pList != &list) return (out << "triangle " << i << ": list link points elsewhere", out.str());
-    if (t->bKill) return (out << "triangle " << i << ": kill mark left in the list", out.str());
+    if (opt.noKillMarks && t->bKill) return (out << "triangle " << i << ": kill mark left in the list", out.str());
     if (opt.orientation && !(Orient(vtx(v[0]), vtx(v[1]), vtx(v[2])) > 0))
       return (out << "triangle " << i << " (" << v[0] << "," << v[1] << "," << v[2] << "): not counter-clockwise", out.str());
     for (int s = 0; s < 3; ++s) {
