@@ -3,6 +3,8 @@
 // Everything relief exports.
 
 #include "relief/CArchive.h"
+#include "relief/CH2DDelaunay.h"
+#include "relief/CHConvexHull3D.h"
 #include "relief/CImgFromToArray.h"
 #include "relief/CMemoryException.h"
 #include "relief/CSSEFns.h"
