@@ -77,6 +77,10 @@ void CSSEMatrix::Allocate(int sizeX, int sizeY) {
   m_nFields = fields;
   std::memcpy(m_pFields, blocks, sizeof m_pFields);
   m_ppLines = lines;
+  // The walks never visit the dummy register of a raster without columns,
+  // so zero it here: it must read as "no data".
+  if (sizeX == 0)
+    for (int k = 0; k < sseY; ++k) lines[k][0] = _mm_setzero_ps();
 }
 
 void CSSEMatrix::Create(int sizeX, int sizeY) {
