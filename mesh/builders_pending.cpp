@@ -7,8 +7,6 @@
 
 void CHTriangulation::CreateTriangulationFromPolygon(CSSE3dPolygon*, int, float, bool) { FreeTriangulation(); }
 void CHTriangulation::CreateSimpleFanTriangulationFromPolygon(CSSE3dPolygon*) { FreeTriangulation(); }
-void CHTriangulation::CreateTriangulationFromHull3D(CHConvexHull3D*, float) { FreeTriangulation(); }
-void CHTriangulation::CreateTriangulationFrom2DDelaunay(CH2DDelaunay*, bool) { FreeTriangulation(); }
 void CHTriangulation::RemoveTrianglesBelowZ(float) {}
 void CHTriangulation::RemoveTrianglesAboveZ(float) {}
 void CHTriangulation::RemoveTrianglesBetweenZ(float, float) {}
