@@ -4,8 +4,11 @@
 
 #include "relief/CArchive.h"
 #include "relief/CH2DDelaunay.h"
+#include "relief/CHConvexHull2D.h"
 #include "relief/CHConvexHull3D.h"
 #include "relief/CHOctree.h"
+#include "relief/CHPolygonTriangulator.h"
+#include "relief/CHSimpleBasisFcns.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CImgFromToArray.h"
 #include "relief/CMemoryException.h"

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "test_seed.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -220,7 +222,7 @@ std::set<std::array<int, 3>> BruteForceFaces(const std::vector<P3>& p) {
 }
 
 TEST(Hull3DProperty, RandomPointsMatchBruteForce) {
-  const unsigned seed = std::random_device{}();
+  const unsigned seed = TestSeed();
   SCOPED_TRACE(testing::Message() << "seed " << seed);
   std::mt19937 rng(seed);
   std::uniform_int_distribution<int> coord(-500, 500);
