@@ -18,6 +18,7 @@
 #include "relief/CSSE3dPolygon.h"
 #include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
+#include "relief/CSSEcharMatrix.h"
 #include "relief/CTimeLogger.h"
 #include "relief/MessageBox.h"
 #include "relief/NyTriangulationDynamic.h"
