@@ -26,8 +26,9 @@ class RELIEF_API CRestorationOctree : public CHOctree {
   // lowest z and ResultD := half its x/y diagonal. Nothing without a root.
   void FindLowestZEntry(CHTriangulation* mesh, int list);
   // Over every corner of every triangle filed anywhere in `list`: the
-  // smallest radius into ResultC and that corner's z into ResultA (the
-  // first corner wins ties).
+  // smallest radius into ResultC and that corner's z into ResultA. Bricks
+  // are visited level by level in array order; of corners at the same
+  // radius the first one met wins.
   void FindMinRadiusTopTriangulation(CHTriangulation* mesh, int list);
   // The largest radius into ResultD and that corner's z into ResultB.
   void FindMaxRadiusBottomTriangulation(CHTriangulation* mesh, int list);
