@@ -8,6 +8,7 @@
 #include "relief/CMemoryException.h"
 #include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
+#include "relief/CSSEcharMatrix.h"
 #include "relief/CTimeLogger.h"
 #include "relief/MessageBox.h"
 #include "relief/NyTriangulationDynamic.h"

@@ -2,9 +2,12 @@
 
 #include <cmath>
 #include <limits>
+#include <cstring>
+#include <random>
 #include <vector>
 
 #include "lanes.h"
+#include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
 
 using relief_test::Lanes;
@@ -129,4 +132,50 @@ TEST(MatrixCounting, IntegralsOfSignedPairs) {
   EXPECT_EQ(m.IntegrateMatrixAbsolute(), 4.0f);
   m.SetPoint(0, 1, 2e19f);  // its square overflows
   EXPECT_TRUE(std::isinf(m.IntegrateMatrixAbsolute()));
+}
+
+namespace {
+
+// One accumulator per lane, register by register, acc = (v < acc) ? v : acc.
+void NaiveExtremes(const CSSEMatrix& m, bool excludeZero, float* maximum, float* minimum) {
+  float lo[4] = {1e6f, 1e6f, 1e6f, 1e6f}, hi[4] = {-1e6f, -1e6f, -1e6f, -1e6f};
+  __m128** lines = m.GetMatrixDataDirectly();
+  for (int k = 1; k <= m.GetSSESizeY() - 2 && m.GetSSESizeX() >= 7; ++k)
+    for (int x = 3; x <= m.GetSSESizeX() - 4; ++x) {
+      float v[4];
+      std::memcpy(v, &lines[k][x], sizeof v);
+      for (int l = 0; l < 4; ++l) {
+        if (std::isnan(v[l]) || (excludeZero && v[l] > -0.002f && v[l] < 0.002f)) continue;
+        lo[l] = v[l] < lo[l] ? v[l] : lo[l];
+        hi[l] = v[l] > hi[l] ? v[l] : hi[l];
+      }
+    }
+  CSSEFns::max_of_m128(_mm_loadu_ps(hi), maximum);
+  CSSEFns::min_of_m128(_mm_loadu_ps(lo), minimum);
+}
+
+}  // namespace
+
+TEST(MatrixCounting, ExtremesMatchOneAccumulatorPerLaneBitForBit) {
+  std::mt19937 rng(2024);
+  for (int trial = 0; trial < 60; ++trial) {
+    CSSEMatrix m;
+    m.Create(7 + int(rng() % 40), 9 + int(rng() % 40));
+    // Mostly signed zeros, some NaN and small values: the cases where the
+    // order of the comparisons decides the result's bits.
+    std::vector<float> lanes = Lanes(m);
+    const float pool[] = {0.0f, -0.0f, std::numeric_limits<float>::quiet_NaN(), 0.001f, -0.001f, 3.0f, -3.0f};
+    for (float& v : lanes) v = pool[rng() % (trial % 2 ? 7 : 3)];
+    relief_test::SetLanes(m, lanes);
+    for (bool excludeZero : {false, true}) {
+      float gotMax, gotMin, wantMax, wantMin;
+      if (excludeZero)
+        m.CalcMinMaxValuesExcludeZero(&gotMax, &gotMin);
+      else
+        m.CalcMinMaxValues(&gotMax, &gotMin);
+      NaiveExtremes(m, excludeZero, &wantMax, &wantMin);
+      ASSERT_EQ(relief_test::Bits({gotMax, gotMin}), relief_test::Bits({wantMax, wantMin}))
+          << "trial " << trial << " excludeZero " << excludeZero;
+    }
+  }
 }
