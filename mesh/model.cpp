@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "mesh/triangle_storage.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CMemoryException.h"
 #include "relief/SafeMemory.h"
@@ -82,52 +83,62 @@ void CHTriangulation::SetScanConvResolution(float rx, float ry, float rz) {
   ScanConvDiagonal = Diagonal(rx, ry);
 }
 
-void CHTriangulation::CreateTriangulation(int n) {
-  FreeTriangulation();
+void relief::detail::AllocateTriangles(CHTriangulation& m, int n) {
+  m.FreeTriangulation();
   if (n < 0) AfxThrowMemoryException();
   const std::size_t count = static_cast<std::size_t>(n);
   try {
-    Triangles = static_cast<t_htriangle*>(SafeMalloc(sizeof(t_htriangle) * count));
-    EdgeArray = AllocPoints(3 * count);
-    NormalArray = AllocPoints(3 * count);
-    MainNormalArray = AllocPoints(count);
-    TArray = AllocPoints(count);
-    SArray = AllocPoints(count);
-    VArray = AllocPoints(count);
-    MinPointArray = AllocPoints(count);
-    MaxPointArray = AllocPoints(count);
+    m.Triangles = static_cast<t_htriangle*>(SafeMalloc(sizeof(t_htriangle) * count));
+    m.EdgeArray = AllocPoints(3 * count);
+    m.NormalArray = AllocPoints(3 * count);
+    m.MainNormalArray = AllocPoints(count);
+    m.TArray = AllocPoints(count);
+    m.SArray = AllocPoints(count);
+    m.VArray = AllocPoints(count);
+    m.MinPointArray = AllocPoints(count);
+    m.MaxPointArray = AllocPoints(count);
   } catch (...) {
     // No half-built mesh: release whatever this call obtained.
-    FreeTriangulation();
+    m.FreeTriangulation();
     throw;
   }
-  NumTriangles = n;
+  m.NumTriangles = n;
+}
 
-  // The point arrays are cleared in bulk; the per-triangle extremes are left
-  // as allocated because every builder is followed by CalcSTV.
-  std::memset(static_cast<void*>(EdgeArray), 0, sizeof(SSEPoint) * 3 * count);
-  std::memset(static_cast<void*>(NormalArray), 0, sizeof(SSEPoint) * 3 * count);
-  std::memset(static_cast<void*>(MainNormalArray), 0, sizeof(SSEPoint) * count);
-  std::memset(static_cast<void*>(TArray), 0, sizeof(SSEPoint) * count);
-  std::memset(static_cast<void*>(SArray), 0, sizeof(SSEPoint) * count);
-  std::memset(static_cast<void*>(VArray), 0, sizeof(SSEPoint) * count);
-  for (int i = 0; i < n; ++i) {
-    t_htriangle& t = Triangles[i];
+void relief::detail::ResetTriangles(CHTriangulation& m, int first, int last) {
+  if (last <= first) return;
+  const std::size_t from = static_cast<std::size_t>(first);
+  const std::size_t count = static_cast<std::size_t>(last - first);
+  // The per-triangle extremes are left as allocated: every builder is
+  // followed by CalcSTV, which writes them.
+  std::memset(static_cast<void*>(m.EdgeArray + 3 * from), 0, sizeof(SSEPoint) * 3 * count);
+  std::memset(static_cast<void*>(m.NormalArray + 3 * from), 0, sizeof(SSEPoint) * 3 * count);
+  std::memset(static_cast<void*>(m.MainNormalArray + from), 0, sizeof(SSEPoint) * count);
+  std::memset(static_cast<void*>(m.TArray + from), 0, sizeof(SSEPoint) * count);
+  std::memset(static_cast<void*>(m.SArray + from), 0, sizeof(SSEPoint) * count);
+  std::memset(static_cast<void*>(m.VArray + from), 0, sizeof(SSEPoint) * count);
+  for (int i = first; i < last; ++i) {
+    t_htriangle& t = m.Triangles[i];
     for (int k = 0; k < 3; ++k) {
-      t.pPoint[k] = EdgeArray + 3 * i + k;
-      t.pNormal[k] = NormalArray + 3 * i + k;
+      t.pPoint[k] = m.EdgeArray + 3 * i + k;
+      t.pNormal[k] = m.NormalArray + 3 * i + k;
       t.pNeighbour[k] = nullptr;
     }
-    t.pT = TArray + i;
-    t.pS = SArray + i;
-    t.pV = VArray + i;
-    t.pMainNormal = MainNormalArray + i;
-    t.pMinPoint = MinPointArray + i;
-    t.pMaxPoint = MaxPointArray + i;
+    t.pT = m.TArray + i;
+    t.pS = m.SArray + i;
+    t.pV = m.VArray + i;
+    t.pMainNormal = m.MainNormalArray + i;
+    t.pMinPoint = m.MinPointArray + i;
+    t.pMaxPoint = m.MaxPointArray + i;
     t.pNext = t.pPrev = nullptr;
     t.Index = i;
     t.Type = -1;
   }
+}
+
+void CHTriangulation::CreateTriangulation(int n) {
+  relief::detail::AllocateTriangles(*this, n);
+  relief::detail::ResetTriangles(*this, 0, n);
 }
 
 void CHTriangulation::FreeTriangulation() {
