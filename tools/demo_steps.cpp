@@ -1,34 +1,41 @@
 #include "demo_steps.h"
 
+#include "adaptive_mesh.h"
+#include "io/mesh_io.h"
+#include "relief/CSSE3dPolygon.h"
 #include "relief/CSSEMatrix.h"
 
 namespace relief::tool {
 
-std::int64_t BuildOutlineMask(const DemoOutline& outline, int width, int height, CSSEMatrix& mask) {
-  // Crossing-number test per pixel centre against the closed outline.
+std::int64_t BuildOutlineMask(const DemoOutline& outline, int width, int height, CSSEMatrix& mask,
+                              CSSEMatrix& contour) {
+  CSSE3dPolygon polygon;
+  const int n = static_cast<int>(outline.x.size());
+  polygon.Create(n);
+  for (int i = 0; i < n; ++i) polygon.SetPoint(i, outline.x[i], outline.y[i], 0.0f);
+  contour.Create(width, height);
+  polygon.DrawInMatrix(1.0f, &contour, false, 0.0f, 0.0f, false);
   mask.Create(width, height);
-  const size_t n = outline.x.size();
-  std::int64_t inside = 0;
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) {
-      bool in = false;
-      for (size_t i = 0, j = n - 1; i < n; j = i++) {
-        const float xi = outline.x[i], yi = outline.y[i], xj = outline.x[j], yj = outline.y[j];
-        if ((yi > y) != (yj > y) && x < (xj - xi) * (y - yi) / (yj - yi) + xi) in = !in;
-      }
-      if (in) {
-        mask.SetPoint(x, y, 1.0f);
-        ++inside;
-      }
-    }
-  return inside;
+  polygon.DrawInMatrixAndFillFine(1.0f, &mask, false, 0.0f, static_cast<float>(height));
+  return mask.NumValuesAbove(0.5f);
 }
 
 void MaskField(CSSEMatrix& field, CSSEMatrix& mask) { field.MaskOut(mask); }
 
-AdaptiveResult RefineAgainstField(CSSEMatrix&, float, float, int, const std::filesystem::path&) {
+AdaptiveResult RefineAgainstField(CSSEMatrix& field, float tolerance, float minHeight, int passes,
+                                  const std::filesystem::path& meshPath) {
+  AdaptiveOptions options;
+  options.tolerance = tolerance;
+  options.minHeight = minHeight;
+  options.passes = passes;
+  const AdaptiveMesh mesh = RefineField(field, options, "demo field");
+  auto writer = OpenTriangleWriter(meshPath);
+  for (size_t i = 0; i < mesh.corners.size(); i += 9) writer->Add(&mesh.corners[i]);
+  writer->Commit();
   AdaptiveResult result;
-  result.why = "Delaunay refinement not in this build";
+  result.available = true;
+  result.triangles = mesh.Triangles();
+  result.error = MeasureAgainstField(mesh.corners, field);
   return result;
 }
 

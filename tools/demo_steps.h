@@ -14,9 +14,11 @@ class CSSEMatrix;
 
 namespace relief::tool {
 
-// Draws the outline as a contour, fills it into mask (1 inside, 0 outside,
-// created width x height); returns the pixels inside.
-std::int64_t BuildOutlineMask(const DemoOutline& outline, int width, int height, CSSEMatrix& mask);
+// Makes the outline a contour polygon, stamps it into contour and fills it
+// into mask (1 inside, 0 outside; both created width x height); returns the
+// pixels inside.
+std::int64_t BuildOutlineMask(const DemoOutline& outline, int width, int height, CSSEMatrix& mask,
+                              CSSEMatrix& contour);
 
 // field := 0 where mask is below 0.1.
 void MaskField(CSSEMatrix& field, CSSEMatrix& mask);

@@ -54,8 +54,8 @@ int RunDemo(const DemoArgs& args) {
 
   // 2. Contour drawn and filled into a mask; the field is cut with it.
   timer.Restart();
-  CSSEMatrix mask;
-  const std::int64_t maskPixels = BuildOutlineMask(outline, field.GetSizeX(), field.GetSizeY(), mask);
+  CSSEMatrix mask, contour;
+  const std::int64_t maskPixels = BuildOutlineMask(outline, field.GetSizeX(), field.GetSizeY(), mask, contour);
   MaskField(field, mask);
   const RasterSummary masked = Summarize(field);
   std::snprintf(text, sizeof text, "%d corners, %lld px inside", static_cast<int>(outline.x.size()),
@@ -119,7 +119,8 @@ int RunDemo(const DemoArgs& args) {
   WriteRaster(files[0], field);
   WriteRaster(files[1], roundTrip);
   WritePreviewPng(dir / "field.png", field, fieldSummary.minimum, fieldSummary.maximum);
-  WritePreviewPng(dir / "mask.png", mask, 0.0f, 1.0f);
+  contour.AddMatrix(mask);  // mask 1, contour stamps on top of it 2
+  WritePreviewPng(dir / "mask.png", contour, 0.0f, 2.0f);
   // The difference picture saturates at 2: larger values are the spill ring.
   WritePreviewPng(dir / "difference.png", difference, 0.0f, std::min(worst, 2.0f));
   for (const auto& f : files) written.push_back(f);
