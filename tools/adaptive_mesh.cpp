@@ -28,23 +28,41 @@ AdaptiveMesh RefineField(CSSEMatrix& field, const AdaptiveOptions& options, cons
     throw BadInput(name, "nothing to triangulate: the valid pixels do not span an area");
 
   // Seeds: a grid over the valid pixels' box, its far edges included, with
-  // the field's heights.
+  // the field's heights. Centroid insertion never puts a point on the hull,
+  // so the box's edges get a denser row of seeds: the hull's triangles would
+  // otherwise stay as coarse as the grid.
   const int spacing = std::max(1, options.seedSpacing);
-  std::vector<int> xs, ys;
-  for (int x = minX; x < maxX; x += spacing) xs.push_back(x);
-  xs.push_back(maxX);
-  for (int y = minY; y < maxY; y += spacing) ys.push_back(y);
-  ys.push_back(maxY);
-  TaCIncrementalDelaunay2D delaunay(static_cast<int>(xs.size() * ys.size()) + 8);
+  const int edgeSpacing = std::max(1, spacing / 8);
+  auto positions = [](int from, int to, int step) {
+    std::vector<int> at;
+    for (int v = from; v < to; v += step) at.push_back(v);
+    at.push_back(to);
+    return at;
+  };
+  const std::vector<int> xs = positions(minX, maxX, spacing), ys = positions(minY, maxY, spacing);
+  const std::vector<int> edgeXs = positions(minX, maxX, edgeSpacing), edgeYs = positions(minY, maxY, edgeSpacing);
+  std::vector<std::pair<int, int>> seeds;
   for (int y : ys)
-    for (int x : xs) {
-      SSEPoint p;
-      p.x = static_cast<float>(x);
-      p.y = static_cast<float>(y);
-      p.z = field.GetPoint(x, y);
-      p.w = 0.0f;
-      delaunay.AppendVertex(p);
-    }
+    for (int x : xs) seeds.emplace_back(x, y);
+  for (int x : edgeXs) {
+    if (std::find(xs.begin(), xs.end(), x) != xs.end()) continue;
+    seeds.emplace_back(x, minY);
+    seeds.emplace_back(x, maxY);
+  }
+  for (int y : edgeYs) {
+    if (std::find(ys.begin(), ys.end(), y) != ys.end()) continue;
+    seeds.emplace_back(minX, y);
+    seeds.emplace_back(maxX, y);
+  }
+  TaCIncrementalDelaunay2D delaunay(static_cast<int>(seeds.size()) + 8);
+  for (const auto& [x, y] : seeds) {
+    SSEPoint p;
+    p.x = static_cast<float>(x);
+    p.y = static_cast<float>(y);
+    p.z = field.GetPoint(x, y);
+    p.w = 0.0f;
+    delaunay.AppendVertex(p);
+  }
   delaunay.Triangulate(delaunay.GetNumVertices(), false, false);
   // One pass at a time so that progress can be shown; the refinement stops
   // by itself after a pass that adds nothing.

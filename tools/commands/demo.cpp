@@ -135,8 +135,8 @@ int RunDemo(const DemoArgs& args) {
   for (const auto& s : steps)
     Say("  %-20s %-18s %-34s %8.3f\n", s.step.c_str(), s.size.c_str(), s.detail.c_str(), s.seconds);
   Say("  %-20s %-18s %-34s %8.3f\n\n", "total", "", "", total.Seconds());
-  Say("round trip: max error %.4f, rms %.4f over the %lld pixels both hold\n", roundError.maxAbs, roundError.rms,
-      static_cast<long long>(roundError.compared));
+  Say("round trip: max error %.4f, rms %.4f over the %lld pixels both hold (scan raster at pixel %d, %d)\n",
+      roundError.maxAbs, roundError.rms, static_cast<long long>(roundError.compared), ox, oy);
   Say("  the cross stamps widen peaks: heights rise by up to %.4f, none drops by more than %.4f\n",
       roundError.maxAbove, roundError.maxBelow);
   Say("  %lld pixels outside the outline receive heights; %lld rim pixels are not reached\n",

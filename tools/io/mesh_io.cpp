@@ -58,7 +58,9 @@ std::int64_t WriteMesh(const std::filesystem::path& path, CHTriangulation& mesh)
     AtomicFile out(path);
     if (!mesh.Store(out.TempPath())) throw BadInput(path, "cannot open for writing");
     out.Commit();
-    return mesh.GetNumTriangles();
+    std::int64_t used = 0;
+    for (int i = 0; i < mesh.GetNumTriangles(); ++i) used += IsUsedRecord(mesh, i) ? 1 : 0;
+    return used;
   }
   auto writer = OpenTriangleWriter(path);
   const int n = mesh.GetNumTriangles();

@@ -22,7 +22,7 @@
 
 #include "io/atomic_file.h"
 
-class CHTriangulation;
+#include "relief/CHTriangulation.h"
 
 namespace relief::tool {
 
@@ -54,8 +54,9 @@ std::unique_ptr<TriangleWriter> OpenTriangleWriter(const std::filesystem::path& 
 // with three zero corners; a real triangle never has three equal corners.
 bool IsUsedRecord(const CHTriangulation& mesh, int i);
 
-// Writes every used record of mesh as it is, in any of the four formats.
-// Returns the triangles written.
+// Writes every used record of mesh as it is, in any of the four formats
+// (.rmesh keeps the unused records too: it is the object as it lies in
+// memory). Returns the number of used records.
 std::int64_t WriteMesh(const std::filesystem::path& path, CHTriangulation& mesh);
 
 // Streams triangles out of a PLY or STL file in chunks.

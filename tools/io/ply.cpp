@@ -221,12 +221,13 @@ void PlyReader::Load() {
   if (!haveFormat) throw BadInput(m_path, "PLY header without a format line");
 
   // Refuse counts the file cannot hold before allocating for them: every
-  // binary element takes at least one byte per scalar property, every ASCII
-  // element at least one character.
+  // binary element takes at least the bytes of its scalars and list counts,
+  // every ASCII value at least a digit and a separator.
   const std::uint64_t dataBytes = fileSize - static_cast<std::uint64_t>(in.tellg());
   for (const auto& element : elements) {
     std::uint64_t least = 0;
-    for (const auto& p : element.properties) least += p.isList ? p.countType.bytes : p.type.bytes;
+    for (const auto& p : element.properties)
+      least += encoding == PlyEncoding::kAscii ? 2 : p.isList ? p.countType.bytes : p.type.bytes;
     if (least == 0) least = 1;
     if (static_cast<std::uint64_t>(element.count) > dataBytes / least)
       throw BadInput(m_path, "file size does not match its header (" + std::to_string(element.count) + " " +
