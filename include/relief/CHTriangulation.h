@@ -263,9 +263,13 @@ class RELIEF_API CHTriangulation {
   // records stay zero (Type -1). Cells of the last column and of rows from
   // 4 (SSE rows - 1) on are not visited. No valid pixel: empty mesh.
   void CreateTriangulationFromSSEField(CSSEMatrix* field, float threshold, bool above);
-  // Cells of stepX x stepY pixels: x = 0, stepX, .. while x < sizeX - stepX,
-  // likewise y. Allocates 2n / (stepX stepY) and trims NumTriangles to the
-  // triangles written. stepX stepY = 0 leaves the mesh as it was.
+  // Cells of stepX x stepY pixels: x = 0, stepX, .. while x < sizeX - stepX
+  // (outer loop), likewise y, corners at (x ScaleX, y ScaleY) and ((x +
+  // stepX) ScaleX, (y + stepY) ScaleY), pixels read through the clamping
+  // accessor. NumTriangles is the number written (the mesh is sized by
+  // counting the cells first: a bound from the valid pixels could be too
+  // small for a sparse field). Normals face down when !above. A step below
+  // 1 leaves the mesh as it was.
   void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* field, float threshold, bool above, int stepX,
                                                  int stepY);
   // Variants not built in this version: each releases the triangles and
