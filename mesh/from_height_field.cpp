@@ -180,8 +180,9 @@ void EmitCell(const TriangleSink<Fresh>& sink, int mask0, int mask1, float x0, f
 }
 
 // Four (dx, dy, 1, 0) normals at once, one per lane of dx and dy, in
-// structure-of-arrays form: lane by lane the operations of normalizevector
-// (length^2 summed as (x^2 + w^2) + (y^2 + z^2), then four divisions).
+// structure-of-arrays form: lane by lane the results of normalizevector
+// (length^2 summed as (x^2 + w^2) + (y^2 + z^2), then a division per lane,
+// the w lane's replaced by its known outcome).
 struct Normals4 {
   __m128 x, y, z, w;
 };
@@ -191,7 +192,11 @@ inline Normals4 CellNormals4(__m128 dx, __m128 dy) {
   const __m128 xw = _mm_add_ps(_mm_mul_ps(dx, dx), _mm_mul_ps(zero, zero));
   const __m128 yz = _mm_add_ps(_mm_mul_ps(dy, dy), _mm_mul_ps(one, one));
   const __m128 len = _mm_sqrt_ps(_mm_add_ps(xw, yz));
-  return {_mm_div_ps(dx, len), _mm_div_ps(dy, len), _mm_div_ps(one, len), _mm_div_ps(zero, len)};
+  // 0 / len without the division: len is at least 1, infinite or NaN, so
+  // the quotient is +0 except for a NaN len, which the division would pass
+  // through as it is (it is already quiet, coming from the root).
+  const __m128 w = _mm_and_ps(_mm_cmpunord_ps(len, len), len);
+  return {_mm_div_ps(dx, len), _mm_div_ps(dy, len), _mm_div_ps(one, len), w};
 }
 
 inline Normals4 MainNormals4(const Normals4& a, const Normals4& b, const Normals4& c) {
