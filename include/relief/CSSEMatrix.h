@@ -2,6 +2,7 @@
 
 #include <emmintrin.h>
 
+#include <cstddef>
 #include <filesystem>
 
 #include "relief/CImgFromToArray.h"
@@ -19,7 +20,8 @@ class CSSEcharMatrix;
 // rows, so lanes of rows sizeY and beyond ("padding", a whole spare SSE row
 // when sizeY is a multiple of 4) are real storage. Bulk operations compute on
 // padding lanes like on any other; pixel accessors never read them. SSE rows
-// are held in fields of 32 rows each (at most 250 fields).
+// are grouped in fields of 32 rows each (at most 250 fields); the fields lie
+// one after the other in a single 64-byte aligned block.
 //
 // Limits: Create refuses a negative size or more than 31,999 rows by throwing
 // CMemoryException before anything changes; every failed allocation throws
@@ -275,6 +277,8 @@ class RELIEF_API CSSEMatrix {
 
  private:
   void Allocate(int sizeX, int sizeY);
+  // Bytes of all SSE rows, padding included (one contiguous block).
+  std::size_t StorageBytes() const;
   // Address of pixel (x, y) after clamping; requires storage. The upper clamp
   // runs first so that a raster without columns addresses its dummy register.
   float* PixelAddress(int x, int y) const {
