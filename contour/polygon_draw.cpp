@@ -1,6 +1,7 @@
 // CSSE3dPolygon: outlines stamped at the vertices, the x-z side fill and the
 // ray fill.
 
+#include <algorithm>
 #include <cmath>
 
 #include "contour/float_arrays.h"
@@ -37,10 +38,13 @@ void CSSE3dPolygon::DrawInMatrixAndFillToOneSideFront(float value, CSSEMatrix* m
   for (int i = 0; i < m_nNumPoints; ++i) {
     const int c = PixelOf(m_pX[i] + offsetX);
     const int r = PixelOf(m_pZ[i] + offsetZ);
+    // Stamps centred above row 1 or below row rows - 2 are shifted onto those
+    // rows, so starting the strokes there gives the same pixels without
+    // walking from a far-away (or, for a NaN z, INT_MIN) row.
     if (!front) {
-      for (int row = r; row < rows - 1; ++row) m->Set3x3BoxPoint(c, row, value);
+      for (int row = std::max(r, 0); row < rows - 1; ++row) m->Set3x3BoxPoint(c, row, value);
     } else if (r >= 2) {
-      for (int row = r; row > 1; --row) m->Set3x3BoxPoint(c, row, value);
+      for (int row = std::min(r, std::max(rows - 1, 2)); row > 1; --row) m->Set3x3BoxPoint(c, row, value);
     }
   }
 }
