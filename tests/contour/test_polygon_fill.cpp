@@ -79,7 +79,8 @@ TEST_P(FillAgainstPerPixel, RandomPolygons) {
   const unsigned seed = 1234567;
   std::mt19937 rng(seed);
   std::uniform_real_distribution<float> frac(0, 1);
-  const Shape shapes[] = {Shape::Convex, Shape::Star, Shape::Collinear, Shape::PixelCentres, Shape::Wild};
+  const Shape shapes[] = {Shape::Convex,       Shape::Star, Shape::Collinear,
+                          Shape::PixelCentres, Shape::Wild, Shape::Slivers};
   int cases = 0;
   for (int round = 0; round < 6; ++round)
     for (Shape shape : shapes) {
@@ -113,7 +114,7 @@ TEST_P(FillAgainstPerPixel, RandomPolygons) {
                              << " raster " << c.sizeX << "x" << c.sizeY << " pixel " << d.first << "," << d.second;
       ++cases;
     }
-  EXPECT_EQ(cases, 30);
+  EXPECT_EQ(cases, 36);
 }
 
 INSTANTIATE_TEST_SUITE_P(FineAndCoarse, FillAgainstPerPixel, ::testing::Values(false, true),
