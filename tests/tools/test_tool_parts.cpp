@@ -6,6 +6,8 @@
 #include <cmath>
 #include <random>
 
+#include <sys/stat.h>
+
 #include "demo_field.h"
 #include "errors.h"
 #include "io/atomic_file.h"
@@ -37,6 +39,12 @@ TEST(AtomicFile, NothingAppearsUntilCommitAndAbandonedWorkLeavesNothing) {
   }
   EXPECT_EQ(dir.Files(), std::vector<std::string>{"keep.txt"});
   EXPECT_EQ(relief_test::ReadBytes(dir / "keep.txt"), "new");
+  // Like any new file of the user, not private to the owner.
+  const auto perms = std::filesystem::status(dir / "keep.txt").permissions();
+  EXPECT_NE(perms & std::filesystem::perms::owner_read, std::filesystem::perms::none);
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  EXPECT_EQ(static_cast<unsigned>(perms) & 0777u, 0666u & ~static_cast<unsigned>(mask));
 }
 
 TEST(AtomicFile, MissingFolderIsBadInput) {
