@@ -198,18 +198,18 @@ void Set5x5BoxPointMaxRandom(benchmark::State& state) {
 }  // namespace
 
 // References first: later benchmarks report their ratio to them.
-BENCHMARK(Ref_memset_zero)->Unit(benchmark::kMillisecond);
-BENCHMARK(Ref_memset)->Unit(benchmark::kMillisecond);
-BENCHMARK(Ref_memcpy)->Unit(benchmark::kMillisecond);
-BENCHMARK(Ref_sse_sum)->Unit(benchmark::kMillisecond);
-BENCHMARK(Fill)->Unit(benchmark::kMillisecond);
-BENCHMARK(Clear)->Unit(benchmark::kMillisecond);
-BENCHMARK(CopyFromSSEMatrix)->Unit(benchmark::kMillisecond);
-BENCHMARK(TresholdAbove)->Unit(benchmark::kMillisecond);
-BENCHMARK(OffsetMatrix)->Unit(benchmark::kMillisecond);
-BENCHMARK(ReplaceValueWithValue)->Unit(benchmark::kMillisecond);
-BENCHMARK(NumValuesAbove)->Unit(benchmark::kMillisecond);
-BENCHMARK(IntegrateMatrix)->Unit(benchmark::kMillisecond);
-BENCHMARK(CalcMinMaxValues)->Unit(benchmark::kMillisecond);
-BENCHMARK(SetGetPointRandom)->Unit(benchmark::kMillisecond);
-BENCHMARK(Set5x5BoxPointMaxRandom)->Unit(benchmark::kMillisecond);
+BENCHMARK(Ref_memset_zero)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(Ref_memset)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(Ref_memcpy)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(Ref_sse_sum)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(Fill)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(Clear)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(CopyFromSSEMatrix)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(TresholdAbove)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(OffsetMatrix)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(ReplaceValueWithValue)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(NumValuesAbove)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(IntegrateMatrix)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(CalcMinMaxValues)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(SetGetPointRandom)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(Set5x5BoxPointMaxRandom)->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -3,10 +3,18 @@
 // Everything relief exports.
 
 #include "relief/CArchive.h"
+#include "relief/CH2DDelaunay.h"
+#include "relief/CHConvexHull2D.h"
+#include "relief/CHConvexHull3D.h"
+#include "relief/CHOctree.h"
+#include "relief/CHPolygonTriangulationRefinement.h"
+#include "relief/CHPolygonTriangulator.h"
+#include "relief/CHSimpleBasisFcns.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CImgFromToArray.h"
 #include "relief/CMemoryException.h"
 #include "relief/CPixelChain.h"
+#include "relief/CRestorationOctree.h"
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSE3dPolygon.h"
 #include "relief/CSSEFns.h"
