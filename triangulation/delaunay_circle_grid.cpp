@@ -44,8 +44,9 @@ void CCircleGrid::Insert(t_hdelaunaytriangle* t) {
       t->nGridBox[2] = ix1;
       t->nGridBox[3] = iy1;
       t->nGridSlot = -1;
+      const Entry e{t->fCenterX, t->fCenterY, t->fRadiusSqr, t};
       for (int iy = iy0; iy <= iy1; ++iy)
-        for (int ix = ix0; ix <= ix1; ++ix) m_Cells[static_cast<std::size_t>(iy) * m_nX + ix].push_back(t);
+        for (int ix = ix0; ix <= ix1; ++ix) m_Cells[static_cast<std::size_t>(iy) * m_nX + ix].push_back(e);
       return;
     }
   }
@@ -66,8 +67,8 @@ void CCircleGrid::Erase(t_hdelaunaytriangle* t) {
   }
   for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
     for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix) {
-      std::vector<t_hdelaunaytriangle*>& cell = m_Cells[static_cast<std::size_t>(iy) * m_nX + ix];
-      auto it = std::find(cell.begin(), cell.end(), t);
+      std::vector<Entry>& cell = m_Cells[static_cast<std::size_t>(iy) * m_nX + ix];
+      auto it = std::find_if(cell.begin(), cell.end(), [t](const Entry& e) { return e.pTriangle == t; });
       *it = cell.back();
       cell.pop_back();
     }

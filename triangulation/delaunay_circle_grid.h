@@ -37,12 +37,16 @@ class CCircleGrid {
   std::size_t Count() const { return m_nCount; }
   std::size_t CellCount() const { return m_Cells.size(); }
 
-  // Calls f(triangle) for every filed triangle whose circle box may hold (x, y).
+  // Calls f(triangle) for every filed triangle whose circle strictly holds
+  // (x, y) by the float comparison of the point search. Cells keep a copy of
+  // each circle beside the pointer, so the test touches no triangle record.
   template <class F>
-  void ForEachCandidate(float x, float y, F&& f) const {
-    for (t_hdelaunaytriangle* t : m_Unbounded) f(t);
+  void ForEachContaining(float x, float y, F&& f) const {
+    for (t_hdelaunaytriangle* t : m_Unbounded)
+      if (Holds(t->fCenterX, t->fCenterY, t->fRadiusSqr, x, y)) f(t);
     if (m_Cells.empty()) return;
-    for (t_hdelaunaytriangle* t : m_Cells[static_cast<std::size_t>(CellY(y)) * m_nX + CellX(x)]) f(t);
+    for (const Entry& e : m_Cells[static_cast<std::size_t>(CellY(y)) * m_nX + CellX(x)])
+      if (Holds(e.fCenterX, e.fCenterY, e.fRadiusSqr, x, y)) f(e.pTriangle);
   }
 
  private:
@@ -54,9 +58,19 @@ class CCircleGrid {
     return static_cast<int>(g);
   }
 
+  struct Entry {
+    float fCenterX, fCenterY, fRadiusSqr;
+    t_hdelaunaytriangle* pTriangle;
+  };
+  // The same expression, in the same float steps, as the point search's test.
+  static bool Holds(float cx, float cy, float r2, float x, float y) {
+    const float dx = x - cx, dy = y - cy;
+    return r2 > dx * dx + dy * dy;
+  }
+
   double m_fX0 = 0.0, m_fY0 = 0.0, m_fInv = 1.0;
   int m_nX = 0, m_nY = 0;
-  std::vector<std::vector<t_hdelaunaytriangle*>> m_Cells;
+  std::vector<std::vector<Entry>> m_Cells;
   std::vector<t_hdelaunaytriangle*> m_Unbounded;
   std::size_t m_nCount = 0;
 };

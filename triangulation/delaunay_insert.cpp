@@ -119,8 +119,8 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
     t_hdelaunaytriangle* local[32];
     std::vector<t_hdelaunaytriangle*> spill;
     int n = 0;
-    m_pGrid->ForEachCandidate(x, y, [&](t_hdelaunaytriangle* t) {
-      if (t->bLocked || !relief::detail::InCircleFloat(t, x, y)) return;
+    m_pGrid->ForEachContaining(x, y, [&](t_hdelaunaytriangle* t) {
+      if (t->bLocked) return;
       if (n < 32)
         local[n++] = t;
       else

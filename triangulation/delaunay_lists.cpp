@@ -143,30 +143,28 @@ void TaCIncrementalDelaunay2D::ForgetHullSides(t_hdelaunaytriangle* t) {
   t->nHullSlot = -1;
 }
 
-// The grid follows the working list's size: laid out again over the vertices'
-// box whenever the list has outgrown it fourfold, which keeps the cost of the
-// re-filing linear over a whole triangulation.
+// The grid follows the working list's size: laid out over the vertices' box
+// with about eight triangles per cell, and laid out again when there are
+// sixteen, which keeps the re-filing linear over a whole triangulation. Eight
+// per cell keeps a circle in few cells while a query still reads only a few
+// dozen contiguous entries (measured best between 8 and 16 at 100k points).
 void TaCIncrementalDelaunay2D::EnsureGrid() {
   const std::size_t cells = m_pGrid->CellCount();
-  if (cells == 0 || m_pGrid->Count() + 1 > 4 * cells) RebuildGrid();
+  if (cells == 0 || m_pGrid->Count() + 1 > 16 * cells) RebuildGrid();
 }
 
 void TaCIncrementalDelaunay2D::RebuildGrid() {
-  double x0 = 0, y0 = 0, x1 = 1, y1 = 1;
-  const int n = GetNumVertices();
-  if (n > 0) {
-    x0 = x1 = m_pVertices[0].x;
-    y0 = y1 = m_pVertices[0].y;
-    for (int i = 1; i < n; ++i) {
-      const double x = m_pVertices[i].x, y = m_pVertices[i].y;
-      if (!std::isfinite(x) || !std::isfinite(y)) continue;
-      x0 = std::min(x0, x);
-      x1 = std::max(x1, x);
-      y0 = std::min(y0, y);
-      y1 = std::max(y1, y);
-    }
+  double x0 = HUGE_VAL, y0 = HUGE_VAL, x1 = -HUGE_VAL, y1 = -HUGE_VAL;
+  for (int i = 0; i < GetNumVertices(); ++i) {
+    const double x = m_pVertices[i].x, y = m_pVertices[i].y;
+    if (!std::isfinite(x) || !std::isfinite(y)) continue;
+    x0 = std::min(x0, x);
+    x1 = std::max(x1, x);
+    y0 = std::min(y0, y);
+    y1 = std::max(y1, y);
   }
-  const std::size_t cells = std::max<std::size_t>(16, static_cast<std::size_t>(m_TriangleList.GetCount()) / 2 + 1);
+  if (!(x1 >= x0)) x0 = y0 = 0.0, x1 = y1 = 1.0;  // no finite vertex
+  const std::size_t cells = std::max<std::size_t>(16, static_cast<std::size_t>(m_TriangleList.GetCount()) / 8 + 1);
   m_pGrid->Reset(x0, y0, x1, y1, cells);
   for (t_hdelaunaytriangle* t : m_TriangleList) m_pGrid->Insert(t);
 }
