@@ -8,30 +8,18 @@
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "triangulation/delaunay_circle_grid.h"
 
-void CDelaunayTriangleList::AddTail(t_hdelaunaytriangle* t) {
-  t->pList = this;
-  t->pNext = nullptr;
-  t->pPrev = m_pTail;
+void CDelaunayTriangleList::TakeAll(CDelaunayTriangleList& other) {
+  if (other.m_pHead == nullptr) return;
+  for (t_hdelaunaytriangle* t = other.m_pHead; t; t = t->pNext) t->pList = this;
+  other.m_pHead->pPrev = m_pTail;
   if (m_pTail)
-    m_pTail->pNext = t;
+    m_pTail->pNext = other.m_pHead;
   else
-    m_pHead = t;
-  m_pTail = t;
-  ++m_nCount;
-}
-
-void CDelaunayTriangleList::RemoveAt(t_hdelaunaytriangle* t) {
-  if (t->pPrev)
-    t->pPrev->pNext = t->pNext;
-  else
-    m_pHead = t->pNext;
-  if (t->pNext)
-    t->pNext->pPrev = t->pPrev;
-  else
-    m_pTail = t->pPrev;
-  t->pPrev = t->pNext = nullptr;
-  t->pList = nullptr;
-  --m_nCount;
+    m_pHead = other.m_pHead;
+  m_pTail = other.m_pTail;
+  m_nCount += other.m_nCount;
+  other.m_pHead = other.m_pTail = nullptr;
+  other.m_nCount = 0;
 }
 
 void CDelaunayTriangleList::RemoveAll() {
@@ -183,14 +171,9 @@ void TaCIncrementalDelaunay2D::ClearFinalTriangleList() { m_FinalTriangleList.De
 
 void TaCIncrementalDelaunay2D::FinalizeTriangleList() {
   m_FinalTriangleList.DeleteAll();
-  for (t_hdelaunaytriangle* t = m_TriangleList.GetHead(); t;) {
-    t_hdelaunaytriangle* next = t->pNext;
-    m_TriangleList.RemoveAt(t);
-    t->nHullSlot = -1;
-    m_FinalTriangleList.AddTail(t);
-    t = next;
-  }
+  for (t_hdelaunaytriangle* t : m_HullRegister) t->nHullSlot = -1;
   m_HullRegister.clear();
+  m_FinalTriangleList.TakeAll(m_TriangleList);
   m_pGrid->Reset(0, 0, 1, 1, 1);
   m_bFinalized = true;
 }

@@ -85,8 +85,32 @@ class RELIEF_API CDelaunayTriangleList {
   iterator begin() const { return iterator(m_pHead); }
   iterator end() const { return iterator(nullptr); }
 
-  void AddTail(t_hdelaunaytriangle* t);
-  void RemoveAt(t_hdelaunaytriangle* t);
+  void AddTail(t_hdelaunaytriangle* t) {
+    t->pList = this;
+    t->pNext = nullptr;
+    t->pPrev = m_pTail;
+    if (m_pTail)
+      m_pTail->pNext = t;
+    else
+      m_pHead = t;
+    m_pTail = t;
+    ++m_nCount;
+  }
+  void RemoveAt(t_hdelaunaytriangle* t) {
+    if (t->pPrev)
+      t->pPrev->pNext = t->pNext;
+    else
+      m_pHead = t->pNext;
+    if (t->pNext)
+      t->pNext->pPrev = t->pPrev;
+    else
+      m_pTail = t->pPrev;
+    t->pPrev = t->pNext = nullptr;
+    t->pList = nullptr;
+    --m_nCount;
+  }
+  // Moves every triangle of other, in order, to the end of this list.
+  void TakeAll(CDelaunayTriangleList& other);
   // Empties the list without deleting the triangles.
   void RemoveAll();
   // Deletes every triangle and empties the list.
@@ -179,12 +203,22 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   static void DeleteTriangle(t_hdelaunaytriangle* t);
   static void FindNeighbours(t_hdelaunaytriangle* a, t_hdelaunaytriangle* b);
   static ESharedSide FindCommonSide(ESharedSide side, const t_hdelaunaytriangle* first,
-                                    const t_hdelaunaytriangle* second);
+                                    const t_hdelaunaytriangle* second) {
+    if (side < eSide0 || side > eSide2) return eNoCommonSide;
+    const int a = first->nVertex[side], b = first->nVertex[side == eSide2 ? 0 : side + 1];
+    for (int s = 0; s < 3; ++s)
+      if (EdgesEqual(a, b, second->nVertex[s], second->nVertex[s == 2 ? 0 : s + 1])) return static_cast<ESharedSide>(s);
+    return eNoCommonSide;
+  }
   // Every neighbour of `me` that points to `old` points to `me` instead.
   static void ReplaceMeInNeighbours(t_hdelaunaytriangle* me, t_hdelaunaytriangle* old);
   // In `in`, every neighbour slot holding `old` gets `replacement`.
   static void ReplaceNeighbourInNeighbour(t_hdelaunaytriangle* in, t_hdelaunaytriangle* old,
-                                          t_hdelaunaytriangle* replacement);
+                                          t_hdelaunaytriangle* replacement) {
+    if (!in) return;
+    for (int s = 0; s < 3; ++s)
+      if (in->pNeighbour[s] == old) in->pNeighbour[s] = replacement;
+  }
   // True when the two vertex pairs name the same edge in either direction.
   static bool EdgesEqual(int a0, int a1, int b0, int b1) {
     return (a0 == b0 && a1 == b1) || (a0 == b1 && a1 == b0);
