@@ -292,6 +292,7 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
  private:
   void Construct();
   void InsertVertex(int vertex);
+  int MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t, t_hdelaunaytriangle* children[4]);
   void AppendToWorking(t_hdelaunaytriangle* t);
   void RemoveFromWorking(t_hdelaunaytriangle* t);
   void RegisterHullSides(t_hdelaunaytriangle* t);
