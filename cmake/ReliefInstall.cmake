@@ -24,5 +24,7 @@ if(RELIEF_BUILD_STATIC)
 else()
   set(RELIEF_PC_PRIVATE_LIBS "")
 endif()
+# The .pc file finds the prefix relative to itself, so the install tree can be moved.
+file(RELATIVE_PATH RELIEF_PC_TO_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/relief.pc.in ${PROJECT_BINARY_DIR}/relief.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/relief.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

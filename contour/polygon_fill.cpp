@@ -13,6 +13,7 @@
 #include "contour/inside_spans.h"
 #include "relief/CSSE3dPolygon.h"
 #include "relief/CSSEMatrix.h"
+#include "relief/CSSEcharMatrix.h"
 
 using relief::detail::ClampIndex;
 using relief::detail::ColumnSpan;
@@ -98,6 +99,11 @@ void CSSE3dPolygon::FillFine(Value value, Raster* m, bool subsample, float yFrom
 }
 
 void CSSE3dPolygon::DrawInMatrixAndFillFine(float value, CSSEMatrix* m, bool subsample, float yFrom, float yTo) {
+  FillFine(value, m, subsample, yFrom, yTo);
+}
+
+void CSSE3dPolygon::DrawInCharMatrixAndFillFine(char value, CSSEcharMatrix* m, bool subsample, float yFrom,
+                                                float yTo) {
   FillFine(value, m, subsample, yFrom, yTo);
 }
 

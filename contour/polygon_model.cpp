@@ -46,10 +46,11 @@ CSSE3dPolygon::CSSE3dPolygon()
 
 CSSE3dPolygon::CSSE3dPolygon(const CSSE3dPolygon& source) : CSSE3dPolygon() {
   std::memcpy(m_pTopRight, source.m_pTopRight, 5 * sizeof(SSEPoint));
-  m_bBoundingBoxCalculated = source.m_bBoundingBoxCalculated;
   // The delegated constructor has finished, so the destructor cleans up
   // if Create throws.
   Create(source.m_nNumPoints);
+  // The source's flag survives only when no point is written below.
+  m_bBoundingBoxCalculated = source.m_bBoundingBoxCalculated;
   if (m_nNumPoints > 0) {
     const std::size_t bytes = PaddedCount(m_nNumPoints) * sizeof(float);
     std::memcpy(m_pX, source.m_pX, bytes);

@@ -55,28 +55,34 @@ void CSSEMatrix::Allocate(int sizeX, int sizeY) {
   // clamped pixel access has somewhere to land.
   const std::size_t rowBytes = kRegisterBytes * static_cast<std::size_t>(sizeX > 0 ? sizeX : 1);
 
+  // The fields of 32 SSE rows are carved out of one block: in a 64-bit
+  // address space a large block costs nothing in fragmentation, and whole-
+  // raster fills and copies then run as one string operation, which is what
+  // lets them keep up with memset and memcpy.
   __m128** lines = static_cast<__m128**>(SafeAlignedAlloc(sizeof(__m128*) * sseY, 16));
-  __m128* blocks[kMaxFields] = {};
+  char* block = nullptr;
   try {
-    for (int f = 0; f < fields; ++f) {
-      const int rows = f < fields - 1 ? kLinesPerField : sseY - kLinesPerField * (fields - 1);
-      blocks[f] = static_cast<__m128*>(SafeAlignedAlloc(rowBytes * rows, 16));
-      for (int j = 0; j < rows; ++j)
-        lines[f * kLinesPerField + j] = reinterpret_cast<__m128*>(reinterpret_cast<char*>(blocks[f]) + rowBytes * j);
-    }
+    block = static_cast<char*>(SafeAlignedAlloc(rowBytes * sseY, 64));
   } catch (...) {
-    // Leave no half-built raster behind: release what this call allocated.
-    for (__m128* block : blocks) SafeAlignedFree(block);
     SafeAlignedFree(lines);
     throw;
   }
+  for (int k = 0; k < sseY; ++k) lines[k] = reinterpret_cast<__m128*>(block + rowBytes * k);
 
   m_nSizeX = m_nSSESizeX = sizeX;
   m_nSizeY = sizeY;
   m_nSSESizeY = sseY;
   m_nFields = fields;
-  std::memcpy(m_pFields, blocks, sizeof m_pFields);
+  for (int f = 0; f < kMaxFields; ++f) m_pFields[f] = f < fields ? lines[f * kLinesPerField] : nullptr;
   m_ppLines = lines;
+  // The walks never visit the dummy register of a raster without columns,
+  // so zero it here: it must read as "no data".
+  if (sizeX == 0)
+    for (int k = 0; k < sseY; ++k) lines[k][0] = _mm_setzero_ps();
+}
+
+std::size_t CSSEMatrix::StorageBytes() const {
+  return kRegisterBytes * static_cast<std::size_t>(m_nSSESizeX) * m_nSSESizeY;
 }
 
 void CSSEMatrix::Create(int sizeX, int sizeY) {
@@ -88,10 +94,8 @@ void CSSEMatrix::CreateNoClear(int sizeX, int sizeY) { Allocate(sizeX, sizeY); }
 
 void CSSEMatrix::Free() {
   if (!m_ppLines) return;
-  for (int f = 0; f < kMaxFields; ++f) {
-    SafeAlignedFree(m_pFields[f]);
-    m_pFields[f] = nullptr;
-  }
+  SafeAlignedFree(m_pFields[0]);  // the one block all fields live in
+  for (__m128*& field : m_pFields) field = nullptr;
   m_nFields = 0;
   SafeAlignedFree(m_ppLines);
   m_ppLines = nullptr;
@@ -101,19 +105,23 @@ void CSSEMatrix::Clear() { Fill(0.0f); }
 
 void CSSEMatrix::Fill(float value) {
   if (!m_ppLines) return;
+  unsigned char pattern[4];
+  std::memcpy(pattern, &value, sizeof pattern);
+  const bool bytesAlike = pattern[0] == pattern[1] && pattern[1] == pattern[2] && pattern[2] == pattern[3];
+  if (bytesAlike) {  // 0 above all: the C library's memset is the fastest fill there is
+    std::memset(m_pFields[0], pattern[0], StorageBytes());
+    return;
+  }
   const __m128 v = _mm_set1_ps(value);
-  const std::size_t bytes = kRegisterBytes * static_cast<std::size_t>(m_nSSESizeX) * m_nSSESizeY;
-  if (bytes < kStreamingFillBytes) {
+  if (StorageBytes() < kStreamingFillBytes) {
     relief::detail::ForEachRegister(*this, [v](__m128& r) { r = v; });
     return;
   }
-  // Fields are contiguous blocks of whole SSE rows: stream each in one run.
-  for (int f = 0; f < m_nFields; ++f) {
-    const int rows = f < m_nFields - 1 ? kLinesPerField : m_nSSESizeY - kLinesPerField * (m_nFields - 1);
-    float* p = reinterpret_cast<float*>(m_pFields[f]);
-    const std::size_t n = static_cast<std::size_t>(rows) * m_nSSESizeX;
-    for (std::size_t i = 0; i < n; ++i) _mm_stream_ps(p + 4 * i, v);
-  }
+  // A large raster cannot stay in cache anyway: stream past it, so that no
+  // line is read before it is overwritten whole.
+  float* p = reinterpret_cast<float*>(m_pFields[0]);
+  const std::size_t registers = StorageBytes() / kRegisterBytes;
+  for (std::size_t i = 0; i < registers; ++i) _mm_stream_ps(p + 4 * i, v);
   _mm_sfence();
 }
 
@@ -123,12 +131,7 @@ void CSSEMatrix::CopyFromSSEMatrix(CSSEMatrix& other) {
   if (!other.m_ppLines || &other == this) return;
   if (!m_ppLines || m_nSizeX != other.m_nSizeX || m_nSizeY != other.m_nSizeY)
     CreateNoClear(other.m_nSizeX, other.m_nSizeY);
-  // Same size means the same field partition: copy field by field.
-  const std::size_t rowBytes = kRegisterBytes * static_cast<std::size_t>(m_nSSESizeX);
-  for (int f = 0; f < m_nFields; ++f) {
-    const int rows = f < m_nFields - 1 ? kLinesPerField : m_nSSESizeY - kLinesPerField * (m_nFields - 1);
-    std::memcpy(m_pFields[f], other.m_pFields[f], rowBytes * rows);
-  }
+  std::memcpy(m_pFields[0], other.m_pFields[0], StorageBytes());  // same size, same layout
 }
 
 void CSSEMatrix::CopyFromMatrix(double** m, int a, int b) {

@@ -37,6 +37,7 @@ inline void ForEachRegisterInColumns(CSSEMatrix& m, int x0, int x1, Op&& op) {
   const int sseY = m.GetSSESizeY();
   for (int k = 0; k < sseY; ++k) {
     __m128* row = lines[k];
+#pragma GCC unroll 4
     for (int x = x0; x < x1; ++x) op(row[x]);
   }
 }
@@ -55,6 +56,7 @@ inline void ForEachRegisterValue(const CSSEMatrix& m, Op&& op) {
   const Extent e = WholeExtent(m);
   for (int k = 0; k < e.sseY; ++k) {
     const __m128* row = lines[k];
+#pragma GCC unroll 4
     for (int x = 0; x < e.sseX; ++x) op(row[x]);
   }
 }
@@ -69,6 +71,7 @@ inline void ForEachRegisterPair(CSSEMatrix& a, const CSSEMatrix& b, Extent e, Op
   for (int k = 0; k < e.sseY; ++k) {
     __m128* ra = la[k];
     const __m128* rb = lb[k];
+#pragma GCC unroll 4
     for (int x = 0; x < e.sseX; ++x) op(ra[x], rb[x]);
   }
 }
@@ -82,6 +85,7 @@ inline void ForEachRegisterPairValue(const CSSEMatrix& a, const CSSEMatrix& b, E
   for (int k = 0; k < e.sseY; ++k) {
     const __m128* ra = la[k];
     const __m128* rb = lb[k];
+#pragma GCC unroll 4
     for (int x = 0; x < e.sseX; ++x) op(ra[x], rb[x]);
   }
 }

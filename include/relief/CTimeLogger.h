@@ -24,9 +24,5 @@ class RELIEF_API CTimeLogger {
   CTimeLogger& operator=(const CTimeLogger&) = default;
 
  private:
-  // Three reserved words carry no behaviour; they keep the record's shape.
-  std::uint32_t m_nReserved0 = 0;
   std::uint32_t m_nStart = 0;
-  std::uint32_t m_nReserved1 = 0;
-  std::uint32_t m_nReserved2 = 0;
 };

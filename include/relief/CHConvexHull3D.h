@@ -1,0 +1,170 @@
+#pragma once
+
+#include <cstdint>
+
+#include "relief/Export.h"
+#include "relief/SSEPoint.h"
+
+struct tEdgeStructure;
+struct tFaceStructure;
+
+// One hull vertex. Coordinates are quantised to tenths of an input unit
+// (value x 10 + 0.5, truncated) so that every predicate below is exact.
+struct tVertexStructure {
+  std::int64_t x, y, z;
+  std::int32_t index;           // caller's index, or the running counter
+  tEdgeStructure* duplicate;    // cone edge already made from this vertex during one addition
+  tVertexStructure* next;       // circular list
+  tVertexStructure* prev;
+  bool onhull;                  // an edge of the finished hull ends here
+  bool processed;               // already offered to the hull
+  bool flag;                    // the caller's flag, carried along untouched
+};
+
+// One hull edge: the two faces on either side and its two end vertices.
+struct tEdgeStructure {
+  tFaceStructure* adjface[2];
+  tVertexStructure* endpts[2];
+  tFaceStructure* newface;      // cone face built on this edge during one addition
+  bool del;                     // both neighbours became visible: the edge goes
+  tEdgeStructure* next;         // circular list
+  tEdgeStructure* prev;
+  std::uint32_t stamp;          // internal: last addition that looked at this edge
+};
+
+// One triangular hull face. Seen from outside the hull, vertex[0..2] run
+// counter-clockwise, and edge[i] joins vertex[i] and vertex[(i + 1) % 3]
+// once EdgeOrderOnFaces has run.
+struct tFaceStructure {
+  tEdgeStructure* edge[3];
+  tVertexStructure* vertex[3];
+  bool visible;                 // seen from the vertex being added
+  bool lower;                   // kept by CH2DDelaunay::LowerFaces
+  tFaceStructure* next;         // circular list
+  tFaceStructure* prev;
+  std::int32_t conflictHead;    // internal: first pending vertex that sees this face, or -1
+  std::uint32_t stamp;          // internal: last addition that tested this face
+};
+
+namespace relief::detail {
+struct HullVertexIndex;
+struct HullConflicts;
+}  // namespace relief::detail
+
+// Incremental 3D convex hull on exact integer coordinates.
+//
+// Points are appended first (AppendVertex2D lifts them onto z = x^2 + y^2,
+// AppendVertex3D keeps their z), then CalcConvexHull builds the hull and
+// leaves GetNumFaces / GetFaces current. Every coordinate is stored as the
+// 64-bit integer trunc(value x 10 + 0.5); a point whose three integers equal
+// those of a stored point is ignored, so points closer than 0.05 in every
+// coordinate collapse into the first one.
+//
+// Orientation tests are exact for lifted input with |x|, |y| below 2e8 and
+// for 3D input with |x|, |y|, |z| below 1e11 (the products are formed in
+// 128-bit integers).
+//
+// DEGENERATE INPUT: the algorithm needs four points that are not coplanar.
+// On input whose points are all collinear CalcConvexHull never returns, and
+// on input whose points are all coplanar it ends the process (exit status 0).
+// Callers MUST ask IsDegenerate() first and skip CalcConvexHull when it says
+// true. Fewer than four distinct points count as degenerate.
+//
+// Records are allocated one by one with SafeCalloc; exhaustion throws
+// CMemoryException. Copying is not supported (the lists have one owner).
+class RELIEF_API CHConvexHull3D {
+ public:
+  CHConvexHull3D();
+  ~CHConvexHull3D();
+  CHConvexHull3D(const CHConvexHull3D&) = delete;
+  CHConvexHull3D& operator=(const CHConvexHull3D&) = delete;
+
+  // Stores (X, Y, X^2 + Y^2) with X = trunc(x * 10 + 0.5), Y likewise.
+  // index -1 takes the running counter; the counter grows with every stored
+  // vertex. flag is kept in the vertex record for the caller.
+  void AppendVertex2D(float x, float y, int index, bool flag);
+  // Stores the quantised x, y and z; w is not used. The index is the running counter.
+  void AppendVertex3D(float x, float y, float z, float w);
+
+  // True when the stored vertices cannot form a solid: fewer than four, all
+  // on one line or all in one plane (decided exactly on the stored integers).
+  bool IsDegenerate() const;
+
+  // Builds the hull of all stored vertices (DoubleTriangle, ConstructHull),
+  // then recounts faces, edges and vertices. Precondition: !IsDegenerate().
+  void CalcConvexHull();
+
+  int GetNumFaces() const { return m_nNumFaces; }
+  int GetNumEdges() const { return m_nNumEdges; }
+  int GetNumVertices() const { return m_nNumVertices; }
+  tFaceStructure* GetFaces() const { return m_pFaces; }
+  tVertexStructure* GetVertices() const { return m_pVertices; }
+  tEdgeStructure* GetEdges() const { return m_pEdges; }
+
+  // Corner `corner` (0..2) of a face as floats divided by `divisor`:
+  // (x, y, 0, 0) and (x, y, z, 0). A null face or a corner outside 0..2
+  // gives the zero point.
+  SSEPoint GetVertexFromFace(const tFaceStructure* face, int corner, float divisor = 10.0f) const;
+  SSEPoint GetVertexFromFace3D(const tFaceStructure* face, int corner, float divisor = 10.0f) const;
+
+  // Sign of the volume of the tetrahedron (face, p): -1 when p sees the
+  // face from outside, 0 when p lies in its plane, 1 otherwise.
+  virtual int VolumeSign(const tFaceStructure* f, const tVertexStructure* p) const;
+  // True when (b - a) x (c - a) is zero in all three components.
+  virtual bool Collinear(const tVertexStructure* a, const tVertexStructure* b,
+                         const tVertexStructure* c) const;
+
+  // Self-checks of the finished hull; each prints what it finds wrong to
+  // stdout and returns false on the first fault.
+  bool Consistency() const;   // every edge's faces hold it in opposite directions
+  bool Convexity() const;     // no vertex lies outside any face (quadratic)
+  void CheckEuler() const {}  // kept empty: the counts are checked by Checks
+  bool Checks();              // Consistency, Convexity, Euler's V - E + F = 2
+  bool CheckEndpts() const;   // every face's edges end at that face's vertices
+  // Reorders each face's edges so that edge[i] joins vertex[i] and vertex[i + 1].
+  void EdgeOrderOnFaces();
+
+  int CalcNumFaces();
+  int CalcNumEdges();
+  int CalcNumVertices();
+
+  void SetDebug(bool debug) { m_bDebug = debug; }
+
+ protected:
+  tVertexStructure* NewVertex();
+  tEdgeStructure* NewEdge();
+  tFaceStructure* NewFace();
+  void AddVertex(tVertexStructure* v);
+  void AddEdge(tEdgeStructure* e);
+  void AddFace(tFaceStructure* f);
+  void DeleteVertex(tVertexStructure* v);
+  void DeleteEdge(tEdgeStructure* e);
+  void DeleteFace(tFaceStructure* f);
+
+  void DoubleTriangle();
+  void ConstructHull();
+  bool AddOne(tVertexStructure* p);
+  tFaceStructure* MakeFace(tVertexStructure* v0, tVertexStructure* v1, tVertexStructure* v2,
+                           tFaceStructure* fold);
+  tFaceStructure* MakeConeFace(tEdgeStructure* e, tVertexStructure* p);
+  void MakeCcw(tFaceStructure* f, tEdgeStructure* e, tVertexStructure* p);
+  void CleanUp();
+
+  // Stores one quantised vertex unless an equal one is already stored.
+  void StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z, int index, bool flag);
+  void FreeAll();
+
+  tVertexStructure* m_pVertices = nullptr;
+  tEdgeStructure* m_pEdges = nullptr;
+  tFaceStructure* m_pFaces = nullptr;
+  int m_nNumFaces = 0;
+  int m_nNumEdges = 0;
+  int m_nNumVertices = 0;
+  int m_nVertexCounter = 0;
+  bool m_bDebug = false;
+
+ private:
+  relief::detail::HullVertexIndex* m_pIndex = nullptr;  // finds quantised duplicates in O(1)
+  relief::detail::HullConflicts* m_pConflicts = nullptr;  // pending vertices per face while building
+  std::uint32_t m_nStamp = 0;
+};

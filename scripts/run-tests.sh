@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Builds relief and runs everything that checks it:
+#   1. unit tests in release and under AddressSanitizer + UndefinedBehaviorSanitizer;
+#   2. every benchmark once, briefly, as a smoke test;
+#   3. an install into a temporary prefix and a consumer built against it with
+#      find_package and with pkg-config;
+#   4. each fuzz target for 60 seconds (when clang is available).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/setup-debian.sh test
+
+step() { printf '\n==== %s\n' "$*"; }
+
+step "release build and unit tests"
+cmake --preset release >/dev/null
+cmake --build build/release -j2
+ctest --preset release -j2
+
+step "sanitizer build and unit tests"
+cmake --preset asan >/dev/null
+cmake --build build/asan -j2
+ctest --preset asan -j2
+
+step "benchmark smoke run"
+for b in build/release/bench/bench_*; do
+  [[ -x $b ]] || continue
+  echo "-- $b"
+  "$b" --benchmark_min_time=0.01 >/dev/null
+done
+
+step "install and consumer projects"
+prefix=$(mktemp -d)
+trap 'rm -rf "$prefix"' EXIT
+cmake --install build/release --prefix "$prefix" >/dev/null
+cmake -S tests/package -B "$prefix/consumer-cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$prefix/consumer-cmake" >/dev/null
+"$prefix/consumer-cmake/consumer"
+export PKG_CONFIG_PATH="$prefix/lib/pkgconfig:$prefix/lib/x86_64-linux-gnu/pkgconfig"
+libdir=$(pkg-config --variable=libdir relief)
+g++ -std=c++17 tests/package/main.cpp $(pkg-config --cflags --libs relief) -Wl,-rpath,"$libdir" -o "$prefix/consumer-pc"
+"$prefix/consumer-pc"
+
+if command -v clang++ >/dev/null; then
+  step "fuzzing (60 s per target)"
+  cmake --preset fuzz >/dev/null
+  cmake --build build/fuzz -j2
+  for f in build/fuzz/tests/fuzz/fuzz_*; do
+    [[ -x $f ]] || continue
+    echo "-- $f"
+    corpus="$prefix/corpus-$(basename "$f")"
+    mkdir -p "$corpus"
+    "$f" -max_total_time=60 -rss_limit_mb=2048 -malloc_limit_mb=512 -print_final_stats=0 "$corpus" 2>&1 | tail -n 3
+  done
+else
+  echo "clang++ not found: fuzz targets skipped"
+fi
+
+step "all checks passed"

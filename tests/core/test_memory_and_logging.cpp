@@ -1,0 +1,65 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "relief/CMemoryException.h"
+#include "relief/CTimeLogger.h"
+#include "relief/MessageBox.h"
+#include "relief/SafeMemory.h"
+
+TEST(SafeMemory, NullIsIgnoredByBothFrees) {
+  SafeFree(nullptr);
+  SafeAlignedFree(nullptr);
+}
+
+TEST(SafeMemory, AlignedBlocksAreAligned) {
+  for (std::size_t size : {1u, 16u, 64u, 1000u}) {
+    void* p = SafeAlignedAlloc(size, 16);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % 16, 0u) << size;
+    SafeAlignedFree(p);
+  }
+}
+
+TEST(SafeMemory, CallocZeroFills) {
+  auto* p = static_cast<unsigned char*>(SafeCalloc(100, 3));
+  for (int i = 0; i < 300; ++i) ASSERT_EQ(p[i], 0);
+  SafeFree(p);
+}
+
+TEST(SafeMemory, ExhaustionThrowsInsteadOfReturningNull) {
+  const std::size_t impossible = std::numeric_limits<std::size_t>::max() / 2;
+  EXPECT_THROW(SafeMalloc(impossible), CMemoryException);
+  EXPECT_THROW(SafeCalloc(impossible, 4), CMemoryException);
+  EXPECT_THROW(SafeAlignedAlloc(impossible, 16), CMemoryException);
+  // Callers that only know the standard exception still catch it.
+  EXPECT_THROW(SafeMalloc(impossible), std::bad_alloc);
+}
+
+TEST(TimeLogger, IsSilentAndRecordsOnlyTheStart) {
+  CTimeLogger logger(L"measurement");
+  logger.SetTimeStampEnd("before any start");  // harmless
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  logger.SetTimeStampStart();
+  logger.SetTimeStampEnd("done");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  CTimeLogger copy;
+  copy = logger;
+  EXPECT_EQ(copy.GetTimeStampStart(), logger.GetTimeStampStart());
+}
+
+TEST(MessageBox, HandlerReceivesTextAndDefaultWritesStderr) {
+  std::vector<std::string> seen;
+  SetMessageBoxHandler([&](const std::string& text) { seen.push_back(text); });
+  ShowMessageBox("OctreeCreated");
+  EXPECT_EQ(seen, std::vector<std::string>{"OctreeCreated"});
+
+  SetMessageBoxHandler(nullptr);
+  testing::internal::CaptureStderr();
+  ShowMessageBox("hello");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "hello\n");
+}

@@ -1,0 +1,247 @@
+// Graham's scan with the library's tolerant area test.
+
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+#include "relief/CHConvexHull2D.h"
+#include "relief/CHSimpleBasisFcns.h"
+#include "relief/CSSE2dPolygon.h"
+#include "relief/CSSE3dPolygon.h"
+#include "relief/SafeMemory.h"
+
+namespace {
+
+constexpr float kTolerance = CHSimpleBasisFcns::kTolerance;
+
+float Area(const tPointStruc& a, const tPointStruc& b, const tPointStruc& c) {
+  const t_h2dpoint pa{a.x, a.y}, pb{b.x, b.y}, pc{c.x, c.y};
+  return CHSimpleBasisFcns::AreaSign(&pa, &pb, &pc);
+}
+
+}  // namespace
+
+CHConvexHull2D::CHConvexHull2D(CSSE3dPolygon* polygon) {
+  const int n = polygon ? polygon->GetNumPoints() : 0;
+  if (n < 1) return;
+  m_pPoints = static_cast<tPointStruc*>(SafeCalloc(static_cast<std::size_t>(n), sizeof(tPointStruc)));
+  m_nNumPoints = n;
+  for (int i = 0; i < n; ++i) {
+    tPointStruc& p = m_pPoints[i];
+    p.vnum = i;
+    polygon->GetPoint(i, p.x, p.y, p.z);
+  }
+  Run();
+}
+
+CHConvexHull2D::CHConvexHull2D(CSSE2dPolygon* polygon) {
+  const int n = polygon ? polygon->GetNumPoints() : 0;
+  if (n < 1) return;
+  m_pPoints = static_cast<tPointStruc*>(SafeCalloc(static_cast<std::size_t>(n), sizeof(tPointStruc)));
+  m_nNumPoints = n;
+  for (int i = 0; i < n; ++i) {
+    tPointStruc& p = m_pPoints[i];
+    p.vnum = i;
+    polygon->GetPoint(i, p.x, p.y);
+  }
+  Run();
+}
+
+CHConvexHull2D::~CHConvexHull2D() {
+  FreeStack();
+  SafeFree(m_pPoints);
+}
+
+void CHConvexHull2D::Run() {
+  FindLowest();
+  QuickSort(1, m_nNumPoints - 1);
+  FlagHiddenRayPoints();
+  if (m_nNumDeleted > 0) Squash();
+  Graham();
+}
+
+void CHConvexHull2D::FlagHiddenRayPoints() {
+  // Compare flags the nearer of two points on one ray from point 0, but a
+  // sort need not compare every such pair: with repeated points an equal
+  // pivot can send two points of one ray to different sides, and the one
+  // that is never compared with a farther point stays. After the sort each
+  // ray is one contiguous run, farthest last, so every run is settled here:
+  // all its points but the farthest are flagged (of coincident farthest
+  // points the one with the largest vnum stays, as Compare would keep it).
+  const tPointStruc& p0 = m_pPoints[0];
+  auto flag = [&](tPointStruc& p) {
+    if (!p.del) {
+      p.del = true;
+      ++m_nNumDeleted;
+    }
+  };
+  int s = 1;
+  // Copies of point 0 lie on every ray: they go first.
+  while (s < m_nNumPoints && m_pPoints[s].x == p0.x && m_pPoints[s].y == p0.y) flag(m_pPoints[s++]);
+  while (s < m_nNumPoints) {
+    int e = s;
+    while (e + 1 < m_nNumPoints) {
+      const float area = Area(p0, m_pPoints[s], m_pPoints[e + 1]);
+      if (area > kTolerance || area < -kTolerance) break;
+      ++e;
+    }
+    int keep = e;
+    for (int k = e - 1; k >= s && m_pPoints[k].x == m_pPoints[e].x && m_pPoints[k].y == m_pPoints[e].y; --k) {
+      if (m_pPoints[k].vnum > m_pPoints[keep].vnum) keep = k;
+    }
+    for (int k = s; k <= e; ++k) {
+      if (k != keep) flag(m_pPoints[k]);
+    }
+    s = e + 1;
+  }
+}
+
+void CHConvexHull2D::FindLowest() {
+  int m = 0;
+  for (int i = 1; i < m_nNumPoints; ++i) {
+    const tPointStruc& p = m_pPoints[i];
+    const tPointStruc& best = m_pPoints[m];
+    // Ties on y go to the smaller x (the textbook scan takes the larger).
+    if (p.y < best.y || (p.y == best.y && p.x < best.x)) m = i;
+  }
+  std::printf("Swapping %d with 0\n", m);
+  Swap(0, m);
+}
+
+int CHConvexHull2D::Compare(tPointStruc* p, tPointStruc* q) {
+  const tPointStruc& p0 = m_pPoints[0];
+  const float area = Area(p0, *p, *q);
+  if (area > kTolerance) return -1;
+  if (area < -kTolerance) return 1;
+
+  // Collinear with point 0: the nearer of the two can never be a hull corner.
+  ++m_nNumDeleted;
+  const float dx = std::fabs(p->x - p0.x) - std::fabs(q->x - p0.x);
+  const float dy = std::fabs(p->y - p0.y) - std::fabs(q->y - p0.y);
+  if (dx < 0.0f || dy < 0.0f) {
+    p->del = true;
+    return -1;
+  }
+  if (dx > 0.0f || dy > 0.0f) {
+    q->del = true;
+    return 1;
+  }
+  if (p->vnum > q->vnum) {
+    q->del = true;
+  } else {
+    p->del = true;
+  }
+  return 0;
+}
+
+void CHConvexHull2D::QuickSort(int first, int last) {
+  // The pivot stays at `first` while the rest is partitioned, so Compare
+  // always flags the records that really sit in the array. Equal keys stop
+  // both scans, which keeps runs of collinear points balanced; recursing
+  // into the smaller side bounds the depth by log n.
+  while (first < last) {
+    Swap(first, first + (last - first) / 2);
+    tPointStruc* pivot = &m_pPoints[first];
+    int i = first + 1;
+    int j = last;
+    for (;;) {
+      while (i <= j && Compare(&m_pPoints[i], pivot) < 0) ++i;
+      while (i <= j && Compare(&m_pPoints[j], pivot) > 0) --j;
+      if (i >= j) break;
+      Swap(i, j);
+      ++i;
+      --j;
+    }
+    // Now first+1 .. j are not after the pivot, j+1 .. last not before it.
+    Swap(first, j);
+    if (j - first < last - j) {
+      QuickSort(first, j - 1);
+      first = j + 1;
+    } else {
+      QuickSort(j + 1, last);
+      last = j - 1;
+    }
+  }
+}
+
+void CHConvexHull2D::Squash() {
+  int kept = 0;
+  for (int i = 0; i < m_nNumPoints; ++i) {
+    if (!m_pPoints[i].del) {
+      Copy(i, kept);
+      ++kept;
+    }
+  }
+  m_nNumPoints = kept;
+  std::printf("After Squash: n=%d\n", m_nNumPoints);
+}
+
+void CHConvexHull2D::Graham() {
+  if (m_nNumPoints < 1) return;
+  Push(&m_pPoints[0]);
+  if (m_nNumPoints < 2) return;
+  Push(&m_pPoints[1]);
+  int i = 2;
+  while (i < m_nNumPoints) {
+    if (!m_pTop->next) {
+      std::printf("Error\n");
+      FreeStack();
+      return;
+    }
+    const tPointStruc& below = *m_pTop->next->p;
+    const tPointStruc& top = *m_pTop->p;
+    if (Area(below, top, m_pPoints[i]) > kTolerance) {
+      Push(&m_pPoints[i]);
+      ++i;
+    } else {
+      Pop();
+    }
+  }
+}
+
+void CHConvexHull2D::Push(tPointStruc* p) {
+  auto* cell = static_cast<tStackCell*>(SafeMalloc(sizeof(tStackCell)));
+  cell->p = p;
+  cell->next = m_pTop;
+  m_pTop = cell;
+}
+
+void CHConvexHull2D::Pop() {
+  if (!m_pTop) return;
+  tStackCell* below = m_pTop->next;
+  SafeFree(m_pTop);
+  m_pTop = below;
+}
+
+void CHConvexHull2D::FreeStack() {
+  while (m_pTop) Pop();
+}
+
+void CHConvexHull2D::Copy(int from, int to) { m_pPoints[to] = m_pPoints[from]; }
+
+void CHConvexHull2D::Swap(int i, int j) {
+  if (i != j) std::swap(m_pPoints[i], m_pPoints[j]);
+}
+
+int CHConvexHull2D::GetHullSize() const {
+  int n = 0;
+  for (const tStackCell* c = m_pTop; c; c = c->next) ++n;
+  return n;
+}
+
+void CHConvexHull2D::ObtainConvexHull3D(CSSE3dPolygon* out) const {
+  if (!out) return;
+  const int n = GetHullSize();
+  out->Create(n);
+  // The stack holds the hull from its last point down to point 0.
+  int k = n - 1;
+  for (const tStackCell* c = m_pTop; c; c = c->next, --k) out->SetPoint(k, c->p->x, c->p->y, c->p->z);
+}
+
+void CHConvexHull2D::ObtainConvexHull2D(CSSE2dPolygon* out) const {
+  if (!out) return;
+  const int n = GetHullSize();
+  out->Create(n);
+  int k = n - 1;
+  for (const tStackCell* c = m_pTop; c; c = c->next, --k) out->SetPoint(k, c->p->x, c->p->y);
+}

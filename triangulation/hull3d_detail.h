@@ -1,0 +1,74 @@
+#pragma once
+
+// Internal pieces of the 3D hull shared by its source files: the exact
+// predicates and the two side tables the hull keeps while it works.
+
+#include <cstddef>
+#include <cstdint>
+#include <unordered_set>
+#include <vector>
+
+#include "relief/CHConvexHull3D.h"
+
+namespace relief::detail {
+
+// Products of three coordinate differences exceed 64 bits long before the
+// quantised coordinates do, so the predicates multiply in 128 bits and only
+// the sign leaves them.
+using HullWide = __int128;
+
+// (a - p) . ((b - p) x (c - p)): negative when p sees the counter-clockwise
+// triangle a, b, c from outside.
+inline int HullVolumeSign(const tVertexStructure* a, const tVertexStructure* b,
+                          const tVertexStructure* c, const tVertexStructure* p) {
+  const HullWide ax = HullWide(a->x) - p->x, ay = HullWide(a->y) - p->y, az = HullWide(a->z) - p->z;
+  const HullWide bx = HullWide(b->x) - p->x, by = HullWide(b->y) - p->y, bz = HullWide(b->z) - p->z;
+  const HullWide cx = HullWide(c->x) - p->x, cy = HullWide(c->y) - p->y, cz = HullWide(c->z) - p->z;
+  const HullWide vol = ax * (by * cz - bz * cy) + ay * (bz * cx - bx * cz) + az * (bx * cy - by * cx);
+  return vol > 0 ? 1 : (vol < 0 ? -1 : 0);
+}
+
+// (b - a) x (c - a) == 0 in every component.
+inline bool HullCrossIsZero(const tVertexStructure* a, const tVertexStructure* b,
+                            const tVertexStructure* c) {
+  const HullWide ux = HullWide(b->x) - a->x, uy = HullWide(b->y) - a->y, uz = HullWide(b->z) - a->z;
+  const HullWide vx = HullWide(c->x) - a->x, vy = HullWide(c->y) - a->y, vz = HullWide(c->z) - a->z;
+  return uy * vz - uz * vy == 0 && uz * vx - ux * vz == 0 && ux * vy - uy * vx == 0;
+}
+
+struct HullKey {
+  std::int64_t x, y, z;
+  bool operator==(const HullKey& o) const { return x == o.x && y == o.y && z == o.z; }
+};
+struct HullKeyHash {
+  std::size_t operator()(const HullKey& k) const {
+    std::uint64_t h = static_cast<std::uint64_t>(k.x) * 0x9E3779B97F4A7C15ull;
+    h ^= static_cast<std::uint64_t>(k.y) + 0x7F4A7C159E3779B9ull + (h << 6) + (h >> 2);
+    h ^= static_cast<std::uint64_t>(k.z) + 0x94D049BB133111EBull + (h << 6) + (h >> 2);
+    return static_cast<std::size_t>(h ^ (h >> 31));
+  }
+};
+
+// Every stored coordinate triple, so that a repeated point is refused in
+// constant time instead of by a walk over the vertex list.
+struct HullVertexIndex {
+  std::unordered_set<HullKey, HullKeyHash> keys;
+};
+
+// While the hull grows, every vertex still waiting is filed under one face
+// it sees (a conflict). Adding a vertex then starts from that face and only
+// touches the faces it sees, which keeps the construction near n log n
+// for points in random order instead of testing every face for every vertex.
+struct HullConflicts {
+  std::vector<tVertexStructure*> order;  // waiting vertices, in the order they are added
+  std::vector<tFaceStructure*> face;     // the face each one sees, or null
+  std::vector<std::int32_t> next;        // next vertex filed under the same face
+  std::int32_t current = 0;              // slot of the vertex being added
+  // Scratch lists of one addition, kept to avoid reallocating them.
+  std::vector<tFaceStructure*> visible;
+  std::vector<tFaceStructure*> cone;
+  std::vector<tEdgeStructure*> horizon;
+  std::vector<tEdgeStructure*> inner;
+};
+
+}  // namespace relief::detail
