@@ -174,7 +174,7 @@ void TaCIncrementalDelaunay2D::FinalizeTriangleList() {
   for (t_hdelaunaytriangle* t : m_HullRegister) t->nHullSlot = -1;
   m_HullRegister.clear();
   m_FinalTriangleList.TakeAll(m_TriangleList);
-  m_pGrid->Reset(0, 0, 1, 1, 1);
+  m_pGrid->Clear();
   m_bFinalized = true;
 }
 
