@@ -66,7 +66,7 @@ void TaCIncrementalDelaunay2D::CalcCircumCircle(t_hdelaunaytriangle* t) {
   t->fCenterY = cy;
   t->fRadiusSqr = dx * dx + dy * dy;
   // A working triangle whose circle moved (an in-place flip) is re-filed.
-  if (t->pList == &m_TriangleList && !m_bReferenceScans) m_pGrid->Update(t);
+  if (InWorkingIndex(t)) m_pGrid->Update(t);
 }
 
 // ---- records ----------------------------------------------------------------

@@ -118,7 +118,7 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
         CalcCircumCircle(t);
         CalcCircumCircle(n);
         // N may be a working triangle that now owns a hull side.
-        if (n->pList == &m_TriangleList && !m_bReferenceScans) RegisterHullSides(n);
+        if (InWorkingIndex(n)) RegisterHullSides(n);
         if (watching) {
           history.Touch(n);
           history.Touch(tb);

@@ -10,7 +10,6 @@
 
 void CDelaunayTriangleList::TakeAll(CDelaunayTriangleList& other) {
   if (other.m_pHead == nullptr) return;
-  for (t_hdelaunaytriangle* t = other.m_pHead; t; t = t->pNext) t->pList = this;
   other.m_pHead->pPrev = m_pTail;
   if (m_pTail)
     m_pTail->pNext = other.m_pHead;
@@ -26,7 +25,6 @@ void CDelaunayTriangleList::RemoveAll() {
   for (t_hdelaunaytriangle* t = m_pHead; t;) {
     t_hdelaunaytriangle* next = t->pNext;
     t->pPrev = t->pNext = nullptr;
-    t->pList = nullptr;
     t = next;
   }
   m_pHead = m_pTail = nullptr;
@@ -60,6 +58,7 @@ void TaCIncrementalDelaunay2D::Construct() {
   m_pNormalVectors = nullptr;
   m_bReferenceScans = false;
   m_nNextSequence = 0;
+  m_nWorkingEpoch = 1;
   m_pGrid = nullptr;
   m_pBoundingBox = static_cast<SSEPoint*>(SafeAlignedAlloc(2 * sizeof(SSEPoint), 16));
   m_pBoundingBox[0].m = _mm_setzero_ps();
@@ -92,7 +91,11 @@ void TaCIncrementalDelaunay2D::SetReferenceScans(bool plain) {
   m_pGrid->Reset(0, 0, 1, 1, 1);
   for (t_hdelaunaytriangle* t : m_TriangleList) t->nHullSlot = -1;
   if (!plain) {
-    for (t_hdelaunaytriangle* t : m_TriangleList) RegisterHullSides(t);
+    NextWorkingEpoch();
+    for (t_hdelaunaytriangle* t : m_TriangleList) {
+      t->nWorkingEpoch = m_nWorkingEpoch;
+      RegisterHullSides(t);
+    }
     RebuildGrid();
   }
 }
@@ -104,6 +107,7 @@ void TaCIncrementalDelaunay2D::AppendToWorking(t_hdelaunaytriangle* t) {
   m_TriangleList.AddTail(t);
   t->nSequence = m_nNextSequence++;
   if (m_bReferenceScans) return;
+  t->nWorkingEpoch = m_nWorkingEpoch;
   RegisterHullSides(t);
   m_pGrid->Insert(t);
 }
@@ -111,6 +115,7 @@ void TaCIncrementalDelaunay2D::AppendToWorking(t_hdelaunaytriangle* t) {
 void TaCIncrementalDelaunay2D::RemoveFromWorking(t_hdelaunaytriangle* t) {
   m_TriangleList.RemoveAt(t);
   if (m_bReferenceScans) return;
+  t->nWorkingEpoch = 0;
   ForgetHullSides(t);
   m_pGrid->Erase(t);
 }
@@ -165,6 +170,7 @@ void TaCIncrementalDelaunay2D::ClearTriangleList() {
   m_TriangleList.DeleteAll();
   m_HullRegister.clear();
   m_pGrid->Reset(0, 0, 1, 1, 1);
+  NextWorkingEpoch();
 }
 
 void TaCIncrementalDelaunay2D::ClearFinalTriangleList() { m_FinalTriangleList.DeleteAll(); }
@@ -174,7 +180,10 @@ void TaCIncrementalDelaunay2D::FinalizeTriangleList() {
   for (t_hdelaunaytriangle* t : m_HullRegister) t->nHullSlot = -1;
   m_HullRegister.clear();
   m_FinalTriangleList.TakeAll(m_TriangleList);
+  // The moved triangles leave the search structures without being touched:
+  // a new generation makes their working-list stamps stale.
   m_pGrid->Clear();
+  NextWorkingEpoch();
   m_bFinalized = true;
 }
 

@@ -41,7 +41,8 @@ struct t_hdelaunaytriangle {
   // Bookkeeping of the lists and of the search structures; never part of a result.
   t_hdelaunaytriangle* pPrev;
   t_hdelaunaytriangle* pNext;
-  CDelaunayTriangleList* pList;             // the list holding the triangle, or null
+  uint32_t nWorkingEpoch;                   // working-list generation it was filed in, 0 when not
+  uint32_t nReserved;
   uint64_t nSequence;                       // rank of its last append to the working list
   int32_t nGridBox[4];                      // cells covered in the circle grid (x0, y0, x1, y1)
   int32_t nGridSlot;                        // index in the grid's unbounded list, or -1
@@ -86,7 +87,6 @@ class RELIEF_API CDelaunayTriangleList {
   iterator end() const { return iterator(nullptr); }
 
   void AddTail(t_hdelaunaytriangle* t) {
-    t->pList = this;
     t->pNext = nullptr;
     t->pPrev = m_pTail;
     if (m_pTail)
@@ -106,7 +106,6 @@ class RELIEF_API CDelaunayTriangleList {
     else
       m_pTail = t->pPrev;
     t->pPrev = t->pNext = nullptr;
-    t->pList = nullptr;
     --m_nCount;
   }
   // Moves every triangle of other, in order, to the end of this list.
@@ -299,6 +298,14 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   void ForgetHullSides(t_hdelaunaytriangle* t);
   void EnsureGrid();
   void RebuildGrid();
+  // True for a triangle of the working list while the search structures are
+  // kept (the reference scans keep none).
+  bool InWorkingIndex(const t_hdelaunaytriangle* t) const {
+    return !m_bReferenceScans && t->nWorkingEpoch == m_nWorkingEpoch;
+  }
+  void NextWorkingEpoch() {
+    if (++m_nWorkingEpoch == 0) m_nWorkingEpoch = 1;  // 0 means "not in the working list"
+  }
   const CDelaunayTriangleList& MarkedList() const { return m_bFinalized ? m_FinalTriangleList : m_TriangleList; }
   void CollectVisibleHullSides(int vertex, std::vector<std::pair<t_hdelaunaytriangle*, int>>& sides);
   void RefinePasses(CSSEMatrix* field, float minHeight, int maxPasses, float zTolerance, bool useMarks);
@@ -319,6 +326,7 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
 
   bool m_bReferenceScans;
   uint64_t m_nNextSequence;
+  uint32_t m_nWorkingEpoch;  // advanced whenever the working list is emptied wholesale
   relief::detail::CCircleGrid* m_pGrid;
   std::vector<t_hdelaunaytriangle*> m_HullRegister;
 };
