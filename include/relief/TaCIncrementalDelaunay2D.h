@@ -42,10 +42,10 @@ struct t_hdelaunaytriangle {
   t_hdelaunaytriangle* pPrev;
   t_hdelaunaytriangle* pNext;
   uint32_t nWorkingEpoch;                   // working-list generation it was filed in, 0 when not
-  uint32_t nReserved;
+  uint32_t nReserved;                       // keeps the record's layout on 8-byte words
   uint64_t nSequence;                       // rank of its last append to the working list
   int32_t nGridBox[4];                      // cells covered in the circle grid (x0, y0, x1, y1)
-  int32_t nGridSlot;                        // index in the grid's unbounded list, or -1
+  int32_t nGridSlot;                        // grid level or unbounded-list index; -1 when not filed
   int32_t nHullSlot;                        // index in the hull-side register, or -1
 };
 
