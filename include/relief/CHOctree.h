@@ -119,4 +119,12 @@ class RELIEF_API CHOctree {
 
   // The most levels a tree may have.
   static constexpr int kMaxLevels = 8;
+
+ private:
+  // The last block of every list of every brick (NumBricks x 4), so that
+  // appending does not walk the whole list: a brick of a coarse tree can
+  // collect tens of thousands of entries. Bricks that are not part of this
+  // tree are appended to by walking their list.
+  t_hoctreeentryblock** TailSlot(const t_hoctreeelement* element, int list);
+  t_hoctreeentryblock** m_pTails = nullptr;
 };
