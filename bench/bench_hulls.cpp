@@ -18,6 +18,7 @@
 #include "relief/CHConvexHull3D.h"
 #include "relief/CSSE2dPolygon.h"
 #include "relief/MessageBox.h"
+#include "tests/triangulation/test_hull_reference.h"
 
 namespace {
 
@@ -66,8 +67,8 @@ void BM_Hull2D(benchmark::State& state) {
 }
 BENCHMARK(BM_Hull2D)->Arg(1000000)->Unit(benchmark::kMillisecond);
 
-// Reference: Andrew's monotone chain over std::sort, exact enough for a
-// timing comparison.
+// Reference: Andrew's monotone chain over std::sort (the tests' plain
+// hull), exact enough for a timing comparison.
 void BM_Hull2DReferenceMonotoneChain(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
   CSSE2dPolygon poly;
@@ -76,23 +77,10 @@ void BM_Hull2DReferenceMonotoneChain(benchmark::State& state) {
   for (int i = 0; i < n; ++i) poly.GetPoint(i, pts[i].first, pts[i].second);
   std::size_t size = 0;
   for (auto _ : state) {
-    std::vector<std::pair<float, float>> p = pts;
-    std::sort(p.begin(), p.end());
-    std::vector<std::pair<float, float>> h(2 * p.size());
-    std::size_t k = 0;
-    auto cross = [](const auto& o, const auto& a, const auto& b) {
-      return (double(a.first) - o.first) * (double(b.second) - o.second) -
-             (double(a.second) - o.second) * (double(b.first) - o.first);
-    };
-    for (std::size_t i = 0; i < p.size(); ++i) {
-      while (k >= 2 && cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-      h[k++] = p[i];
-    }
-    for (std::size_t i = p.size() - 1, t = k + 1; i > 0; --i) {
-      while (k >= t && cross(h[k - 2], h[k - 1], p[i - 1]) <= 0) --k;
-      h[k++] = p[i - 1];
-    }
-    size = k - 1;
+    size = MonotoneChainHull(pts, [](const auto& o, const auto& a, const auto& b) {
+             return (double(a.first) - o.first) * (double(b.second) - o.second) -
+                    (double(a.second) - o.second) * (double(b.first) - o.first);
+           }).size();
     benchmark::DoNotOptimize(size);
   }
   state.counters["hull"] = static_cast<double>(size);

@@ -70,8 +70,11 @@ struct HullConflicts;
 // Callers MUST ask IsDegenerate() first and skip CalcConvexHull when it says
 // true. Fewer than four distinct points count as degenerate.
 //
-// Records are allocated one by one with SafeCalloc; exhaustion throws
-// CMemoryException. Copying is not supported (the lists have one owner).
+// CalcConvexHull runs once per object. Records are allocated one by one
+// with SafeCalloc; exhaustion throws CMemoryException. Copying is not
+// supported (the lists have one owner). VolumeSign and Collinear are the
+// only virtual members (in this order): the destructor is not virtual, so
+// destroy a CH2DDelaunay through its own type.
 class RELIEF_API CHConvexHull3D {
  public:
   CHConvexHull3D();

@@ -61,6 +61,9 @@ class RELIEF_API CHOctree {
   // Frees every entry block and the bricks of every level; NumLevels := 0.
   ~CHOctree();
   CHOctree& operator=(const CHOctree& other) = default;
+  // Not copyable by construction: two owners of one set of bricks would
+  // free them twice. (Assignment stays the shallow member copy callers use.)
+  CHOctree(const CHOctree&) = delete;
 
   // Kept for interface compatibility; both return at once.
   void DuplicateOctree(CHOctree* other);
