@@ -110,6 +110,7 @@ void CSSE3dPolygon::GetPointXYSSE(int i, SSEPoint& p) const {
 
 void CSSE3dPolygon::GetPointSSEClosed(int i, SSEPoint& p) const {
   p.m = _mm_setzero_ps();
+  if (m_nNumPoints <= 0) return;  // no remainder by zero: the zero point
   const int r = i % m_nNumPoints;  // truncating: negative i stays negative
   if (InRange(r, m_nNumPoints)) p.m = _mm_setr_ps(m_pX[r], m_pY[r], m_pZ[r], 0.0f);
 }

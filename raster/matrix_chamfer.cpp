@@ -95,32 +95,39 @@ class ChamferPasses {
   // the last from the row below before it is updated.
   void Forward(int k) {
     const __m128i rowMask = RowMask(k);
-    const int up = k > 0 ? k - 1 : k;  // k == 0: lane 0 is row 0, never active
-    const int down = k + 1 < m_sseY ? k + 1 : k;
+    const __m128* line = m_lines[k];
+    const __m128* above = m_lines[k > 0 ? k - 1 : k];  // k == 0: lane 0 is row 0, never active
+    const __m128* below = m_lines[k + 1 < m_sseY ? k + 1 : k];
     const int steps = m_n + 3;  // s = 0 .. n + 2, lane j at column s - j
-    for (int s = 0; s < steps; ++s) m_skewed[s] = Gather(At(k, s), At(k, s - 1), At(k, s - 2), At(k, s - 3));
+    // Columns s - 3 .. s are all inside the row for 3 <= s < n.
+    for (int s = 0; s < steps; ++s)
+      m_skewed[s] = s >= 3 && s < m_n ? Gather(line[s], line[s - 1], line[s - 2], line[s - 3])
+                                      : Gather(At(k, s), At(k, s - 1), At(k, s - 2), At(k, s - 3));
 
-    const __m128 three = _mm_set1_ps(3.0f), four = _mm_set1_ps(4.0f);
     __m128 prev = m_skewed[0], prev2 = prev;
-    for (int s = 1; s < steps; ++s) {
+    auto step = [&](int s, __m128 aboveS, __m128 aboveS1, __m128 belowS4) {
       const __m128 cur = m_skewed[s];
-      const __m128 left = prev;
-      const __m128 above = LanesUp(prev, At(up, s));
-      const __m128 aboveLeft = LanesUp(prev2, At(up, s - 1));
-      const __m128 belowLeft = LanesDown(cur, At(down, s - 4));
       __m128 v = cur;
-      v = KeepSmaller(_mm_add_ps(left, three), v);
-      v = KeepSmaller(_mm_add_ps(above, three), v);
-      v = KeepSmaller(_mm_add_ps(aboveLeft, four), v);
-      v = KeepSmaller(_mm_add_ps(belowLeft, four), v);
+      v = KeepSmaller(_mm_add_ps(prev, m_three), v);
+      v = KeepSmaller(_mm_add_ps(LanesUp(prev, aboveS), m_three), v);
+      v = KeepSmaller(_mm_add_ps(LanesUp(prev2, aboveS1), m_four), v);
+      v = KeepSmaller(_mm_add_ps(LanesDown(cur, belowS4), m_four), v);
       const __m128i columns = _mm_sub_epi32(_mm_set1_epi32(s), _mm_set_epi32(3, 2, 1, 0));
       v = relief::detail::Select(Active(rowMask, columns), v, cur);
       m_skewed[s] = v;
       prev2 = prev;
       prev = v;
-    }
-    __m128* line = m_lines[k];
-    for (int x = 0; x < m_n; ++x) line[x] = Gather(m_skewed[x], m_skewed[x + 1], m_skewed[x + 2], m_skewed[x + 3]);
+    };
+    // Out-of-range neighbour columns only feed lanes whose results are
+    // discarded; the edge steps clamp them, the middle ones need not.
+    const int k0 = k > 0 ? k - 1 : k, k1 = k + 1 < m_sseY ? k + 1 : k;
+    int s = 1;
+    for (; s < std::min(4, steps); ++s) step(s, At(k0, s), At(k0, s - 1), At(k1, s - 4));
+    for (; s < m_n; ++s) step(s, above[s], above[s - 1], below[s - 4]);
+    for (; s < steps; ++s) step(s, At(k0, s), At(k0, s - 1), At(k1, s - 4));
+
+    __m128* out = m_lines[k];
+    for (int x = 0; x < m_n; ++x) out[x] = Gather(m_skewed[x], m_skewed[x + 1], m_skewed[x + 2], m_skewed[x + 3]);
   }
 
   // Backward, the mirror: T(x,y) = min(T, T(x+1,y)+3, T(x,y+1)+3,
@@ -128,51 +135,66 @@ class ChamferPasses {
   // updated. Lane j at step s holds column s + 3 - j; m_skewed[s + 3].
   void Backward(int k) {
     const __m128i rowMask = RowMask(k);
-    const int up = k > 0 ? k - 1 : k;
-    const int down = k + 1 < m_sseY ? k + 1 : k;
+    const __m128* line = m_lines[k];
+    const int k0 = k > 0 ? k - 1 : k, k1 = k + 1 < m_sseY ? k + 1 : k;
+    const __m128* above = m_lines[k0];
+    const __m128* below = m_lines[k1];
     __m128* skewed = m_skewed + 3;  // s = -3 .. n - 1
-    for (int s = -3; s < m_n; ++s) skewed[s] = Gather(At(k, s + 3), At(k, s + 2), At(k, s + 1), At(k, s));
+    for (int s = -3; s < m_n; ++s)
+      skewed[s] = s >= 0 && s + 3 < m_n ? Gather(line[s + 3], line[s + 2], line[s + 1], line[s])
+                                        : Gather(At(k, s + 3), At(k, s + 2), At(k, s + 1), At(k, s));
 
-    const __m128 three = _mm_set1_ps(3.0f), four = _mm_set1_ps(4.0f);
     __m128 prev = skewed[m_n - 1], prev2 = prev;
-    for (int s = m_n - 2; s >= -3; --s) {
+    auto step = [&](int s, __m128 belowS, __m128 belowS1, __m128 aboveS4) {
       const __m128 cur = skewed[s];
-      const __m128 right = prev;
-      const __m128 below = LanesDown(prev, At(down, s));
-      const __m128 belowRight = LanesDown(prev2, At(down, s + 1));
-      const __m128 aboveRight = LanesUp(cur, At(up, s + 4));
       __m128 v = cur;
-      v = KeepSmaller(_mm_add_ps(right, three), v);
-      v = KeepSmaller(_mm_add_ps(below, three), v);
-      v = KeepSmaller(_mm_add_ps(belowRight, four), v);
-      v = KeepSmaller(_mm_add_ps(aboveRight, four), v);
+      v = KeepSmaller(_mm_add_ps(prev, m_three), v);
+      v = KeepSmaller(_mm_add_ps(LanesDown(prev, belowS), m_three), v);
+      v = KeepSmaller(_mm_add_ps(LanesDown(prev2, belowS1), m_four), v);
+      v = KeepSmaller(_mm_add_ps(LanesUp(cur, aboveS4), m_four), v);
       const __m128i columns = _mm_sub_epi32(_mm_set1_epi32(s + 3), _mm_set_epi32(3, 2, 1, 0));
       v = relief::detail::Select(Active(rowMask, columns), v, cur);
       skewed[s] = v;
       prev2 = prev;
       prev = v;
-    }
-    __m128* line = m_lines[k];
-    for (int x = 0; x < m_n; ++x) line[x] = Gather(skewed[x - 3], skewed[x - 2], skewed[x - 1], skewed[x]);
+    };
+    int s = m_n - 2;
+    for (; s >= std::max(m_n - 4, -3); --s) step(s, At(k1, s), At(k1, s + 1), At(k0, s + 4));
+    for (; s >= 0; --s) step(s, below[s], below[s + 1], above[s + 4]);
+    for (; s >= -3; --s) step(s, At(k1, s), At(k1, s + 1), At(k0, s + 4));
+
+    __m128* out = m_lines[k];
+    for (int x = 0; x < m_n; ++x) out[x] = Gather(skewed[x - 3], skewed[x - 2], skewed[x - 1], skewed[x]);
   }
 
   __m128** m_lines;
   int m_n, m_sizeY, m_sseY;
   __m128* m_skewed;
+  const __m128 m_three = _mm_set1_ps(3.0f), m_four = _mm_set1_ps(4.0f);
 };
 
 }  // namespace
 
 void CSSEMatrix::Chamfer() {
   if (!m_ppLines) return;
-  CSSEMatrix t(*this);
+  // The distance map is built in place: the only allocation (the skewed row)
+  // happens before anything is written, so a failure leaves the raster as it
+  // was, just as building it in a copy would.
+  ChamferPasses passes(*this);
   // Unknown pixels (0) start far away, seeds (1.0) at distance 0; any other
-  // value is a given initial distance. 99999.9 is stored as 99999.8984375.
-  t.ReplaceValueWithValue(0.0f, 99999.9f);
-  t.ReplaceValueWithValue(1.0f, 0.0f);
-  ChamferPasses(t).Run();
-  t.RemoveFrameArtefacts(4, 4, 0.0f);
-  CopyFromSSEMatrix(t);
+  // value is a given initial distance. The two bands are disjoint, so the two
+  // replacements (0 -> 99999.9, stored as 99999.8984375, then 1 -> 0) are one
+  // pass; both band ends are rounded to float like ReplaceValueWithValue's.
+  const __m128 lo0 = _mm_set1_ps(0.0f - 0.002f), hi0 = _mm_set1_ps(0.0f + 0.002f);
+  const __m128 lo1 = _mm_set1_ps(1.0f - 0.002f), hi1 = _mm_set1_ps(1.0f + 0.002f);
+  const __m128 unknown = _mm_set1_ps(99999.9f);
+  relief::detail::ForEachRegister(*this, [=](__m128& r) {
+    const __m128 isUnknown = _mm_and_ps(_mm_cmpgt_ps(r, lo0), _mm_cmplt_ps(r, hi0));
+    const __m128 isSeed = _mm_and_ps(_mm_cmpgt_ps(r, lo1), _mm_cmplt_ps(r, hi1));
+    r = _mm_andnot_ps(isSeed, relief::detail::Select(isUnknown, unknown, r));
+  });
+  passes.Run();
+  RemoveFrameArtefacts(4, 4, 0.0f);
 }
 
 void CSSEMatrix::RemoveFrameArtefacts(int frameX, int frameY, float value) {

@@ -41,6 +41,33 @@ struct AlignedBuffer {
   __m128* data;
 };
 
+// Moves registers between the storage (SSE row k, column x0 + i) and the
+// column-major block (column i's SSE rows one after the other):
+// move(block entry, storage register). Four SSE rows at a time: each step
+// fills (empties) one whole cache line of the block while the storage is
+// read (written) as four runs along its rows. Walking the block with its
+// column stride for every single SSE row would hit the same cache sets for
+// every register of a row and touch each block line four times.
+template <class Move>
+void Transpose(__m128* block, __m128** lines, int x0, int sseY, int columns, Move move) {
+  int k = 0;
+  for (; k + 4 <= sseY; k += 4) {
+    __m128* r0 = lines[k] + x0;
+    __m128* r1 = lines[k + 1] + x0;
+    __m128* r2 = lines[k + 2] + x0;
+    __m128* r3 = lines[k + 3] + x0;
+    for (int i = 0; i < columns; ++i) {
+      __m128* out = block + static_cast<std::size_t>(i) * sseY + k;
+      move(out[0], r0[i]);
+      move(out[1], r1[i]);
+      move(out[2], r2[i]);
+      move(out[3], r3[i]);
+    }
+  }
+  for (; k < sseY; ++k)
+    for (int i = 0; i < columns; ++i) move(block[static_cast<std::size_t>(i) * sseY + k], lines[k][x0 + i]);
+}
+
 }  // namespace
 
 void CSSEMatrix::Serialize(CArchive& ar) {
@@ -55,10 +82,10 @@ void CSSEMatrix::Serialize(CArchive& ar) {
     AlignedBuffer buffer(kRegisterBytes * static_cast<std::size_t>(block) * sseY);
     for (int x0 = 0; x0 < m_nSizeX; x0 += block) {
       const int n = std::min(block, m_nSizeX - x0);
-      for (int k = 0; k < sseY; ++k) {
-        const __m128* row = m_ppLines ? m_ppLines[k] + x0 : nullptr;
-        for (int i = 0; i < n; ++i) buffer.data[static_cast<std::size_t>(i) * sseY + k] = row ? row[i] : _mm_setzero_ps();
-      }
+      if (m_ppLines)
+        Transpose(buffer.data, m_ppLines, x0, sseY, n, [](__m128& entry, const __m128& reg) { entry = reg; });
+      else
+        std::fill(buffer.data, buffer.data + static_cast<std::size_t>(n) * sseY, _mm_setzero_ps());
       ar.Write(buffer.data, kRegisterBytes * static_cast<std::size_t>(n) * sseY);
     }
     return;
@@ -86,10 +113,7 @@ void CSSEMatrix::Serialize(CArchive& ar) {
     for (int x0 = 0; x0 < sizeX; x0 += block) {
       const int n = std::min(block, static_cast<int>(sizeX) - x0);
       ar.Read(buffer.data, kRegisterBytes * static_cast<std::size_t>(n) * sseY);
-      for (int k = 0; k < sseY; ++k) {
-        __m128* row = loaded.m_ppLines[k] + x0;
-        for (int i = 0; i < n; ++i) row[i] = buffer.data[static_cast<std::size_t>(i) * sseY + k];
-      }
+      Transpose(buffer.data, loaded.m_ppLines, x0, sseY, n, [](const __m128& entry, __m128& reg) { reg = entry; });
     }
   } else {
     loaded.Clear();  // the dummy register of a raster without columns

@@ -105,7 +105,8 @@ class RELIEF_API CSSE3dPolygon {
   void GetPointSSE(int i, SSEPoint& p) const;    // (x, y, z, 0)
   void GetPointXYSSE(int i, SSEPoint& p) const;  // (x, y, 0, 0)
   // Point (i mod count) with the sign of i (truncating remainder): i = count
-  // gives point 0, a negative i the zero point. The polygon must not be empty.
+  // gives point 0, and a negative remainder (e.g. i = -1) the zero point, while
+  // i = -count gives point 0. An empty polygon gives the zero point.
   void GetPointSSEClosed(int i, SSEPoint& p) const;
   // Normalized coordinates, one point at a time. The setters clear the flag.
   void SetPointNormalized(int i, float x, float y, float z);
@@ -243,7 +244,8 @@ class RELIEF_API CSSE3dPolygon {
   // smaller x (cur on a tie). step > 1 tests the coarser polygon of every
   // step-th vertex plus the last. step must be at least 1.
   bool PointInLineInnerArea(float x, float y, int step);
-  // p.z is ignored; any w other than 0 answers false.
+  // p.z is ignored; the box pre-test compares all four lanes with the 2D
+  // corners (z = w = 0), so a point with w != 0 answers false.
   bool PointInLineInnerArea(SSEPoint& p, int step);
   // The same against the normalized outline; the box pre-test still uses
   // the raw box.

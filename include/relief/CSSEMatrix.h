@@ -144,32 +144,58 @@ class RELIEF_API CSSEMatrix {
   void ReplaceLineAbove(float threshold, float value, int y);
 
   // ---- thinning, distance transform, derivatives ------------------------
-  // Zhang-Suen thinning of the pixels > threshold into a skeleton of 1.0;
-  // the outermost rows and columns always end 0.
+  // Zhang-Suen thinning of the pixels strictly above threshold into a
+  // skeleton of 1.0 on 0. A pixel is removed only with 3 to 6 set neighbours
+  // (not the textbook 2), so end points of lines with two neighbours stay.
+  // The outermost rows and columns always end 0, padding lanes too; rasters
+  // with fewer than 3 rows or columns end all 0. At most 1000 iterations.
+  // Throws CMemoryException (raster unchanged) when the working image cannot
+  // be allocated.
   void ZhangSuen(float threshold);
-  // 3-4 chamfer distance (3 per straight step, 4 per diagonal) to the pixels
-  // that held 1.0; pixels that held 0 are unknown, other values act as given
-  // initial distances. A frame (4 columns left, 5 right, whole SSE rows top
-  // and bottom) ends 0.
+  // 3-4 chamfer distance (3 per straight step, 4 per diagonal; divide by 3
+  // for pixels) to the pixels that held 1.0 (within 0.002). Pixels that held
+  // 0 (within 0.002) are unknown and start at 99999.9f; other values act as
+  // given initial distances. Forward pass over the interior, mask: left,
+  // above, above-left and below-left; backward pass the mirror. Candidate
+  // sums round to float; a candidate replaces the value only when strictly
+  // smaller, so a NaN pixel stays NaN and NaN neighbours are ignored. Then
+  // RemoveFrameArtefacts(4, 4, 0): pixels closer than 4 columns to the left
+  // and 5 to the right border, the top SSE row and the last two SSE rows end
+  // 0. Rasters under 3 x 3 get only the replacements and the frame. Throws
+  // CMemoryException (raster unchanged) when its working row cannot be
+  // allocated.
   void Chamfer();
-  // Forward differences in place: v(x, y) = v(x+1, y) - v(x, y), resp.
-  // v(x, y+1) - v(x, y). The last column / last SSE row keep their values.
+  // Forward differences in place, every lane (padding included):
+  // v(x, y) = v(x+1, y) - v(x, y), resp. v(x, y+1) - v(x, y) (lane 3 of an SSE
+  // row reads lane 0 of the next). The last column / last SSE row keep their
+  // values.
   void CalcDerivativeX();
   void CalcDerivativeY();
-  // Overwrites whole registers of a border frame with value: frameX columns on
-  // the left, frameX + 1 on the right, frameY >> 2 SSE rows at the top and one
-  // more at the bottom.
+  // Overwrites whole registers of a border frame with value: columns
+  // 0 .. frameX-1 on the left, the last frameX + 1 columns on the right, SSE
+  // rows 0 .. (frameY >> 2)-1 at the top and the last (frameY >> 2) + 1 SSE
+  // rows at the bottom (spare row included). Frames wider than the raster
+  // cover it; negative frames cover nothing on that side.
   void RemoveFrameArtefacts(int frameX, int frameY, float value);
 
   // ---- combination with a second raster (paired by storage position) ------
-  // Unless noted the walk covers the smaller SSE extent of the two rasters;
-  // "this extent" members require the other raster to be at least as large.
+  // Register x of SSE row k pairs with register x of SSE row k of the other
+  // raster; every lane, padding included, takes part, comparisons are strict.
+  // The walk covers the smaller SSE extent of the two rasters (the rest of
+  // this raster is untouched), so rasters of different size combine top-left
+  // aligned. Members marked "this extent" require the other raster to be at
+  // least as large; a smaller one is not read past its end.
   void AddMatrix(CSSEMatrix& other);  // a + b, this extent
   void SubMatrix(CSSEMatrix& other);  // a - b
-  void SubMatrixValidate(CSSEMatrix& other);  // a - b where a > 0
-  void AddMatrixOffseted(CSSEMatrix& other, float offset);  // a + max(0, b - offset), this extent
-  void AddMatrixOffsetedNormed(CSSEMatrix& other, float offset, float scale);  // this extent
-  void AddMatrixOffsetedConstrained(CSSEMatrix& other, float offset, float keep, float scale);  // this extent
+  void SubMatrixValidate(CSSEMatrix& other);  // a - b where a > 0, else a
+  // a + max(0, b - offset), this extent. A NaN in b adds 0 (here and below).
+  void AddMatrixOffseted(CSSEMatrix& other, float offset);
+  // a + max(0, b - offset) * scale, this extent.
+  void AddMatrixOffsetedNormed(CSSEMatrix& other, float offset, float scale);
+  // max(0, b' - offset) * scale + a * keep with b' = 0 where a < 0.001 (an
+  // empty pixel lets nothing in), else b; this extent.
+  void AddMatrixOffsetedConstrained(CSSEMatrix& other, float offset, float keep, float scale);
+  // b > a ? b : a, resp. b < a ? b : a: a NaN on either side keeps a.
   void MaximumOf(CSSEMatrix& other);
   void MinimumOf(CSSEMatrix& other);
   void CombineAbsolute(CSSEMatrix& other);        // sqrt(b*b + a*a)
@@ -178,12 +204,20 @@ class RELIEF_API CSSEMatrix {
   void MaskOutAndValidate(CSSEMatrix& mask);      // 0 where mask < 0.1 and a > 0
   void StencilThreshAbove(CSSEMatrix& mask, float threshold);  // 0 where mask < threshold
   void StencilThreshBelow(CSSEMatrix& mask, float threshold);  // same behaviour as Above
-  // 0 where the (scaled, clamped) mask value is below 5.
+  // 0 where the mask value is below 5. With both scales exactly 1 the mask
+  // pairs by storage position like MaskOut (smaller extent, padding lanes
+  // included); otherwise every pixel (x, y) reads the mask pixel
+  // (int(x * scaleX + 0.5f), int(y * scaleY + 0.5f)), clamped into the mask.
+  // A mask without storage changes nothing.
   void Stencil(CSSEMatrix& mask, float scaleX, float scaleY);
-  // The same with a byte mask read as signed: bytes 128..255 clear the pixel.
+  // The same with a byte mask, always pixel by pixel (clamped reads), the
+  // byte read as signed: bytes 128..255 are negative and clear the pixel.
   void Stencil(CSSEcharMatrix& mask, float scaleX, float scaleY);
-  // Re-creates this raster with the smaller size of the two and stores
-  // first - second, then erases negative and/or positive results.
+  // Re-creates this raster with the smaller width and the smaller height of
+  // the two and stores first - second (padding lanes included), then erases
+  // negative (ErasePixelsLower(0)) and/or positive (ErasePixelsGreater(0))
+  // results. This raster may be one of the operands. Throws CMemoryException
+  // from Create.
   void CalcDifferenceMatrixConstrained(CSSEMatrix& first, CSSEMatrix& second, bool eraseNegative,
                                        bool erasePositive);
 
@@ -210,15 +244,20 @@ class RELIEF_API CSSEMatrix {
   float IntegrateMatrixAbsolute(float a, float b) const;
 
   // ---- persistence ------------------------------------------------------
-  // Record: int32 sizeX, int32 sizeY, then for each column x, for each SSE
-  // row k, the four lanes of register x of SSE row k (8 + 16 * sizeX *
-  // ((sizeY >> 2) + 1) bytes). Loading validates the header before
-  // allocating: a negative size or more than 31,999 rows throws
-  // CMemoryException, a record longer than the stream can still deliver
-  // throws CArchiveException(endOfFile); the raster is then unchanged.
+  // Record (little-endian, no header or version): int32 sizeX, int32 sizeY,
+  // then for each column x, for each SSE row k, the four lanes of register x
+  // of SSE row k: 8 + 16 * sizeX * ((sizeY >> 2) + 1) bytes, padding lanes
+  // included. A raster without storage is stored as its sizes and zeros.
+  // Loading validates the header before allocating: a negative size or more
+  // than 31,999 rows throws CMemoryException, a record longer than the stream
+  // can still deliver throws CArchiveException(endOfFile). A record that ends
+  // early throws CArchiveException(endOfFile) too. In every failing case the
+  // raster keeps its previous size and content.
   void Serialize(CArchive& ar);
-  // False when the file cannot be opened (nothing changes); archive errors
-  // after opening propagate as CArchiveException.
+  // Store truncates or creates the file. Both return false when the file
+  // cannot be opened (nothing changes) and true otherwise; errors after
+  // opening propagate as CArchiveException (from Store: genericException
+  // when the stream fails to write).
   bool Store(const std::filesystem::path& path);
   bool Load(const std::filesystem::path& path);
 

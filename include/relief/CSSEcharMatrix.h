@@ -95,9 +95,12 @@ class RELIEF_API CSSEcharMatrix {
   // Record: int32 SizeX, int32 SizeY, then SizeY x SizeX signed bytes, row by
   // row (y outer, x inner), no spare rows (8 + SizeX x SizeY bytes). Loading
   // validates the header before allocating: a negative size or more than
-  // 127,999 rows throws CMemoryException, more bytes than the stream can
-  // still deliver throws CArchiveException(endOfFile); in both cases and for
-  // any record that ends early the raster keeps its previous size and content.
+  // 127,999 rows throws CMemoryException, and so does a record without rows
+  // or columns whose storage would exceed 1 MiB (e.g. 0 rows x 2^31 columns:
+  // eight bytes of record cannot justify 32 GiB). More bytes than the stream
+  // can still deliver throws CArchiveException(endOfFile). In these cases and
+  // for any record that ends early the raster keeps its previous size and
+  // content. A raster without storage is stored as its sizes and zero pixels.
   void Serialize(CArchive& ar);
 
   // ---- accessors --------------------------------------------------------

@@ -26,4 +26,5 @@
 #include "relief/NyTriangulationStatic.h"
 #include "relief/SSEPoint.h"
 #include "relief/SafeMemory.h"
+#include "relief/TaCIncrementalDelaunay2D.h"
 #include "relief/TaCSSEVertexContainer.h"

@@ -95,7 +95,7 @@ TEST(PolygonContainment, MatchesNaiveRuleOnRandomPolygons) {
   std::uniform_real_distribution<float> u(-2, 42);
   const Shape shapes[] = {Shape::Convex, Shape::Star, Shape::Collinear, Shape::PixelCentres, Shape::Wild};
   for (Shape shape : shapes)
-    for (int n : {3, 4, 7, 12, 31}) {
+    for (int n : {3, 4, 5, 6, 7, 8, 12, 31, 257}) {
       const auto pts = RandomShape(shape, rng, n, 20, 20, 15);
       CSSE3dPolygon poly;
       Fill(poly, pts);

@@ -284,6 +284,11 @@ TEST(PolygonAccess, ClosedIndexWraps) {
     EXPECT_EQ(p.x, c.x) << c.i;
     EXPECT_EQ(p.w, 0) << c.i;
   }
+  CSSE3dPolygon empty;
+  SSEPoint p;
+  p.m = _mm_set1_ps(9);
+  empty.GetPointSSEClosed(3, p);
+  EXPECT_EQ(p.x, 0.0f);
 }
 
 TEST(PolygonAccess, StaleNormalizedAfterRawWrite) {

@@ -1,0 +1,289 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "relief/Export.h"
+#include "relief/SSEPoint.h"
+#include "relief/TaCSSEVertexContainer.h"
+
+class CSSE3dPolygon;
+class CSSEMatrix;
+namespace relief::detail {
+class CCircleGrid;
+}
+
+// A triangle side: side 0 runs from vertex 0 to 1, side 1 from 1 to 2, side 2
+// from 2 to 0. eNoCommonSide (-1) says two triangles share no side.
+enum ESharedSide { eNoCommonSide = -1, eSide0 = 0, eSide1 = 1, eSide2 = 2 };
+
+// Where a point lies relative to a triangle (PointWhere). A point within the
+// 0.005 tolerance of a corner is ePointOutside.
+enum EPointWhere { ePointOutside = 0, ePointInside = 1, ePointOnSide0 = 2, ePointOnSide1 = 3, ePointOnSide2 = 4 };
+
+class CDelaunayTriangleList;
+
+// One triangle of the triangulation, over indices into the vertex array.
+// Allocated zero-filled one at a time; owned by exactly one list at a time.
+struct t_hdelaunaytriangle {
+  int32_t nVertex[3];                       // counter-clockwise in a legal triangle
+  float fCenterX, fCenterY;                 // circumcentre
+  float fRadiusSqr;                         // circumradius squared
+  t_hdelaunaytriangle* pNeighbour[3];       // across side 0, 1, 2; null on the hull
+  bool bKill;                               // split; deleted by the next sweep of its list
+  bool bOutside;                            // outside the bounding polygon
+  bool bBorder;                             // border triangle (IsolateTrianglesWithoutNeighbour)
+  bool bLocked;                             // never affected, never flipped into
+  SSEPoint* pNormal;                        // slot in the normal-vector field, or null
+  SSEPoint* pCenter;                        // slot in the triangle-centres field, or null
+
+  // Bookkeeping of the lists and of the search structures; never part of a result.
+  t_hdelaunaytriangle* pPrev;
+  t_hdelaunaytriangle* pNext;
+  CDelaunayTriangleList* pList;             // the list holding the triangle, or null
+  uint64_t nSequence;                       // rank of its last append to the working list
+  int32_t nGridBox[4];                      // cells covered in the circle grid (x0, y0, x1, y1)
+  int32_t nGridSlot;                        // index in the grid's unbounded list, or -1
+  int32_t nHullSlot;                        // index in the hull-side register, or -1
+};
+
+// A doubly linked list of triangle pointers with the order semantics of a
+// plain pointer list: appends go to the tail, removal keeps the order of the
+// rest. The links live in the triangles, so moving a triangle between lists
+// costs nothing and removing one needs no search. A triangle is in at most one
+// list; adding one that is already listed is a caller error.
+class RELIEF_API CDelaunayTriangleList {
+ public:
+  typedef t_hdelaunaytriangle* POSITION;
+
+  class iterator {
+   public:
+    explicit iterator(t_hdelaunaytriangle* t) : m_p(t) {}
+    t_hdelaunaytriangle* operator*() const { return m_p; }
+    iterator& operator++() {
+      m_p = m_p->pNext;
+      return *this;
+    }
+    bool operator!=(const iterator& o) const { return m_p != o.m_p; }
+    bool operator==(const iterator& o) const { return m_p == o.m_p; }
+
+   private:
+    t_hdelaunaytriangle* m_p;
+  };
+
+  CDelaunayTriangleList() = default;
+  CDelaunayTriangleList(const CDelaunayTriangleList&) = delete;
+  CDelaunayTriangleList& operator=(const CDelaunayTriangleList&) = delete;
+  // Unlinks but does not delete: the owner deletes its triangles first.
+  ~CDelaunayTriangleList() { RemoveAll(); }
+
+  int GetCount() const { return m_nCount; }
+  bool IsEmpty() const { return m_nCount == 0; }
+  t_hdelaunaytriangle* GetHead() const { return m_pHead; }
+  t_hdelaunaytriangle* GetTail() const { return m_pTail; }
+  iterator begin() const { return iterator(m_pHead); }
+  iterator end() const { return iterator(nullptr); }
+
+  void AddTail(t_hdelaunaytriangle* t);
+  void RemoveAt(t_hdelaunaytriangle* t);
+  // Empties the list without deleting the triangles.
+  void RemoveAll();
+  // Deletes every triangle and empties the list.
+  void DeleteAll();
+
+ private:
+  t_hdelaunaytriangle* m_pHead = nullptr;
+  t_hdelaunaytriangle* m_pTail = nullptr;
+  int m_nCount = 0;
+};
+
+// Incremental Delaunay triangulation of the container's points in the x/y
+// plane, refined against height fields on request.
+//
+// Only x and y take part in the geometric tests; z and w ride along. Cross
+// products are formed in double, rounded to float and compared with 0.005;
+// circumcircles are float. The results (vertex order in each triangle, the
+// order of each list, the neighbour slots) are stable: the point search
+// through the circle grid and the hull-side register visits exactly what a
+// scan of the whole working list would, in the same order (see
+// SetReferenceScans).
+//
+// Lists: between Triangulate and FinalizeTriangleList the triangles are in the
+// working list (GetTriangleList); afterwards in the final list
+// (GetFinalTriangleList). Failures: nothing is reported; memory exhaustion
+// throws CMemoryException.
+class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
+ public:
+  TaCIncrementalDelaunay2D();
+  explicit TaCIncrementalDelaunay2D(int maxVertices);
+  ~TaCIncrementalDelaunay2D();
+  TaCIncrementalDelaunay2D(const TaCIncrementalDelaunay2D&) = delete;
+  TaCIncrementalDelaunay2D& operator=(const TaCIncrementalDelaunay2D&) = delete;
+
+  // Clears the int, the finalized flag and the field pointers; frees nothing.
+  void InitializeObject();
+
+  // Triangulates vertices 0 .. min(count, vertex count) - 1. Without box start
+  // the first three points form the start triangle (vertices 0 and 1 swapped
+  // when it is not counter-clockwise); with box start two triangles span the
+  // points' bounding box, whose corners are appended as vertices when no
+  // vertex sits there already (if the container has no room for a corner the
+  // triangulation stays empty). Fewer than three vertices: nothing happens.
+  void Triangulate(int count, bool finalize, bool boxStart);
+  // Starts from the polygon's leftmost, rightmost and topmost points (the
+  // container must hold the polygon's points under the same indices), inserts
+  // the rest and marks the triangles whose centroid is outside the polygon.
+  void Triangulate(CSSE3dPolygon* polygon, int count, bool finalize);
+
+  // Appends (x, y, 0, 0) and inserts it; dropped when the container is full.
+  void InsertVertexIntoTriangulation(float x, float y, bool finalize);
+  // Inserts an existing vertex into the working list (no finalisation).
+  void InsertVertexIntoTriangulation(int vertex);
+  // Splits the triangle holding the vertex with the greatest mean z above the
+  // height field (or, flagged, the lowest one below it) without re-making the
+  // triangulation Delaunay. The flagged form starts its search at -99999.9 and
+  // so selects nothing for ordinary heights.
+  void InsertVertexIntoTriangulationWithZ(int vertex, CSSEMatrix* field, bool flag);
+  void BuildNewTriangles(int vertex, EPointWhere where, t_hdelaunaytriangle* triangle,
+                         CDelaunayTriangleList::POSITION position);
+
+  // Insertion steps, public for diagnostics and for tests.
+  int CalcAffectedTriangles(int vertex);
+  void ProcessAffectedTriangles(int vertex);
+  void LegalizeEdges();
+  void KillIgnoredTriangles();
+  void AddNewTrianglesToList();
+  void AppendExteriorPoint(int vertex);
+
+  void FinalizeTriangleList();
+  void CopyFinalTriangleListToTriangleList();
+  void ClearAffectedTriangleList();
+  void ClearTriangleList();
+  void ClearFinalTriangleList();
+  void CheckTriangleList() {}
+
+  EPointWhere PointWhere(int vertex, t_hdelaunaytriangle* t) const;
+  EPointWhere PointWhere(float x, float y, t_hdelaunaytriangle* t) const;
+  bool InCircumCircle(int vertex, t_hdelaunaytriangle* t) const;
+  void CalcCircumCircle(t_hdelaunaytriangle* t);
+  int GetOrientation(t_hdelaunaytriangle* t) const;
+
+  void SplitTriangleIntoThree(int vertex, t_hdelaunaytriangle* old, t_hdelaunaytriangle* x,
+                              t_hdelaunaytriangle* y, t_hdelaunaytriangle* z);
+  void SplitTriangleIntoTwo(int vertex, ESharedSide side, t_hdelaunaytriangle* old, t_hdelaunaytriangle* x,
+                            t_hdelaunaytriangle* y);
+  static void CopyTriangle(const t_hdelaunaytriangle* from, t_hdelaunaytriangle* to);
+  static t_hdelaunaytriangle* InitNewTriangle();
+  // Deletes a triangle that no list holds any more.
+  static void DeleteTriangle(t_hdelaunaytriangle* t);
+  static void FindNeighbours(t_hdelaunaytriangle* a, t_hdelaunaytriangle* b);
+  static ESharedSide FindCommonSide(ESharedSide side, const t_hdelaunaytriangle* first,
+                                    const t_hdelaunaytriangle* second);
+  // Every neighbour of `me` that points to `old` points to `me` instead.
+  static void ReplaceMeInNeighbours(t_hdelaunaytriangle* me, t_hdelaunaytriangle* old);
+  // In `in`, every neighbour slot holding `old` gets `replacement`.
+  static void ReplaceNeighbourInNeighbour(t_hdelaunaytriangle* in, t_hdelaunaytriangle* old,
+                                          t_hdelaunaytriangle* replacement);
+  // True when the two vertex pairs name the same edge in either direction.
+  static bool EdgesEqual(int a0, int a1, int b0, int b1) {
+    return (a0 == b0 && a1 == b1) || (a0 == b1 && a1 == b0);
+  }
+
+  // The first triangle of the final list containing (x, y) strictly; null
+  // when none does or the object is not finalized.
+  t_hdelaunaytriangle* FindTriangleFromCoords(float x, float y);
+
+  // Marks (final list when finalized, else working list).
+  void IsolateTrianglesWithoutNeighbour();
+  void ResetBorderTriangles();
+  void IgnoreBorderTriangles();
+  void ResetIgnoreBorderTriangles();
+  void ResetIgnoreStateOfTriangles();  // working list only
+  static void FlipTriangleOrientation(t_hdelaunaytriangle* t);
+
+  // Refinement against height fields. Passes stop at maxPasses or after a pass
+  // that added nothing; triangles whose three heights are not all above
+  // minHeight are never split, so thin triangles stay.
+  void RefineTriangulation(float minHeight, int maxPasses, float zTolerance);
+  void RefineTriangulation(CSSEMatrix* field, float minHeight, int maxPasses, float zTolerance);
+  void RefineBorderTriangulation(CSSEMatrix* first, CSSEMatrix* second, TaCIncrementalDelaunay2D& partner,
+                                 float minHeight, int maxPasses, float zTolerance);
+  void HighDerivationInsertPoints(CSSEMatrix* derivative, CSSEMatrix* field, CSSE3dPolygon& area,
+                                  int threshold, int step, bool finalize);
+  void HighDerivationInsertPoints(CSSEMatrix* field, float zTolerance, bool finalize);
+
+  // Scan conversion into a raster of cell size (rx, ry); values are z / rz.
+  // The bounding box must be current (CalcBoundingBox). The output covers the
+  // box (an empty triangulation gives a 0 x 0 raster); origin receives the
+  // box minimum. Untouched cells hold emptyValue.
+  void SetScanConvResolution(float rx, float ry, float rz);
+  void ScanConvertTriangulationMax(CSSEMatrix* output, float emptyValue, SSEPoint& origin);
+  void ScanConvertTriangulationMin(CSSEMatrix* output, float emptyValue, SSEPoint& origin);
+  void CalcBoundingBox();
+  // The centre of the bounding box as last computed.
+  SSEPoint CalcCenterPoint();
+  const SSEPoint& GetBoundingBoxMin() const { return m_pBoundingBox[0]; }
+  const SSEPoint& GetBoundingBoxMax() const { return m_pBoundingBox[1]; }
+
+  // Per-triangle normals and centroids of the final list (nothing when not finalized).
+  void ComputeNormalVectorsOfTriangles();
+  void ComputeNormalVectorOfTriangle(t_hdelaunaytriangle* t);
+  void ComputeCentresOfTriangles();
+  static void ComputeCentreOfTriangle(SSEPoint* p0, SSEPoint* p1, SSEPoint* p2, SSEPoint* out);
+  void CreateNormalVectorField(int count);
+  void CreateTriangleCentersField(int count);
+  void ClearTriangleNormals();
+  void ClearTriangleCenters();
+  static void CrossProduct(SSEPoint* a, SSEPoint* b, SSEPoint* out);
+  static void NormalizeVector(SSEPoint* v);
+
+  // true: every search scans the whole list as the plain algorithm does (the
+  // reference the tests compare against); false (default): the circle grid,
+  // the hull-side register and box-limited grid visits. Results are identical.
+  void SetReferenceScans(bool plain);
+  bool GetReferenceScans() const { return m_bReferenceScans; }
+
+  const CDelaunayTriangleList& GetTriangleList() const { return m_TriangleList; }
+  const CDelaunayTriangleList& GetAffectedTriangleList() const { return m_AffectedTriangleList; }
+  const CDelaunayTriangleList& GetFinalTriangleList() const { return m_FinalTriangleList; }
+  bool IsFinalized() const { return m_bFinalized; }
+  float GetScanConvResolutionX() const { return m_fResolutionX; }
+  float GetScanConvResolutionY() const { return m_fResolutionY; }
+  float GetScanConvResolutionZ() const { return m_fResolutionZ; }
+  float GetScanConvResolutionXY() const { return m_fResolutionXY; }
+  SSEPoint* GetNormalVectorField() const { return m_pNormalVectors; }
+  SSEPoint* GetTriangleCentersField() const { return m_pTriangleCenters; }
+
+ private:
+  void Construct();
+  void InsertVertex(int vertex);
+  void AppendToWorking(t_hdelaunaytriangle* t);
+  void RemoveFromWorking(t_hdelaunaytriangle* t);
+  void RegisterHullSides(t_hdelaunaytriangle* t);
+  void ForgetHullSides(t_hdelaunaytriangle* t);
+  void EnsureGrid();
+  void RebuildGrid();
+  const CDelaunayTriangleList& MarkedList() const { return m_bFinalized ? m_FinalTriangleList : m_TriangleList; }
+  void CollectVisibleHullSides(int vertex, std::vector<std::pair<t_hdelaunaytriangle*, int>>& sides);
+  void RefinePasses(CSSEMatrix* field, float minHeight, int maxPasses, float zTolerance, bool useMarks);
+  template <bool kMax>
+  void ScanConvert(CSSEMatrix* output, float emptyValue, SSEPoint& origin);
+  void InsertNewVertices(int from);
+
+  CDelaunayTriangleList m_TriangleList;
+  CDelaunayTriangleList m_AffectedTriangleList;
+  CDelaunayTriangleList m_FinalTriangleList;
+  CDelaunayTriangleList m_OtherTriangleList;
+  bool m_bFinalized;
+  int m_nNumAffected;  // affected count of the insertion under way
+  float m_fResolutionX, m_fResolutionY, m_fResolutionZ, m_fResolutionXY;
+  SSEPoint* m_pBoundingBox;  // [0] minimum, [1] maximum
+  SSEPoint* m_pTriangleCenters;
+  SSEPoint* m_pNormalVectors;
+
+  bool m_bReferenceScans;
+  uint64_t m_nNextSequence;
+  relief::detail::CCircleGrid* m_pGrid;
+  std::vector<t_hdelaunaytriangle*> m_HullRegister;
+};

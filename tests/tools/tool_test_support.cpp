@@ -1,0 +1,106 @@
+#include "tool_test_support.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+
+namespace relief_test {
+
+ToolRun RunTool(const std::string& args) {
+  static int counter = 0;
+  const auto base = std::filesystem::temp_directory_path() /
+                    ("relief-tool-run-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+  const std::string outFile = base.string() + ".out", errFile = base.string() + ".err";
+  const std::string command = std::string(RELIEF_TOOL_PATH) + " " + args + " >" + outFile + " 2>" + errFile;
+  const int status = std::system(command.c_str());
+  ToolRun run;
+  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  run.out = ReadBytes(outFile);
+  run.err = ReadBytes(errFile);
+  std::filesystem::remove(outFile);
+  std::filesystem::remove(errFile);
+  return run;
+}
+
+ScratchDir::ScratchDir(const std::string& name) {
+  m_path = std::filesystem::temp_directory_path() / ("relief-tool-" + name + "-" + std::to_string(::getpid()));
+  std::filesystem::remove_all(m_path);
+  std::filesystem::create_directories(m_path);
+}
+
+ScratchDir::~ScratchDir() {
+  std::error_code ignored;
+  std::filesystem::remove_all(m_path, ignored);
+}
+
+std::vector<std::string> ScratchDir::Files() const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(m_path)) names.push_back(entry.path().filename());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+Grid ReadNpyFloat32(const std::filesystem::path& path) {
+  const std::string bytes = ReadBytes(path);
+  if (bytes.size() < 10 || bytes.compare(0, 6, "\x93NUMPY") != 0) throw std::runtime_error("not npy");
+  const size_t headerLength = static_cast<unsigned char>(bytes[8]) | (static_cast<unsigned char>(bytes[9]) << 8);
+  const std::string header = bytes.substr(10, headerLength);
+  if (header.find("'<f4'") == std::string::npos) throw std::runtime_error("not float32");
+  const size_t open = header.find("'shape': (");
+  Grid g;
+  std::sscanf(header.c_str() + open, "'shape': (%d, %d)", &g.height, &g.width);
+  g.values.resize(static_cast<size_t>(g.width) * g.height);
+  if (bytes.size() != 10 + headerLength + g.values.size() * 4) throw std::runtime_error("npy size");
+  std::memcpy(g.values.data(), bytes.data() + 10 + headerLength, g.values.size() * 4);
+  return g;
+}
+
+void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
+              const void* data, size_t itemSize) {
+  std::string header = "{'descr': '" + descr + "', 'fortran_order': False, 'shape': (" + std::to_string(height) +
+                       ", " + std::to_string(width) + "), }";
+  while ((10 + header.size() + 1) % 16 != 0) header.push_back(' ');
+  header.push_back('\n');
+  std::string bytes = "\x93NUMPY";
+  bytes.push_back(1);
+  bytes.push_back(0);
+  bytes.push_back(static_cast<char>(header.size() & 0xff));
+  bytes.push_back(static_cast<char>(header.size() >> 8));
+  bytes += header;
+  bytes.append(static_cast<const char*>(data), static_cast<size_t>(width) * height * itemSize);
+  WriteBytes(path, bytes);
+}
+
+void WriteBytes(const std::filesystem::path& path, const std::string& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+std::string ReadBytes(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+Grid RandomField(int width, int height, std::uint32_t seed, float lo, float hi, double holeFraction) {
+  std::mt19937 random(seed);
+  Grid g;
+  g.width = width;
+  g.height = height;
+  g.values.resize(static_cast<size_t>(width) * height);
+  for (float& v : g.values) {
+    const double u = random() / 4294967296.0, w = random() / 4294967296.0;
+    v = u < holeFraction ? 0.0f : static_cast<float>(lo + (hi - lo) * w);
+  }
+  return g;
+}
+
+}  // namespace relief_test

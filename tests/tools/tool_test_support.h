@@ -1,0 +1,55 @@
+#pragma once
+
+// Shared by the tool's tests: running the built executable, scratch folders,
+// and small independent readers/writers that do not go through the tool's own
+// format code (so a bug there cannot hide itself).
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace relief_test {
+
+struct ToolRun {
+  int exitCode = -1;
+  std::string out, err;
+};
+
+// Runs `relief ARGS` (args are passed to the shell as they are) with stdout
+// and stderr captured to files.
+ToolRun RunTool(const std::string& args);
+
+// A fresh, empty folder under the system temp folder, removed on destruction.
+class ScratchDir {
+ public:
+  explicit ScratchDir(const std::string& name);
+  ~ScratchDir();
+  const std::filesystem::path& Path() const { return m_path; }
+  std::filesystem::path operator/(const std::string& file) const { return m_path / file; }
+  // Names of the files in the folder, sorted.
+  std::vector<std::string> Files() const;
+
+ private:
+  std::filesystem::path m_path;
+};
+
+struct Grid {
+  int width = 0, height = 0;
+  std::vector<float> values;  // row-major
+  float at(int x, int y) const { return values[static_cast<size_t>(y) * width + x]; }
+};
+
+// A minimal .npy float32 reader and writer written for the tests.
+Grid ReadNpyFloat32(const std::filesystem::path& path);
+void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
+              const void* data, size_t itemSize);
+
+void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
+std::string ReadBytes(const std::filesystem::path& path);
+
+// A seeded field of the given size: values in (lo, hi), with about
+// holeFraction of the pixels 0.
+Grid RandomField(int width, int height, std::uint32_t seed, float lo, float hi, double holeFraction);
+
+}  // namespace relief_test

@@ -1,0 +1,227 @@
+#pragma once
+
+// Shared helpers of the Delaunay tests: point sets, an invariant checker that
+// names the first violation, and a snapshot of a list that two objects can be
+// compared by (corners, circles, marks and neighbours as list positions).
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "relief/TaCIncrementalDelaunay2D.h"
+
+namespace delaunay_test {
+
+struct Pt {
+  float x, y, z;
+};
+
+inline void Load(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, int extra = 8) {
+  d.CreateVertexArray(static_cast<int>(pts.size()) + extra);
+  for (const Pt& p : pts) {
+    SSEPoint s;
+    s.m = _mm_setr_ps(p.x, p.y, p.z, 0.0f);
+    d.AppendVertex(s);
+  }
+}
+
+enum class Cloud { kUniform, kClustered, kGrid, kGridSorted, kSeparated };
+
+inline const char* Name(Cloud c) {
+  switch (c) {
+    case Cloud::kUniform: return "uniform";
+    case Cloud::kClustered: return "clustered";
+    case Cloud::kGrid: return "grid";
+    case Cloud::kGridSorted: return "grid-sorted";
+    default: return "separated";
+  }
+}
+
+// Points in [0, 100)^2 with z a smooth function of x and y. The grid clouds
+// hold many collinear and co-circular quadruples; the separated cloud is a
+// jittered grid with at least ~1 unit between points, in random order.
+inline std::vector<Pt> MakeCloud(Cloud kind, int n, uint32_t seed) {
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<float> u(0.0f, 100.0f);
+  std::vector<Pt> pts;
+  const auto z = [](float x, float y) { return 10.0f * std::sin(x * 0.07f) * std::cos(y * 0.05f); };
+  switch (kind) {
+    case Cloud::kUniform:
+      for (int i = 0; i < n; ++i) {
+        const float x = u(rng), y = u(rng);
+        pts.push_back({x, y, z(x, y)});
+      }
+      break;
+    case Cloud::kClustered: {
+      std::normal_distribution<float> g(0.0f, 2.0f);
+      std::vector<Pt> centres;
+      for (int i = 0; i < 5; ++i) centres.push_back({u(rng), u(rng), 0});
+      for (int i = 0; i < n; ++i) {
+        const Pt& c = centres[i % centres.size()];
+        const float x = c.x + g(rng), y = c.y + g(rng);
+        pts.push_back({x, y, z(x, y)});
+      }
+      break;
+    }
+    case Cloud::kGrid:
+    case Cloud::kGridSorted:
+    case Cloud::kSeparated: {
+      const int side = std::max(2, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(n)))));
+      std::uniform_real_distribution<float> jitter(-0.25f, 0.25f);
+      for (int i = 0; i < side && static_cast<int>(pts.size()) < n; ++i)
+        for (int j = 0; j < side && static_cast<int>(pts.size()) < n; ++j) {
+          float x = 2.0f * i, y = 2.0f * j;
+          if (kind == Cloud::kSeparated) x += jitter(rng), y += jitter(rng);
+          pts.push_back({x, y, z(x, y)});
+        }
+      if (kind != Cloud::kGridSorted) std::shuffle(pts.begin(), pts.end(), rng);
+      break;
+    }
+  }
+  return pts;
+}
+
+inline double Orient(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) {
+  return (static_cast<double>(b.x) - a.x) * (static_cast<double>(c.y) - a.y) -
+         (static_cast<double>(b.y) - a.y) * (static_cast<double>(c.x) - a.x);
+}
+
+// Positive when d lies inside the circle through the counter-clockwise a, b, c.
+inline double InCircle(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c, const SSEPoint& d) {
+  const double adx = a.x - static_cast<double>(d.x), ady = a.y - static_cast<double>(d.y);
+  const double bdx = b.x - static_cast<double>(d.x), bdy = b.y - static_cast<double>(d.y);
+  const double cdx = c.x - static_cast<double>(d.x), cdy = c.y - static_cast<double>(d.y);
+  return (adx * adx + ady * ady) * (bdx * cdy - cdx * bdy) - (bdx * bdx + bdy * bdy) * (adx * cdy - cdx * ady) +
+         (cdx * cdx + cdy * cdy) * (adx * bdy - bdx * ady);
+}
+
+struct CheckOptions {
+  bool orientation = true;  // every triangle counter-clockwise (exact sign)
+  bool emptyCircles = false;  // no vertex of the list strictly inside a circumcircle
+  double circleSlack = 1e-6;  // relative slack of the in-circle determinant
+  // A split neighbour that was not itself affected keeps its kill mark in the
+  // working list (ResetIgnoreStateOfTriangles clears it); Delaunay results have none.
+  bool noKillMarks = true;
+};
+
+// Returns "" or a description of the first violation found.
+inline std::string Check(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
+                         const CheckOptions& opt = {}) {
+  std::ostringstream out;
+  std::map<const t_hdelaunaytriangle*, int> index;
+  int i = 0;
+  for (t_hdelaunaytriangle* t : list) index[t] = i++;
+  if (i != list.GetCount()) return "list count differs from its links";
+  const int nv = d.GetNumVertices();
+  const auto vtx = [&](int k) { return *const_cast<TaCIncrementalDelaunay2D&>(d).GetVertexPtr(k); };
+  i = 0;
+  for (t_hdelaunaytriangle* t : list) {
+    const int* v = t->nVertex;
+    for (int k = 0; k < 3; ++k)
+      if (v[k] < 0 || v[k] >= nv) return (out << "triangle " << i << ": vertex index " << v[k] << " out of range", out.str());
+    if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) return (out << "triangle " << i << ": repeated vertex", out.str());
+    if (t->pList != &list) return (out << "triangle " << i << ": list link points elsewhere", out.str());
+    if (opt.noKillMarks && t->bKill) return (out << "triangle " << i << ": kill mark left in the list", out.str());
+    if (opt.orientation && !(Orient(vtx(v[0]), vtx(v[1]), vtx(v[2])) > 0))
+      return (out << "triangle " << i << " (" << v[0] << "," << v[1] << "," << v[2] << "): not counter-clockwise", out.str());
+    for (int s = 0; s < 3; ++s) {
+      const t_hdelaunaytriangle* n = t->pNeighbour[s];
+      if (!n) continue;
+      auto it = index.find(n);
+      if (it == index.end()) return (out << "triangle " << i << " side " << s << ": neighbour not in the list", out.str());
+      const int a = v[s], b = v[(s + 1) % 3];
+      int back = -1;
+      for (int r = 0; r < 3; ++r)
+        if (TaCIncrementalDelaunay2D::EdgesEqual(a, b, n->nVertex[r], n->nVertex[(r + 1) % 3])) back = r;
+      if (back < 0) return (out << "triangle " << i << " side " << s << ": neighbour " << it->second << " lacks the side", out.str());
+      if (n->pNeighbour[back] != t)
+        return (out << "triangle " << i << " side " << s << ": neighbour " << it->second << " does not point back", out.str());
+    }
+    ++i;
+  }
+  if (opt.emptyCircles) {
+    std::vector<int> used;
+    for (t_hdelaunaytriangle* t : list) used.insert(used.end(), t->nVertex, t->nVertex + 3);
+    std::sort(used.begin(), used.end());
+    used.erase(std::unique(used.begin(), used.end()), used.end());
+    i = 0;
+    for (t_hdelaunaytriangle* t : list) {
+      const SSEPoint a = vtx(t->nVertex[0]), b = vtx(t->nVertex[1]), c = vtx(t->nVertex[2]);
+      const double scale = std::pow(std::fabs(Orient(a, b, c)) + 1.0, 2.0);
+      for (int k : used) {
+        if (k == t->nVertex[0] || k == t->nVertex[1] || k == t->nVertex[2]) continue;
+        if (InCircle(a, b, c, vtx(k)) > opt.circleSlack * scale)
+          return (out << "triangle " << i << ": vertex " << k << " inside its circumcircle", out.str());
+      }
+      ++i;
+    }
+  }
+  return "";
+}
+
+// Everything a list holds, with neighbours as positions in the same list.
+struct Record {
+  int v[3];
+  uint32_t circle[3];
+  int n[3];
+  bool marks[4];
+  bool operator==(const Record& o) const { return std::memcmp(this, &o, sizeof(Record)) == 0; }
+};
+
+inline std::vector<Record> Snapshot(const CDelaunayTriangleList& list) {
+  std::map<const t_hdelaunaytriangle*, int> index;
+  int i = 0;
+  for (t_hdelaunaytriangle* t : list) index[t] = i++;
+  std::vector<Record> out;
+  for (t_hdelaunaytriangle* t : list) {
+    Record r;
+    std::memset(&r, 0, sizeof(r));
+    for (int k = 0; k < 3; ++k) {
+      r.v[k] = t->nVertex[k];
+      auto it = index.find(t->pNeighbour[k]);
+      r.n[k] = t->pNeighbour[k] ? (it == index.end() ? -2 : it->second) : -1;
+    }
+    std::memcpy(&r.circle[0], &t->fCenterX, 4);
+    std::memcpy(&r.circle[1], &t->fCenterY, 4);
+    std::memcpy(&r.circle[2], &t->fRadiusSqr, 4);
+    r.marks[0] = t->bKill, r.marks[1] = t->bOutside, r.marks[2] = t->bBorder, r.marks[3] = t->bLocked;
+    out.push_back(r);
+  }
+  return out;
+}
+
+// The index of the first differing record, or -1 when both are equal.
+inline long FirstDifference(const std::vector<Record>& a, const std::vector<Record>& b) {
+  const std::size_t n = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < n; ++i)
+    if (!(a[i] == b[i])) return static_cast<long>(i);
+  return a.size() == b.size() ? -1 : static_cast<long>(n);
+}
+
+// Vertices on the convex hull (strictly convex corners only).
+inline int HullSize(std::vector<Pt> p) {
+  std::sort(p.begin(), p.end(), [](const Pt& a, const Pt& b) { return a.x != b.x ? a.x < b.x : a.y < b.y; });
+  std::vector<Pt> h(2 * p.size());
+  std::size_t k = 0;
+  const auto cross = [](const Pt& o, const Pt& a, const Pt& b) {
+    return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
+           (static_cast<double>(a.y) - o.y) * (static_cast<double>(b.x) - o.x);
+  };
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    while (k >= 2 && cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
+    h[k++] = p[i];
+  }
+  for (std::size_t i = p.size() - 1, t = k + 1; i > 0; --i) {
+    while (k >= t && cross(h[k - 2], h[k - 1], p[i - 1]) <= 0) --k;
+    h[k++] = p[i - 1];
+  }
+  return static_cast<int>(k) - 1;
+}
+
+}  // namespace delaunay_test

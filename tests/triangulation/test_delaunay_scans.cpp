@@ -1,0 +1,157 @@
+// The search structures against the plain scans: the same operations on the
+// same points must leave identical lists (corners, circles, marks, neighbour
+// positions) and vertex arrays whichever way the searches run.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "delaunay_test_support.h"
+#include "relief/CSSE3dPolygon.h"
+#include "relief/CSSEMatrix.h"
+
+using namespace delaunay_test;
+
+namespace {
+
+void Terrain(CSSEMatrix& m, int w, int h) {
+  m.Create(w, h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      m.SetPoint(x, y, 20.0f * std::sin(x * 0.05f) * std::cos(y * 0.04f) + 0.01f * ((x * 7 + y * 13) % 17));
+}
+
+std::string Compare(const TaCIncrementalDelaunay2D& plain, const TaCIncrementalDelaunay2D& fast, const char* step) {
+  if (plain.GetNumVertices() != fast.GetNumVertices()) return std::string(step) + ": vertex counts differ";
+  for (int i = 0; i < plain.GetNumVertices(); ++i)
+    if (std::memcmp(plain.GetVertexPtr(i), fast.GetVertexPtr(i), sizeof(SSEPoint)) != 0)
+      return std::string(step) + ": vertex " + std::to_string(i) + " differs";
+  const CDelaunayTriangleList* lists[2][2] = {{&plain.GetTriangleList(), &plain.GetFinalTriangleList()},
+                                              {&fast.GetTriangleList(), &fast.GetFinalTriangleList()}};
+  for (int k = 0; k < 2; ++k) {
+    const long diff = FirstDifference(Snapshot(*lists[0][k]), Snapshot(*lists[1][k]));
+    if (diff >= 0)
+      return std::string(step) + (k ? ": final" : ": working") + " list differs at triangle " + std::to_string(diff);
+  }
+  return "";
+}
+
+struct ScanCase {
+  Cloud cloud;
+  bool boxStart;
+};
+
+class DelaunayScans : public ::testing::TestWithParam<ScanCase> {};
+
+TEST_P(DelaunayScans, FastSearchesMatchThePlainScans) {
+  const ScanCase c = GetParam();
+  CSSEMatrix field, derivative;
+  Terrain(field, 110, 110);
+  Terrain(derivative, 110, 110);
+  CSSE3dPolygon area;
+  area.Create(4);
+  area.SetPoint(0, 5, 5, 0);
+  area.SetPoint(1, 95, 8, 0);
+  area.SetPoint(2, 90, 97, 0);
+  area.SetPoint(3, 8, 92, 0);
+
+  for (uint32_t seed : {1u, 2u, 3u}) {
+    for (int n : {3, 4, 5, 7, 17, 129, 300}) {
+      SCOPED_TRACE(std::string(Name(c.cloud)) + (c.boxStart ? " box" : " first-three") + ", seed " +
+                   std::to_string(seed) + ", n " + std::to_string(n));
+      const std::vector<Pt> pts = MakeCloud(c.cloud, n, seed);
+      TaCIncrementalDelaunay2D plain, fast;
+      plain.SetReferenceScans(true);
+      Load(plain, pts, 64);
+      Load(fast, pts, 64);
+      plain.Triangulate(n, false, c.boxStart);
+      fast.Triangulate(n, false, c.boxStart);
+      ASSERT_EQ(Compare(plain, fast, "triangulate"), "");
+      ASSERT_EQ(Check(fast, fast.GetTriangleList(), {false, false, 0.0, false}), "");
+
+      // Single points, inside, outside and on the hull's lines.
+      const float extra[][2] = {{50.5f, 50.25f}, {-20, 40}, {140, 140}, {0, 50}, {60, -30}, {33, 33}};
+      for (const auto& p : extra) {
+        plain.InsertVertexIntoTriangulation(p[0], p[1], false);
+        fast.InsertVertexIntoTriangulation(p[0], p[1], false);
+      }
+      ASSERT_EQ(Compare(plain, fast, "single points"), "");
+
+      plain.RefineTriangulation(&field, 1.0f, 2, 2.0f);
+      fast.RefineTriangulation(&field, 1.0f, 2, 2.0f);
+      ASSERT_EQ(Compare(plain, fast, "refine"), "");
+
+      plain.HighDerivationInsertPoints(&derivative, &field, area, 15, 7, true);
+      fast.HighDerivationInsertPoints(&derivative, &field, area, 15, 7, true);
+      ASSERT_EQ(Compare(plain, fast, "grid points"), "");
+
+      plain.HighDerivationInsertPoints(&field, 1.0f, false);
+      fast.HighDerivationInsertPoints(&field, 1.0f, false);
+      ASSERT_EQ(Compare(plain, fast, "centroids"), "");
+      ASSERT_EQ(Check(fast, fast.GetTriangleList(), {false, false, 0.0, false}), "");
+
+      // Locks: border triangles never become affected.
+      plain.IsolateTrianglesWithoutNeighbour();
+      fast.IsolateTrianglesWithoutNeighbour();
+      plain.IgnoreBorderTriangles();
+      fast.IgnoreBorderTriangles();
+      for (const auto& p : extra) {
+        plain.InsertVertexIntoTriangulation(p[0] + 0.37f, p[1] - 0.21f, false);
+        fast.InsertVertexIntoTriangulation(p[0] + 0.37f, p[1] - 0.21f, false);
+      }
+      ASSERT_EQ(Compare(plain, fast, "locked"), "");
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Clouds, DelaunayScans,
+                         ::testing::Values(ScanCase{Cloud::kUniform, false}, ScanCase{Cloud::kUniform, true},
+                                           ScanCase{Cloud::kClustered, false}, ScanCase{Cloud::kClustered, true},
+                                           ScanCase{Cloud::kGrid, false}, ScanCase{Cloud::kGrid, true},
+                                           ScanCase{Cloud::kGridSorted, false}, ScanCase{Cloud::kGridSorted, true}),
+                         [](const ::testing::TestParamInfo<ScanCase>& i) {
+                           std::string s = Name(i.param.cloud);
+                           for (char& ch : s)
+                             if (ch == '-') ch = '_';
+                           return s + (i.param.boxStart ? "_box" : "_three");
+                         });
+
+// Points inside a polygon, started from the polygon's extreme points: the
+// outside marks and the lists agree, and marked triangles are really outside.
+TEST(DelaunayScansPolygon, PolygonStartMatchesThePlainScans) {
+  for (uint32_t seed : {5u, 6u, 7u}) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    // A star-shaped outline with a notch, then random points inside its box.
+    CSSE3dPolygon poly;
+    const int corners = 12;
+    poly.Create(corners);
+    std::vector<Pt> pts;
+    for (int i = 0; i < corners; ++i) {
+      const double a = 2.0 * M_PI * i / corners;
+      const float r = (i % 3 == 0) ? 25.0f : 45.0f;
+      const float x = 50.0f + r * static_cast<float>(std::cos(a)), y = 50.0f + r * static_cast<float>(std::sin(a));
+      poly.SetPoint(i, x, y, 0);
+      pts.push_back({x, y, 0});
+    }
+    std::vector<Pt> inner = MakeCloud(Cloud::kUniform, 400, seed);
+    pts.insert(pts.end(), inner.begin(), inner.end());
+    TaCIncrementalDelaunay2D plain, fast;
+    plain.SetReferenceScans(true);
+    Load(plain, pts);
+    Load(fast, pts);
+    plain.Triangulate(&poly, static_cast<int>(pts.size()), true);
+    fast.Triangulate(&poly, static_cast<int>(pts.size()), true);
+    ASSERT_EQ(Compare(plain, fast, "polygon start"), "");
+    ASSERT_EQ(Check(fast, fast.GetFinalTriangleList(), {true, true}), "");
+    int outside = 0;
+    for (t_hdelaunaytriangle* t : fast.GetFinalTriangleList()) {
+      const SSEPoint a = fast.GetVertex(t->nVertex[0]), b = fast.GetVertex(t->nVertex[1]),
+                     c = fast.GetVertex(t->nVertex[2]);
+      const float cx = (a.x + b.x + c.x) / 3.0f, cy = (a.y + b.y + c.y) / 3.0f;
+      EXPECT_EQ(t->bOutside, !poly.PointInLineInnerArea(cx, cy, 1));
+      outside += t->bOutside;
+    }
+    EXPECT_GT(outside, 0);
+  }
+}
+
+}  // namespace

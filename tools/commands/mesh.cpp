@@ -1,0 +1,90 @@
+// relief mesh INPUT -o MESH: height field to mesh.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "io/mesh_io.h"
+#include "io/raster_io.h"
+#include "mesh_build.h"
+#include "progress.h"
+#include "relief/CHTriangulation.h"
+#include "relief/CSSEMatrix.h"
+
+namespace relief::tool {
+
+namespace {
+
+struct MeshArgs {
+  std::string input, output;
+  float threshold = 0.0f;
+  bool below = false;
+  std::vector<float> scale{1.0f, 1.0f, 1.0f};
+  int step = 1;
+};
+
+int RunMesh(const MeshArgs& args) {
+  RequireFinite("--threshold", args.threshold);
+  for (float s : args.scale) RequirePositive("--scale", s);
+  const MeshFormat format = MeshFormatOf(args.output);  // refuse a bad target before reading
+  StepTimer timer;
+  std::unique_ptr<CSSEMatrix> field = ReadRaster(args.input);
+  const double readSeconds = timer.Seconds();
+  const int width = field->GetSizeX(), height = field->GetSizeY();
+  const int valid = args.below ? field->NumValuesBelow(args.threshold) : field->NumValuesAbove(args.threshold);
+  if (valid < 3)
+    throw BadInput(args.input, "empty mesh: only " + std::to_string(valid) + " pixel(s) " +
+                                   (args.below ? "below" : "above") + " the threshold");
+
+  timer.Restart();
+  FieldMeshOptions options;
+  options.threshold = args.threshold;
+  options.below = args.below;
+  options.step = args.step;
+  for (int i = 0; i < 3; ++i) options.scale[i] = args.scale[i];
+  std::int64_t triangles = 0;
+  if (format == MeshFormat::kRmesh) {
+    // The archive is a raw image of one mesh object, so it is built whole.
+    std::unique_ptr<CHTriangulation> mesh;
+    if (args.step == 1)
+      mesh = std::make_unique<CHTriangulation>(field.get(), args.threshold, !args.below, args.scale[0],
+                                               args.scale[1], args.scale[2]);
+    else
+      mesh = std::make_unique<CHTriangulation>(field.get(), args.threshold, !args.below, args.scale[0],
+                                               args.scale[1], args.scale[2], args.step, args.step);
+    field.reset();
+    triangles = WriteMesh(args.output, *mesh);
+  } else {
+    auto writer = OpenTriangleWriter(args.output);
+    triangles = StreamFieldMesh(*field, options, *writer);
+    if (triangles > 0) writer->Commit();
+  }
+  if (triangles == 0) throw BadInput(args.input, "empty mesh: no cell has enough valid corners for a triangle");
+  Say("%s: %d x %d pixels, %d %s threshold %g, read in %.2f s\n", args.input.c_str(), width, height, valid, args.below ? "below" : "above", args.threshold, readSeconds);
+  Say("%s: %lld triangles (step %d) in %.2f s\n", args.output.c_str(), static_cast<long long>(triangles), args.step,
+      timer.Seconds());
+  return kExitDone;
+}
+
+}  // namespace
+
+CommandRun AddMeshCommand(CLI::App& app) {
+  auto args = std::make_shared<MeshArgs>();
+  CLI::App* sub = app.add_subcommand("mesh", "height field to mesh (full resolution, or every --step pixels)");
+  sub->add_option("INPUT", args->input, "height field: .png .tif .tiff .npy .rsm")->required();
+  sub->add_option("-o,--output", args->output, "mesh: .ply .stl .obj .rmesh")->required();
+  sub->add_option("--threshold", args->threshold, "pixels above it (below with --below) carry a height")
+      ->capture_default_str();
+  sub->add_flag("--below", args->below, "valid pixels are below the threshold; the surface faces down");
+  sub->add_option("--scale", args->scale, "cell size: x = column*SX, y = row*SY, z = value*SZ")
+      ->expected(3)
+      ->capture_default_str();
+  sub->add_option("--step", args->step, "use every N-th pixel in x and y")
+      ->check(CLI::Range(1, 4096))
+      ->capture_default_str();
+  return [args] { return RunMesh(*args); };
+}
+
+}  // namespace relief::tool

@@ -1,0 +1,37 @@
+#pragma once
+
+// The tool's two kinds of failure and the exit codes they map to. Anything the
+// user handed us that is wrong (a file, an option) is BadInput and ends with
+// 2; work that failed on good input (a disk that fills, memory that runs out)
+// ends with 1. Messages name the file first, so one line says it all.
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+namespace relief::tool {
+
+enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitBadInput = 2 };
+
+class ToolError : public std::runtime_error {
+ public:
+  ToolError(int exitCode, const std::string& message) : std::runtime_error(message), m_exitCode(exitCode) {}
+  int ExitCode() const { return m_exitCode; }
+
+ private:
+  int m_exitCode;
+};
+
+// "FILE: problem", exit 2.
+inline ToolError BadInput(const std::filesystem::path& file, const std::string& problem) {
+  return ToolError(kExitBadInput, file.string() + ": " + problem);
+}
+// A bad option value or combination, exit 2.
+inline ToolError BadUsage(const std::string& problem) { return ToolError(kExitBadInput, problem); }
+// "FILE: problem", exit 1.
+inline ToolError WorkFailed(const std::filesystem::path& file, const std::string& problem) {
+  return ToolError(kExitFailed, file.string() + ": " + problem);
+}
+inline ToolError WorkFailed(const std::string& problem) { return ToolError(kExitFailed, problem); }
+
+}  // namespace relief::tool

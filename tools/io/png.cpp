@@ -1,0 +1,217 @@
+// PNG through libpng's classic interface: the simplified interface would
+// apply gamma to 8-bit data, and heights must come through untouched.
+
+#include <png.h>
+
+#include <cmath>
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "errors.h"
+#include "io/atomic_file.h"
+#include "io/raster_io.h"
+
+namespace relief::tool::detail {
+
+namespace {
+
+constexpr const char* kScaleKey = "relief-scale";
+
+struct FileCloser {
+  void operator()(std::FILE* f) const {
+    if (f) std::fclose(f);
+  }
+};
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+// libpng reports errors through a callback that must not return; the message
+// is kept for the one-line error before jumping back.
+struct PngErrorState {
+  std::string message;
+};
+
+void OnPngError(png_structp png, png_const_charp message) {
+  auto* state = static_cast<PngErrorState*>(png_get_error_ptr(png));
+  if (state) state->message = message;
+  png_longjmp(png, 1);
+}
+void OnPngWarning(png_structp, png_const_charp) {}
+
+}  // namespace
+
+std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path) {
+  FilePtr file(std::fopen(path.c_str(), "rb"));
+  if (!file) throw BadInput(path, "cannot open for reading");
+  unsigned char signature[8] = {};
+  if (std::fread(signature, 1, 8, file.get()) != 8 || png_sig_cmp(signature, 0, 8) != 0)
+    throw BadInput(path, "not a PNG file");
+
+  PngErrorState state;
+  png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &state, OnPngError, OnPngWarning);
+  png_infop info = png ? png_create_info_struct(png) : nullptr;
+  if (!info) {
+    png_destroy_read_struct(&png, nullptr, nullptr);
+    throw WorkFailed(path, "out of memory");
+  }
+  // Everything that can fail after setjmp lives in these, declared before it
+  // so a longjmp leaves nothing half-built.
+  std::unique_ptr<CSSEMatrix> raster;
+  std::vector<unsigned char> row;
+  std::string problem;
+  if (setjmp(png_jmpbuf(png))) {
+    png_destroy_read_struct(&png, &info, nullptr);
+    throw BadInput(path, "corrupt or truncated PNG (" + state.message + ")");
+  }
+  png_init_io(png, file.get());
+  png_set_sig_bytes(png, 8);
+  png_read_info(png, info);
+  const png_uint_32 width = png_get_image_width(png, info);
+  const png_uint_32 height = png_get_image_height(png, info);
+  const int colorType = png_get_color_type(png, info);
+  int bitDepth = png_get_bit_depth(png, info);
+  if (colorType != PNG_COLOR_TYPE_GRAY) {
+    problem = "not a greyscale PNG (colour type " + std::to_string(colorType) + ")";
+  } else if (png_get_interlace_type(png, info) != PNG_INTERLACE_NONE) {
+    problem = "interlaced PNG is not supported";
+  }
+  if (!problem.empty()) {
+    png_destroy_read_struct(&png, &info, nullptr);
+    throw BadInput(path, problem);
+  }
+  if (bitDepth < 8) {
+    png_set_expand_gray_1_2_4_to_8(png);
+    bitDepth = 8;
+  }
+  if (bitDepth == 16) png_set_swap(png);  // PNG is big-endian; we read native uint16
+  png_read_update_info(png, info);
+
+  float scale = 1.0f;
+  png_textp texts = nullptr;
+  int textCount = 0;
+  if (png_get_text(png, info, &texts, &textCount) > 0) {
+    for (int i = 0; i < textCount; ++i)
+      if (std::string(texts[i].key) == kScaleKey) {
+        const float s = std::strtof(texts[i].text, nullptr);
+        if (std::isfinite(s) && s > 0.0f) scale = s;
+      }
+  }
+  try {
+    raster = NewRaster(path, width, height);
+  } catch (...) {
+    png_destroy_read_struct(&png, &info, nullptr);
+    throw;
+  }
+  row.resize(png_get_rowbytes(png, info));
+  for (png_uint_32 y = 0; y < height; ++y) {
+    png_read_row(png, row.data(), nullptr);
+    if (bitDepth == 16) {
+      const auto* v = reinterpret_cast<const std::uint16_t*>(row.data());
+      for (png_uint_32 x = 0; x < width; ++x) raster->SetPoint(x, y, static_cast<float>(v[x]) * scale);
+    } else {
+      for (png_uint_32 x = 0; x < width; ++x) raster->SetPoint(x, y, static_cast<float>(row[x]) * scale);
+    }
+  }
+  png_read_end(png, nullptr);
+  png_destroy_read_struct(&png, &info, nullptr);
+  return raster;
+}
+
+namespace {
+
+// Writes width x height greyscale samples of the given depth; sample(x, y)
+// gives the stored integer. text/textValue: an optional text chunk.
+template <typename Sample>
+void WriteGreyPng(const std::filesystem::path& file, const std::filesystem::path& shownAs, int width, int height,
+                  int bitDepth, const char* textKey, const std::string& textValue, Sample sample) {
+  FilePtr out(std::fopen(file.c_str(), "wb"));
+  if (!out) throw BadInput(shownAs, "cannot open for writing");
+  PngErrorState state;
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &state, OnPngError, OnPngWarning);
+  png_infop info = png ? png_create_info_struct(png) : nullptr;
+  if (!info) {
+    png_destroy_write_struct(&png, nullptr);
+    throw WorkFailed(shownAs, "out of memory");
+  }
+  std::vector<unsigned char> row(static_cast<size_t>(width) * (bitDepth / 8));
+  png_text text{};
+  std::string key = textKey ? textKey : "";
+  if (setjmp(png_jmpbuf(png))) {
+    png_destroy_write_struct(&png, &info);
+    throw WorkFailed(shownAs, "cannot write PNG (" + state.message + ")");
+  }
+  png_init_io(png, out.get());
+  // Heights compress poorly beyond the fast levels; speed matters more here.
+  png_set_compression_level(png, 3);
+  png_set_IHDR(png, info, width, height, bitDepth, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  if (textKey) {
+    text.compression = PNG_TEXT_COMPRESSION_NONE;
+    text.key = key.data();
+    text.text = const_cast<char*>(textValue.c_str());
+    text.text_length = textValue.size();
+    png_set_text(png, info, &text, 1);
+  }
+  png_write_info(png, info);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const unsigned v = sample(x, y);
+      if (bitDepth == 16) {
+        row[2 * x] = static_cast<unsigned char>(v >> 8);
+        row[2 * x + 1] = static_cast<unsigned char>(v & 0xff);
+      } else {
+        row[x] = static_cast<unsigned char>(v);
+      }
+    }
+    png_write_row(png, row.data());
+  }
+  png_write_end(png, nullptr);
+  png_destroy_write_struct(&png, &info);
+  if (std::fflush(out.get()) != 0 || std::ferror(out.get())) throw WorkFailed(shownAs, "write failed");
+}
+
+}  // namespace
+
+float WritePng16(const std::filesystem::path& file, const std::filesystem::path& shownAs, const CSSEMatrix& raster,
+                 float scale) {
+  const int width = raster.GetSizeX(), height = raster.GetSizeY();
+  if (!(scale > 0.0f) || !std::isfinite(scale)) {
+    float maximum = 0.0f;
+    for (int y = 0; y < height; ++y)
+      for (int x = 0; x < width; ++x) maximum = std::max(maximum, raster.GetPoint(x, y));
+    scale = maximum > 0.0f ? maximum / 65535.0f : 1.0f;
+  }
+  char text[32];
+  std::snprintf(text, sizeof text, "%.9g", scale);
+  // Parse the stated scale back so the file's text and the quantisation agree.
+  const float stated = std::strtof(text, nullptr);
+  WriteGreyPng(file, shownAs, width, height, 16, kScaleKey, text, [&](int x, int y) -> unsigned {
+    // Negative heights saturate at 0 and heights past the range at 65535.
+    const double q = std::nearbyint(static_cast<double>(raster.GetPoint(x, y)) / stated);
+    return q <= 0.0 || q != q ? 0u : q >= 65535.0 ? 65535u : static_cast<unsigned>(q);
+  });
+  return stated;
+}
+
+}  // namespace relief::tool::detail
+
+namespace relief::tool {
+
+void WritePreviewPng(const std::filesystem::path& path, const CSSEMatrix& raster, float lo, float hi) {
+  AtomicFile out(path);
+  const float span = hi > lo ? hi - lo : 1.0f;
+  detail::WriteGreyPng(out.TempPath(), path, raster.GetSizeX(), raster.GetSizeY(), 8, nullptr, std::string(),
+               [&](int x, int y) -> unsigned {
+                 const float v = raster.GetPoint(x, y);
+                 if (v == 0.0f) return 0u;
+                 const float t = (v - lo) / span;
+                 const float c = 1.0f + 254.0f * (t < 0.0f ? 0.0f : t > 1.0f ? 1.0f : t);
+                 return static_cast<unsigned>(c + 0.5f);
+               });
+  out.Commit();
+}
+
+}  // namespace relief::tool

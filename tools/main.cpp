@@ -1,0 +1,61 @@
+// relief: the library's main job on files. See docs/tool.md.
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "commands/commands.h"
+#include "errors.h"
+#include "progress.h"
+#include "relief/CArchive.h"
+
+namespace {
+
+int Run(int argc, char** argv) {
+  using namespace relief::tool;
+  CLI::App app("relief: height fields to meshes and back, with the figures that say how good they are", "relief");
+  app.set_version_flag("--version", "relief " RELIEF_TOOL_VERSION);
+  app.add_flag("-q,--quiet", Output().quiet, "print nothing but errors");
+  app.require_subcommand(1);
+  app.fallthrough();  // --quiet may follow the subcommand too
+
+  const std::vector<std::pair<const char*, CommandRun>> commands = {
+      {"demo", AddDemoCommand(app)},   {"mesh", AddMeshCommand(app)}, {"rasterize", AddRasterizeCommand(app)},
+      {"refine", AddRefineCommand(app)}, {"info", AddInfoCommand(app)}};
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    // --help and --version end parsing with code 0; everything else is a
+    // usage error, which the tool reports with exit code 2.
+    return app.exit(e) == 0 ? kExitDone : kExitBadInput;
+  }
+  for (const auto& [name, run] : commands)
+    if (app.got_subcommand(name)) return run();
+  return kExitBadInput;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const relief::tool::ToolError& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "relief: %s\n", e.what());
+    return e.ExitCode();
+  } catch (const std::bad_alloc&) {  // CMemoryException derives from it
+    std::fflush(stdout);
+    std::fprintf(stderr, "relief: out of memory\n");
+    return relief::tool::kExitFailed;
+  } catch (const CArchiveException& e) {
+    std::fprintf(stderr, "relief: archive error: %s\n", e.what());
+    return relief::tool::kExitFailed;
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "relief: %s\n", e.what());
+    return relief::tool::kExitFailed;
+  }
+}

@@ -1,0 +1,65 @@
+#include "raster_stats.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "relief/CSSEMatrix.h"
+
+namespace relief::tool {
+
+RasterSummary Summarize(const CSSEMatrix& raster) {
+  RasterSummary s;
+  s.width = raster.GetSizeX();
+  s.height = raster.GetSizeY();
+  bool first = true;
+  for (int y = 0; y < s.height; ++y)
+    for (int x = 0; x < s.width; ++x) {
+      const float v = raster.GetPoint(x, y);
+      if (v == 0.0f) continue;
+      ++s.valid;
+      if (first) {
+        s.minimum = s.maximum = v;
+        first = false;
+      }
+      s.minimum = std::min(s.minimum, v);
+      s.maximum = std::max(s.maximum, v);
+    }
+  return s;
+}
+
+ErrorFigures CompareRasters(const CSSEMatrix& reference, const CSSEMatrix& result, int offsetX, int offsetY) {
+  ErrorFigures e;
+  double sumSquares = 0.0;
+  const int rw = result.GetSizeX(), rh = result.GetSizeY();
+  auto resultAt = [&](int x, int y) {
+    // The result's own clamping would repeat border pixels; outside is empty.
+    return x < 0 || y < 0 || x >= rw || y >= rh ? 0.0f : result.GetPoint(x, y);
+  };
+  for (int y = 0; y < reference.GetSizeY(); ++y)
+    for (int x = 0; x < reference.GetSizeX(); ++x) {
+      const float ref = reference.GetPoint(x, y);
+      const float got = resultAt(x - offsetX, y - offsetY);
+      if (ref == 0.0f || got == 0.0f) {
+        e.spill += ref == 0.0f && got != 0.0f;
+        e.lost += ref != 0.0f && got == 0.0f;
+        continue;
+      }
+      const double d = static_cast<double>(got) - ref;
+      ++e.compared;
+      e.maxAbove = std::max(e.maxAbove, d);
+      e.maxBelow = std::max(e.maxBelow, -d);
+      sumSquares += d * d;
+    }
+  // Result pixels beyond the reference's extent have nothing under them.
+  for (int y = 0; y < rh; ++y)
+    for (int x = 0; x < rw; ++x) {
+      const int rx = x + offsetX, ry = y + offsetY;
+      if ((rx < 0 || ry < 0 || rx >= reference.GetSizeX() || ry >= reference.GetSizeY()) && result.GetPoint(x, y) != 0.0f)
+        ++e.spill;
+    }
+  e.maxAbs = std::max(e.maxAbove, e.maxBelow);
+  e.rms = e.compared ? std::sqrt(sumSquares / static_cast<double>(e.compared)) : 0.0;
+  return e;
+}
+
+}  // namespace relief::tool

@@ -1,0 +1,36 @@
+#pragma once
+
+// Figures about height fields that several subcommands print: what a raster
+// holds, and how far a result departs from a reference.
+
+#include <cstdint>
+
+class CSSEMatrix;
+
+namespace relief::tool {
+
+struct RasterSummary {
+  int width = 0, height = 0;
+  std::int64_t valid = 0;  // pixels that are not 0 (0 means no data)
+  float minimum = 0.0f, maximum = 0.0f;  // over the valid pixels; 0, 0 when none
+};
+
+RasterSummary Summarize(const CSSEMatrix& raster);
+
+struct ErrorFigures {
+  std::int64_t compared = 0;  // pixels where both hold a value
+  double maxAbove = 0.0;      // largest result - reference there (>= 0)
+  double maxBelow = 0.0;      // largest reference - result there (>= 0)
+  double maxAbs = 0.0;        // max(maxAbove, maxBelow)
+  double rms = 0.0;           // root mean square of result - reference there
+  std::int64_t lost = 0;      // reference pixels with a value where the result has none
+  std::int64_t spill = 0;     // result pixels with a value where the reference has none
+};
+
+// Compares result with reference where both hold a value (not 0); result
+// pixel (x - offsetX, y - offsetY) lies over reference pixel (x, y) (a result
+// that starts at the reference's column offsetX). Result pixels outside the
+// result count as 0. Sums run in double in row-major order.
+ErrorFigures CompareRasters(const CSSEMatrix& reference, const CSSEMatrix& result, int offsetX, int offsetY);
+
+}  // namespace relief::tool

@@ -1,0 +1,290 @@
+// Starting a triangulation and inserting one vertex: the affected triangles,
+// the split of the one holding the point, and the hand-over of the new
+// triangles to the working list.
+#include <algorithm>
+#include <vector>
+
+#include "relief/TaCIncrementalDelaunay2D.h"
+#include "triangulation/delaunay_circle_grid.h"
+#include "triangulation/delaunay_predicates.h"
+
+void TaCIncrementalDelaunay2D::Triangulate(int count, bool finalize, bool boxStart) {
+  if (GetNumVertices() < 3) return;
+  ClearAffectedTriangleList();
+  ClearFinalTriangleList();
+  ClearTriangleList();
+  // The final list is gone, so nothing may be copied back from it later.
+  m_bFinalized = false;
+
+  if (!boxStart) {
+    t_hdelaunaytriangle* t = InitNewTriangle();
+    t->nVertex[0] = 0;
+    t->nVertex[1] = 1;
+    t->nVertex[2] = 2;
+    if (GetOrientation(t) == -1) FlipTriangleOrientation(t);
+    CalcCircumCircle(t);
+    AppendToWorking(t);
+    const int last = std::min(count, GetNumVertices());
+    for (int v = 3; v < last; ++v) InsertVertex(v);
+  } else {
+    SSEPoint lo, hi;
+    int corner[4];  // minimum, maximum, (min x, max y), (max x, min y)
+    corner[0] = MinPointIndex(lo);
+    corner[1] = MaxPointIndex(hi);
+    SSEPoint mixed[2];
+    mixed[0].m = _mm_setr_ps(lo.x, hi.y, 0.0f, 0.0f);
+    mixed[1].m = _mm_setr_ps(hi.x, lo.y, 0.0f, 0.0f);
+    corner[2] = PointIndex(mixed[0]);
+    corner[3] = PointIndex(mixed[1]);
+    SSEPoint wanted[4];
+    wanted[0].m = _mm_setr_ps(lo.x, lo.y, 0.0f, 0.0f);
+    wanted[1].m = _mm_setr_ps(hi.x, hi.y, 0.0f, 0.0f);
+    wanted[2] = mixed[0];
+    wanted[3] = mixed[1];
+    for (int i = 0; i < 4; ++i) {
+      if (corner[i] >= 0 || GetNumVertices() >= GetMaxNumVertices()) continue;
+      corner[i] = GetNumVertices();
+      AppendVertex(wanted[i]);
+    }
+    // Without room for a corner there is no box to start from.
+    if (corner[0] < 0 || corner[1] < 0 || corner[2] < 0 || corner[3] < 0) return;
+    t_hdelaunaytriangle* t1 = InitNewTriangle();
+    t_hdelaunaytriangle* t2 = InitNewTriangle();
+    t1->nVertex[0] = corner[3];
+    t1->nVertex[1] = corner[2];
+    t1->nVertex[2] = corner[0];
+    t2->nVertex[0] = corner[2];
+    t2->nVertex[1] = corner[3];
+    t2->nVertex[2] = corner[1];
+    t1->pNeighbour[0] = t2;
+    t2->pNeighbour[0] = t1;
+    CalcCircumCircle(t1);
+    CalcCircumCircle(t2);
+    AppendToWorking(t1);
+    AppendToWorking(t2);
+    const int last = std::min(count, GetNumVertices());
+    for (int v = 0; v < last; ++v)
+      if (v != corner[0] && v != corner[1] && v != corner[2] && v != corner[3]) InsertVertex(v);
+  }
+  if (finalize) FinalizeTriangleList();
+}
+
+void TaCIncrementalDelaunay2D::InsertVertex(int vertex) {
+  CalcAffectedTriangles(vertex);
+  ProcessAffectedTriangles(vertex);
+  LegalizeEdges();
+  AddNewTrianglesToList();
+  m_AffectedTriangleList.RemoveAll();
+}
+
+void TaCIncrementalDelaunay2D::InsertVertexIntoTriangulation(int vertex) {
+  if (vertex < 0 || vertex >= GetNumVertices()) return;
+  InsertVertex(vertex);
+}
+
+void TaCIncrementalDelaunay2D::InsertVertexIntoTriangulation(float x, float y, bool finalize) {
+  ClearAffectedTriangleList();
+  if (m_bFinalized) {
+    ClearTriangleList();
+    CopyFinalTriangleListToTriangleList();
+  }
+  if (GetNumVertices() < GetMaxNumVertices()) {
+    SSEPoint p;
+    p.m = _mm_setr_ps(x, y, 0.0f, 0.0f);
+    AppendVertex(p);
+    InsertVertex(GetNumVertices() - 1);
+  }
+  if (finalize) FinalizeTriangleList();
+}
+
+// Every unlocked working triangle whose circle strictly holds the vertex moves
+// to the affected list, in working-list order. The grid narrows the search to
+// a few candidates; sorting the matches by the rank of their append restores
+// the order in which a scan of the list would have met them.
+int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
+  m_AffectedTriangleList.RemoveAll();
+  const float x = m_pVertices[vertex].x, y = m_pVertices[vertex].y;
+  int moved = 0;
+  if (m_bReferenceScans) {
+    for (t_hdelaunaytriangle* t = m_TriangleList.GetHead(); t;) {
+      t_hdelaunaytriangle* next = t->pNext;
+      if (!t->bLocked && relief::detail::InCircleFloat(t, x, y)) {
+        RemoveFromWorking(t);
+        m_AffectedTriangleList.AddTail(t);
+        ++moved;
+      }
+      t = next;
+    }
+  } else {
+    t_hdelaunaytriangle* local[32];
+    std::vector<t_hdelaunaytriangle*> spill;
+    int n = 0;
+    m_pGrid->ForEachCandidate(x, y, [&](t_hdelaunaytriangle* t) {
+      if (t->bLocked || !relief::detail::InCircleFloat(t, x, y)) return;
+      if (n < 32)
+        local[n++] = t;
+      else
+        spill.push_back(t);
+    });
+    t_hdelaunaytriangle** found = local;
+    if (!spill.empty()) {
+      spill.insert(spill.begin(), local, local + n);
+      found = spill.data();
+      n = static_cast<int>(spill.size());
+    }
+    std::sort(found, found + n,
+              [](const t_hdelaunaytriangle* a, const t_hdelaunaytriangle* b) { return a->nSequence < b->nSequence; });
+    for (int i = 0; i < n; ++i) {
+      RemoveFromWorking(found[i]);
+      m_AffectedTriangleList.AddTail(found[i]);
+    }
+    moved = n;
+  }
+  m_nNumAffected = moved;
+  return moved;
+}
+
+void TaCIncrementalDelaunay2D::ProcessAffectedTriangles(int vertex) {
+  if (m_nNumAffected == 0) {
+    AppendExteriorPoint(vertex);
+    return;
+  }
+  int visited = 0;
+  bool placed = false;
+  for (t_hdelaunaytriangle* t = m_AffectedTriangleList.GetHead(); t && visited < m_nNumAffected; t = t->pNext) {
+    if (t->bKill) continue;
+    ++visited;
+    const EPointWhere where = PointWhere(vertex, t);
+    if (where == ePointOutside) continue;
+    t_hdelaunaytriangle* children[4] = {};
+    int made = 0;
+    if (where == ePointInside) {
+      children[0] = InitNewTriangle();
+      children[1] = InitNewTriangle();
+      children[2] = InitNewTriangle();
+      SplitTriangleIntoThree(vertex, t, children[0], children[1], children[2]);
+      made = 3;
+    } else {
+      const ESharedSide side = static_cast<ESharedSide>(where - ePointOnSide0);
+      children[0] = InitNewTriangle();
+      children[1] = InitNewTriangle();
+      t_hdelaunaytriangle* across = t->pNeighbour[side];
+      SplitTriangleIntoTwo(vertex, side, t, children[0], children[1]);
+      made = 2;
+      if (across) {
+        const ESharedSide acrossSide = FindCommonSide(side, t, across);
+        if (acrossSide != eNoCommonSide) {
+          children[2] = InitNewTriangle();
+          children[3] = InitNewTriangle();
+          SplitTriangleIntoTwo(vertex, acrossSide, across, children[2], children[3]);
+          across->bKill = true;
+          made = 4;
+          for (int i = 0; i < 4; ++i)
+            for (int j = i + 1; j < 4; ++j) FindNeighbours(children[i], children[j]);
+        }
+      }
+    }
+    m_AffectedTriangleList.RemoveAt(t);
+    DeleteTriangle(t);
+    for (int i = 0; i < made; ++i) m_AffectedTriangleList.AddTail(children[i]);
+    placed = true;
+    break;
+  }
+  if (!placed) AppendExteriorPoint(vertex);
+  KillIgnoredTriangles();
+}
+
+//            c                      c
+//           / \                    /|\       X = (a, b, v)
+//          /   \                  / | \      Y = (b, c, v)
+//         /  v  \       ->       / Z v Y\    Z = (c, a, v)
+//        /       \              / /  X \ \   .
+//       a---------b            a---------b
+void TaCIncrementalDelaunay2D::SplitTriangleIntoThree(int vertex, t_hdelaunaytriangle* old, t_hdelaunaytriangle* x,
+                                                      t_hdelaunaytriangle* y, t_hdelaunaytriangle* z) {
+  CopyTriangle(old, x);
+  CopyTriangle(old, y);
+  CopyTriangle(old, z);
+  const int a = old->nVertex[0], b = old->nVertex[1], c = old->nVertex[2];
+  t_hdelaunaytriangle* ta = old->pNeighbour[0];
+  t_hdelaunaytriangle* tb = old->pNeighbour[1];
+  t_hdelaunaytriangle* tc = old->pNeighbour[2];
+  x->nVertex[0] = a, x->nVertex[1] = b, x->nVertex[2] = vertex;
+  y->nVertex[0] = b, y->nVertex[1] = c, y->nVertex[2] = vertex;
+  z->nVertex[0] = c, z->nVertex[1] = a, z->nVertex[2] = vertex;
+  x->pNeighbour[0] = ta, x->pNeighbour[1] = y, x->pNeighbour[2] = z;
+  y->pNeighbour[0] = tb, y->pNeighbour[1] = z, y->pNeighbour[2] = x;
+  z->pNeighbour[0] = tc, z->pNeighbour[1] = x, z->pNeighbour[2] = y;
+  CalcCircumCircle(x);
+  CalcCircumCircle(y);
+  CalcCircumCircle(z);
+  ReplaceNeighbourInNeighbour(ta, old, x);
+  ReplaceNeighbourInNeighbour(tb, old, y);
+  ReplaceNeighbourInNeighbour(tc, old, z);
+}
+
+// The vertex lies on `side`; the line from it to the opposite corner cuts the
+// triangle in two. The halves keep the outer neighbours of the two unsplit
+// sides; the split side's halves are linked to the neighbour's halves later.
+void TaCIncrementalDelaunay2D::SplitTriangleIntoTwo(int vertex, ESharedSide side, t_hdelaunaytriangle* old,
+                                                    t_hdelaunaytriangle* x, t_hdelaunaytriangle* y) {
+  CopyTriangle(old, x);
+  CopyTriangle(old, y);
+  const int a = old->nVertex[0], b = old->nVertex[1], c = old->nVertex[2];
+  t_hdelaunaytriangle* ta = old->pNeighbour[0];
+  t_hdelaunaytriangle* tb = old->pNeighbour[1];
+  t_hdelaunaytriangle* tc = old->pNeighbour[2];
+  switch (side) {
+    case eSide0:  // X = (a, v, c), Y = (v, b, c)
+      x->nVertex[0] = a, x->nVertex[1] = vertex, x->nVertex[2] = c;
+      y->nVertex[0] = vertex, y->nVertex[1] = b, y->nVertex[2] = c;
+      x->pNeighbour[1] = y;
+      y->pNeighbour[2] = x;
+      ReplaceNeighbourInNeighbour(tc, old, x);
+      ReplaceNeighbourInNeighbour(tb, old, y);
+      break;
+    case eSide1:  // X = (a, b, v), Y = (a, v, c)
+      x->nVertex[0] = a, x->nVertex[1] = b, x->nVertex[2] = vertex;
+      y->nVertex[0] = a, y->nVertex[1] = vertex, y->nVertex[2] = c;
+      x->pNeighbour[2] = y;
+      y->pNeighbour[0] = x;
+      ReplaceNeighbourInNeighbour(ta, old, x);
+      ReplaceNeighbourInNeighbour(tc, old, y);
+      break;
+    case eSide2:  // X = (a, b, v), Y = (v, b, c)
+      x->nVertex[0] = a, x->nVertex[1] = b, x->nVertex[2] = vertex;
+      y->nVertex[0] = vertex, y->nVertex[1] = b, y->nVertex[2] = c;
+      x->pNeighbour[1] = y;
+      y->pNeighbour[0] = x;
+      ReplaceNeighbourInNeighbour(ta, old, x);
+      ReplaceNeighbourInNeighbour(tb, old, y);
+      break;
+    default:
+      return;
+  }
+  CalcCircumCircle(x);
+  CalcCircumCircle(y);
+}
+
+void TaCIncrementalDelaunay2D::KillIgnoredTriangles() {
+  for (t_hdelaunaytriangle* t = m_AffectedTriangleList.GetHead(); t;) {
+    t_hdelaunaytriangle* next = t->pNext;
+    if (t->bKill) {
+      m_AffectedTriangleList.RemoveAt(t);
+      DeleteTriangle(t);
+    }
+    t = next;
+  }
+}
+
+void TaCIncrementalDelaunay2D::AddNewTrianglesToList() {
+  for (t_hdelaunaytriangle* t = m_AffectedTriangleList.GetHead(); t;) {
+    t_hdelaunaytriangle* next = t->pNext;
+    m_AffectedTriangleList.RemoveAt(t);
+    if (t->bKill)
+      DeleteTriangle(t);
+    else
+      AppendToWorking(t);
+    t = next;
+  }
+}
