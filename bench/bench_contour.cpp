@@ -3,7 +3,9 @@
 // normalisation and minimum-distance passes over long contours.
 //
 // The fill pair reports "speedup" (per-pixel time / fast time, both measured
-// in this run) and "identical" (1 when the two rasters agree bit for bit).
+// in this run) and "identical" (1 when the two rasters agree bit for bit);
+// the containment queries report "vs_scalar", the ratio to a plain scalar
+// loop over the same edges measured just before.
 
 #include <benchmark/benchmark.h>
 
@@ -33,20 +35,72 @@ void MakeStar(CSSE3dPolygon& poly, int n, float c, float outer, float inner) {
 
 // ---- containment -------------------------------------------------------------
 
-void BM_PointInLineInnerArea_1M_Points_1000_Vertices(benchmark::State& state) {
+struct Queries {
   CSSE3dPolygon poly;
-  MakeStar(poly, 1000, 500, 480, 300);
-  poly.CalcBoundingBox();
-  std::mt19937 rng(7);
-  std::uniform_real_distribution<float> u(0, 1000);
-  std::vector<float> xs(1000000), ys(1000000);
-  for (size_t i = 0; i < xs.size(); ++i) xs[i] = u(rng), ys[i] = u(rng);
+  std::vector<float> xs, ys;
+  Queries() : xs(1000000), ys(1000000) {
+    MakeStar(poly, 1000, 500, 480, 300);
+    poly.CalcBoundingBox();
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<float> u(0, 1000);
+    for (size_t i = 0; i < xs.size(); ++i) xs[i] = u(rng), ys[i] = u(rng);
+  }
+};
+
+Queries& ContainmentQueries() {
+  static Queries q;
+  return q;
+}
+
+double& ScalarContainmentSeconds() {
+  static double s = 0;
+  return s;
+}
+
+// Reference: the same box pre-test and crossing rule as one plain scalar
+// loop over all edges.
+bool ScalarInside(const float* px, const float* py, int n, const SSEPoint& lo, const SSEPoint& hi, float x,
+                  float y) {
+  if (x < lo.x || y < lo.y || x > hi.x || y > hi.y) return false;
+  bool inside = false;
+  for (int i = 0, p = n - 1; i < n; p = i++) {
+    if ((x > px[i]) != (px[p] >= x)) continue;
+    const bool curIsA = !(px[p] < px[i]);
+    const double ax = curIsA ? px[i] : px[p], ay = curIsA ? py[i] : py[p];
+    const double bx = curIsA ? px[p] : px[i], by = curIsA ? py[p] : py[i];
+    if ((by - ay) * (double(x) - ax) > (bx - ax) * (double(y) - ay)) inside = !inside;
+  }
+  return inside;
+}
+
+void BM_PointInLineInnerArea_ScalarReference(benchmark::State& state) {
+  Queries& q = ContainmentQueries();
+  const SSEPoint lo = q.poly.GetBottomLeft(), hi = q.poly.GetTopRight();
+  const auto start = std::chrono::steady_clock::now();
   for (auto _ : state) {
     int inside = 0;
-    for (size_t i = 0; i < xs.size(); ++i) inside += poly.PointInLineInnerArea(xs[i], ys[i], 1);
+    for (size_t i = 0; i < q.xs.size(); ++i)
+      inside += ScalarInside(q.poly.GetXArray(), q.poly.GetYArray(), 1000, lo, hi, q.xs[i], q.ys[i]);
     benchmark::DoNotOptimize(inside);
   }
-  state.SetItemsProcessed(state.iterations() * int64_t(xs.size()));
+  ScalarContainmentSeconds() =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / state.iterations();
+  state.SetItemsProcessed(state.iterations() * int64_t(q.xs.size()));
+}
+BENCHMARK(BM_PointInLineInnerArea_ScalarReference)->Unit(benchmark::kMillisecond);
+
+void BM_PointInLineInnerArea_1M_Points_1000_Vertices(benchmark::State& state) {
+  Queries& q = ContainmentQueries();
+  const auto start = std::chrono::steady_clock::now();
+  for (auto _ : state) {
+    int inside = 0;
+    for (size_t i = 0; i < q.xs.size(); ++i) inside += q.poly.PointInLineInnerArea(q.xs[i], q.ys[i], 1);
+    benchmark::DoNotOptimize(inside);
+  }
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / state.iterations();
+  if (ScalarContainmentSeconds() > 0) state.counters["vs_scalar"] = ScalarContainmentSeconds() / seconds;
+  state.SetItemsProcessed(state.iterations() * int64_t(q.xs.size()));
 }
 BENCHMARK(BM_PointInLineInnerArea_1M_Points_1000_Vertices)->Unit(benchmark::kMillisecond);
 

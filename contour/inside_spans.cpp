@@ -27,9 +27,9 @@ struct Edge {
   double ax, ay, bx, by;
 };
 
-inline bool Finite(const float* v, int n) {
+inline bool NoInfinity(const float* v, int n) {
   for (int i = 0; i < n; ++i)
-    if (!std::isfinite(v[i])) return false;
+    if (std::isinf(v[i])) return false;
   return true;
 }
 
@@ -38,7 +38,9 @@ inline bool Finite(const float* v, int n) {
 bool InsideColumnSpans(const float* px, const float* py, int n, float boxMinX, float boxMinY, float boxMaxX,
                        float boxMaxY, const FillWindow& window, std::vector<ColumnSpan>& spans) {
   if (n < 3) return true;  // the per-point test answers false everywhere
-  if (!Finite(px, n) || !Finite(py, n)) return false;
+  // A NaN coordinate only silences its two edges (every comparison in the
+  // toggle test is then false), but infinities break the threshold search.
+  if (!NoInfinity(px, n) || !NoInfinity(py, n)) return false;
   if (!std::isfinite(boxMinX) || !std::isfinite(boxMinY) || !std::isfinite(boxMaxX) || !std::isfinite(boxMaxY))
     return false;
   const double limits[4] = {double(window.x0), double(window.x1), double(window.y0), double(window.y1)};
@@ -71,7 +73,7 @@ bool InsideColumnSpans(const float* px, const float* py, int n, float boxMinX, f
   for (int i = 0; i < n; ++i) {
     const float curX = px[i], curY = py[i];
     const float lo = std::min(prevX, curX), hi = std::max(prevX, curX);
-    if (lo < hi) {
+    if (lo < hi && !std::isnan(prevY) && !std::isnan(curY)) {
       const bool curIsA = !(prevX < curX);
       const Edge e{curIsA ? curX : prevX, curIsA ? curY : prevY, curIsA ? prevX : curX, curIsA ? prevY : curY};
       const double dx = e.bx - e.ax, dy = e.by - e.ay;

@@ -26,7 +26,7 @@ struct FillWindow {
 // containment test with step 1 on the polygon px/py (n >= 3 points, box
 // corners boxMin/boxMax as the polygon holds them) answers true. Returns
 // false, leaving spans untouched, when it cannot guarantee the per-point
-// answers (non-finite coordinates, a window beyond +-2^24); the caller then
+// answers (infinite coordinates, a window beyond +-2^24); the caller then
 // tests point by point.
 bool InsideColumnSpans(const float* px, const float* py, int n, float boxMinX, float boxMinY, float boxMaxX,
                        float boxMaxY, const FillWindow& window, std::vector<ColumnSpan>& spans);

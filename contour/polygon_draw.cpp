@@ -1,6 +1,7 @@
 // CSSE3dPolygon: outlines stamped at the vertices, the x-z side fill and the
 // ray fill.
 
+#include <algorithm>
 #include <cmath>
 
 #include "contour/float_arrays.h"
@@ -37,10 +38,13 @@ void CSSE3dPolygon::DrawInMatrixAndFillToOneSideFront(float value, CSSEMatrix* m
   for (int i = 0; i < m_nNumPoints; ++i) {
     const int c = PixelOf(m_pX[i] + offsetX);
     const int r = PixelOf(m_pZ[i] + offsetZ);
+    // Stamps centred above row 1 or below row rows - 2 are shifted onto those
+    // rows, so starting the strokes there gives the same pixels without
+    // walking from a far-away (or, for a NaN z, INT_MIN) row.
     if (!front) {
-      for (int row = r; row < rows - 1; ++row) m->Set3x3BoxPoint(c, row, value);
+      for (int row = std::max(r, 0); row < rows - 1; ++row) m->Set3x3BoxPoint(c, row, value);
     } else if (r >= 2) {
-      for (int row = r; row > 1; --row) m->Set3x3BoxPoint(c, row, value);
+      for (int row = std::min(r, std::max(rows - 1, 2)); row > 1; --row) m->Set3x3BoxPoint(c, row, value);
     }
   }
 }
@@ -49,8 +53,9 @@ void CSSE3dPolygon::DrawInMatrixAndFill(float value, CSSEMatrix* m) {
   if (!m || !m->GetMatrixDataDirectly()) return;
   const int sizeX = m->GetSizeX(), sizeY = m->GetSizeY();
   if (sizeX <= 0 || sizeY <= 0) return;
-  // Only whole groups of four vertices take part (the SIMD loops of the fill
-  // never looked at the remainder).
+  // Only whole groups of four vertices take part, as in the minimum-distance
+  // searches; the last count mod 4 are left out on purpose (the contours
+  // filled this way are dense, and results must not change with that rule).
   const int used = 4 * (m_nNumPoints / 4);
   for (int i = 0; i < used; ++i)
     m->SetPoint(ClampIndex(PixelOf(m_pX[i]), sizeX), ClampIndex(PixelOf(m_pY[i]), sizeY), value);

@@ -31,7 +31,7 @@ inline std::vector<P3> Square(float x0, float y0, float side) {
 }
 
 // The shapes the fill comparisons run on.
-enum class Shape { Convex, Star, Collinear, PixelCentres, Wild };
+enum class Shape { Convex, Star, Collinear, PixelCentres, Wild, Slivers };
 
 // A shape centred at (cx, cy) with radius up to r, n vertices, drawn from rng.
 inline std::vector<P3> RandomShape(Shape shape, std::mt19937& rng, int n, float cx, float cy, float r) {
@@ -71,6 +71,20 @@ inline std::vector<P3> RandomShape(Shape shape, std::mt19937& rng, int n, float 
         pts.push_back({std::round(cx + rr * float(std::cos(a))), std::round(cy + rr * float(std::sin(a))), 0});
       }
       break;
+    case Shape::Slivers:
+      // Nearly vertical edges a hair beside integer columns and nearly
+      // horizontal ones a hair beside integer rows: the crossing thresholds
+      // fall right next to pixel positions.
+      for (int i = 0; i < n; ++i) {
+        const float hair = (i % 3 - 1) * 1e-4f;
+        const double a = twoPi * i / n;
+        const float rr = r * (0.4f + 0.6f * unit(rng));
+        const float x = std::round(cx + rr * float(std::cos(a)));
+        const float y = std::round(cy + rr * float(std::sin(a)));
+        pts.push_back({i % 2 ? x + hair : x, i % 2 ? y : y + hair, 0});
+        pts.push_back({i % 2 ? x - hair : x + 3, i % 2 ? y + 5 : y - hair, 0});
+      }
+      break;
     case Shape::Wild:
       // Self-intersecting: random vertices in the disc.
       for (int i = 0; i < n; ++i)
@@ -87,6 +101,7 @@ inline const char* ShapeName(Shape s) {
     case Shape::Collinear: return "collinear";
     case Shape::PixelCentres: return "pixel-centres";
     case Shape::Wild: return "self-intersecting";
+    case Shape::Slivers: return "slivers";
   }
   return "?";
 }

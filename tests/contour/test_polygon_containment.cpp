@@ -93,7 +93,8 @@ TEST(PolygonContainment, MatchesNaiveRuleOnRandomPolygons) {
   const unsigned seed = 4242;
   std::mt19937 rng(seed);
   std::uniform_real_distribution<float> u(-2, 42);
-  const Shape shapes[] = {Shape::Convex, Shape::Star, Shape::Collinear, Shape::PixelCentres, Shape::Wild};
+  const Shape shapes[] = {Shape::Convex,       Shape::Star, Shape::Collinear,
+                          Shape::PixelCentres, Shape::Wild, Shape::Slivers};
   for (Shape shape : shapes)
     for (int n : {3, 4, 5, 6, 7, 8, 12, 31, 257}) {
       const auto pts = RandomShape(shape, rng, n, 20, 20, 15);

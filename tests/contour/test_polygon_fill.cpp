@@ -79,7 +79,8 @@ TEST_P(FillAgainstPerPixel, RandomPolygons) {
   const unsigned seed = 1234567;
   std::mt19937 rng(seed);
   std::uniform_real_distribution<float> frac(0, 1);
-  const Shape shapes[] = {Shape::Convex, Shape::Star, Shape::Collinear, Shape::PixelCentres, Shape::Wild};
+  const Shape shapes[] = {Shape::Convex,       Shape::Star, Shape::Collinear,
+                          Shape::PixelCentres, Shape::Wild, Shape::Slivers};
   int cases = 0;
   for (int round = 0; round < 6; ++round)
     for (Shape shape : shapes) {
@@ -113,7 +114,7 @@ TEST_P(FillAgainstPerPixel, RandomPolygons) {
                              << " raster " << c.sizeX << "x" << c.sizeY << " pixel " << d.first << "," << d.second;
       ++cases;
     }
-  EXPECT_EQ(cases, 30);
+  EXPECT_EQ(cases, 36);
 }
 
 INSTANTIATE_TEST_SUITE_P(FineAndCoarse, FillAgainstPerPixel, ::testing::Values(false, true),
@@ -209,14 +210,25 @@ TEST(PolygonFill, DegenerateInputDrawsNothing) {
   CSSEMatrix none;
   Fill(nan, {{1, 1, 0}, {6, 1, 0}, {NAN, 6, 0}, {1, 6, 0}});
   nan.DrawInMatrixAndFillFine(1, &none, false, 0, 8);  // no storage: nothing written, no crash
-  // A non-finite vertex takes the per-pixel path; results still agree.
-  CSSEMatrix slow;
-  slow.Create(8, 8);
-  nan.DrawInMatrixAndFillFine(1, &m, false, 0, 8);
-  CSSE3dPolygon again;
-  again.CreateSimilar(&nan);
-  NaiveFill(again, 1, slow, false, 0, 8, false);
-  EXPECT_EQ(FirstDifference(m, slow).first, -1);
+  // NaN vertices silence their edges, infinite ones take the per-pixel path;
+  // either way the fill agrees with the per-pixel rule.
+  const std::vector<P3> odd[] = {
+      {{1, 1, 0}, {6, 1, 0}, {NAN, 6, 0}, {1, 6, 0}},
+      {{1, 1, 0}, {6, 1, 0}, {6, NAN, 0}, {1, 6, 0}, {0.5f, 3, 0}},
+      {{1, 1, 0}, {6, 1, 0}, {INFINITY, 6, 0}, {1, 6, 0}},
+      {{1, 1, 0}, {6, -INFINITY, 0}, {6, 6, 0}, {1, 6, 0}},
+  };
+  for (const auto& pts : odd) {
+    CSSE3dPolygon poly, again;
+    Fill(poly, pts);
+    Fill(again, pts);
+    CSSEMatrix fast, slow;
+    fast.Create(8, 8);
+    slow.Create(8, 8);
+    poly.DrawInMatrixAndFillFine(1, &fast, false, 0, 8);
+    NaiveFill(again, 1, slow, false, 0, 8, false);
+    EXPECT_EQ(FirstDifference(fast, slow).first, -1) << pts[2].x << "," << pts[2].y;
+  }
 }
 
 TEST(PolygonFill, CallerPolygonKeepsPointsButGetsBox) {
@@ -271,6 +283,15 @@ TEST(PolygonDraw, FillToOneSide) {
     EXPECT_EQ(front.GetPoint(5, y) == 1, y >= 1 && y <= 7) << y;  // boxes at rows 6 .. 2
   }
   EXPECT_EQ(back.GetPoint(4, 11), 1.0f);
+  // Far-away and NaN rows give the strokes of the nearest border row at once.
+  Fill(poly, {{5, 0, 1e9f}, {7, 0, NAN}});
+  CSSEMatrix far;
+  far.Create(12, 12);
+  poly.DrawInMatrixAndFillToOneSideFront(1, &far, 0, 0, true);
+  EXPECT_EQ(far.GetPoint(5, 1), 1.0f);
+  EXPECT_EQ(far.GetPoint(5, 0), 0.0f);
+  poly.DrawInMatrixAndFillToOneSideFront(2, &far, 0, 0, false);
+  EXPECT_EQ(far.GetPoint(7, 0), 2.0f);  // NaN z: row INT_MIN, stamped from the top
 }
 
 // A dense rectangular contour, one vertex per pixel, in the given sense.
