@@ -13,6 +13,8 @@
 #include <emmintrin.h>
 
 #include <climits>
+#include <cstdint>
+#include <cstring>
 
 #include "mesh/triangle_storage.h"
 #include "relief/CHTriangulation.h"
@@ -29,8 +31,11 @@ inline __m128 Negate(__m128 v) { return _mm_xor_ps(v, kSignBits); }
 // Where the triangles of a cell go. A fresh mesh (the builders) has
 // allocated but unwritten storage: every field of the record and every array
 // element is written, with what CreateTriangulation would have left in the
-// fields the cell does not set. An existing mesh (AppendTriangle called by a
-// caller) keeps everything the cell does not set, corner w included.
+// fields the cell does not set. The builders write far more than any cache
+// holds and never read it back, so the fresh path stores around the caches
+// (streaming stores; the builder fences once at the end). An existing mesh
+// (AppendTriangle called by a caller) keeps everything the cell does not
+// set, corner w included.
 template <bool Fresh>
 struct TriangleSink {
   CHTriangulation& m;
@@ -40,38 +45,83 @@ struct TriangleSink {
     SSEPoint* corners = m.EdgeArray + 3 * i;
     SSEPoint* normals = m.NormalArray + 3 * i;
     t_htriangle& t = m.Triangles[i];
-    if (Fresh) {
-      corners[0].m = p0;
-      corners[1].m = p1;
-      corners[2].m = p2;
-      const __m128 zero = _mm_setzero_ps();
-      m.TArray[i].m = m.SArray[i].m = m.VArray[i].m = zero;
-      for (int k = 0; k < 3; ++k) {
-        t.pPoint[k] = corners + k;
-        t.pNormal[k] = normals + k;
-      }
-      t.pT = m.TArray + i;
-      t.pS = m.SArray + i;
-      t.pV = m.VArray + i;
-      t.pMainNormal = m.MainNormalArray + i;
-      t.pMinPoint = m.MinPointArray + i;
-      t.pMaxPoint = m.MaxPointArray + i;
-      t.pNeighbour[0] = t.pNeighbour[1] = t.pNeighbour[2] = nullptr;
-      t.pNext = t.pPrev = nullptr;
-      t.Index = i;
-      t.Type = -1;
-    } else {
+    if (!Fresh) {
       SetXYZ(corners[0], p0);
       SetXYZ(corners[1], p1);
       SetXYZ(corners[2], p2);
+      normals[0].m = n0;
+      normals[1].m = n1;
+      normals[2].m = n2;
+      m.MainNormalArray[i].m = main;
+      // The first triangle of a full cell knows its partner across the diagonal.
+      if (linkNext) t.pNeighbour[0] = &m.Triangles[i + 1];
+      return;
     }
-    normals[0].m = n0;
-    normals[1].m = n1;
-    normals[2].m = n2;
-    m.MainNormalArray[i].m = main;
-    // The first triangle of a full cell knows its partner across the diagonal.
-    if (linkNext) t.pNeighbour[0] = &m.Triangles[i + 1];
+    Stream(corners[0], p0);
+    Stream(corners[1], p1);
+    Stream(corners[2], p2);
+    Stream(normals[0], n0);
+    Stream(normals[1], n1);
+    Stream(normals[2], n2);
+    Stream(m.MainNormalArray[i], main);
+    records.Emit(m, i, linkNext);
   }
+
+  // The records of consecutive triangles differ by constant steps (every
+  // pointer moves on by one element of its array, Index by one), so the
+  // fresh path keeps the nine registers of the next record and advances
+  // them, instead of assembling eighteen fields per triangle.
+  struct RecordCursor {
+    static constexpr int kRegs = sizeof(t_htriangle) / 16;
+    __m128i reg[kRegs];
+    __m128i next;  // (&Triangles[i + 1], 0): the slot-0 link of a full cell's first triangle
+    int index = -1;
+
+    static std::int64_t Address(const void* p) { return static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(p)); }
+
+    void Seek(const CHTriangulation& m, int i) {
+      const std::int64_t e = Address(m.EdgeArray + 3 * i), n = Address(m.NormalArray + 3 * i);
+      reg[0] = _mm_set_epi64x(e + 16, e);
+      reg[1] = _mm_set_epi64x(n, e + 32);
+      reg[2] = _mm_set_epi64x(n + 32, n + 16);
+      reg[3] = _mm_set_epi64x(Address(m.SArray + i), Address(m.TArray + i));
+      reg[4] = _mm_set_epi64x(Address(m.MainNormalArray + i), Address(m.VArray + i));
+      reg[5] = _mm_set_epi64x(Address(m.MaxPointArray + i), Address(m.MinPointArray + i));
+      reg[6] = reg[7] = _mm_setzero_si128();
+      // Index in the low half of the last eight bytes, Type -1 in the high half.
+      reg[8] = _mm_set_epi64x(static_cast<std::int64_t>((std::uint64_t{0xFFFFFFFFu} << 32) | std::uint32_t(i)), 0);
+      next = _mm_set_epi64x(0, Address(m.Triangles + i + 1));
+      index = i;
+    }
+
+    void Emit(const CHTriangulation& m, int i, bool linkNext) {
+      static_assert(sizeof(t_htriangle) == 144 && sizeof(void*) == 8, "record layout of the 64-bit build");
+      if (i != index) Seek(m, i);
+      __m128i* to = reinterpret_cast<__m128i*>(m.Triangles + i);
+      const bool aligned = reinterpret_cast<std::uintptr_t>(to) % 16 == 0;
+      const __m128i link = linkNext ? next : _mm_setzero_si128();
+      for (int k = 0; k < kRegs; ++k) {
+        const __m128i v = k == 6 ? link : reg[k];
+        if (aligned)
+          _mm_stream_si128(to + k, v);
+        else
+          _mm_storeu_si128(to + k, v);  // malloc aligns to 16 here; kept correct regardless
+      }
+      const __m128i by48 = _mm_set1_epi64x(48), by16 = _mm_set1_epi64x(16);
+      reg[0] = _mm_add_epi64(reg[0], by48);
+      reg[1] = _mm_add_epi64(reg[1], by48);
+      reg[2] = _mm_add_epi64(reg[2], by48);
+      reg[3] = _mm_add_epi64(reg[3], by16);
+      reg[4] = _mm_add_epi64(reg[4], by16);
+      reg[5] = _mm_add_epi64(reg[5], by16);
+      reg[8] = _mm_add_epi64(reg[8], _mm_set_epi64x(1, 0));
+      next = _mm_add_epi64(next, _mm_set_epi64x(0, sizeof(t_htriangle)));
+      ++index;
+    }
+  };
+  mutable RecordCursor records;
+
+  static void Stream(SSEPoint& dst, __m128 v) { _mm_stream_ps(&dst.x, v); }
 
   static void SetXYZ(SSEPoint& dst, __m128 p) {
     SSEPoint s;
@@ -168,6 +218,15 @@ inline Points4 Transpose(const Normals4& n, bool negate) {
   return Transpose(Negate(n.x), Negate(n.y), Negate(n.z), Negate(n.w));
 }
 
+// T, S and V of a fresh mesh are zero until CalcSTV: cleared in bulk before
+// the cells are written, which keeps the cell loop to four output streams.
+void ClearEdgeVectors(CHTriangulation& m) {
+  const std::size_t bytes = sizeof(SSEPoint) * static_cast<std::size_t>(m.NumTriangles);
+  std::memset(static_cast<void*>(m.TArray), 0, bytes);
+  std::memset(static_cast<void*>(m.SArray), 0, bytes);
+  std::memset(static_cast<void*>(m.VArray), 0, bytes);
+}
+
 // Lanes 1..3 of a followed by lane 0 of b: the pixels one row further down.
 inline __m128 NextRow(__m128 a, __m128 b) {
   const __m128 t = _mm_move_ss(a, b);  // (b0, a1, a2, a3)
@@ -225,7 +284,7 @@ int CountValid(const CSSEMatrix& field, float threshold, bool above) {
 void CHTriangulation::AppendTriangle(int mask0, int mask1, float x0, float x1, float y0, float y1, float z00,
                                      float z01, float z10, float z11, int& count, bool flipNormals,
                                      bool fillCell) {
-  EmitCell(TriangleSink<false>{*this}, mask0, mask1, x0, x1, y0, y1, z00, z01, z10, z11, count, flipNormals,
+  EmitCell(TriangleSink<false>{*this, {}}, mask0, mask1, x0, x1, y0, y1, z00, z01, z10, z11, count, flipNormals,
            fillCell);
 }
 
@@ -240,8 +299,9 @@ void CHTriangulation::CreateTriangulationFromSSEField(CSSEMatrix* field, float t
   // even when fewer are written, and the unwritten tail looks as
   // CreateTriangulation leaves it.
   relief::detail::AllocateTriangles(*this, 2 * n);
+  ClearEdgeVectors(*this);
 
-  const TriangleSink<true> sink{*this};
+  const TriangleSink<true> sink{*this, {}};
   const Validity valid{_mm_set1_ps(threshold), above};
   const bool flip = !above;  // a surface valid below the threshold faces down
   __m128** lines = field->GetMatrixDataDirectly();
@@ -271,6 +331,7 @@ void CHTriangulation::CreateTriangulationFromSSEField(CSSEMatrix* field, float t
       }
     }
   }
+  _mm_sfence();  // the streamed stores are ordered before anything later
   relief::detail::ResetTriangles(*this, count, NumTriangles);
 }
 
@@ -302,8 +363,9 @@ void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* fiel
         needed += 1;
     }
   relief::detail::AllocateTriangles(*this, needed);
+  ClearEdgeVectors(*this);
 
-  const TriangleSink<true> sink{*this};
+  const TriangleSink<true> sink{*this, {}};
   int count = 0;
   for (int x = 0; x < sizeX - stepX; x += stepX) {
     const float x0 = static_cast<float>(x) * ScaleX;
@@ -316,6 +378,7 @@ void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* fiel
                field->GetPoint(x + stepX, y + stepY), count, !above, false);
     }
   }
+  _mm_sfence();
   NumTriangles = count;
 }
 

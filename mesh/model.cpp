@@ -84,6 +84,10 @@ void CHTriangulation::SetScanConvResolution(float rx, float ry, float rz) {
 }
 
 void relief::detail::AllocateTriangles(CHTriangulation& m, int n) {
+  // A mesh re-created with the count it has keeps its blocks: their contents
+  // are rewritten either way, and large blocks come back from the system as
+  // fresh pages whose first touch costs more than writing them.
+  if (m.Triangles && n == m.NumTriangles) return;
   m.FreeTriangulation();
   if (n < 0) AfxThrowMemoryException();
   const std::size_t count = static_cast<std::size_t>(n);

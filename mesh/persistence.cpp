@@ -41,6 +41,32 @@ std::int32_t GetInt(const unsigned char* src) {
   return static_cast<std::int32_t>(v);
 }
 
+// Reads the records and arrays of a mesh just re-created with n triangles.
+void ReadTriangles(CArchive& ar, CHTriangulation& m, std::vector<unsigned char>& block) {
+  const int n = m.NumTriangles;
+  // Only Index and Type come from the stored records; the pointer wiring is
+  // this mesh's own and the neighbour and list fields stay null.
+  for (int first = 0; first < n; first += kRecordsPerBlock) {
+    const int count = n - first < kRecordsPerBlock ? n - first : kRecordsPerBlock;
+    ar.Read(block.data(), kRecordBytes * count);
+    for (int i = 0; i < count; ++i) {
+      const unsigned char* r = block.data() + kRecordBytes * i;
+      m.Triangles[first + i].Index = GetInt(r + kPointerFieldBytes);
+      m.Triangles[first + i].Type = GetInt(r + kPointerFieldBytes + 4);
+    }
+  }
+  const std::int64_t count = n;
+  ReadPoints(ar, m.EdgeArray, 3 * count);
+  ReadPoints(ar, m.NormalArray, 3 * count);
+  ReadPoints(ar, m.MainNormalArray, count);
+  ReadPoints(ar, m.TArray, count);
+  ReadPoints(ar, m.SArray, count);
+  ReadPoints(ar, m.VArray, count);
+  ReadPoints(ar, m.PointArray, 3);
+  ReadPoints(ar, m.MinPointArray, count);
+  ReadPoints(ar, m.MaxPointArray, count);
+}
+
 }  // namespace
 
 void CHTriangulation::Serialize(CArchive& ar) {
@@ -88,27 +114,14 @@ void CHTriangulation::Serialize(CArchive& ar) {
   FreeTriangulation();
   BaseInitialization(scale[0], scale[1], scale[2]);
   CreateTriangulation(n);
-  // Only Index and Type come from the stored records; the pointer wiring is
-  // this mesh's own and the neighbour and list fields stay null.
-  for (int first = 0; first < n; first += kRecordsPerBlock) {
-    const int count = n - first < kRecordsPerBlock ? n - first : kRecordsPerBlock;
-    ar.Read(block.data(), kRecordBytes * count);
-    for (int i = 0; i < count; ++i) {
-      const unsigned char* r = block.data() + kRecordBytes * i;
-      Triangles[first + i].Index = GetInt(r + kPointerFieldBytes);
-      Triangles[first + i].Type = GetInt(r + kPointerFieldBytes + 4);
-    }
+  try {
+    ReadTriangles(ar, *this, block);
+  } catch (...) {
+    // A record cut short leaves an empty mesh rather than one with arrays
+    // partly read and partly uninitialised.
+    FreeTriangulation();
+    throw;
   }
-  const std::int64_t count = n;
-  ReadPoints(ar, EdgeArray, 3 * count);
-  ReadPoints(ar, NormalArray, 3 * count);
-  ReadPoints(ar, MainNormalArray, count);
-  ReadPoints(ar, TArray, count);
-  ReadPoints(ar, SArray, count);
-  ReadPoints(ar, VArray, count);
-  ReadPoints(ar, PointArray, 3);
-  ReadPoints(ar, MinPointArray, count);
-  ReadPoints(ar, MaxPointArray, count);
 }
 
 bool CHTriangulation::Store(const std::filesystem::path& path) {

@@ -145,7 +145,9 @@ class RELIEF_API CHTriangulation {
   // i of the arrays, corners, vertex normals, main normal, T, S, V zeroed,
   // neighbours and list links null, Index i, Type -1. Per-triangle minima
   // and maxima are NOT cleared. n < 0, or a size that cannot be represented,
-  // throws CMemoryException (the mesh is then empty).
+  // throws CMemoryException (the mesh is then empty). A mesh re-created with
+  // the count it already has keeps its blocks (same addresses, contents
+  // reset as above); the builders do the same.
   void CreateTriangulation(int n);
   // Releases the per-triangle arrays and Triangles; NumTriangles := 0. Keeps
   // the three-point block, the scale and both list heads.
@@ -261,9 +263,13 @@ class RELIEF_API CHTriangulation {
   // records stay zero (Type -1). Cells of the last column and of rows from
   // 4 (SSE rows - 1) on are not visited. No valid pixel: empty mesh.
   void CreateTriangulationFromSSEField(CSSEMatrix* field, float threshold, bool above);
-  // Cells of stepX x stepY pixels: x = 0, stepX, .. while x < sizeX - stepX,
-  // likewise y. Allocates 2n / (stepX stepY) and trims NumTriangles to the
-  // triangles written. stepX stepY = 0 leaves the mesh as it was.
+  // Cells of stepX x stepY pixels: x = 0, stepX, .. while x < sizeX - stepX
+  // (outer loop), likewise y, corners at (x ScaleX, y ScaleY) and ((x +
+  // stepX) ScaleX, (y + stepY) ScaleY), pixels read through the clamping
+  // accessor. NumTriangles is the number written (the mesh is sized by
+  // counting the cells first: a bound from the valid pixels could be too
+  // small for a sparse field). Normals face down when !above. A step below
+  // 1 leaves the mesh as it was.
   void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* field, float threshold, bool above, int stepX,
                                                  int stepY);
   // Variants not built in this version: each releases the triangles and

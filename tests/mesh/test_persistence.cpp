@@ -4,7 +4,10 @@
 #include <cstring>
 #include <filesystem>
 #include <sstream>
+#include <streambuf>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <unistd.h>
 
@@ -188,4 +191,39 @@ TEST(MeshPersistence, FilesRoundTripAndMissingFilesFail) {
   EXPECT_FALSE(loaded.Load(path));
   EXPECT_EQ(loaded.NumTriangles, 3);
   EXPECT_FALSE(m.Store(std::filesystem::path("/nonexistent-dir/x/mesh.bin")));
+}
+
+namespace {
+
+// An input stream that cannot seek, so the loader cannot learn its length.
+struct OneWayBuffer : std::streambuf {
+  explicit OneWayBuffer(std::string bytes) : data(std::move(bytes)) { setg(data.data(), data.data(), data.data() + data.size()); }
+  std::string data;
+};
+
+}  // namespace
+
+TEST(MeshPersistence, RecordCutShortOnAStreamOfUnknownLengthLeavesAnEmptyMesh) {
+  CHTriangulation m(0, 0.5f, 0.5f, 1);
+  std::vector<Tri> soup(24, Tri{{{0, 0, 1, 0}, {1, 0, 2, 0}, {0, 1, 3, 0}}});
+  Fill(m, soup);
+  const std::string bytes = Store(m);
+  ASSERT_GT(bytes.size(), 4096u + 300) << "longer than one archive buffer, so the length stays unknown";
+  for (std::size_t len : {bytes.size() - 1, bytes.size() - 700, std::size_t(4500)}) {
+    OneWayBuffer buffer(bytes.substr(0, len));
+    std::istream in(&buffer);
+    CHTriangulation target(3, 2, 2, 2);
+    CArchive ar(in);
+    EXPECT_THROW(target.Serialize(ar), CArchiveException) << len;
+    EXPECT_EQ(target.NumTriangles, 0) << len;
+    EXPECT_EQ(target.ScaleX, 0.5f) << "re-initialised with the stored scale";
+    EXPECT_EQ(CheckMesh(target), "");
+  }
+  // The whole record loads from such a stream too.
+  OneWayBuffer buffer(bytes);
+  std::istream in(&buffer);
+  CHTriangulation target;
+  CArchive ar(in);
+  target.Serialize(ar);
+  EXPECT_EQ(target.NumTriangles, 24);
 }
