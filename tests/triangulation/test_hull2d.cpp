@@ -13,7 +13,7 @@
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSE3dPolygon.h"
 #include "test_hull_reference.h"
-#include "test_seed.h"
+#include "test_hull_seed.h"
 
 namespace {
 

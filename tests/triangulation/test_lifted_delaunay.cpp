@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "test_hull_reference.h"
-#include "test_seed.h"
+#include "test_hull_seed.h"
 
 #include <algorithm>
 #include <array>
