@@ -70,7 +70,7 @@ struct HullConflicts;
 // Callers MUST ask IsDegenerate() first and skip CalcConvexHull when it says
 // true. Fewer than four distinct points count as degenerate.
 //
-// CalcConvexHull runs once per object. Records are allocated one by one
+// Records are allocated one by one
 // with SafeCalloc; exhaustion throws CMemoryException. Copying is not
 // supported (the lists have one owner). VolumeSign and Collinear are the
 // only virtual members (in this order): the destructor is not virtual, so
@@ -93,8 +93,10 @@ class RELIEF_API CHConvexHull3D {
   // on one line or all in one plane (decided exactly on the stored integers).
   bool IsDegenerate() const;
 
-  // Builds the hull of all stored vertices (DoubleTriangle, ConstructHull),
-  // then recounts faces, edges and vertices. Precondition: !IsDegenerate().
+  // Builds the hull of all stored vertices (DoubleTriangle, ConstructHull,
+  // EdgeOrderOnFaces), then recounts faces, edges and vertices.
+  // Precondition: !IsDegenerate(). Without vertices, or once a hull exists,
+  // it returns at once.
   void CalcConvexHull();
 
   int GetNumFaces() const { return m_nNumFaces; }
