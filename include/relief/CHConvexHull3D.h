@@ -172,4 +172,6 @@ class RELIEF_API CHConvexHull3D {
   relief::detail::HullVertexIndex* m_pIndex = nullptr;  // finds quantised duplicates in O(1)
   relief::detail::HullConflicts* m_pConflicts = nullptr;  // pending vertices per face while building
   std::uint32_t m_nStamp = 0;
+  tEdgeStructure* m_pSpareEdges = nullptr;  // deleted records kept for reuse
+  tFaceStructure* m_pSpareFaces = nullptr;
 };
