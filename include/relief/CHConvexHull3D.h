@@ -71,7 +71,8 @@ struct HullConflicts;
 // true. Fewer than four distinct points count as degenerate.
 //
 // Records are allocated one by one
-// with SafeCalloc; exhaustion throws CMemoryException. Copying is not
+// with SafeCalloc (deleted edges and faces are kept and reused until the
+// object is destroyed); exhaustion throws CMemoryException. Copying is not
 // supported (the lists have one owner). VolumeSign and Collinear are the
 // only virtual members (in this order): the destructor is not virtual, so
 // destroy a CH2DDelaunay through its own type.
