@@ -49,6 +49,7 @@ CHOctree::CHOctree(SSEPoint& maxPoint, SSEPoint& minPoint, float minBrickSize) {
       }
     }
   } catch (const std::bad_alloc&) {
+    // Nothing else is held yet: the tail table is allocated after the levels.
     for (t_hoctreeelement*& level : Level) {
       SafeAlignedFree(level);
       level = nullptr;
@@ -66,6 +67,8 @@ CHOctree::CHOctree(SSEPoint& maxPoint, SSEPoint& minPoint, float minBrickSize) {
       }
     }
   }
+  m_pTails = static_cast<t_hoctreeentryblock**>(
+      SafeCalloc(static_cast<std::size_t>(NumBricks) * 4 + 1, sizeof(t_hoctreeentryblock*)));
   pRoot = NumLevels > 0 ? Level[0] : nullptr;
   if (pRoot) {
     SSEPoint centre;
@@ -86,12 +89,17 @@ CHOctree::~CHOctree() {
     Level[k] = nullptr;
   }
   NumLevels = 0;
+  SafeFree(m_pTails);
+  m_pTails = nullptr;
 }
 
 void CHOctree::DuplicateOctree(CHOctree*) {}
 void CHOctree::ReduceToConvenientSize(CHOctree*) {}
 
 void CHOctree::ClearEntry(t_hoctreeelement& element) {
+  for (int list = 0; list < 4; ++list) {
+    if (t_hoctreeentryblock** tail = TailSlot(&element, list)) *tail = nullptr;
+  }
   std::memset(static_cast<void*>(&element), 0, sizeof element);
 }
 

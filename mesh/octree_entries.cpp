@@ -56,20 +56,51 @@ void CHOctree::InsertTriangleIntoOctreeElement(t_htriangle* t, t_hoctreeelement*
   t->Type = TypeForLevel(element->Level);
 }
 
+t_hoctreeentryblock** CHOctree::TailSlot(const t_hoctreeelement* element, int list) {
+  if (!m_pTails || !element || !ValidList(list)) return nullptr;
+  const int k = element->Level;
+  if (k < 0 || k >= NumLevels || !Level[k]) return nullptr;
+  const std::ptrdiff_t j = element - Level[k];
+  if (j < 0 || j >= LevelCount[k]) return nullptr;
+  std::ptrdiff_t offset = j;
+  for (int l = 0; l < k; ++l) offset += LevelCount[l];
+  return &m_pTails[4 * offset + list];
+}
+
+// GCC 12+ reports the list head below as out of bounds in a partially
+// inlined clone although list is checked to lie in 0..3 (a known false
+// positive of -Warray-bounds); nothing else in this function is exempted.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Warray-bounds"
+#endif
 void CHOctree::AppendEntryToOctreeElement(t_hoctreeelement* element, int list, int entry) {
   if (!element || !ValidList(list)) return;
-  t_hoctreeentryblock* b = element->pEntries[list];
+  t_hoctreeentryblock*& head = element->pEntries[list];
+  t_hoctreeentryblock** tail = TailSlot(element, list);
+  t_hoctreeentryblock* b = head;
   if (!b) {
-    element->pEntries[list] = NewBlock(entry);
+    t_hoctreeentryblock* first = NewBlock(entry);
+    head = first;
+    if (tail) *tail = first;
     return;
+  }
+  // The cached last block when there is one, else a walk to it.
+  if (tail && *tail) {
+    b = *tail;
   }
   while (b->pNext) b = b->pNext;
   if (b->Count < kEntriesPerBlock) {
     b->Entry[b->Count++] = entry;
   } else {
     b->pNext = NewBlock(entry);
+    b = b->pNext;
   }
+  if (tail) *tail = b;
 }
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
 
 std::int32_t CHOctree::GetEntryFromOctreeElement(t_hoctreeelement* element, int list, int i) {
   if (!element || !ValidList(list) || i < 0) return -1;
@@ -88,6 +119,9 @@ void CHOctree::RemoveAllEntriesFromOctreeElement(t_hoctreeelement* element) {
       b = following;
     }
     head = nullptr;
+  }
+  for (int list = 0; list < kLists; ++list) {
+    if (t_hoctreeentryblock** tail = TailSlot(element, list)) *tail = nullptr;
   }
 }
 

@@ -260,6 +260,9 @@ void CHConvexHull3D::ConstructHull() {
 }
 
 void CHConvexHull3D::CalcConvexHull() {
+  // Nothing to build from, or built already: a second start triangle
+  // would be laid over the finished hull.
+  if (!m_pVertices || m_pFaces) return;
   try {
     m_pConflicts = new relief::detail::HullConflicts;
     DoubleTriangle();

@@ -3,6 +3,7 @@
 // Internal pieces of the 3D hull shared by its source files: the exact
 // predicates and the two side tables the hull keeps while it works.
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <unordered_set>
@@ -19,8 +20,30 @@ using HullWide = __int128;
 
 // (a - p) . ((b - p) x (c - p)): negative when p sees the counter-clockwise
 // triangle a, b, c from outside.
+//
+// Most signs are clear long before the last bit: the volume is first
+// formed in double, and only when it lies within a safe bound of zero
+// (far wider than the rounding of nine products and the conversion of the
+// differences can reach) is it recomputed exactly. The result is the exact
+// sign either way.
 inline int HullVolumeSign(const tVertexStructure* a, const tVertexStructure* b,
                           const tVertexStructure* c, const tVertexStructure* p) {
+  {
+    const double ax = static_cast<double>(a->x) - static_cast<double>(p->x), ay = static_cast<double>(a->y) - static_cast<double>(p->y),
+                 az = static_cast<double>(a->z) - static_cast<double>(p->z);
+    const double bx = static_cast<double>(b->x) - static_cast<double>(p->x), by = static_cast<double>(b->y) - static_cast<double>(p->y),
+                 bz = static_cast<double>(b->z) - static_cast<double>(p->z);
+    const double cx = static_cast<double>(c->x) - static_cast<double>(p->x), cy = static_cast<double>(c->y) - static_cast<double>(p->y),
+                 cz = static_cast<double>(c->z) - static_cast<double>(p->z);
+    const double m1 = by * cz, m2 = bz * cy, m3 = bz * cx, m4 = bx * cz, m5 = bx * cy, m6 = by * cx;
+    const double vol = ax * (m1 - m2) + ay * (m3 - m4) + az * (m5 - m6);
+    const double scale = std::fabs(ax) * (std::fabs(m1) + std::fabs(m2)) +
+                         std::fabs(ay) * (std::fabs(m3) + std::fabs(m4)) +
+                         std::fabs(az) * (std::fabs(m5) + std::fabs(m6));
+    const double bound = 1e-14 * scale;
+    if (vol > bound) return 1;
+    if (vol < -bound) return -1;
+  }
   const HullWide ax = HullWide(a->x) - p->x, ay = HullWide(a->y) - p->y, az = HullWide(a->z) - p->z;
   const HullWide bx = HullWide(b->x) - p->x, by = HullWide(b->y) - p->y, bz = HullWide(b->z) - p->z;
   const HullWide cx = HullWide(c->x) - p->x, cy = HullWide(c->y) - p->y, cz = HullWide(c->z) - p->z;

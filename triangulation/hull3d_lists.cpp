@@ -3,6 +3,7 @@
 // hull3d_build.cpp.
 
 #include <cstdio>
+#include <cstring>
 #include <new>
 
 #include "relief/CHConvexHull3D.h"
@@ -30,8 +31,11 @@ void LinkAtTail(T*& head, T* r) {
   }
 }
 
+// Takes r out of its circle. Edge and face records go to a spare list
+// (linked through next) for the next NewEdge / NewFace: an addition frees
+// about as many as it makes, and reusing them keeps the working set small.
 template <typename T>
-void Unlink(T*& head, T* r) {
+void Unlink(T*& head, T* r, T** spare) {
   if (head) {
     if (head == head->next) {
       head = nullptr;
@@ -41,7 +45,30 @@ void Unlink(T*& head, T* r) {
     r->next->prev = r->prev;
     r->prev->next = r->next;
   }
-  SafeFree(r);
+  if (spare) {
+    r->next = *spare;
+    *spare = r;
+  } else {
+    SafeFree(r);
+  }
+}
+
+template <typename T>
+T* Recycle(T*& spare) {
+  T* r = spare;
+  if (!r) return static_cast<T*>(SafeCalloc(1, sizeof(T)));
+  spare = r->next;
+  std::memset(static_cast<void*>(r), 0, sizeof(T));
+  return r;
+}
+
+template <typename T>
+void FreeSpares(T*& spare) {
+  while (spare) {
+    T* following = spare->next;
+    SafeFree(spare);
+    spare = following;
+  }
 }
 
 template <typename T>
@@ -105,6 +132,8 @@ void CHConvexHull3D::FreeAll() {
   FreeCircle(m_pVertices);
   FreeCircle(m_pEdges);
   FreeCircle(m_pFaces);
+  FreeSpares(m_pSpareEdges);
+  FreeSpares(m_pSpareFaces);
   delete m_pConflicts;
   m_pConflicts = nullptr;
 }
@@ -116,13 +145,13 @@ tVertexStructure* CHConvexHull3D::NewVertex() {
 }
 
 tEdgeStructure* CHConvexHull3D::NewEdge() {
-  auto* e = static_cast<tEdgeStructure*>(SafeCalloc(1, sizeof(tEdgeStructure)));
+  tEdgeStructure* e = Recycle(m_pSpareEdges);
   AddEdge(e);
   return e;
 }
 
 tFaceStructure* CHConvexHull3D::NewFace() {
-  auto* f = static_cast<tFaceStructure*>(SafeCalloc(1, sizeof(tFaceStructure)));
+  tFaceStructure* f = Recycle(m_pSpareFaces);
   f->conflictHead = -1;
   AddFace(f);
   return f;
@@ -131,9 +160,9 @@ tFaceStructure* CHConvexHull3D::NewFace() {
 void CHConvexHull3D::AddVertex(tVertexStructure* v) { LinkAtTail(m_pVertices, v); }
 void CHConvexHull3D::AddEdge(tEdgeStructure* e) { LinkAtTail(m_pEdges, e); }
 void CHConvexHull3D::AddFace(tFaceStructure* f) { LinkAtTail(m_pFaces, f); }
-void CHConvexHull3D::DeleteVertex(tVertexStructure* v) { Unlink(m_pVertices, v); }
-void CHConvexHull3D::DeleteEdge(tEdgeStructure* e) { Unlink(m_pEdges, e); }
-void CHConvexHull3D::DeleteFace(tFaceStructure* f) { Unlink(m_pFaces, f); }
+void CHConvexHull3D::DeleteVertex(tVertexStructure* v) { Unlink(m_pVertices, v, static_cast<tVertexStructure**>(nullptr)); }
+void CHConvexHull3D::DeleteEdge(tEdgeStructure* e) { Unlink(m_pEdges, e, &m_pSpareEdges); }
+void CHConvexHull3D::DeleteFace(tFaceStructure* f) { Unlink(m_pFaces, f, &m_pSpareFaces); }
 
 void CHConvexHull3D::StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z, int index, bool flag) {
   try {

@@ -70,8 +70,12 @@ struct HullConflicts;
 // Callers MUST ask IsDegenerate() first and skip CalcConvexHull when it says
 // true. Fewer than four distinct points count as degenerate.
 //
-// Records are allocated one by one with SafeCalloc; exhaustion throws
-// CMemoryException. Copying is not supported (the lists have one owner).
+// Records are allocated one by one
+// with SafeCalloc (deleted edges and faces are kept and reused until the
+// object is destroyed); exhaustion throws CMemoryException. Copying is not
+// supported (the lists have one owner). VolumeSign and Collinear are the
+// only virtual members (in this order): the destructor is not virtual, so
+// destroy a CH2DDelaunay through its own type.
 class RELIEF_API CHConvexHull3D {
  public:
   CHConvexHull3D();
@@ -90,8 +94,10 @@ class RELIEF_API CHConvexHull3D {
   // on one line or all in one plane (decided exactly on the stored integers).
   bool IsDegenerate() const;
 
-  // Builds the hull of all stored vertices (DoubleTriangle, ConstructHull),
-  // then recounts faces, edges and vertices. Precondition: !IsDegenerate().
+  // Builds the hull of all stored vertices (DoubleTriangle, ConstructHull,
+  // EdgeOrderOnFaces), then recounts faces, edges and vertices.
+  // Precondition: !IsDegenerate(). Without vertices, or once a hull exists,
+  // it returns at once.
   void CalcConvexHull();
 
   int GetNumFaces() const { return m_nNumFaces; }
@@ -167,4 +173,6 @@ class RELIEF_API CHConvexHull3D {
   relief::detail::HullVertexIndex* m_pIndex = nullptr;  // finds quantised duplicates in O(1)
   relief::detail::HullConflicts* m_pConflicts = nullptr;  // pending vertices per face while building
   std::uint32_t m_nStamp = 0;
+  tEdgeStructure* m_pSpareEdges = nullptr;  // deleted records kept for reuse
+  tFaceStructure* m_pSpareFaces = nullptr;
 };

@@ -61,6 +61,9 @@ class RELIEF_API CHOctree {
   // Frees every entry block and the bricks of every level; NumLevels := 0.
   ~CHOctree();
   CHOctree& operator=(const CHOctree& other) = default;
+  // Not copyable by construction: two owners of one set of bricks would
+  // free them twice. (Assignment stays the shallow member copy callers use.)
+  CHOctree(const CHOctree&) = delete;
 
   // Kept for interface compatibility; both return at once.
   void DuplicateOctree(CHOctree* other);
@@ -119,4 +122,12 @@ class RELIEF_API CHOctree {
 
   // The most levels a tree may have.
   static constexpr int kMaxLevels = 8;
+
+ private:
+  // The last block of every list of every brick (NumBricks x 4), so that
+  // appending does not walk the whole list: a brick of a coarse tree can
+  // collect tens of thousands of entries. Bricks that are not part of this
+  // tree are appended to by walking their list.
+  t_hoctreeentryblock** TailSlot(const t_hoctreeelement* element, int list);
+  t_hoctreeentryblock** m_pTails = nullptr;
 };

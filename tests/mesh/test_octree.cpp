@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <memory>
 
 #include <set>
@@ -185,6 +186,33 @@ TEST_F(OctreeInsert, RefusesWhatDoesNotFitAndBadArguments) {
   EXPECT_EQ(tree->GetEntryFromOctreeElement(nullptr, 0, 0), -1);
   EXPECT_EQ(tree->GetEntryFromOctreeElement(tree->GetStem(), 4, 0), -1);
   EXPECT_EQ(tree->GetEntryFromOctreeElement(tree->GetStem(), 0, 0), -1);
+}
+
+TEST_F(OctreeInsert, TreeBricksChainBlocksOfNineAndRefillAfterRemoval) {
+  // Bricks of the tree remember their last block; the lists must look
+  // exactly like the walked ones.
+  for (t_hoctreeelement* brick : {tree->GetStem(), &tree->Level[2][37]}) {
+    for (int round = 0; round < 2; ++round) {
+      for (int e = 0; e < 25; ++e) tree->AppendEntryToOctreeElement(brick, 3, e);
+      std::vector<int> counts;
+      for (const t_hoctreeentryblock* b = brick->pEntries[3]; b; b = b->pNext) counts.push_back(b->Count);
+      EXPECT_EQ(counts, (std::vector<int>{9, 9, 7}));
+      EXPECT_EQ(tree->GetEntryFromOctreeElement(brick, 3, 8), 8);
+      tree->RemoveAllEntriesFromOctreeElement(brick);
+      EXPECT_EQ(brick->pEntries[3], nullptr);
+    }
+  }
+  // ClearEntry forgets the list too (its blocks are the caller's to free).
+  t_hoctreeelement* brick = &tree->Level[1][3];
+  tree->AppendEntryToOctreeElement(brick, 0, 1);
+  t_hoctreeentryblock* orphan = brick->pEntries[0];
+  const int level = brick->Level;
+  tree->ClearEntry(*brick);
+  brick->Level = level;
+  tree->AppendEntryToOctreeElement(brick, 0, 2);
+  EXPECT_NE(brick->pEntries[0], orphan);
+  EXPECT_EQ(tree->GetEntryFromOctreeElement(brick, 0, 0), 2);
+  std::free(orphan);
 }
 
 TEST(OctreeTypeTable, TagsByLevel) {

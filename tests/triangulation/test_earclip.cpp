@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test_seed.h"
+#include "test_hull_seed.h"
 
 #include <cmath>
 #include <random>

@@ -13,7 +13,7 @@
 #include "relief/CHPolygonTriangulationRefinement.h"
 #include "relief/CHPolygonTriangulator.h"
 #include "relief/CSSE3dPolygon.h"
-#include "test_seed.h"
+#include "test_hull_seed.h"
 
 namespace {
 

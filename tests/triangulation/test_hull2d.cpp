@@ -12,7 +12,8 @@
 #include "relief/CHConvexHull2D.h"
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSE3dPolygon.h"
-#include "test_seed.h"
+#include "test_hull_reference.h"
+#include "test_hull_seed.h"
 
 namespace {
 
@@ -135,27 +136,12 @@ TEST(Hull2D, ThreeDimensionalPolygonKeepsZ) {
   EXPECT_EQ(h.GetHullSize(), 3);
 }
 
-// Exact hull without collinear points (monotone chain on integer coordinates).
-std::vector<XY> ReferenceHull(std::vector<XY> p) {
-  std::sort(p.begin(), p.end());
-  p.erase(std::unique(p.begin(), p.end()), p.end());
-  if (p.size() < 3) return p;
-  auto cross = [](const XY& o, const XY& a, const XY& b) {
+// Exact hull without collinear points (integer coordinates: exact in double).
+std::vector<XY> ReferenceHull(const std::vector<XY>& p) {
+  return MonotoneChainHull(p, [](const XY& o, const XY& a, const XY& b) {
     return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
            (static_cast<double>(a.y) - o.y) * (static_cast<double>(b.x) - o.x);
-  };
-  std::vector<XY> h(2 * p.size());
-  std::size_t k = 0;
-  for (std::size_t i = 0; i < p.size(); ++i) {
-    while (k >= 2 && cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-    h[k++] = p[i];
-  }
-  for (std::size_t i = p.size() - 1, t = k + 1; i > 0; --i) {
-    while (k >= t && cross(h[k - 2], h[k - 1], p[i - 1]) <= 0) --k;
-    h[k++] = p[i - 1];
-  }
-  h.resize(k - 1);
-  return h;
+  });
 }
 
 TEST(Hull2DProperty, RandomIntegerPointsMatchTheExactHull) {
@@ -182,6 +168,34 @@ TEST(Hull2DProperty, RandomIntegerPointsMatchTheExactHull) {
     ASSERT_NE(start, expected.end()) << "round " << round;
     std::rotate(expected.begin(), start, expected.end());
     ASSERT_EQ(hull, expected) << "round " << round;
+  }
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Hull2DProperty, RandomFloatPointsLieInsideTheHull) {
+  const unsigned seed = TestSeed();
+  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  std::mt19937 rng(seed);
+  for (int round = 0; round < 100; ++round) {
+    const int n = 3 + static_cast<int>(rng() % 500);
+    std::normal_distribution<float> g(0.0f, round % 2 ? 1.0f : 300.0f);
+    std::vector<XY> pts;
+    for (int i = 0; i < n; ++i) pts.push_back({g(rng), g(rng)});
+    std::vector<XY> hull;
+    HullOutput(pts, &hull);
+    ASSERT_GE(hull.size(), 3u) << "round " << round;
+    for (std::size_t i = 0; i < hull.size(); ++i) {
+      const XY &a = hull[i], &b = hull[(i + 1) % hull.size()], &c = hull[(i + 2) % hull.size()];
+      const double turn = (double(b.x) - a.x) * (double(c.y) - a.y) - (double(c.x) - a.x) * (double(b.y) - a.y);
+      ASSERT_GT(turn, 0.0005) << "round " << round << ": not a strict left turn at " << i;
+      for (const XY& p : pts) {
+        const double side = (double(b.x) - a.x) * (double(p.y) - a.y) - (double(p.x) - a.x) * (double(b.y) - a.y);
+        ASSERT_GE(side, -0.0005) << "round " << round << ": a point outside hull edge " << i;
+      }
+    }
   }
 }
 

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "test_seed.h"
+#include "test_hull_seed.h"
 
 #include <algorithm>
 #include <array>
@@ -249,6 +249,25 @@ TEST(Hull3DProperty, RandomPointsMatchBruteForce) {
     }
     ASSERT_EQ(got, expected) << "round " << round << " n " << n;
   }
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Hull3D, SecondBuildAndEmptyBuildChangeNothing) {
+  CHConvexHull3D empty;
+  empty.CalcConvexHull();
+  EXPECT_EQ(empty.GetNumFaces(), 0);
+  CHConvexHull3D h;
+  for (const auto& p : std::vector<std::array<float, 3>>{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}, {1, 1, 1}})
+    h.AppendVertex3D(p[0], p[1], p[2], 0.0f);
+  h.CalcConvexHull();
+  const tFaceStructure* faces = h.GetFaces();
+  h.CalcConvexHull();
+  EXPECT_EQ(h.GetFaces(), faces);
+  EXPECT_EQ(h.GetNumFaces(), 4);
+  EXPECT_TRUE(h.Checks());
 }
 
 }  // namespace

@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "test_seed.h"
+#include "test_hull_reference.h"
+#include "test_hull_seed.h"
 
 #include <algorithm>
 #include <array>
@@ -24,6 +25,7 @@ using Wide = __int128;
 struct P2 {
   Int x, y;
   bool operator<(const P2& o) const { return x < o.x || (x == o.x && y < o.y); }
+  bool operator==(const P2& o) const { return x == o.x && y == o.y; }
 };
 
 // Collects the message-box texts while a test runs.
@@ -47,24 +49,15 @@ Wide InCircle(const P2& a, const P2& b, const P2& c, const P2& d) {
   return ax * (by * c2 - b2 * cy) - ay * (bx * c2 - b2 * cx) + a2 * (bx * cy - by * cx);
 }
 
-// Twice the area of the convex hull (monotone chain, exact).
-Wide DoubledHullArea(std::vector<P2> p) {
-  std::sort(p.begin(), p.end());
-  p.erase(std::unique(p.begin(), p.end(), [](const P2& a, const P2& b) { return !(a < b) && !(b < a); }),
-          p.end());
-  if (p.size() < 3) return 0;
-  std::vector<P2> h(2 * p.size());
-  std::size_t k = 0;
-  for (std::size_t i = 0; i < p.size(); ++i) {
-    while (k >= 2 && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-    h[k++] = p[i];
-  }
-  for (std::size_t i = p.size() - 1, t = k + 1; i > 0; --i) {
-    while (k >= t && Cross(h[k - 2], h[k - 1], p[i - 1]) <= 0) --k;
-    h[k++] = p[i - 1];
-  }
+// Twice the area of the convex hull (exact).
+Wide DoubledHullArea(const std::vector<P2>& p) {
+  const std::vector<P2> h = MonotoneChainHull(p, Cross);
   Wide area = 0;
-  for (std::size_t i = 0; i + 1 < k; ++i) area += Wide(h[i].x) * h[i + 1].y - Wide(h[i + 1].x) * h[i].y;
+  for (std::size_t i = 0; h.size() >= 3 && i < h.size(); ++i) {
+    const P2& a = h[i];
+    const P2& b = h[(i + 1) % h.size()];
+    area += Wide(a.x) * b.y - Wide(b.x) * a.y;
+  }
   return area;
 }
 

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <algorithm>
+#include <vector>
+
+// The deliberately plain reference hull of the tests (and the timing
+// reference of the hull benchmark): Andrew's monotone chain. P needs < and
+// ==; cross(o, a, b) > 0 when o, a, b turn left. Returns the corners
+// counter-clockwise from the lowest-leftmost point, without points on
+// edges and without repeats; fewer than three distinct points come back
+// sorted.
+template <class P, class Cross>
+std::vector<P> MonotoneChainHull(std::vector<P> p, Cross cross) {
+  std::sort(p.begin(), p.end());
+  p.erase(std::unique(p.begin(), p.end()), p.end());
+  if (p.size() < 3) return p;
+  std::vector<P> h(2 * p.size());
+  std::size_t k = 0;
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    while (k >= 2 && cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
+    h[k++] = p[i];
+  }
+  for (std::size_t i = p.size() - 1, t = k + 1; i > 0; --i) {
+    while (k >= t && cross(h[k - 2], h[k - 1], p[i - 1]) <= 0) --k;
+    h[k++] = p[i - 1];
+  }
+  h.resize(k - 1);
+  return h;
+}
