@@ -12,7 +12,7 @@ bash scripts/setup-debian.sh test
 step() { printf '\n==== %s\n' "$*"; }
 
 step "release build and unit tests"
-cmake --preset release >/dev/null
+cmake --preset release -DRELIEF_BUILD_TESTS=ON -DRELIEF_BUILD_BENCHMARKS=ON -DRELIEF_BUILD_TOOLS=ON >/dev/null
 cmake --build build/release -j2
 ctest --preset release -j2
 
