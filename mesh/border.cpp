@@ -58,7 +58,8 @@ void CHTriangulation::FindBorderLine(CSSE3dPolygon* out) {
   int next = 2;
   while (current->pNext) {
     t_stretch* successor = current->pNext;
-    SetPolygonPoint(*out, next++, SamePoint(*successor->pStart, *current->pEnd) ? *successor->pEnd : *successor->pStart);
+    SetPolygonPoint(*out, next++,
+                    SamePoint(*successor->pStart, *current->pEnd) ? *successor->pEnd : *successor->pStart);
     DeleteStretchFromList(current);
     current = successor;
   }

@@ -32,16 +32,15 @@ inline __m128 Negate(__m128 v) { return _mm_xor_ps(v, kSignBits); }
 // allocated but unwritten storage: every field of the record and every array
 // element is written, with what CreateTriangulation would have left in the
 // fields the cell does not set. The builders write far more than any cache
-// holds and never read it back, so the fresh path stores around the caches
-// (streaming stores; the builder fences once at the end). An existing mesh
-// (AppendTriangle called by a caller) keeps everything the cell does not
-// set, corner w included.
+// holds and never read it back, so the fresh path stores the points around
+// the caches (streaming stores; the builder fences once at the end). An
+// existing mesh (AppendTriangle called by a caller) keeps everything the
+// cell does not set, corner w included.
 template <bool Fresh>
 struct TriangleSink {
   CHTriangulation& m;
 
-  void Put(int i, __m128 p0, __m128 p1, __m128 p2, __m128 n0, __m128 n1, __m128 n2, __m128 main,
-           bool linkNext) const {
+  void Put(int i, __m128 p0, __m128 p1, __m128 p2, __m128 n0, __m128 n1, __m128 n2, __m128 main, bool linkNext) const {
     SSEPoint* corners = m.EdgeArray + 3 * i;
     SSEPoint* normals = m.NormalArray + 3 * i;
     t_htriangle& t = m.Triangles[i];
@@ -77,7 +76,9 @@ struct TriangleSink {
     __m128i next;  // (&Triangles[i + 1], 0): the slot-0 link of a full cell's first triangle
     int index = -1;
 
-    static std::int64_t Address(const void* p) { return static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(p)); }
+    static std::int64_t Address(const void* p) {
+      return static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(p));
+    }
 
     void Seek(const CHTriangulation& m, int i) {
       const std::int64_t e = Address(m.EdgeArray + 3 * i), n = Address(m.NormalArray + 3 * i);
@@ -97,16 +98,11 @@ struct TriangleSink {
     void Emit(const CHTriangulation& m, int i, bool linkNext) {
       static_assert(sizeof(t_htriangle) == 144 && sizeof(void*) == 8, "record layout of the 64-bit build");
       if (i != index) Seek(m, i);
+      // Ordinary stores: measured against streaming ones, the records (144
+      // contiguous bytes per triangle) came out faster through the cache.
       __m128i* to = reinterpret_cast<__m128i*>(m.Triangles + i);
-      const bool aligned = reinterpret_cast<std::uintptr_t>(to) % 16 == 0;
-      const __m128i link = linkNext ? next : _mm_setzero_si128();
-      for (int k = 0; k < kRegs; ++k) {
-        const __m128i v = k == 6 ? link : reg[k];
-        if (aligned)
-          _mm_stream_si128(to + k, v);
-        else
-          _mm_storeu_si128(to + k, v);  // malloc aligns to 16 here; kept correct regardless
-      }
+      for (int k = 0; k < kRegs; ++k)
+        _mm_storeu_si128(to + k, k == 6 ? (linkNext ? next : _mm_setzero_si128()) : reg[k]);
       const __m128i by48 = _mm_set1_epi64x(48), by16 = _mm_set1_epi64x(16);
       reg[0] = _mm_add_epi64(reg[0], by48);
       reg[1] = _mm_add_epi64(reg[1], by48);
@@ -140,8 +136,8 @@ inline __m128 MainNormal(__m128 n0, __m128 n1, __m128 n2) {
 }
 
 template <bool Fresh>
-void EmitCell(const TriangleSink<Fresh>& sink, int mask0, int mask1, float x0, float x1, float y0, float y1,
-              float z00, float z01, float z10, float z11, int& count, bool flipNormals, bool fillCell) {
+void EmitCell(const TriangleSink<Fresh>& sink, int mask0, int mask1, float x0, float x1, float y0, float y1, float z00,
+              float z01, float z10, float z11, int& count, bool flipNormals, bool fillCell) {
   if (fillCell) {
     if (mask1 == 1 || mask1 == 2) mask1 = 3;
     if (mask0 == 1 || mask0 == 2) mask0 = 3;
@@ -180,8 +176,9 @@ void EmitCell(const TriangleSink<Fresh>& sink, int mask0, int mask1, float x0, f
 }
 
 // Four (dx, dy, 1, 0) normals at once, one per lane of dx and dy, in
-// structure-of-arrays form: lane by lane the operations of normalizevector
-// (length^2 summed as (x^2 + w^2) + (y^2 + z^2), then four divisions).
+// structure-of-arrays form: lane by lane the results of normalizevector
+// (length^2 summed as (x^2 + w^2) + (y^2 + z^2), then a division per lane,
+// the w lane's replaced by its known outcome).
 struct Normals4 {
   __m128 x, y, z, w;
 };
@@ -191,7 +188,11 @@ inline Normals4 CellNormals4(__m128 dx, __m128 dy) {
   const __m128 xw = _mm_add_ps(_mm_mul_ps(dx, dx), _mm_mul_ps(zero, zero));
   const __m128 yz = _mm_add_ps(_mm_mul_ps(dy, dy), _mm_mul_ps(one, one));
   const __m128 len = _mm_sqrt_ps(_mm_add_ps(xw, yz));
-  return {_mm_div_ps(dx, len), _mm_div_ps(dy, len), _mm_div_ps(one, len), _mm_div_ps(zero, len)};
+  // 0 / len without the division: len is at least 1, infinite or NaN, so
+  // the quotient is +0 except for a NaN len, which the division would pass
+  // through as it is (it is already quiet, coming from the root).
+  const __m128 w = _mm_and_ps(_mm_cmpunord_ps(len, len), len);
+  return {_mm_div_ps(dx, len), _mm_div_ps(dy, len), _mm_div_ps(one, len), w};
 }
 
 inline Normals4 MainNormals4(const Normals4& a, const Normals4& b, const Normals4& c) {
@@ -238,8 +239,8 @@ inline __m128 NextRow(__m128 a, __m128 b) {
 // negating the vertex normals first and negating the finished normals give
 // the same bits, because sums and quotients of negated values are the
 // negated sums and quotients.
-void EmitFullColumn(const TriangleSink<true>& sink, __m128 r00, __m128 r10, __m128 r01, __m128 r11, float x0,
-                    float x1, __m128 y0, __m128 y1, int& count, bool flip) {
+void EmitFullColumn(const TriangleSink<true>& sink, __m128 r00, __m128 r10, __m128 r01, __m128 r11, float x0, float x1,
+                    __m128 y0, __m128 y1, int& count, bool flip) {
   const __m128 z00 = r00, z10 = r10, z01 = NextRow(r00, r01), z11 = NextRow(r10, r11);
   const __m128 dX0 = _mm_sub_ps(z00, z10), dX1 = _mm_sub_ps(z01, z11);
   const __m128 dY0 = _mm_sub_ps(z00, z01), dY1 = _mm_sub_ps(z10, z11);
@@ -281,9 +282,8 @@ int CountValid(const CSSEMatrix& field, float threshold, bool above) {
 
 }  // namespace
 
-void CHTriangulation::AppendTriangle(int mask0, int mask1, float x0, float x1, float y0, float y1, float z00,
-                                     float z01, float z10, float z11, int& count, bool flipNormals,
-                                     bool fillCell) {
+void CHTriangulation::AppendTriangle(int mask0, int mask1, float x0, float x1, float y0, float y1, float z00, float z01,
+                                     float z10, float z11, int& count, bool flipNormals, bool fillCell) {
   EmitCell(TriangleSink<false>{*this, {}}, mask0, mask1, x0, x1, y0, y1, z00, z01, z10, z11, count, flipNormals,
            fillCell);
 }
@@ -326,8 +326,8 @@ void CHTriangulation::CreateTriangulationFromSSEField(CSSEMatrix* field, float t
       const __m128 z01 = NextRow(r00, r01), z11 = NextRow(r10, r11);
       for (int j = 0; j < 4; ++j) {
         const float yy0 = Lane(y0, j);
-        EmitCell(sink, ((a | a4) >> j) & 3, ((b | b4) >> j) & 3, x0, x1, yy0, yy0 + ScaleY, Lane(r00, j),
-                 Lane(z01, j), Lane(r10, j), Lane(z11, j), count, flip, false);
+        EmitCell(sink, ((a | a4) >> j) & 3, ((b | b4) >> j) & 3, x0, x1, yy0, yy0 + ScaleY, Lane(r00, j), Lane(z01, j),
+                 Lane(r10, j), Lane(z11, j), count, flip, false);
       }
     }
   }
@@ -385,13 +385,12 @@ void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* fiel
 // The polygon, sub-rectangle and two-field variants are not built in this
 // version; they leave an empty mesh so that their constructors skip the
 // derived passes.
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix*, float, bool, int, int,
-                                                                CSSE3dPolygon*) {
+void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix*, float, bool, int, int, CSSE3dPolygon*) {
   FreeTriangulation();
 }
 
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix*, float, bool, int, int, int, int, int,
-                                                                int, bool) {
+void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix*, float, bool, int, int, int, int, int, int,
+                                                                bool) {
   FreeTriangulation();
 }
 
@@ -399,7 +398,7 @@ void CHTriangulation::CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMat
   FreeTriangulation();
 }
 
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix*, CSSEMatrix*, bool, int, int,
-                                                                         int, int, int, int) {
+void CHTriangulation::CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix*, CSSEMatrix*, bool, int, int, int,
+                                                                         int, int, int) {
   FreeTriangulation();
 }

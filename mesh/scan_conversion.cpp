@@ -41,8 +41,8 @@ inline float Advance(float p, double step) {
 }
 
 template <class Combine>
-void ScanConvert(const CHTriangulation& mesh, CSSEMatrix* out, float zOffset, const SSEPoint& min,
-                 const SSEPoint& max, float fill, Combine combine) {
+void ScanConvert(const CHTriangulation& mesh, CSSEMatrix* out, float zOffset, const SSEPoint& min, const SSEPoint& max,
+                 float fill, Combine combine) {
   if (!out || mesh.NumTriangles < 1) return;
   const float resX = mesh.ScanConvResX, resY = mesh.ScanConvResY;
   const double w = (static_cast<double>(max.x) - min.x) / resX + 0.5;
@@ -93,37 +93,45 @@ void ScanConvert(const CHTriangulation& mesh, CSSEMatrix* out, float zOffset, co
   const __m128d half = _mm_set1_pd(0.5);
   const unsigned innerWidth = width > 2 ? unsigned(width - 2) : 0u;
   const unsigned innerHeight = height > 2 ? unsigned(height - 2) : 0u;
-  for (int i = 0; i < mesh.NumTriangles; ++i) {
-    const __m128 p0 = mesh.EdgeArray[3 * i].m;
-    const __m128 s = mesh.SArray[i].m;
-    const __m128 t = mesh.TArray[i].m;
-    // Consecutive samples lie about one raster diagonal apart along the
-    // longer of S and T; the cross closes the gaps between them.
-    // |S| > |T| is decided on the squares: the rounded root is monotonic,
-    // so where the squares differ but the roots tie either root is the
-    // same value, and a NaN square falls to |T| like a NaN length would.
-    const float squareS = CSSEFns::scalarproduct(s, s), squareT = CSSEFns::scalarproduct(t, t);
-    const double step = diagonal / std::sqrt(squareS > squareT ? squareS : squareT);
-    // A step too small to move u or v on (a triangle many orders of
-    // magnitude larger than the resolution, or a zero resolution) would
-    // never end; such a walk stops where it stalls.
-    for (float u = 0.0f; u < 1.0f; u = Advance(u, step)) {
-      const __m128 base = _mm_add_ps(p0, _mm_mul_ps(_mm_set1_ps(u), s));
-      const double vEnd = 1.0 - u;
-      for (float v = 0.0f; v < vEnd; v = Advance(v, step)) {
-        const __m128 q = _mm_add_ps(base, _mm_mul_ps(_mm_set1_ps(v), t));
-        const __m128 offset = _mm_sub_ps(q, origin);
-        const __m128 scaled = byReciprocal ? _mm_mul_ps(offset, reciprocal) : _mm_div_ps(offset, resolution);
-        const __m128i cells = _mm_cvttpd_epi32(_mm_add_pd(_mm_cvtps_pd(scaled), half));
-        const int col = _mm_cvtsi128_si32(cells);
-        const int row = _mm_cvtsi128_si32(_mm_shuffle_epi32(cells, _MM_SHUFFLE(1, 1, 1, 1)));
-        // The outermost ring is dropped: 1 <= col < width - 1, likewise row,
-        // as one unsigned comparison each.
-        if (unsigned(col) - 1u >= innerWidth || unsigned(row) - 1u >= innerHeight) continue;
-        stamp(col, row, _mm_cvtss_f32(_mm_movehl_ps(q, q)) + zOffset);
+  // The walk is instantiated once per way of scaling, so the choice is not
+  // made again for every sample.
+  auto walk = [&](auto scale) {
+    for (int i = 0; i < mesh.NumTriangles; ++i) {
+      const __m128 p0 = mesh.EdgeArray[3 * i].m;
+      const __m128 s = mesh.SArray[i].m;
+      const __m128 t = mesh.TArray[i].m;
+      // Consecutive samples lie about one raster diagonal apart along the
+      // longer of S and T; the cross closes the gaps between them.
+      // |S| > |T| is decided on the squares: the rounded root is monotonic,
+      // so where the squares differ but the roots tie either root is the
+      // same value, and a NaN square falls to |T| like a NaN length would.
+      const float squareS = CSSEFns::scalarproduct(s, s), squareT = CSSEFns::scalarproduct(t, t);
+      const double step = diagonal / std::sqrt(squareS > squareT ? squareS : squareT);
+      // A step too small to move u or v on (a triangle many orders of
+      // magnitude larger than the resolution, or a zero resolution) would
+      // never end; such a walk stops where it stalls.
+      for (float u = 0.0f; u < 1.0f; u = Advance(u, step)) {
+        const __m128 base = _mm_add_ps(p0, _mm_mul_ps(_mm_set1_ps(u), s));
+        const double vEnd = 1.0 - u;
+        for (float v = 0.0f; v < vEnd; v = Advance(v, step)) {
+          const __m128 q = _mm_add_ps(base, _mm_mul_ps(_mm_set1_ps(v), t));
+          const __m128 offset = _mm_sub_ps(q, origin);
+          const __m128 scaled = scale(offset);
+          const __m128i cells = _mm_cvttpd_epi32(_mm_add_pd(_mm_cvtps_pd(scaled), half));
+          const int col = _mm_cvtsi128_si32(cells);
+          const int row = _mm_cvtsi128_si32(_mm_shuffle_epi32(cells, _MM_SHUFFLE(1, 1, 1, 1)));
+          // The outermost ring is dropped: 1 <= col < width - 1, likewise row,
+          // as one unsigned comparison each.
+          if (unsigned(col) - 1u >= innerWidth || unsigned(row) - 1u >= innerHeight) continue;
+          stamp(col, row, _mm_cvtss_f32(_mm_movehl_ps(q, q)) + zOffset);
+        }
       }
     }
-  }
+  };
+  if (byReciprocal)
+    walk([reciprocal](__m128 o) { return _mm_mul_ps(o, reciprocal); });
+  else
+    walk([resolution](__m128 o) { return _mm_div_ps(o, resolution); });
   out->ReplaceValueWithValue(fill, 0.0f, 1.0f);
 }
 

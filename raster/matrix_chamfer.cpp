@@ -21,6 +21,7 @@
 // candidates irrelevant.
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "raster/register_walk.h"
@@ -31,12 +32,9 @@ namespace {
 
 // Lane j of the result is lane j of in[j] (the skew and unskew step).
 inline __m128 Gather(__m128 in0, __m128 in1, __m128 in2, __m128 in3) {
-  const __m128 m0 = _mm_castsi128_ps(_mm_set_epi32(0, 0, 0, -1));
-  const __m128 m1 = _mm_castsi128_ps(_mm_set_epi32(0, 0, -1, 0));
-  const __m128 m2 = _mm_castsi128_ps(_mm_set_epi32(0, -1, 0, 0));
-  const __m128 m3 = _mm_castsi128_ps(_mm_set_epi32(-1, 0, 0, 0));
-  return _mm_or_ps(_mm_or_ps(_mm_and_ps(in0, m0), _mm_and_ps(in1, m1)),
-                   _mm_or_ps(_mm_and_ps(in2, m2), _mm_and_ps(in3, m3)));
+  const __m128 low = _mm_move_ss(in1, in0);                                 // in0.0 in1.1 . .
+  const __m128 high = _mm_shuffle_ps(in2, in3, _MM_SHUFFLE(3, 3, 2, 2));   // . in2.2 in3.3 .
+  return _mm_shuffle_ps(low, high, _MM_SHUFFLE(2, 1, 1, 0));
 }
 
 // Lanes moved up by one (lane j takes lane j - 1), lane 0 taking lane 3 of fill.
@@ -91,6 +89,17 @@ class ChamferPasses {
                                _mm_cmplt_epi32(columns, _mm_set1_epi32(m_n - 1)))));
   }
 
+  // The step weights, +infinity in lanes that must keep their value: every
+  // candidate there is +infinity (or NaN from -infinity + infinity), which
+  // never replaces a value, so no select is needed after the minimum and the
+  // step's dependency chain is one addition and two minima long.
+  struct Weights {
+    __m128 straight, diagonal;
+  };
+  Weights WeightsFor(__m128 active) const {
+    return {relief::detail::Select(active, m_three, m_infinity), relief::detail::Select(active, m_four, m_infinity)};
+  }
+
   // Forward: T(x,y) = min(T, T(x-1,y)+3, T(x,y-1)+3, T(x-1,y-1)+4, T(x-1,y+1)+4),
   // the last from the row below before it is updated.
   void Forward(int k) {
@@ -105,15 +114,13 @@ class ChamferPasses {
                                       : Gather(At(k, s), At(k, s - 1), At(k, s - 2), At(k, s - 3));
 
     __m128 prev = m_skewed[0], prev2 = prev;
-    auto step = [&](int s, __m128 aboveS, __m128 aboveS1, __m128 belowS4) {
+    auto step = [&](int s, const Weights& w, __m128 aboveS, __m128 aboveS1, __m128 belowS4) {
       const __m128 cur = m_skewed[s];
-      __m128 v = cur;
-      v = KeepSmaller(_mm_add_ps(prev, m_three), v);
-      v = KeepSmaller(_mm_add_ps(LanesUp(prev, aboveS), m_three), v);
-      v = KeepSmaller(_mm_add_ps(LanesUp(prev2, aboveS1), m_four), v);
-      v = KeepSmaller(_mm_add_ps(LanesDown(cur, belowS4), m_four), v);
-      const __m128i columns = _mm_sub_epi32(_mm_set1_epi32(s), _mm_set_epi32(3, 2, 1, 0));
-      v = relief::detail::Select(Active(rowMask, columns), v, cur);
+      // The candidates from the previous step come last: they end the chain.
+      __m128 v = KeepSmaller(_mm_add_ps(LanesDown(cur, belowS4), w.diagonal), cur);
+      v = KeepSmaller(_mm_add_ps(LanesUp(prev2, aboveS1), w.diagonal), v);
+      v = KeepSmaller(_mm_add_ps(prev, w.straight), v);
+      v = KeepSmaller(_mm_add_ps(LanesUp(prev, aboveS), w.straight), v);
       m_skewed[s] = v;
       prev2 = prev;
       prev = v;
@@ -122,9 +129,14 @@ class ChamferPasses {
     // discarded; the edge steps clamp them, the middle ones need not.
     const int k0 = k > 0 ? k - 1 : k, k1 = k + 1 < m_sseY ? k + 1 : k;
     int s = 1;
-    for (; s < std::min(4, steps); ++s) step(s, At(k0, s), At(k0, s - 1), At(k1, s - 4));
-    for (; s < m_n; ++s) step(s, above[s], above[s - 1], below[s - 4]);
-    for (; s < steps; ++s) step(s, At(k0, s), At(k0, s - 1), At(k1, s - 4));
+    // In the middle steps every lane's column is inside: only rows decide.
+    auto edge = [&](int s) {
+      return WeightsFor(Active(rowMask, _mm_sub_epi32(_mm_set1_epi32(s), _mm_set_epi32(3, 2, 1, 0))));
+    };
+    const Weights middle = WeightsFor(_mm_castsi128_ps(rowMask));
+    for (; s < std::min(4, steps); ++s) step(s, edge(s), At(k0, s), At(k0, s - 1), At(k1, s - 4));
+    for (; s < m_n - 1; ++s) step(s, middle, above[s], above[s - 1], below[s - 4]);
+    for (; s < steps; ++s) step(s, edge(s), At(k0, s), At(k0, s - 1), At(k1, s - 4));
 
     __m128* out = m_lines[k];
     for (int x = 0; x < m_n; ++x) out[x] = Gather(m_skewed[x], m_skewed[x + 1], m_skewed[x + 2], m_skewed[x + 3]);
@@ -145,23 +157,24 @@ class ChamferPasses {
                                         : Gather(At(k, s + 3), At(k, s + 2), At(k, s + 1), At(k, s));
 
     __m128 prev = skewed[m_n - 1], prev2 = prev;
-    auto step = [&](int s, __m128 belowS, __m128 belowS1, __m128 aboveS4) {
+    auto step = [&](int s, const Weights& w, __m128 belowS, __m128 belowS1, __m128 aboveS4) {
       const __m128 cur = skewed[s];
-      __m128 v = cur;
-      v = KeepSmaller(_mm_add_ps(prev, m_three), v);
-      v = KeepSmaller(_mm_add_ps(LanesDown(prev, belowS), m_three), v);
-      v = KeepSmaller(_mm_add_ps(LanesDown(prev2, belowS1), m_four), v);
-      v = KeepSmaller(_mm_add_ps(LanesUp(cur, aboveS4), m_four), v);
-      const __m128i columns = _mm_sub_epi32(_mm_set1_epi32(s + 3), _mm_set_epi32(3, 2, 1, 0));
-      v = relief::detail::Select(Active(rowMask, columns), v, cur);
+      __m128 v = KeepSmaller(_mm_add_ps(LanesUp(cur, aboveS4), w.diagonal), cur);
+      v = KeepSmaller(_mm_add_ps(LanesDown(prev2, belowS1), w.diagonal), v);
+      v = KeepSmaller(_mm_add_ps(prev, w.straight), v);
+      v = KeepSmaller(_mm_add_ps(LanesDown(prev, belowS), w.straight), v);
       skewed[s] = v;
       prev2 = prev;
       prev = v;
     };
+    auto edge = [&](int s) {
+      return WeightsFor(Active(rowMask, _mm_sub_epi32(_mm_set1_epi32(s + 3), _mm_set_epi32(3, 2, 1, 0))));
+    };
+    const Weights middle = WeightsFor(_mm_castsi128_ps(rowMask));
     int s = m_n - 2;
-    for (; s >= std::max(m_n - 4, -3); --s) step(s, At(k1, s), At(k1, s + 1), At(k0, s + 4));
-    for (; s >= 0; --s) step(s, below[s], below[s + 1], above[s + 4]);
-    for (; s >= -3; --s) step(s, At(k1, s), At(k1, s + 1), At(k0, s + 4));
+    for (; s >= std::max(m_n - 4, -3); --s) step(s, edge(s), At(k1, s), At(k1, s + 1), At(k0, s + 4));
+    for (; s >= 1; --s) step(s, middle, below[s], below[s + 1], above[s + 4]);
+    for (; s >= -3; --s) step(s, edge(s), At(k1, s), At(k1, s + 1), At(k0, s + 4));
 
     __m128* out = m_lines[k];
     for (int x = 0; x < m_n; ++x) out[x] = Gather(skewed[x - 3], skewed[x - 2], skewed[x - 1], skewed[x]);
@@ -171,6 +184,7 @@ class ChamferPasses {
   int m_n, m_sizeY, m_sseY;
   __m128* m_skewed;
   const __m128 m_three = _mm_set1_ps(3.0f), m_four = _mm_set1_ps(4.0f);
+  const __m128 m_infinity = _mm_set1_ps(std::numeric_limits<float>::infinity());
 };
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstring>
@@ -8,8 +9,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <unistd.h>
 
 #include "mesh_testing.h"
 #include "relief/CArchive.h"
@@ -49,7 +48,9 @@ float FloatAt(const std::string& s, std::size_t at) {
   return v;
 }
 
-bool PointAt(const std::string& s, std::size_t at, const SSEPoint& p) { return std::memcmp(s.data() + at, &p, 16) == 0; }
+bool PointAt(const std::string& s, std::size_t at, const SSEPoint& p) {
+  return std::memcmp(s.data() + at, &p, 16) == 0;
+}
 
 // A mesh with linked neighbours, distinct Types and every array populated.
 void Sample(CHTriangulation& m) {
@@ -101,9 +102,9 @@ TEST(MeshPersistence, RecordLayout) {
   struct Block {
     const SSEPoint* data;
     std::size_t count;
-  } blocks[] = {{m.EdgeArray, 3 * n}, {m.NormalArray, 3 * n}, {m.MainNormalArray, n}, {m.TArray, n},
-                {m.SArray, n},        {m.VArray, n},          {m.PointArray, 3},       {m.MinPointArray, n},
-                {m.MaxPointArray, n}};
+  } blocks[] = {{m.EdgeArray, 3 * n}, {m.NormalArray, 3 * n}, {m.MainNormalArray, n},
+                {m.TArray, n},        {m.SArray, n},          {m.VArray, n},
+                {m.PointArray, 3},    {m.MinPointArray, n},   {m.MaxPointArray, n}};
   for (const Block& b : blocks)
     for (std::size_t k = 0; k < b.count; ++k, at += 16) ASSERT_TRUE(PointAt(bytes, at, b.data[k])) << "offset " << at;
   EXPECT_EQ(at, bytes.size());
@@ -180,7 +181,8 @@ TEST(MeshPersistence, ImpossibleCountsAreRefusedBeforeAllocating) {
 TEST(MeshPersistence, FilesRoundTripAndMissingFilesFail) {
   CHTriangulation m;
   Sample(m);
-  const std::filesystem::path path = std::filesystem::temp_directory_path() / ("relief_mesh_" + std::to_string(getpid()) + ".bin");
+  const std::filesystem::path path =
+      std::filesystem::temp_directory_path() / ("relief_mesh_" + std::to_string(getpid()) + ".bin");
   ASSERT_TRUE(m.Store(path));
   EXPECT_EQ(std::filesystem::file_size(path), 80u + 268u * 3);
   CHTriangulation loaded;
@@ -197,7 +199,9 @@ namespace {
 
 // An input stream that cannot seek, so the loader cannot learn its length.
 struct OneWayBuffer : std::streambuf {
-  explicit OneWayBuffer(std::string bytes) : data(std::move(bytes)) { setg(data.data(), data.data(), data.data() + data.size()); }
+  explicit OneWayBuffer(std::string bytes) : data(std::move(bytes)) {
+    setg(data.data(), data.data(), data.data() + data.size());
+  }
   std::string data;
 };
 
