@@ -6,13 +6,59 @@
 namespace relief::detail {
 
 namespace {
-// A circle whose box covers more cells than this is cheaper to visit on every
-// query than to file cell by cell (thin hull triangles have huge circles).
+// A circle whose box covers more cells than this goes one level up: thin
+// hull triangles have huge circles, and filing them cell by cell would cost
+// more than visiting them on every query.
 constexpr long long kMaxCellsPerCircle = 64;
+// The coarse grid's cells are this many fine cells on a side.
+constexpr int kCoarseFactor = 8;
+// A fine cell settles at a few dozen entries (eight to sixteen triangles,
+// each filed in about three cells); growing every cell from nothing after
+// each re-layout would cost a string of reallocations per cell.
+constexpr std::size_t kReservedPerCell = 32;
+// Marks of nGridSlot for triangles filed in a grid level rather than in the
+// unbounded list (whose slots are >= 0).
+constexpr int32_t kInFine = -2;
+constexpr int32_t kInCoarse = -3;
 }  // namespace
 
+void CCircleGrid::Level::Layout(double x0, double y0, double cellSide, int nx, int ny, std::size_t reserve) {
+  fX0 = x0;
+  fY0 = y0;
+  fInv = 1.0 / cellSide;
+  nX = nx;
+  nY = ny;
+  cells.clear();
+  cells.resize(static_cast<std::size_t>(nX) * nY);
+  for (std::vector<Entry>& cell : cells) cell.reserve(reserve);
+}
+
+bool CCircleGrid::Level::TryInsert(t_hdelaunaytriangle* t, double lo[2], double hi[2], int32_t level) {
+  if (cells.empty()) return false;
+  const int ix0 = CellX(lo[0]), ix1 = CellX(hi[0]), iy0 = CellY(lo[1]), iy1 = CellY(hi[1]);
+  if (static_cast<long long>(ix1 - ix0 + 1) * (iy1 - iy0 + 1) > kMaxCellsPerCircle) return false;
+  t->nGridBox[0] = ix0;
+  t->nGridBox[1] = iy0;
+  t->nGridBox[2] = ix1;
+  t->nGridBox[3] = iy1;
+  t->nGridSlot = level;
+  const Entry e{t->fCenterX, t->fCenterY, t->fRadiusSqr, t};
+  for (int iy = iy0; iy <= iy1; ++iy)
+    for (int ix = ix0; ix <= ix1; ++ix) cells[static_cast<std::size_t>(iy) * nX + ix].push_back(e);
+  return true;
+}
+
+void CCircleGrid::Level::Erase(t_hdelaunaytriangle* t) {
+  for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
+    for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix) {
+      std::vector<Entry>& cell = cells[static_cast<std::size_t>(iy) * nX + ix];
+      auto it = std::find_if(cell.begin(), cell.end(), [t](const Entry& e) { return e.pTriangle == t; });
+      *it = cell.back();
+      cell.pop_back();
+    }
+}
+
 void CCircleGrid::Reset(double x0, double y0, double x1, double y1, std::size_t cells) {
-  m_Cells.clear();
   m_Unbounded.clear();
   m_nCount = 0;
   if (!(x1 >= x0) || !(y1 >= y0) || !std::isfinite(x1 - x0) || !std::isfinite(y1 - y0)) {
@@ -21,56 +67,48 @@ void CCircleGrid::Reset(double x0, double y0, double x1, double y1, std::size_t 
   }
   const double w = std::max(x1 - x0, 1e-6), h = std::max(y1 - y0, 1e-6);
   const double side = std::sqrt(w * h / static_cast<double>(std::max<std::size_t>(cells, 1)));
-  m_nX = static_cast<int>(std::min(4096.0, std::max(1.0, std::ceil(w / side))));
-  m_nY = static_cast<int>(std::min(4096.0, std::max(1.0, std::ceil(h / side))));
-  m_fX0 = x0;
-  m_fY0 = y0;
-  m_fInv = 1.0 / std::max(w / m_nX, h / m_nY);
-  m_Cells.resize(static_cast<std::size_t>(m_nX) * m_nY);
+  const int nx = static_cast<int>(std::min(4096.0, std::max(1.0, std::ceil(w / side))));
+  const int ny = static_cast<int>(std::min(4096.0, std::max(1.0, std::ceil(h / side))));
+  const double cell = std::max(w / nx, h / ny);
+  m_Fine.Layout(x0, y0, cell, nx, ny, kReservedPerCell);
+  m_Coarse.Layout(x0, y0, cell * kCoarseFactor, (nx + kCoarseFactor - 1) / kCoarseFactor,
+                  (ny + kCoarseFactor - 1) / kCoarseFactor, 0);
+}
+
+void CCircleGrid::Clear() {
+  for (Level* level : {&m_Fine, &m_Coarse})
+    for (std::vector<Entry>& cell : level->cells) cell.clear();
+  m_Unbounded.clear();
+  m_nCount = 0;
 }
 
 void CCircleGrid::Insert(t_hdelaunaytriangle* t) {
   ++m_nCount;
   const double r2 = t->fRadiusSqr, cx = t->fCenterX, cy = t->fCenterY;
-  bool bounded = std::isfinite(r2) && std::isfinite(cx) && std::isfinite(cy) && r2 >= 0.0;
-  if (bounded) {
+  if (std::isfinite(r2) && std::isfinite(cx) && std::isfinite(cy) && r2 >= 0.0) {
     // Half side of the box: see the exactness note in the header. The absolute
     // terms cover the double rounding of c +- r and circles of zero radius.
     const double r = std::sqrt(r2) * (1.0 + 1e-5) + (std::fabs(cx) + std::fabs(cy)) * 1e-12 + 1e-15;
-    const int ix0 = CellX(cx - r), ix1 = CellX(cx + r), iy0 = CellY(cy - r), iy1 = CellY(cy + r);
-    if (static_cast<long long>(ix1 - ix0 + 1) * (iy1 - iy0 + 1) <= kMaxCellsPerCircle) {
-      t->nGridBox[0] = ix0;
-      t->nGridBox[1] = iy0;
-      t->nGridBox[2] = ix1;
-      t->nGridBox[3] = iy1;
-      t->nGridSlot = -1;
-      for (int iy = iy0; iy <= iy1; ++iy)
-        for (int ix = ix0; ix <= ix1; ++ix) m_Cells[static_cast<std::size_t>(iy) * m_nX + ix].push_back(t);
-      return;
-    }
+    double lo[2] = {cx - r, cy - r}, hi[2] = {cx + r, cy + r};
+    if (m_Fine.TryInsert(t, lo, hi, kInFine) || m_Coarse.TryInsert(t, lo, hi, kInCoarse)) return;
   }
-  t->nGridBox[0] = -1;
   t->nGridSlot = static_cast<int32_t>(m_Unbounded.size());
-  m_Unbounded.push_back(t);
+  m_Unbounded.push_back(Entry{t->fCenterX, t->fCenterY, t->fRadiusSqr, t});
 }
 
 void CCircleGrid::Erase(t_hdelaunaytriangle* t) {
   --m_nCount;
-  if (t->nGridSlot >= 0) {
+  if (t->nGridSlot == kInFine) {
+    m_Fine.Erase(t);
+  } else if (t->nGridSlot == kInCoarse) {
+    m_Coarse.Erase(t);
+  } else {
     const std::size_t slot = static_cast<std::size_t>(t->nGridSlot);
     m_Unbounded[slot] = m_Unbounded.back();
-    m_Unbounded[slot]->nGridSlot = static_cast<int32_t>(slot);
+    m_Unbounded[slot].pTriangle->nGridSlot = static_cast<int32_t>(slot);
     m_Unbounded.pop_back();
-    t->nGridSlot = -1;
-    return;
   }
-  for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
-    for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix) {
-      std::vector<t_hdelaunaytriangle*>& cell = m_Cells[static_cast<std::size_t>(iy) * m_nX + ix];
-      auto it = std::find(cell.begin(), cell.end(), t);
-      *it = cell.back();
-      cell.pop_back();
-    }
+  t->nGridSlot = -1;
 }
 
 }  // namespace relief::detail

@@ -7,13 +7,14 @@
 
 namespace relief::detail {
 
-// A uniform grid over the bounding boxes of circumcircles, so that the
-// triangles whose circle may hold a point are found without walking the whole
-// working list. Each triangle is filed in every cell its circle's box touches;
-// circles that are not finite or that cover many cells sit in one unbounded
-// list that every query visits. Queries return candidates only: the caller
-// applies the exact float comparison, so the grid may be generous but must
-// never miss a triangle the comparison would accept.
+// Uniform grids over the bounding boxes of circumcircles, so that the
+// triangles whose circle holds a point are found without walking the whole
+// working list. A triangle is filed in every cell its circle's box touches,
+// in the fine grid when that is a few cells, else in a grid eight times
+// coarser; circles that are not finite or too big even for that sit in one
+// unbounded list that every query visits. Each entry keeps a copy of the
+// circle beside the pointer, so a query reads contiguous entries and touches
+// no triangle record until one matches.
 //
 // Exactness: the float test r2 > dx*dx + dy*dy can only succeed when the true
 // distance |p - c| is below sqrt(r2) * (1 + 2^-22) (each of the three roundings
@@ -24,9 +25,11 @@ namespace relief::detail {
 // even when it lies outside the grid's extent.
 class CCircleGrid {
  public:
-  // Lays out about `cells` square cells over the box (x0, y0)-(x1, y1) and
-  // forgets every filed triangle (their bookkeeping is not touched).
+  // Lays out about `cells` square fine cells over the box (x0, y0)-(x1, y1)
+  // and forgets every filed triangle (their bookkeeping is not touched).
   void Reset(double x0, double y0, double x1, double y1, std::size_t cells);
+  // Forgets every filed triangle but keeps the layout and the cells' storage.
+  void Clear();
   void Insert(t_hdelaunaytriangle* t);
   void Erase(t_hdelaunaytriangle* t);
   // Re-files a triangle whose circle changed.
@@ -35,29 +38,52 @@ class CCircleGrid {
     Insert(t);
   }
   std::size_t Count() const { return m_nCount; }
-  std::size_t CellCount() const { return m_Cells.size(); }
+  std::size_t CellCount() const { return m_Fine.cells.size(); }
 
-  // Calls f(triangle) for every filed triangle whose circle box may hold (x, y).
+  // Calls f(triangle) for every filed triangle whose circle strictly holds
+  // (x, y) by the float comparison of the point search, in no useful order.
   template <class F>
-  void ForEachCandidate(float x, float y, F&& f) const {
-    for (t_hdelaunaytriangle* t : m_Unbounded) f(t);
-    if (m_Cells.empty()) return;
-    for (t_hdelaunaytriangle* t : m_Cells[static_cast<std::size_t>(CellY(y)) * m_nX + CellX(x)]) f(t);
+  void ForEachContaining(float x, float y, F&& f) const {
+    for (const Entry& e : m_Unbounded)
+      if (Holds(e, x, y)) f(e.pTriangle);
+    for (const Level* level : {&m_Fine, &m_Coarse}) {
+      if (level->cells.empty()) continue;
+      for (const Entry& e : level->cells[static_cast<std::size_t>(level->CellY(y)) * level->nX + level->CellX(x)])
+        if (Holds(e, x, y)) f(e.pTriangle);
+    }
   }
 
  private:
-  int CellX(double x) const { return Cell((x - m_fX0) * m_fInv, m_nX); }
-  int CellY(double y) const { return Cell((y - m_fY0) * m_fInv, m_nY); }
-  static int Cell(double g, int n) {
-    if (!(g >= 0.0)) return 0;  // also NaN
-    if (g >= n - 1) return n - 1;
-    return static_cast<int>(g);
+  struct Entry {
+    float fCenterX, fCenterY, fRadiusSqr;
+    t_hdelaunaytriangle* pTriangle;
+  };
+  // The same expression, in the same float steps, as the point search's test.
+  static bool Holds(const Entry& e, float x, float y) {
+    const float dx = x - e.fCenterX, dy = y - e.fCenterY;
+    return e.fRadiusSqr > dx * dx + dy * dy;
   }
 
-  double m_fX0 = 0.0, m_fY0 = 0.0, m_fInv = 1.0;
-  int m_nX = 0, m_nY = 0;
-  std::vector<std::vector<t_hdelaunaytriangle*>> m_Cells;
-  std::vector<t_hdelaunaytriangle*> m_Unbounded;
+  struct Level {
+    double fX0 = 0.0, fY0 = 0.0, fInv = 1.0;
+    int nX = 0, nY = 0;
+    std::vector<std::vector<Entry>> cells;
+
+    int CellX(double x) const { return Cell((x - fX0) * fInv, nX); }
+    int CellY(double y) const { return Cell((y - fY0) * fInv, nY); }
+    static int Cell(double g, int n) {
+      if (!(g >= 0.0)) return 0;  // also NaN
+      if (g >= n - 1) return n - 1;
+      return static_cast<int>(g);
+    }
+    void Layout(double x0, double y0, double cellSide, int nx, int ny, std::size_t reserve);
+    // Files t when its box covers few enough cells; false otherwise.
+    bool TryInsert(t_hdelaunaytriangle* t, double lo[2], double hi[2], int32_t level);
+    void Erase(t_hdelaunaytriangle* t);
+  };
+
+  Level m_Fine, m_Coarse;
+  std::vector<Entry> m_Unbounded;
   std::size_t m_nCount = 0;
 };
 

@@ -66,7 +66,7 @@ void TaCIncrementalDelaunay2D::CalcCircumCircle(t_hdelaunaytriangle* t) {
   t->fCenterY = cy;
   t->fRadiusSqr = dx * dx + dy * dy;
   // A working triangle whose circle moved (an in-place flip) is re-filed.
-  if (t->pList == &m_TriangleList && !m_bReferenceScans) m_pGrid->Update(t);
+  if (InWorkingIndex(t)) m_pGrid->Update(t);
 }
 
 // ---- records ----------------------------------------------------------------
@@ -102,15 +102,6 @@ void TaCIncrementalDelaunay2D::FlipTriangleOrientation(t_hdelaunaytriangle* t) {
   t->nVertex[1] = v;
 }
 
-ESharedSide TaCIncrementalDelaunay2D::FindCommonSide(ESharedSide side, const t_hdelaunaytriangle* first,
-                                                     const t_hdelaunaytriangle* second) {
-  if (side < eSide0 || side > eSide2) return eNoCommonSide;
-  const int a = first->nVertex[side], b = first->nVertex[(side + 1) % 3];
-  for (int s = 0; s < 3; ++s)
-    if (EdgesEqual(a, b, second->nVertex[s], second->nVertex[(s + 1) % 3])) return static_cast<ESharedSide>(s);
-  return eNoCommonSide;
-}
-
 // Links the two triangles across the first side of `a` that `b` shares.
 void TaCIncrementalDelaunay2D::FindNeighbours(t_hdelaunaytriangle* a, t_hdelaunaytriangle* b) {
   if (!a || !b || a == b) return;
@@ -122,13 +113,6 @@ void TaCIncrementalDelaunay2D::FindNeighbours(t_hdelaunaytriangle* a, t_hdelauna
       return;
     }
   }
-}
-
-void TaCIncrementalDelaunay2D::ReplaceNeighbourInNeighbour(t_hdelaunaytriangle* in, t_hdelaunaytriangle* old,
-                                                           t_hdelaunaytriangle* replacement) {
-  if (!in) return;
-  for (int s = 0; s < 3; ++s)
-    if (in->pNeighbour[s] == old) in->pNeighbour[s] = replacement;
 }
 
 void TaCIncrementalDelaunay2D::ReplaceMeInNeighbours(t_hdelaunaytriangle* me, t_hdelaunaytriangle* old) {

@@ -119,8 +119,8 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
     t_hdelaunaytriangle* local[32];
     std::vector<t_hdelaunaytriangle*> spill;
     int n = 0;
-    m_pGrid->ForEachCandidate(x, y, [&](t_hdelaunaytriangle* t) {
-      if (t->bLocked || !relief::detail::InCircleFloat(t, x, y)) return;
+    m_pGrid->ForEachContaining(x, y, [&](t_hdelaunaytriangle* t) {
+      if (t->bLocked) return;
       if (n < 32)
         local[n++] = t;
       else
@@ -157,33 +157,7 @@ void TaCIncrementalDelaunay2D::ProcessAffectedTriangles(int vertex) {
     const EPointWhere where = PointWhere(vertex, t);
     if (where == ePointOutside) continue;
     t_hdelaunaytriangle* children[4] = {};
-    int made = 0;
-    if (where == ePointInside) {
-      children[0] = InitNewTriangle();
-      children[1] = InitNewTriangle();
-      children[2] = InitNewTriangle();
-      SplitTriangleIntoThree(vertex, t, children[0], children[1], children[2]);
-      made = 3;
-    } else {
-      const ESharedSide side = static_cast<ESharedSide>(where - ePointOnSide0);
-      children[0] = InitNewTriangle();
-      children[1] = InitNewTriangle();
-      t_hdelaunaytriangle* across = t->pNeighbour[side];
-      SplitTriangleIntoTwo(vertex, side, t, children[0], children[1]);
-      made = 2;
-      if (across) {
-        const ESharedSide acrossSide = FindCommonSide(side, t, across);
-        if (acrossSide != eNoCommonSide) {
-          children[2] = InitNewTriangle();
-          children[3] = InitNewTriangle();
-          SplitTriangleIntoTwo(vertex, acrossSide, across, children[2], children[3]);
-          across->bKill = true;
-          made = 4;
-          for (int i = 0; i < 4; ++i)
-            for (int j = i + 1; j < 4; ++j) FindNeighbours(children[i], children[j]);
-        }
-      }
-    }
+    const int made = MakeChildren(vertex, where, t, children);
     m_AffectedTriangleList.RemoveAt(t);
     DeleteTriangle(t);
     for (int i = 0; i < made; ++i) m_AffectedTriangleList.AddTail(children[i]);
@@ -264,6 +238,35 @@ void TaCIncrementalDelaunay2D::SplitTriangleIntoTwo(int vertex, ESharedSide side
   }
   CalcCircumCircle(x);
   CalcCircumCircle(y);
+}
+
+// The split of t at the vertex: three children for a point inside; for a
+// point on a side two children, plus two more from the neighbour across that
+// side, which gets the kill mark and stays where it is until a sweep deletes
+// it. The four are linked pairwise. Returns the number of children.
+int TaCIncrementalDelaunay2D::MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t,
+                                           t_hdelaunaytriangle* children[4]) {
+  if (where == ePointInside) {
+    for (int i = 0; i < 3; ++i) children[i] = InitNewTriangle();
+    SplitTriangleIntoThree(vertex, t, children[0], children[1], children[2]);
+    return 3;
+  }
+  if (where < ePointOnSide0 || where > ePointOnSide2) return 0;
+  const ESharedSide side = static_cast<ESharedSide>(where - ePointOnSide0);
+  t_hdelaunaytriangle* across = t->pNeighbour[side];
+  children[0] = InitNewTriangle();
+  children[1] = InitNewTriangle();
+  SplitTriangleIntoTwo(vertex, side, t, children[0], children[1]);
+  if (!across) return 2;
+  const ESharedSide acrossSide = FindCommonSide(side, t, across);
+  if (acrossSide == eNoCommonSide) return 2;
+  children[2] = InitNewTriangle();
+  children[3] = InitNewTriangle();
+  SplitTriangleIntoTwo(vertex, acrossSide, across, children[2], children[3]);
+  across->bKill = true;
+  for (int i = 0; i < 4; ++i)
+    for (int j = i + 1; j < 4; ++j) FindNeighbours(children[i], children[j]);
+  return 4;
 }
 
 void TaCIncrementalDelaunay2D::KillIgnoredTriangles() {

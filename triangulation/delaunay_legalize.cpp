@@ -1,11 +1,63 @@
 // Lawson flips over the affected triangles.
+#include <cstring>
+#include <vector>
+
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "triangulation/delaunay_predicates.h"
 
+namespace {
+
+// The records a legalisation has changed, in the order they were first
+// changed, and pictures of them taken at the start of passes.
+class CFlipHistory {
+ public:
+  void Touch(t_hdelaunaytriangle* t) {
+    if (!t) return;
+    for (t_hdelaunaytriangle* k : m_Touched)
+      if (k == t) return;
+    m_Touched.push_back(t);
+  }
+
+  // Pictures the changed records; returns how many passes ago the same
+  // picture was taken, or 0.
+  int RecordAndFindPeriod(int pass) {
+    std::vector<uint32_t> picture;
+    picture.reserve(m_Touched.size() * 14);
+    for (const t_hdelaunaytriangle* t : m_Touched) {
+      uint32_t words[12];
+      std::memcpy(words, t->nVertex, 12);
+      std::memcpy(words + 3, &t->fCenterX, 12);
+      std::memcpy(words + 6, t->pNeighbour, 24);
+      picture.insert(picture.end(), words, words + 12);
+      const uintptr_t self = reinterpret_cast<uintptr_t>(t);
+      picture.push_back(static_cast<uint32_t>(self));
+      picture.push_back(static_cast<uint32_t>(self >> 32));
+    }
+    for (const auto& [when, old] : m_Pictures)
+      if (old == picture) return pass - when;
+    if (m_Pictures.size() < kMaxPictures) m_Pictures.emplace_back(pass, std::move(picture));
+    return 0;
+  }
+
+ private:
+  static constexpr std::size_t kMaxPictures = 24;
+  std::vector<t_hdelaunaytriangle*> m_Touched;
+  std::vector<std::pair<int, std::vector<uint32_t>>> m_Pictures;
+};
+
+// Passes after which a legalisation that still flips is watched for cycles.
+constexpr int kWatchFromPass = 4;
+
+}  // namespace
+
 // Passes run until one flips nothing, but never more often than there are
 // vertices: the limit ties the work to the input size rather than to
-// convergence, so a cycle of flips (possible with the float circle test)
-// cannot run away.
+// convergence. Near co-circular corners can make the float circle test want
+// both diagonals of a quadrilateral, so a few flips may repeat until the
+// limit. Such a cycle is recognised by the changed records repeating at the
+// start of a pass; the whole periods up to the limit are then skipped and
+// only the remainder is run, which leaves exactly the records the full run
+// would have left. The reference scans run every pass.
 //
 // Flip across side s of T = (a, b, c), with N the neighbour on a-b and d its
 // corner opposite that side:
@@ -19,9 +71,23 @@
 //        d                 d
 void TaCIncrementalDelaunay2D::LegalizeEdges() {
   const int passLimit = GetNumVertices();
+  CFlipHistory history;
+  bool watching = false, skipped = false;
   int passes = 0;
   bool flipped = true;
   while (flipped && passes < passLimit) {
+    if (passes >= kWatchFromPass && !m_bReferenceScans && !skipped) {
+      if (!watching) {
+        for (t_hdelaunaytriangle* t : m_AffectedTriangleList) history.Touch(t);
+        watching = true;
+      }
+      const int period = history.RecordAndFindPeriod(passes);
+      if (period > 0) {
+        passes += (passLimit - passes) / period * period;
+        skipped = true;
+        if (passes >= passLimit) break;
+      }
+    }
     flipped = false;
     ++passes;
     for (t_hdelaunaytriangle* t = m_AffectedTriangleList.GetHead(); t; t = t->pNext) {
@@ -52,7 +118,12 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
         CalcCircumCircle(t);
         CalcCircumCircle(n);
         // N may be a working triangle that now owns a hull side.
-        if (n->pList == &m_TriangleList && !m_bReferenceScans) RegisterHullSides(n);
+        if (InWorkingIndex(n)) RegisterHullSides(n);
+        if (watching) {
+          history.Touch(n);
+          history.Touch(tb);
+          history.Touch(na);
+        }
         flipped = true;
       }
     }

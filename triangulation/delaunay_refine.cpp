@@ -179,33 +179,8 @@ void TaCIncrementalDelaunay2D::BuildNewTriangles(int vertex, EPointWhere where, 
                                                  CDelaunayTriangleList::POSITION position) {
   (void)position;  // the record carries its own links
   t_hdelaunaytriangle* children[4] = {};
-  int made = 0;
-  if (where == ePointInside) {
-    for (int i = 0; i < 3; ++i) children[i] = InitNewTriangle();
-    SplitTriangleIntoThree(vertex, triangle, children[0], children[1], children[2]);
-    made = 3;
-  } else if (where >= ePointOnSide0 && where <= ePointOnSide2) {
-    const ESharedSide side = static_cast<ESharedSide>(where - ePointOnSide0);
-    t_hdelaunaytriangle* across = triangle->pNeighbour[side];
-    children[0] = InitNewTriangle();
-    children[1] = InitNewTriangle();
-    SplitTriangleIntoTwo(vertex, side, triangle, children[0], children[1]);
-    made = 2;
-    if (across) {
-      const ESharedSide acrossSide = FindCommonSide(side, triangle, across);
-      if (acrossSide != eNoCommonSide) {
-        children[2] = InitNewTriangle();
-        children[3] = InitNewTriangle();
-        SplitTriangleIntoTwo(vertex, acrossSide, across, children[2], children[3]);
-        across->bKill = true;
-        made = 4;
-        for (int i = 0; i < 4; ++i)
-          for (int j = i + 1; j < 4; ++j) FindNeighbours(children[i], children[j]);
-      }
-    }
-  } else {
-    return;
-  }
+  const int made = MakeChildren(vertex, where, triangle, children);
+  if (made == 0) return;
   RemoveFromWorking(triangle);
   DeleteTriangle(triangle);
   for (int i = 0; i < made; ++i) AppendToWorking(children[i]);

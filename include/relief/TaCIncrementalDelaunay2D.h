@@ -41,10 +41,11 @@ struct t_hdelaunaytriangle {
   // Bookkeeping of the lists and of the search structures; never part of a result.
   t_hdelaunaytriangle* pPrev;
   t_hdelaunaytriangle* pNext;
-  CDelaunayTriangleList* pList;             // the list holding the triangle, or null
+  uint32_t nWorkingEpoch;                   // working-list generation it was filed in, 0 when not
+  uint32_t nReserved;                       // keeps the record's layout on 8-byte words
   uint64_t nSequence;                       // rank of its last append to the working list
   int32_t nGridBox[4];                      // cells covered in the circle grid (x0, y0, x1, y1)
-  int32_t nGridSlot;                        // index in the grid's unbounded list, or -1
+  int32_t nGridSlot;                        // grid level or unbounded-list index; -1 when not filed
   int32_t nHullSlot;                        // index in the hull-side register, or -1
 };
 
@@ -85,8 +86,30 @@ class RELIEF_API CDelaunayTriangleList {
   iterator begin() const { return iterator(m_pHead); }
   iterator end() const { return iterator(nullptr); }
 
-  void AddTail(t_hdelaunaytriangle* t);
-  void RemoveAt(t_hdelaunaytriangle* t);
+  void AddTail(t_hdelaunaytriangle* t) {
+    t->pNext = nullptr;
+    t->pPrev = m_pTail;
+    if (m_pTail)
+      m_pTail->pNext = t;
+    else
+      m_pHead = t;
+    m_pTail = t;
+    ++m_nCount;
+  }
+  void RemoveAt(t_hdelaunaytriangle* t) {
+    if (t->pPrev)
+      t->pPrev->pNext = t->pNext;
+    else
+      m_pHead = t->pNext;
+    if (t->pNext)
+      t->pNext->pPrev = t->pPrev;
+    else
+      m_pTail = t->pPrev;
+    t->pPrev = t->pNext = nullptr;
+    --m_nCount;
+  }
+  // Moves every triangle of other, in order, to the end of this list.
+  void TakeAll(CDelaunayTriangleList& other);
   // Empties the list without deleting the triangles.
   void RemoveAll();
   // Deletes every triangle and empties the list.
@@ -179,12 +202,22 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   static void DeleteTriangle(t_hdelaunaytriangle* t);
   static void FindNeighbours(t_hdelaunaytriangle* a, t_hdelaunaytriangle* b);
   static ESharedSide FindCommonSide(ESharedSide side, const t_hdelaunaytriangle* first,
-                                    const t_hdelaunaytriangle* second);
+                                    const t_hdelaunaytriangle* second) {
+    if (side < eSide0 || side > eSide2) return eNoCommonSide;
+    const int a = first->nVertex[side], b = first->nVertex[side == eSide2 ? 0 : side + 1];
+    for (int s = 0; s < 3; ++s)
+      if (EdgesEqual(a, b, second->nVertex[s], second->nVertex[s == 2 ? 0 : s + 1])) return static_cast<ESharedSide>(s);
+    return eNoCommonSide;
+  }
   // Every neighbour of `me` that points to `old` points to `me` instead.
   static void ReplaceMeInNeighbours(t_hdelaunaytriangle* me, t_hdelaunaytriangle* old);
   // In `in`, every neighbour slot holding `old` gets `replacement`.
   static void ReplaceNeighbourInNeighbour(t_hdelaunaytriangle* in, t_hdelaunaytriangle* old,
-                                          t_hdelaunaytriangle* replacement);
+                                          t_hdelaunaytriangle* replacement) {
+    if (!in) return;
+    for (int s = 0; s < 3; ++s)
+      if (in->pNeighbour[s] == old) in->pNeighbour[s] = replacement;
+  }
   // True when the two vertex pairs name the same edge in either direction.
   static bool EdgesEqual(int a0, int a1, int b0, int b1) {
     return (a0 == b0 && a1 == b1) || (a0 == b1 && a1 == b0);
@@ -258,12 +291,21 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
  private:
   void Construct();
   void InsertVertex(int vertex);
+  int MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t, t_hdelaunaytriangle* children[4]);
   void AppendToWorking(t_hdelaunaytriangle* t);
   void RemoveFromWorking(t_hdelaunaytriangle* t);
   void RegisterHullSides(t_hdelaunaytriangle* t);
   void ForgetHullSides(t_hdelaunaytriangle* t);
   void EnsureGrid();
   void RebuildGrid();
+  // True for a triangle of the working list while the search structures are
+  // kept (the reference scans keep none).
+  bool InWorkingIndex(const t_hdelaunaytriangle* t) const {
+    return !m_bReferenceScans && t->nWorkingEpoch == m_nWorkingEpoch;
+  }
+  void NextWorkingEpoch() {
+    if (++m_nWorkingEpoch == 0) m_nWorkingEpoch = 1;  // 0 means "not in the working list"
+  }
   const CDelaunayTriangleList& MarkedList() const { return m_bFinalized ? m_FinalTriangleList : m_TriangleList; }
   void CollectVisibleHullSides(int vertex, std::vector<std::pair<t_hdelaunaytriangle*, int>>& sides);
   void RefinePasses(CSSEMatrix* field, float minHeight, int maxPasses, float zTolerance, bool useMarks);
@@ -284,6 +326,7 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
 
   bool m_bReferenceScans;
   uint64_t m_nNextSequence;
+  uint32_t m_nWorkingEpoch;  // advanced whenever the working list is emptied wholesale
   relief::detail::CCircleGrid* m_pGrid;
   std::vector<t_hdelaunaytriangle*> m_HullRegister;
 };

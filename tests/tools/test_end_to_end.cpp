@@ -198,6 +198,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadRun{"NegativeScale", "mesh $D/f.npy -o $D/m.ply --scale 1 -2 1", "scale"},
         BadRun{"EmptyMesh", "mesh $D/zero.npy -o $D/m.ply", "empty mesh"},
         BadRun{"EmptyMeshAboveThreshold", "mesh $D/f.npy -o $D/m.stl --threshold 1000", "empty mesh"},
+        BadRun{"EmptyLibraryMesh", "mesh $D/zero.npy -o $D/m.rmesh --below --threshold 0.5 --step 3", "empty mesh"},
         BadRun{"OutputFolderMissing", "mesh $D/f.npy -o $D/no/such/m.ply", "m.ply"},
         BadRun{"TruncatedStl", "rasterize $D/cut.stl -o $D/r.npy", "cut.stl"},
         BadRun{"PlyBadIndex", "rasterize $D/bad.ply -o $D/r.npy", "bad.ply"},

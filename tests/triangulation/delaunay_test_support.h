@@ -126,7 +126,6 @@ inline std::string Check(const TaCIncrementalDelaunay2D& d, const CDelaunayTrian
     for (int k = 0; k < 3; ++k)
       if (v[k] < 0 || v[k] >= nv) return (out << "triangle " << i << ": vertex index " << v[k] << " out of range", out.str());
     if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) return (out << "triangle " << i << ": repeated vertex", out.str());
-    if (t->pList != &list) return (out << "triangle " << i << ": list link points elsewhere", out.str());
     if (opt.noKillMarks && t->bKill) return (out << "triangle " << i << ": kill mark left in the list", out.str());
     if (opt.orientation && !(Orient(vtx(v[0]), vtx(v[1]), vtx(v[2])) > 0))
       return (out << "triangle " << i << " (" << v[0] << "," << v[1] << "," << v[2] << "): not counter-clockwise", out.str());

@@ -33,7 +33,13 @@ int RunMesh(const MeshArgs& args) {
   std::unique_ptr<CSSEMatrix> field = ReadRaster(args.input);
   const double readSeconds = timer.Seconds();
   const int width = field->GetSizeX(), height = field->GetSizeY();
-  const int valid = args.below ? field->NumValuesBelow(args.threshold) : field->NumValuesAbove(args.threshold);
+  // Counted over real pixels: the library's counts include the padding lanes.
+  long long valid = 0;
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      const float v = field->GetPoint(x, y);
+      valid += args.below ? v < args.threshold : v > args.threshold;
+    }
   if (valid < 3)
     throw BadInput(args.input, "empty mesh: only " + std::to_string(valid) + " pixel(s) " +
                                    (args.below ? "below" : "above") + " the threshold");
@@ -55,14 +61,17 @@ int RunMesh(const MeshArgs& args) {
       mesh = std::make_unique<CHTriangulation>(field.get(), args.threshold, !args.below, args.scale[0],
                                                args.scale[1], args.scale[2], args.step, args.step);
     field.reset();
-    triangles = WriteMesh(args.output, *mesh);
+    std::int64_t used = 0;
+    for (int i = 0; i < mesh->GetNumTriangles(); ++i) used += IsUsedRecord(*mesh, i) ? 1 : 0;
+    if (used > 0) triangles = WriteMesh(args.output, *mesh);  // nothing is written for an empty mesh
   } else {
     auto writer = OpenTriangleWriter(args.output);
     triangles = StreamFieldMesh(*field, options, *writer);
     if (triangles > 0) writer->Commit();
   }
   if (triangles == 0) throw BadInput(args.input, "empty mesh: no cell has enough valid corners for a triangle");
-  Say("%s: %d x %d pixels, %d %s threshold %g, read in %.2f s\n", args.input.c_str(), width, height, valid, args.below ? "below" : "above", args.threshold, readSeconds);
+  Say("%s: %d x %d pixels, %lld %s threshold %g, read in %.2f s\n", args.input.c_str(), width, height, valid,
+      args.below ? "below" : "above", args.threshold, readSeconds);
   Say("%s: %lld triangles (step %d) in %.2f s\n", args.output.c_str(), static_cast<long long>(triangles), args.step,
       timer.Seconds());
   return kExitDone;

@@ -12,6 +12,7 @@
 #include "io/raster_io.h"
 #include "progress.h"
 #include "raster_stats.h"
+#include "scan_chunks.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CSSEMatrix.h"
 
@@ -26,52 +27,12 @@ struct RasterizeArgs {
   float pngScale = 0.0f;
 };
 
-// Triangles per scan-conversion chunk: about 700 MB of mesh records. A mesh
-// that fits is converted in one go; a larger one chunk by chunk into rasters
-// over the same box that are then merged, which gives the same cells because
-// every stamp keeps the maximum (minimum) and stamps commute.
+// Triangles per scan-conversion chunk: about 700 MB of library mesh records.
 constexpr std::int64_t kChunkTriangles = 1 << 21;
-
-struct Box {
-  float min[3] = {INFINITY, INFINITY, INFINITY};
-  float max[3] = {-INFINITY, -INFINITY, -INFINITY};
-  void Add(const float* p) {
-    for (int a = 0; a < 3; ++a) {
-      min[a] = std::min(min[a], p[a]);
-      max[a] = std::max(max[a], p[a]);
-    }
-  }
-};
-
-// The raster size the library's scan converter will create, refused here when
-// it is empty or beyond the raster's limits, before any work is done.
-void CheckRasterSize(const std::string& input, const Box& box, float resolution, int& width, int& height) {
-  const double w = std::trunc((static_cast<double>(box.max[0]) - box.min[0]) / resolution + 0.5);
-  const double h = std::trunc((static_cast<double>(box.max[1]) - box.min[1]) / resolution + 0.5);
-  if (w < 1.0 || h < 1.0)
-    throw BadInput(input, "mesh is smaller than one cell at resolution " + std::to_string(resolution));
-  if (h > CSSEMatrix::kMaxRows || w > (1 << 20) || w * h > static_cast<double>(1LL << 30))
-    throw BadInput(input, "a raster of " + std::to_string(static_cast<long long>(w)) + " x " +
-                              std::to_string(static_cast<long long>(h)) +
-                              " cells exceeds the raster limits; use a coarser --resolution");
-  width = static_cast<int>(w);
-  height = static_cast<int>(h);
-}
 
 void ScanConvert(CHTriangulation& mesh, CSSEMatrix& out, bool minimum) {
   if (minimum) mesh.ScanConvertTriangulationMin(&out, 0.0f);
   else mesh.ScanConvertTriangulationMax(&out, 0.0f);
-}
-
-// Merges a chunk's raster into the result: 0 is "nothing there" in both.
-void MergeInto(CSSEMatrix& result, const CSSEMatrix& chunk, bool minimum) {
-  for (int y = 0; y < result.GetSizeY(); ++y)
-    for (int x = 0; x < result.GetSizeX(); ++x) {
-      const float c = chunk.GetPoint(x, y);
-      if (c == 0.0f) continue;
-      const float r = result.GetPoint(x, y);
-      result.SetPoint(x, y, r == 0.0f ? c : minimum ? std::min(r, c) : std::max(r, c));
-    }
 }
 
 int RunRasterize(const RasterizeArgs& args) {
@@ -90,11 +51,17 @@ int RunRasterize(const RasterizeArgs& args) {
     mesh->SetScanConvResolution(resolution, resolution, mesh->GetScaleZ());
     mesh->CalcBoundingBox();
     mesh->CalcSTV();
-    Box box;
-    for (int i = 0; i < mesh->GetNumTriangles(); ++i)
-      for (int k = 0; k < 3; ++k) box.Add(&mesh->GetEdgeArray()[3 * i + k].x);
+    MeshBox box = {{INFINITY, INFINITY, INFINITY}, {-INFINITY, -INFINITY, -INFINITY}};
+    for (int i = 0; i < 3 * mesh->GetNumTriangles(); ++i) {
+      const SSEPoint& p = mesh->GetEdgeArray()[i];
+      const float xyz[3] = {p.x, p.y, p.z};
+      for (int a = 0; a < 3; ++a) {
+        box.min[a] = std::min(box.min[a], xyz[a]);
+        box.max[a] = std::max(box.max[a], xyz[a]);
+      }
+    }
     int width = 0, height = 0;
-    CheckRasterSize(args.input, box, resolution, width, height);
+    CheckScanRaster(args.input, box, resolution, width, height);
     ScanConvert(*mesh, raster, args.minimum);
     SSEPoint min;
     mesh->GetMinPoint(min);
@@ -105,48 +72,10 @@ int RunRasterize(const RasterizeArgs& args) {
     if (resolution == 0.0f) resolution = 1.0f;
     auto reader = OpenTriangleReader(args.input);
     triangles = reader->Count();
-    Box box;
-    std::vector<float> corners;
-    while (reader->Next(corners, kChunkTriangles)) {
-      for (size_t i = 0; i < corners.size(); i += 3) box.Add(&corners[i]);
-      corners.clear();
-    }
+    const MeshBox box = MeasureBox(*reader);
     int width = 0, height = 0;
-    CheckRasterSize(args.input, box, resolution, width, height);
-    reader->Rewind();
-    const bool chunked = triangles > kChunkTriangles;
-    CSSEMatrix part;
-    Progress progress("rasterizing", triangles);
-    std::int64_t done = 0;
-    while (reader->Next(corners, kChunkTriangles)) {
-      const int n = static_cast<int>(corners.size() / 9);
-      CHTriangulation mesh(n, resolution, resolution, 1.0f);
-      SSEPoint* points = mesh.GetEdgeArray();
-      for (int i = 0; i < 3 * n; ++i) {
-        points[i].x = corners[3 * i];
-        points[i].y = corners[3 * i + 1];
-        points[i].z = corners[3 * i + 2];
-        points[i].w = 0.0f;
-      }
-      corners.clear();
-      mesh.CalcBoundingBox();
-      mesh.CalcSTV();
-      // Every chunk is converted over the whole mesh's box, so all chunk
-      // rasters share one grid.
-      SSEPoint* block = mesh.GetPointArray();
-      for (int a = 0; a < 3; ++a) {
-        (&block[0].x)[a] = box.min[a];
-        (&block[1].x)[a] = box.max[a];
-      }
-      block[0].w = block[1].w = 0.0f;
-      ScanConvert(mesh, chunked ? part : raster, args.minimum);
-      if (chunked) {
-        if (raster.GetMatrixDataDirectly() == nullptr) raster.Create(part.GetSizeX(), part.GetSizeY());
-        MergeInto(raster, part, args.minimum);
-      }
-      done += n;
-      progress.Update(done);
-    }
+    CheckScanRaster(args.input, box, resolution, width, height);
+    ScanConvertInChunks(*reader, box, resolution, args.minimum, kChunkTriangles, raster);
     origin[0] = box.min[0];
     origin[1] = box.min[1];
   }

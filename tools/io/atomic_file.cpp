@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 #include <system_error>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "errors.h"
@@ -19,6 +20,11 @@ AtomicFile::AtomicFile(const std::filesystem::path& target) : m_target(target) {
   std::string pattern = (folder / ("." + target.filename().string() + ".tmp-XXXXXX")).string();
   const int fd = ::mkstemp(pattern.data());
   if (fd < 0) throw BadInput(target, std::string("cannot create output: ") + std::strerror(errno));
+  // mkstemp makes the file private (0600); the result should carry the
+  // permissions any new file of the user gets.
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  ::fchmod(fd, 0666 & ~mask);
   ::close(fd);
   m_temp = pattern;
 }

@@ -1,0 +1,156 @@
+// The tool's own pieces below the subcommands: atomic output, the error
+// figures, the demo field, and the 16-bit PNG's stated scale.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include <sys/stat.h>
+
+#include "demo_field.h"
+#include "errors.h"
+#include "io/atomic_file.h"
+#include "io/raster_io.h"
+#include "raster_stats.h"
+#include "relief/CSSEMatrix.h"
+#include "tool_test_support.h"
+
+using namespace relief::tool;
+using relief_test::ScratchDir;
+
+namespace {
+
+TEST(AtomicFile, NothingAppearsUntilCommitAndAbandonedWorkLeavesNothing) {
+  ScratchDir dir("atomic");
+  relief_test::WriteBytes(dir / "keep.txt", "old");
+  {
+    AtomicFile out(dir / "keep.txt");
+    relief_test::WriteBytes(out.TempPath(), "new");
+    EXPECT_EQ(relief_test::ReadBytes(dir / "keep.txt"), "old") << "the target changes only at Commit";
+    EXPECT_EQ(out.TempPath().parent_path(), dir.Path()) << "the temporary lies beside the target";
+  }
+  EXPECT_EQ(dir.Files(), std::vector<std::string>{"keep.txt"});
+  EXPECT_EQ(relief_test::ReadBytes(dir / "keep.txt"), "old");
+  {
+    AtomicFile out(dir / "keep.txt");
+    relief_test::WriteBytes(out.TempPath(), "new");
+    out.Commit();
+  }
+  EXPECT_EQ(dir.Files(), std::vector<std::string>{"keep.txt"});
+  EXPECT_EQ(relief_test::ReadBytes(dir / "keep.txt"), "new");
+  // Like any new file of the user, not private to the owner.
+  const auto perms = std::filesystem::status(dir / "keep.txt").permissions();
+  EXPECT_NE(perms & std::filesystem::perms::owner_read, std::filesystem::perms::none);
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  EXPECT_EQ(static_cast<unsigned>(perms) & 0777u, 0666u & ~static_cast<unsigned>(mask));
+}
+
+TEST(AtomicFile, MissingFolderIsBadInput) {
+  try {
+    AtomicFile out("/nonexistent-folder/x.npy");
+    FAIL();
+  } catch (const ToolError& e) {
+    EXPECT_EQ(e.ExitCode(), kExitBadInput);
+    EXPECT_NE(std::string(e.what()).find("x.npy"), std::string::npos);
+  }
+}
+
+CSSEMatrix FromValues(int width, int height, const std::vector<float>& v) {
+  CSSEMatrix m;
+  m.Create(width, height);
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) m.SetPoint(x, y, v[static_cast<size_t>(y) * width + x]);
+  return m;
+}
+
+TEST(CompareRasters, CountsOnlyPixelsBothHoldAndSeparatesLostAndSpill) {
+  // reference      result (shifted one column right: offsetX = 1)
+  //  1 2 0          . 2 5
+  //  3 0 4          . 9 0
+  const CSSEMatrix reference = FromValues(3, 2, {1, 2, 0, 3, 0, 4});
+  const CSSEMatrix result = FromValues(2, 2, {2, 5, 9, 0});
+  const ErrorFigures e = CompareRasters(reference, result, 1, 0);
+  // Pairs: (1,0): 2 vs 2; (2,0): 0 vs 5 -> spill; (1,1): 0 vs 9 -> spill;
+  // (2,1): 4 vs 0 -> lost; (0,*) lie left of the result -> lost.
+  EXPECT_EQ(e.compared, 1);
+  EXPECT_EQ(e.spill, 2);
+  EXPECT_EQ(e.lost, 3);
+  EXPECT_EQ(e.maxAbs, 0.0);
+  EXPECT_EQ(e.rms, 0.0);
+}
+
+TEST(CompareRasters, MatchesANaiveSumOnRandomRasters) {
+  for (std::uint32_t seed : {1u, 2u, 3u}) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    const auto a = relief_test::RandomField(23, 17, seed, 1.0f, 50.0f, 0.1);
+    const auto b = relief_test::RandomField(23, 17, seed + 100, 1.0f, 50.0f, 0.1);
+    double above = 0, below = 0, sum = 0;
+    long long n = 0;
+    for (size_t i = 0; i < a.values.size(); ++i) {
+      if (a.values[i] == 0 || b.values[i] == 0) continue;
+      const double d = static_cast<double>(b.values[i]) - a.values[i];
+      above = std::max(above, d);
+      below = std::max(below, -d);
+      sum += d * d;
+      ++n;
+    }
+    const ErrorFigures e =
+        CompareRasters(FromValues(23, 17, a.values), FromValues(23, 17, b.values), 0, 0);
+    EXPECT_EQ(e.compared, n);
+    EXPECT_EQ(e.maxAbove, above);
+    EXPECT_EQ(e.maxBelow, below);
+    EXPECT_DOUBLE_EQ(e.rms, std::sqrt(sum / n));
+  }
+}
+
+TEST(Summarize, RangeAndCountIgnoreNoData) {
+  const RasterSummary s = Summarize(FromValues(3, 2, {0, -2, 5, 0, 7, 0}));
+  EXPECT_EQ(s.valid, 3);
+  EXPECT_EQ(s.minimum, -2.0f);
+  EXPECT_EQ(s.maximum, 7.0f);
+  EXPECT_EQ(Summarize(FromValues(2, 1, {0, 0})).valid, 0);
+}
+
+TEST(DemoField, IsSeededAndZeroExactlyOutsideItsOutline) {
+  CSSEMatrix a, b, c;
+  const DemoOutline outline = SynthesizeToothField(a);
+  SynthesizeToothField(b);
+  SynthesizeToothField(c, kDemoSeed + 1);
+  ASSERT_EQ(a.GetSizeX(), kDemoSize);
+  ASSERT_EQ(a.GetSizeY(), kDemoSize);
+  ASSERT_EQ(outline.x.size(), 360u);
+  bool differs = false;
+  for (int y = 0; y < kDemoSize; ++y)
+    for (int x = 0; x < kDemoSize; ++x) {
+      ASSERT_EQ(a.GetPoint(x, y), b.GetPoint(x, y)) << "same seed, same field at " << x << ", " << y;
+      differs = differs || a.GetPoint(x, y) != c.GetPoint(x, y);
+    }
+  EXPECT_TRUE(differs) << "another seed gives another tooth";
+  // Border rows and columns lie outside every outline; the centre inside.
+  for (int i = 0; i < kDemoSize; ++i) {
+    EXPECT_EQ(a.GetPoint(i, 0), 0.0f);
+    EXPECT_EQ(a.GetPoint(0, i), 0.0f);
+  }
+  EXPECT_GT(a.GetPoint(kDemoSize / 2, kDemoSize / 2), 50.0f);
+  // Valid pixels hold crown heights, well above the no-data value.
+  const RasterSummary s = Summarize(a);
+  EXPECT_GT(s.minimum, 50.0f);
+  EXPECT_GT(s.valid, kDemoSize * kDemoSize / 3);
+}
+
+TEST(Png16, StatedScaleIsUsedAndOutOfRangeValuesSaturate) {
+  ScratchDir dir("png-scale");
+  const CSSEMatrix m = FromValues(4, 1, {-3.0f, 0.26f, 1.0f, 1e6f});
+  RasterWriteOptions options;
+  options.pngScale = 0.5f;
+  EXPECT_EQ(WriteRaster(dir / "s.png", m, options), "16-bit PNG, scale 0.5");
+  auto back = ReadRaster(dir / "s.png");
+  EXPECT_EQ(back->GetPoint(0, 0), 0.0f);  // negative -> 0
+  EXPECT_EQ(back->GetPoint(1, 0), 0.5f);  // 0.26 / 0.5 = 0.52 -> 1 step
+  EXPECT_EQ(back->GetPoint(2, 0), 1.0f);
+  EXPECT_EQ(back->GetPoint(3, 0), 65535 * 0.5f);  // beyond the range -> top
+}
+
+}  // namespace
