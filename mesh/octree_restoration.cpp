@@ -32,6 +32,28 @@ float RadiusAbout(const SSEPoint& p, const SSEPoint& axis) {
   return static_cast<float>(std::sqrt(dx * dx + dy * dy));
 }
 
+// The filed corner whose radius about the root's vertical axis is best
+// (first found wins ties): its radius goes to `radius`, its z to `z`. Both
+// keep their values when no corner is filed in the list.
+template <class Better>
+void ExtremeRadius(const CHOctree& tree, CHTriangulation* mesh, int list, Better better, float& radius, float& z) {
+  const SSEPoint axis = tree.pRoot->Center;
+  bool found = false;
+  float best = 0.0f, bestZ = 0.0f;
+  ForEachFiledCorner(tree, mesh, list, [&](const SSEPoint& p) {
+    const float r = RadiusAbout(p, axis);
+    if (!found || better(r, best)) {
+      best = r;
+      bestZ = p.z;
+      found = true;
+    }
+  });
+  if (found) {
+    radius = best;
+    z = bestZ;
+  }
+}
+
 }  // namespace
 
 CRestorationOctree::CRestorationOctree(SSEPoint& maxPoint, SSEPoint& minPoint, float minBrickSize)
@@ -52,41 +74,11 @@ void CRestorationOctree::FindLowestZEntry(CHTriangulation* mesh, int /*list*/) {
 }
 
 void CRestorationOctree::FindMinRadiusTopTriangulation(CHTriangulation* mesh, int list) {
-  if (!pRoot) return;
-  const SSEPoint axis = pRoot->Center;
-  bool found = false;
-  float best = 0.0f, z = 0.0f;
-  ForEachFiledCorner(*this, mesh, list, [&](const SSEPoint& p) {
-    const float r = RadiusAbout(p, axis);
-    if (!found || r < best) {
-      best = r;
-      z = p.z;
-      found = true;
-    }
-  });
-  if (found) {
-    ResultC = best;
-    ResultA = z;
-  }
+  if (pRoot) ExtremeRadius(*this, mesh, list, [](float r, float best) { return r < best; }, ResultC, ResultA);
 }
 
 void CRestorationOctree::FindMaxRadiusBottomTriangulation(CHTriangulation* mesh, int list) {
-  if (!pRoot) return;
-  const SSEPoint axis = pRoot->Center;
-  bool found = false;
-  float best = 0.0f, z = 0.0f;
-  ForEachFiledCorner(*this, mesh, list, [&](const SSEPoint& p) {
-    const float r = RadiusAbout(p, axis);
-    if (!found || r > best) {
-      best = r;
-      z = p.z;
-      found = true;
-    }
-  });
-  if (found) {
-    ResultD = best;
-    ResultB = z;
-  }
+  if (pRoot) ExtremeRadius(*this, mesh, list, [](float r, float best) { return r > best; }, ResultD, ResultB);
 }
 
 float CRestorationOctree::CalcApproximateMaxRestorationAngle(CHTriangulation* mesh, int list) {

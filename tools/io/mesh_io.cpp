@@ -8,20 +8,13 @@
 #include <fstream>
 
 #include "errors.h"
+#include "io/extension.h"
 #include "progress.h"
 #include "relief/CArchive.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CMemoryException.h"
 
 namespace relief::tool {
-
-namespace {
-std::string LowerExtension(const std::filesystem::path& path) {
-  std::string ext = path.extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
-  return ext;
-}
-}  // namespace
 
 bool IsMeshPath(const std::filesystem::path& path) {
   const std::string ext = LowerExtension(path);

@@ -5,17 +5,10 @@
 #include <cstdio>
 
 #include "errors.h"
+#include "io/extension.h"
 #include "io/atomic_file.h"
 
 namespace relief::tool {
-
-namespace {
-std::string LowerExtension(const std::filesystem::path& path) {
-  std::string ext = path.extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
-  return ext;
-}
-}  // namespace
 
 bool IsRasterPath(const std::filesystem::path& path) {
   const std::string ext = LowerExtension(path);
