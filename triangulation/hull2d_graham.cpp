@@ -22,29 +22,12 @@ float Area(const tPointStruc& a, const tPointStruc& b, const tPointStruc& c) {
 }  // namespace
 
 CHConvexHull2D::CHConvexHull2D(CSSE3dPolygon* polygon) {
-  const int n = polygon ? polygon->GetNumPoints() : 0;
-  if (n < 1) return;
-  m_pPoints = static_cast<tPointStruc*>(SafeCalloc(static_cast<std::size_t>(n), sizeof(tPointStruc)));
-  m_nNumPoints = n;
-  for (int i = 0; i < n; ++i) {
-    tPointStruc& p = m_pPoints[i];
-    p.vnum = i;
-    polygon->GetPoint(i, p.x, p.y, p.z);
-  }
-  Run();
+  LoadPoints(polygon ? polygon->GetNumPoints() : 0,
+             [&](int i, tPointStruc& p) { polygon->GetPoint(i, p.x, p.y, p.z); });
 }
 
 CHConvexHull2D::CHConvexHull2D(CSSE2dPolygon* polygon) {
-  const int n = polygon ? polygon->GetNumPoints() : 0;
-  if (n < 1) return;
-  m_pPoints = static_cast<tPointStruc*>(SafeCalloc(static_cast<std::size_t>(n), sizeof(tPointStruc)));
-  m_nNumPoints = n;
-  for (int i = 0; i < n; ++i) {
-    tPointStruc& p = m_pPoints[i];
-    p.vnum = i;
-    polygon->GetPoint(i, p.x, p.y);
-  }
-  Run();
+  LoadPoints(polygon ? polygon->GetNumPoints() : 0, [&](int i, tPointStruc& p) { polygon->GetPoint(i, p.x, p.y); });
 }
 
 CHConvexHull2D::~CHConvexHull2D() {

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "relief/Export.h"
+#include "relief/SafeMemory.h"
 
 class CSSE2dPolygon;
 class CSSE3dPolygon;
@@ -84,6 +85,20 @@ class RELIEF_API CHConvexHull2D {
   void Swap(int i, int j);
 
  private:
+  // Takes n points (read(i, point) fills x, y and z; z stays 0 for planar
+  // input), numbered in input order, and runs the scan. n < 1 leaves the
+  // hull empty.
+  template <class Read>
+  void LoadPoints(int n, Read read) {
+    if (n < 1) return;
+    m_pPoints = static_cast<tPointStruc*>(SafeCalloc(static_cast<std::size_t>(n), sizeof(tPointStruc)));
+    m_nNumPoints = n;
+    for (int i = 0; i < n; ++i) {
+      m_pPoints[i].vnum = i;
+      read(i, m_pPoints[i]);
+    }
+    Run();
+  }
   void Run();
   void FreeStack();
 
