@@ -1,28 +1,36 @@
 #pragma once
 
-// Helpers shared by the raster tests: lane access (padding lanes included),
-// bitwise comparison of whole storage and seeded random fills.
+// Shared by the raster tests: lane access (padding lanes included), bitwise
+// comparison of whole storage and seeded random fills.
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "relief/CSSEMatrix.h"
 
 namespace relief::test {
 
+inline const float kNaN = std::numeric_limits<float>::quiet_NaN();
+
 // Lane (x, row) of the storage; rows from sizeY on are padding lanes.
-inline float& Lane(CSSEMatrix& m, int x, int row) {
+inline float& Lane(const CSSEMatrix& m, int x, int row) {
   return reinterpret_cast<float*>(m.GetMatrixDataDirectly()[row >> 2] + x)[row & 3];
 }
 
 // fn(lane, x, row) for every lane, row by row: each of the four lane
 // positions still sees its registers in walk order (SSE row, then column).
 template <class Fn>
-void ForEachLane(CSSEMatrix& m, Fn fn) {
+void ForEachLane(const CSSEMatrix& m, Fn fn) {
   for (int row = 0; row < 4 * m.GetSSESizeY(); ++row)
     for (int x = 0; x < m.GetSSESizeX(); ++x) fn(Lane(m, x, row), x, row);
 }
@@ -35,7 +43,7 @@ inline std::uint32_t Bits(float v) {
 
 // Empty when a and b have the same sizes and bitwise the same lanes;
 // otherwise names the first difference.
-inline std::string StorageDifference(CSSEMatrix& a, CSSEMatrix& b) {
+inline std::string StorageDifference(const CSSEMatrix& a, const CSSEMatrix& b) {
   std::ostringstream out;
   if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY())
     out << "size " << a.GetSizeX() << "x" << a.GetSizeY() << " vs " << b.GetSizeX() << "x" << b.GetSizeY();
@@ -62,7 +70,7 @@ inline auto Uniform(float lo, float hi) {
 // next to a threshold the operations use (signed zeros, 0.005, 1 +- 0.002, ...).
 inline auto WithSpecials(float lo, float hi) {
   return [lo, hi](std::mt19937& r) {
-    static const float specials[] = {0.0f,   -0.0f, 1.0f, 0.004f, 0.005f, 0.006f, 1.002f, 0.998f,
+    static const float specials[] = {0.0f,   -0.0f, 1.0f, 0.004f, 0.005f, 0.006f, 1.002f,  0.998f,
                                      0.001f, 0.1f,  0.5f, 1.5f,   0.25f,  5.0f,   0.0005f, 1e30f};
     return r() % 5 == 0 ? specials[r() % 16] : std::uniform_real_distribution<float>(lo, hi)(r);
   };

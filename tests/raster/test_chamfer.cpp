@@ -1,18 +1,9 @@
 // Chamfer, RemoveFrameArtefacts and the derivatives against per-pixel and
 // per-lane references, plus the values callers depend on.
 
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <random>
-
 #include "raster_compare.h"
-#include "relief/CSSEMatrix.h"
 
-using relief::test::ForEachLane;
-using relief::test::Lane;
-using relief::test::RandomRaster;
-using relief::test::StorageDifference;
+using namespace relief::test;
 
 namespace {
 
@@ -56,7 +47,7 @@ void NaiveChamfer(CSSEMatrix& m) {
 }
 
 TEST(Chamfer, DistancesFromOneSeedAndTheFrame) {
-  CSSEMatrix m = relief::test::Filled(30, 30, 0.0f);
+  CSSEMatrix m = Filled(30, 30, 0.0f);
   m.SetPoint(10, 10, 1.0f);
   m.Chamfer();
   const int cases[][3] = {{10, 10, 0}, {11, 10, 3}, {11, 11, 4}, {9, 9, 4}, {10, 13, 9}, {13, 12, 11}, {24, 10, 42}};
@@ -101,7 +92,7 @@ TEST(RemoveFrameArtefacts, OverwritesWholeRegistersOfTheFrame) {
                            {9, 40, 2, 9},  {9, 40, -3, -8}, {5, 7, 100, 100}, {0, 3, 2, 2}, {10, 16, 2, 4}};
   for (const auto& f : frames) {
     std::mt19937 rng(f[0] * 100 + f[1]);
-    CSSEMatrix m = RandomRaster(f[0], f[1], rng, relief::test::Uniform(1, 2)), expected(m);
+    CSSEMatrix m = RandomRaster(f[0], f[1], rng, Uniform(1, 2)), expected(m);
     m.RemoveFrameArtefacts(f[2], f[3], -5.0f);
     NaiveFrame(expected, f[2], f[3], -5.0f);
     EXPECT_EQ(StorageDifference(m, expected), "") << f[0] << "x" << f[1] << " frame " << f[2] << "," << f[3];
@@ -124,7 +115,7 @@ TEST(Derivatives, MatchLaneByLaneReference) {
     for (int sx : {1, 2, 7})
       for (bool alongX : {true, false}) {
         std::mt19937 rng(sx * 1000 + sy);
-        CSSEMatrix got = RandomRaster(sx, sy, rng, relief::test::Uniform(-9, 9)), expected(got);
+        CSSEMatrix got = RandomRaster(sx, sy, rng, Uniform(-9, 9)), expected(got);
         if (alongX)
           got.CalcDerivativeX();
         else
@@ -132,7 +123,7 @@ TEST(Derivatives, MatchLaneByLaneReference) {
         NaiveDerivative(expected, alongX);
         EXPECT_EQ(StorageDifference(got, expected), "") << sx << " x " << sy << (alongX ? " along x" : " along y");
       }
-  CSSEMatrix m = relief::test::Filled(2, 9, 0.0f);
+  CSSEMatrix m = Filled(2, 9, 0.0f);
   for (int y = 0; y < 9; ++y) m.SetPoint(1, y, float(y * y));
   m.CalcDerivativeY();
   EXPECT_EQ(m.GetPoint(1, 3), 16.0f - 9.0f);  // lane 3 reads lane 0 of the next SSE row

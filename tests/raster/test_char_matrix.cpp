@@ -1,17 +1,12 @@
 // The byte raster: storage geometry, clamping, copies, thresholds from float
 // rasters and the column profile.
 
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <random>
-#include <utility>
-
 #include "raster_compare.h"
 #include "relief/CMemoryException.h"
-#include "relief/CSSEMatrix.h"
 #include "relief/CSSEcharMatrix.h"
 #include "relief/SafeMemory.h"
+
+using namespace relief::test;
 
 namespace {
 
@@ -97,7 +92,7 @@ TEST(CharMatrix, ThresholdsMatchPerPixelReference) {
     for (int sx : {1, 3, 10})
       for (bool above : {true, false}) {
         std::mt19937 rng(sx * 100 + sy);
-        CSSEMatrix src = relief::test::RandomRaster(sx, sy, rng, [&](std::mt19937& r) {
+        CSSEMatrix src = RandomRaster(sx, sy, rng, [&](std::mt19937& r) {
           const int k = std::uniform_int_distribution<int>(0, 9)(r);
           return k == 0 ? 0.5f : k == 1 ? nan : std::uniform_real_distribution<float>(0, 1)(r);
         });

@@ -2,20 +2,10 @@
 // counts (padding included), the extremes skip the frame and keep one
 // accumulator per lane, the integrals pair lanes (0 + 3) + (1 + 2).
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-#include <random>
-#include <utility>
-
 #include "raster_compare.h"
 #include "relief/CSSEFns.h"
-#include "relief/CSSEMatrix.h"
 
-using relief::test::ForEachLane;
-using relief::test::Lane;
-using relief::test::RandomRaster;
+using namespace relief::test;
 
 namespace {
 
@@ -24,8 +14,8 @@ TEST(MatrixCounting, CountsMatchLaneByLaneReference) {
   for (unsigned seed = 1; seed <= 2; ++seed)
     for (const auto& s : sizes) {
       std::mt19937 rng(seed * 100 + s[0] * 7 + s[1]);
-      CSSEMatrix a = RandomRaster(s[0], s[1], rng, relief::test::WithSpecials(-1, 2));
-      CSSEMatrix b = RandomRaster(s[0] + 2, s[1] + 5, rng, relief::test::WithSpecials(-1, 2));
+      CSSEMatrix a = RandomRaster(s[0], s[1], rng, WithSpecials(-1, 2));
+      CSSEMatrix b = RandomRaster(s[0] + 2, s[1] + 5, rng, WithSpecials(-1, 2));
       int above = 0, below = 0, aboveOther = 0, belowOther = 0;  // b is larger: only a's extent is read
       ForEachLane(a, [&](float v, int x, int row) {
         above += v > 1.0f;  // strict, at the value 1 that WithSpecials produces
@@ -80,14 +70,14 @@ TEST(MatrixCounting, ExtremesMatchOneAccumulatorPerLaneBitForBit) {
       float want[2];
       NaiveExtremes(m, excludeZero, &want[0], &want[1]);
       const auto [gotMax, gotMin] = Extremes(m, excludeZero);
-      ASSERT_EQ(relief::test::Bits(gotMax), relief::test::Bits(want[0])) << "trial " << trial << " " << excludeZero;
-      ASSERT_EQ(relief::test::Bits(gotMin), relief::test::Bits(want[1])) << "trial " << trial << " " << excludeZero;
+      ASSERT_EQ(Bits(gotMax), Bits(want[0])) << "trial " << trial << " " << excludeZero;
+      ASSERT_EQ(Bits(gotMin), Bits(want[1])) << "trial " << trial << " " << excludeZero;
     }
   }
 }
 
 TEST(MatrixCounting, ExtremesSkipTheFrameAndReturnMaximumFirst) {
-  CSSEMatrix m = relief::test::Filled(10, 12, 1.0f);  // SSE rows 0..3: rows 4..11 inside, columns 3..6
+  CSSEMatrix m = Filled(10, 12, 1.0f);  // SSE rows 0..3: rows 4..11 inside, columns 3..6
   m.SetPoint(0, 5, 100.0f);   // outside: column 0
   m.SetPoint(5, 2, -100.0f);  // outside: first SSE row
   m.SetPoint(4, 8, 6.0f);
@@ -99,7 +89,7 @@ TEST(MatrixCounting, ExtremesSkipTheFrameAndReturnMaximumFirst) {
   m.SetPoint(4, 8, -0.0019f);
   EXPECT_EQ(Extremes(m, false), std::pair(5.0f, -0.0019f));
   EXPECT_EQ(Extremes(m, true), std::pair(5.0f, 5.0f));
-  CSSEMatrix narrow = relief::test::Filled(6, 100, 3.0f);  // no inner region
+  CSSEMatrix narrow = Filled(6, 100, 3.0f);  // no inner region
   EXPECT_EQ(Extremes(narrow, false), std::pair(-1000000.0f, 1000000.0f));
 }
 
@@ -114,14 +104,14 @@ float PairedSum(CSSEMatrix& m, Term term) {
 TEST(MatrixCounting, IntegralsFollowTheLanePairing) {
   for (int h : {1, 4, 5, 17, 130}) {
     std::mt19937 rng(100 + h);
-    CSSEMatrix m = RandomRaster(37, h, rng, relief::test::WithSpecials(-1e4f, 1e4f));
+    CSSEMatrix m = RandomRaster(37, h, rng, WithSpecials(-1e4f, 1e4f));
     const float factor = 0.3f * 0.7f;
     EXPECT_EQ(m.IntegrateMatrix(), PairedSum(m, [](float v) { return v; })) << h;
     EXPECT_EQ(m.IntegrateMatrixAbsolute(), PairedSum(m, [](float v) { return std::sqrt(v * v); })) << h;
     EXPECT_EQ(m.IntegrateMatrixAbsolute(0.3f, 0.7f), PairedSum(m, [&](float v) { return std::sqrt(v * v) * factor; }))
         << h;
   }
-  CSSEMatrix m = relief::test::Filled(2, 3, 0.0f);
+  CSSEMatrix m = Filled(2, 3, 0.0f);
   m.SetPoint(0, 0, -2.0f);
   m.SetPoint(1, 0, 2.0f);
   EXPECT_EQ(m.IntegrateMatrix(), 0.0f);

@@ -1,15 +1,10 @@
 // CImgFromToArray: the first and last change per band of four rows, and the
 // queries over ranges of bands.
 
-#include <gtest/gtest.h>
-
-#include <utility>
-
 #include "raster_compare.h"
 #include "relief/CImgFromToArray.h"
-#include "relief/CSSEMatrix.h"
 
-using relief::test::Filled;
+using namespace relief::test;
 
 namespace {
 

@@ -1,22 +1,16 @@
 // Float and byte raster records: exact bytes, round trips, every truncation,
 // impossible headers and the file wrappers.
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
-#include <random>
-#include <sstream>
 #include <streambuf>
-#include <string>
 
 #include "raster_compare.h"
 #include "relief/CArchive.h"
 #include "relief/CMemoryException.h"
-#include "relief/CSSEMatrix.h"
 #include "relief/CSSEcharMatrix.h"
 
-using relief::test::StorageDifference;
+using namespace relief::test;
 
 namespace {
 
@@ -42,7 +36,7 @@ std::string Float32(float v) { return std::string(reinterpret_cast<const char*>(
 // Random content in every lane, padding included (it travels with the record).
 CSSEMatrix Patterned(int sx, int sy, unsigned seed) {
   std::mt19937 rng(seed);
-  return relief::test::RandomRaster(sx, sy, rng, relief::test::Uniform(-1e6f, 1e6f));
+  return RandomRaster(sx, sy, rng, Uniform(-1e6f, 1e6f));
 }
 
 CSSEcharMatrix PatternedChar(int sx, int sy, unsigned seed) {
@@ -57,7 +51,7 @@ TEST(RasterRecord, ExactBytes) {
   CSSEMatrix m;  // column by column, whole SSE rows: padding lanes included
   m.Create(2, 3);
   for (int y = 0; y < 4; ++y)
-    for (int x = 0; x < 2; ++x) relief::test::Lane(m, x, y) = y < 3 ? float(10 * x + y + 1) : -1.0f - x;
+    for (int x = 0; x < 2; ++x) Lane(m, x, y) = y < 3 ? float(10 * x + y + 1) : -1.0f - x;
   EXPECT_EQ(Record(m), Int32(2) + Int32(3) + Float32(1) + Float32(2) + Float32(3) + Float32(-1) + Float32(11) +
                            Float32(12) + Float32(13) + Float32(-2));
   for (int sy : {0, 1, 3, 4, 5, 8, 127, 128})

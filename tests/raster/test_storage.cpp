@@ -1,32 +1,17 @@
 // Float raster storage: geometry, clamped access, rasters without storage,
 // copies, and the stamps' footprints and min/max rules.
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <limits>
 #include <set>
-#include <utility>
 
 #include "raster_compare.h"
 #include "relief/CMemoryException.h"
-#include "relief/CSSEMatrix.h"
 
-using relief::test::Filled;
-using relief::test::StorageDifference;
+using namespace relief::test;
 
 namespace {
 
-// Every lane (padding included) equals v.
-testing::AssertionResult AllLanes(CSSEMatrix& m, float v) {
-  int bad = 0;
-  relief::test::ForEachLane(m, [&](float lane, int, int) { bad += lane != v; });
-  return bad ? testing::AssertionFailure() << bad << " lanes differ from " << v : testing::AssertionSuccess();
-}
-
 CSSEMatrix Ramp(int sx, int sy) {  // pixel (x, y) holds 10 x + y
-  CSSEMatrix m;
-  m.Create(sx, sy);
+  CSSEMatrix m = Filled(sx, sy, 0.0f);
   for (int y = 0; y < sy; ++y)
     for (int x = 0; x < sx; ++x) m.SetPoint(x, y, float(10 * x + y));
   return m;
@@ -39,23 +24,21 @@ TEST(MatrixStorage, SizesSseRowsAndFields) {
     SCOPED_TRACE(testing::Message() << c[0] << " x " << c[1]);
     CSSEMatrix m;
     m.Create(c[0], c[1]);
-    EXPECT_EQ(m.GetSSESizeX(), c[0]);
-    EXPECT_EQ(m.GetSSESizeY(), c[2]);
+    EXPECT_EQ(std::pair(m.GetSSESizeX(), m.GetSSESizeY()), std::pair(c[0], c[2]));
     EXPECT_EQ(m.GetFields(), c[3]);
     __m128** lines = m.GetMatrixDataDirectly();  // line k: field k / 32, position k % 32
     for (int k = 0; k < c[2]; ++k) ASSERT_EQ(lines[k], m.GetField(k / 32) + (k % 32) * std::max(c[0], 1)) << k;
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(lines[c[2] - 1]) % 16, 0u);
-    EXPECT_TRUE(AllLanes(m, 0.0f));
+    EXPECT_EQ(StorageDifference(m, Filled(c[0], c[1], 0.0f)), "");  // cleared, padding included
   }
 }
 
 TEST(MatrixStorage, ImpossibleSizesThrowAndChangeNothing) {
-  CSSEMatrix m = Ramp(4, 6);
+  CSSEMatrix m = Ramp(4, 6), before(m);
   for (auto [sx, sy] : {std::pair{-1, 5}, {5, -1}, {3, 32000}, {-5, -5}}) {
     EXPECT_THROW(m.Create(sx, sy), CMemoryException) << sx << " x " << sy;
     EXPECT_THROW(m.CreateNoClear(sx, sy), CMemoryException);
-    EXPECT_EQ(m.GetSizeY(), 6);
-    EXPECT_EQ(m.GetPoint(1, 1), 11.0f);
+    EXPECT_EQ(StorageDifference(m, before), "");
   }
 }
 
@@ -84,31 +67,27 @@ TEST(MatrixStorage, RastersWithoutPixelsOrStorageNeverCrash) {
     m->OffsetMatrix(1.0f);
     EXPECT_EQ(m->NumValuesAbove(-1.0f), 0);
   }
-  EXPECT_EQ(none.GetPoint(3, 3), 0.0f);  // writes without storage are ignored
   none.ZhangSuen(0.0f);
+  EXPECT_EQ(none.GetPoint(3, 3), 0.0f);  // writes without storage are ignored
   EXPECT_EQ(none.GetPointAddress(0, 0), nullptr);
   EXPECT_EQ(freed.GetMatrixDataDirectly(), nullptr);
 }
 
-TEST(MatrixStorage, FillAndClearReachThePaddingLanes) {
-  for (int size : {5, 1031}) {  // the large fill streams, over several fields
-    CSSEMatrix m = Filled(size - 2, size, -3.25f);
-    EXPECT_TRUE(AllLanes(m, -3.25f)) << size;
-    m.Clear();
-    EXPECT_TRUE(AllLanes(m, 0.0f)) << size;
-  }
-}
-
-TEST(MatrixStorage, CopiesAreDeepAssignmentIsShallow) {
+TEST(MatrixStorage, FillClearAndCopiesReachThePaddingLanes) {
   std::mt19937 rng(7);
-  CSSEMatrix source = relief::test::RandomRaster(5, 130, rng, relief::test::WithSpecials(-5, 5));  // two fields
-  CSSEMatrix constructed(source), copy = Filled(2, 2, 1.0f), nothing;
-  copy.CopyFromSSEMatrix(source);  // another size: re-created
-  copy.CopyFromSSEMatrix(nothing);  // an empty source changes nothing
-  EXPECT_EQ(StorageDifference(copy, source), "");
-  EXPECT_EQ(StorageDifference(constructed, source), "");
-  EXPECT_NE(copy.GetMatrixDataDirectly(), source.GetMatrixDataDirectly());
-  CSSEMatrix* shallow = new CSSEMatrix;
+  for (int size : {5, 130, 1031}) {  // the large fill streams; 130 rows span two fields
+    CSSEMatrix m = RandomRaster(size - 2, size, rng, WithSpecials(-5, 5)), constructed(m), copy = Filled(2, 2, 1), none;
+    copy.CopyFromSSEMatrix(m);     // another size: re-created
+    copy.CopyFromSSEMatrix(none);  // an empty source changes nothing
+    EXPECT_EQ(StorageDifference(copy, m), "") << size;
+    EXPECT_EQ(StorageDifference(constructed, m), "") << size;
+    EXPECT_NE(copy.GetMatrixDataDirectly(), m.GetMatrixDataDirectly());
+    m.Fill(-3.25f);
+    EXPECT_EQ(StorageDifference(m, Filled(size - 2, size, -3.25f)), "") << size;
+    m.Clear();
+    EXPECT_EQ(StorageDifference(m, Filled(size - 2, size, 0.0f)), "") << size;
+  }
+  CSSEMatrix source = Ramp(3, 3), *shallow = new CSSEMatrix;
   *shallow = source;
   EXPECT_EQ(shallow->GetMatrixDataDirectly(), source.GetMatrixDataDirectly());
   ::operator delete(static_cast<void*>(shallow));  // drop the alias without freeing the shared storage
@@ -140,10 +119,8 @@ TEST(MatrixStorage, CenteredCopies) {
   EXPECT_EQ(small.GetPoint(1, 0), 32.0f);
   EXPECT_EQ(small.GetPoint(2, 3), 45.0f);
   big.CopyFromSSEMatrixCentered(small);  // a smaller source leaves the plain copy cleared
-  EXPECT_TRUE(AllLanes(big, 0.0f));
+  EXPECT_EQ(StorageDifference(big, Filled(7, 9, 0.0f)), "");
 }
-
-// ---- stamps ---------------------------------------------------------------
 
 using Stamp = void (CSSEMatrix::*)(int, int, float);
 using Pixels = std::set<std::pair<int, int>>;
@@ -155,8 +132,8 @@ Pixels Box(int x0, int x1, int y0, int y1) {
   return p;
 }
 
+// Which pixels of a 10 x 9 raster of ones the stamp changes.
 TEST(MatrixStamps, FootprintsAreShiftedInwardNeverClipped) {
-  const Pixels cornerCross = {{1, 0}, {0, 1}, {1, 1}, {2, 1}, {1, 2}}, farCross = {{8, 6}, {7, 7}, {8, 7}, {9, 7}, {8, 8}};
   const struct {
     Stamp stamp;
     int x, y;
@@ -167,8 +144,8 @@ TEST(MatrixStamps, FootprintsAreShiftedInwardNeverClipped) {
       {&CSSEMatrix::SetPointAndLeftOfPoint, 0, 4, {{0, 4}, {1, 4}}},
       {&CSSEMatrix::SetTriplePointMax, 0, 0, Box(0, 2, 0, 0)},
       {&CSSEMatrix::SetTriplePointMax, 5, 3, Box(4, 6, 3, 3)},
-      {&CSSEMatrix::SetCross, 0, 0, cornerCross},
-      {&CSSEMatrix::SetCrossMax, 50, 50, farCross},
+      {&CSSEMatrix::SetCross, 0, 0, {{1, 0}, {0, 1}, {1, 1}, {2, 1}, {1, 2}}},
+      {&CSSEMatrix::SetCrossMax, 50, 50, {{8, 6}, {7, 7}, {8, 7}, {9, 7}, {8, 8}}},
       {&CSSEMatrix::Set3x3BoxPoint, -1, -1, Box(0, 2, 0, 2)},
       {&CSSEMatrix::Set3x3BoxPointMax, 4, 4, Box(3, 5, 3, 5)},
       {&CSSEMatrix::Set5x5BoxPointMax, -10, -10, Box(0, 4, 0, 4)},
@@ -190,25 +167,24 @@ TEST(MatrixStamps, FootprintsAreShiftedInwardNeverClipped) {
   EXPECT_EQ(tiny.GetPoint(0, 0) + tiny.GetPoint(1, 0), 6.0f);
 }
 
+// Min keeps the smaller, Max the larger; a NaN on either side makes the
+// comparison false and the new value is stored.
 TEST(MatrixStamps, MinimumAndMaximumRules) {
-  const float nan = std::numeric_limits<float>::quiet_NaN();
   const struct {
     Stamp stamp;
     float old, value, expected;
   } cases[] = {
-      {&CSSEMatrix::SetPointMin, 2, 3, 2},        {&CSSEMatrix::SetPointMin, 2, 1, 1},
-      {&CSSEMatrix::SetPointMax, 2, 3, 3},        {&CSSEMatrix::SetPointMax, 2, 1, 2},
-      {&CSSEMatrix::SetPointMin, 0, 4, 0},  // minimum on a cleared raster keeps 0
-      {&CSSEMatrix::Set5x5BoxPointMin, 2, 3, 2},  {&CSSEMatrix::Set3x3BoxPointMin, 2, 1, 1},
-      {&CSSEMatrix::SetCrossMin, 2, 1, 1},        {&CSSEMatrix::SetTriplePointMin, 2, 1, 1},
-      // A NaN on either side makes the comparison false: the new value is stored.
-      {&CSSEMatrix::SetPointMax, nan, 3, 3},      {&CSSEMatrix::SetPointMin, nan, 3, 3},
-      {&CSSEMatrix::Set5x5BoxPointMax, 7, nan, nan}, {&CSSEMatrix::SetCrossMin, 7, nan, nan},
+      {&CSSEMatrix::SetPointMin, 2, 3, 2},          {&CSSEMatrix::SetPointMin, 2, 1, 1},
+      {&CSSEMatrix::SetPointMax, 2, 3, 3},          {&CSSEMatrix::SetPointMax, 2, 1, 2},
+      {&CSSEMatrix::Set5x5BoxPointMin, 2, 3, 2},    {&CSSEMatrix::Set3x3BoxPointMin, 2, 1, 1},
+      {&CSSEMatrix::SetCrossMin, 2, 1, 1},          {&CSSEMatrix::SetTriplePointMin, 2, 1, 1},
+      {&CSSEMatrix::SetPointMax, kNaN, 3, 3},       {&CSSEMatrix::SetPointMin, kNaN, 3, 3},
+      {&CSSEMatrix::Set5x5BoxPointMax, 7, kNaN, kNaN}, {&CSSEMatrix::SetCrossMin, 7, kNaN, kNaN},
   };
   for (const auto& c : cases) {
     CSSEMatrix m = Filled(9, 9, c.old);
     (m.*c.stamp)(4, 4, c.value);
-    EXPECT_EQ(relief::test::Bits(m.GetPoint(4, 4)), relief::test::Bits(c.expected)) << c.old << " " << c.value;
+    EXPECT_EQ(Bits(m.GetPoint(4, 4)), Bits(c.expected)) << c.old << " " << c.value;
   }
 }
 

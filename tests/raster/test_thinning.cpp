@@ -1,13 +1,8 @@
 // ZhangSuen against a per-pixel reference, and the rule's deliberate details.
 
-#include <gtest/gtest.h>
-
-#include <random>
-#include <string>
-#include <vector>
-
 #include "raster_compare.h"
-#include "relief/CSSEMatrix.h"
+
+using namespace relief::test;
 
 namespace {
 
@@ -92,7 +87,7 @@ TEST(ZhangSuen, MatchesPerPixelReferenceOnRandomMasks) {
   for (unsigned seed = 1; seed <= 6; ++seed)
     for (const auto& size : sizes) {
       std::mt19937 rng(seed * 7919u + size[0] * 31u + size[1]);
-      CSSEMatrix m = relief::test::RandomRaster(size[0], size[1], rng, relief::test::Uniform(0, 1));
+      CSSEMatrix m = RandomRaster(size[0], size[1], rng, Uniform(0, 1));
       if (seed % 2) {  // thick blobs: discs of radius up to 12 hold 2
         m.Fill(0.0f);
         for (int i = 0; i <= size[0] * size[1] / 300; ++i) {
@@ -106,7 +101,7 @@ TEST(ZhangSuen, MatchesPerPixelReferenceOnRandomMasks) {
       const float threshold = seed % 2 ? 1.0f : 0.3f;
       m.ZhangSuen(threshold);
       NaiveZhangSuen(expected, threshold);
-      ASSERT_EQ(relief::test::StorageDifference(m, expected), "")
+      ASSERT_EQ(StorageDifference(m, expected), "")
           << "seed " << seed << ", size " << size[0] << " x " << size[1];
     }
 }
