@@ -14,12 +14,11 @@ char& Byte(CSSEcharMatrix& m, int x, int row) {
   return reinterpret_cast<char*>(m.GetMatrixDataDirectly()[row >> 4] + x)[row & 15];
 }
 
-// How many bytes of the storage (spare rows included) differ from v.
-int BytesOtherThan(CSSEcharMatrix& m, char v) {
-  int count = 0;
+// fn(byte, x, row) for every byte of the storage, spare rows included.
+template <class Fn>
+void ForEachByte(CSSEcharMatrix& m, Fn fn) {
   for (int row = 0; row < 16 * m.GetSSESizeY(); ++row)
-    for (int x = 0; x < m.GetSSESizeX(); ++x) count += Byte(m, x, row) != v;
-  return count;
+    for (int x = 0; x < m.GetSSESizeX(); ++x) fn(Byte(m, x, row), x, row);
 }
 
 TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
@@ -27,9 +26,12 @@ TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
   for (const auto& c : cases) {
     CSSEcharMatrix m(c[0], c[1]);
     EXPECT_EQ(std::pair(m.GetSSESizeX(), m.GetSSESizeY()), std::pair(c[0], c[2])) << c[0] << " x " << c[1];
-    EXPECT_EQ(BytesOtherThan(m, 0), 0);
+    int cleared = 0, filled = 0;
+    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0, b = -5; });
     m.Clear(-5);
-    EXPECT_EQ(BytesOtherThan(m, -5), 0);
+    ForEachByte(m, [&](char b, int, int) { filled += b == -5; });
+    EXPECT_EQ(cleared, filled);
+    EXPECT_EQ(filled, 16 * c[0] * c[2]);
     for (int y = 0; y < c[1]; ++y) m.SetPoint(c[0] - 1, y, static_cast<char>(y));  // every field addressable
     for (int y = 0; y < c[1]; ++y) ASSERT_EQ(m.GetPoint(c[0] - 1, y), static_cast<char>(y));
   }
@@ -55,10 +57,10 @@ TEST(CharMatrix, ClampingAndRastersWithoutStorage) {
 }
 
 TEST(CharMatrix, CopiesAreDeepAssignmentIsShallow) {
-  CSSEcharMatrix m(6, 21);
+  CSSEcharMatrix m(6, 21), empty, fromEmpty(empty), alias;
   m.Clear(1);
   m.SetPoint(5, 20, 8);
-  CSSEcharMatrix copy(m), empty, fromEmpty(empty), alias;
+  CSSEcharMatrix copy(m);
   m.SetPoint(5, 20, 0);
   EXPECT_EQ(copy.GetPoint(5, 20), 8);
   EXPECT_EQ(Byte(copy, 0, 31), 1);  // spare rows copied too
@@ -87,14 +89,13 @@ TEST(CharMatrix, CopyLimitedXTakesClampedColumns) {
 
 // Thresholds pixel by pixel against the float raster (strict, NaN never passes).
 TEST(CharMatrix, ThresholdsMatchPerPixelReference) {
-  const float nan = std::numeric_limits<float>::quiet_NaN();
   for (int sy : {1, 4, 15, 16, 17, 33, 64})
     for (int sx : {1, 3, 10})
       for (bool above : {true, false}) {
         std::mt19937 rng(sx * 100 + sy);
         CSSEMatrix src = RandomRaster(sx, sy, rng, [&](std::mt19937& r) {
           const int k = std::uniform_int_distribution<int>(0, 9)(r);
-          return k == 0 ? 0.5f : k == 1 ? nan : std::uniform_real_distribution<float>(0, 1)(r);
+          return k == 0 ? 0.5f : k == 1 ? kNaN : std::uniform_real_distribution<float>(0, 1)(r);
         });
         CSSEcharMatrix m(2, 2);
         if (above)
@@ -102,12 +103,10 @@ TEST(CharMatrix, ThresholdsMatchPerPixelReference) {
         else
           m.CopyAndTresholdBelow(src, 0.5f, 42);
         ASSERT_EQ(std::pair(m.GetSizeX(), m.GetSizeY()), std::pair(sx, sy));
-        for (int row = 0; row < 16 * m.GetSSESizeY(); ++row)
-          for (int x = 0; x < sx; ++x) {
-            const float v = row < sy ? src.GetPoint(x, row) : nan;  // spare rows stay 0
-            ASSERT_EQ(Byte(m, x, row), above && v > 0.5f ? -7 : !above && v < 0.5f ? 42 : 0)
-                << sx << " x " << sy << " at " << x << "," << row;
-          }
+        ForEachByte(m, [&](char b, int x, int row) {
+          const float v = row < sy ? src.GetPoint(x, row) : kNaN;  // spare rows stay 0
+          EXPECT_EQ(b, above && v > 0.5f ? -7 : !above && v < 0.5f ? 42 : 0) << sx << " x " << sy << " at " << x << "," << row;
+        });
       }
 }
 
@@ -119,8 +118,7 @@ TEST(CharMatrix, IntegralVectorMatchesReference) {
       for (int rowLimit : {-16, 0, 15, 16, 50, 1000}) {
         std::mt19937 rng(sy * 31 + offset * 7 + rowLimit);
         CSSEcharMatrix m(4, sy);
-        for (int row = 0; row < 16 * m.GetSSESizeY(); ++row)
-          for (int x = 0; x < 4; ++x) Byte(m, x, row) = static_cast<char>(rng());
+        ForEachByte(m, [&](char& b, int, int) { b = static_cast<char>(rng()); });
         t_intvector v = m.GetIntegralVectorFromMatrix(offset, rowLimit);
         ASSERT_EQ(v.nCount, 4);
         const int rows = std::max(std::min(m.GetSSESizeY(), rowLimit >> 4), 0);

@@ -132,60 +132,56 @@ Pixels Box(int x0, int x1, int y0, int y1) {
   return p;
 }
 
-// Which pixels of a 10 x 9 raster of ones the stamp changes.
-TEST(MatrixStamps, FootprintsAreShiftedInwardNeverClipped) {
+// Which pixels of a 10 x 9 raster filled with old a stamp changes (bitwise).
+Pixels Changed(Stamp stamp, int x, int y, float old, float value) {
+  CSSEMatrix m = Filled(10, 9, old);
+  (m.*stamp)(x, y, value);
+  Pixels changed;
+  for (int py = 0; py < 9; ++py)
+    for (int px = 0; px < 10; ++px)
+      if (Bits(m.GetPoint(px, py)) != Bits(old)) changed.insert({px, py});
+  return changed;
+}
+
+// Every stamp is shifted inward, never clipped. On ones, a value on its side
+// (5 for Max and plain, 0.5 for Min) and NaN change exactly the footprint, the
+// other side changes nothing for Min and Max; over NaN every value is stored.
+TEST(MatrixStamps, FootprintsAndMinMaxRules) {
+  enum Kind { kPlain, kMin, kMax };
   const struct {
     Stamp stamp;
+    Kind kind;
     int x, y;
     Pixels expected;
   } cases[] = {
-      {&CSSEMatrix::SetPointMax, -3, 20, {{0, 8}}},
-      {&CSSEMatrix::SetPointAndRightOfPoint, 9, 4, {{8, 4}, {9, 4}}},
-      {&CSSEMatrix::SetPointAndLeftOfPoint, 0, 4, {{0, 4}, {1, 4}}},
-      {&CSSEMatrix::SetTriplePointMax, 0, 0, Box(0, 2, 0, 0)},
-      {&CSSEMatrix::SetTriplePointMax, 5, 3, Box(4, 6, 3, 3)},
-      {&CSSEMatrix::SetCross, 0, 0, {{1, 0}, {0, 1}, {1, 1}, {2, 1}, {1, 2}}},
-      {&CSSEMatrix::SetCrossMax, 50, 50, {{8, 6}, {7, 7}, {8, 7}, {9, 7}, {8, 8}}},
-      {&CSSEMatrix::Set3x3BoxPoint, -1, -1, Box(0, 2, 0, 2)},
-      {&CSSEMatrix::Set3x3BoxPointMax, 4, 4, Box(3, 5, 3, 5)},
-      {&CSSEMatrix::Set5x5BoxPointMax, -10, -10, Box(0, 4, 0, 4)},
-      {&CSSEMatrix::Set5x5BoxPointMax, 9, 8, Box(5, 9, 4, 8)},
-      {&CSSEMatrix::Set5x5BoxPointMax, 5, 3, Box(3, 7, 1, 5)},  // across SSE rows
+      {&CSSEMatrix::SetPointMax, kMax, -3, 20, {{0, 8}}},
+      {&CSSEMatrix::SetPointMin, kMin, 4, 4, {{4, 4}}},
+      {&CSSEMatrix::SetPointAndRightOfPoint, kPlain, 9, 4, {{8, 4}, {9, 4}}},
+      {&CSSEMatrix::SetPointAndLeftOfPoint, kPlain, 0, 4, {{0, 4}, {1, 4}}},
+      {&CSSEMatrix::SetTriplePointMin, kMin, 0, 0, Box(0, 2, 0, 0)},
+      {&CSSEMatrix::SetTriplePointMax, kMax, 5, 3, Box(4, 6, 3, 3)},
+      {&CSSEMatrix::SetCross, kPlain, 0, 0, {{1, 0}, {0, 1}, {1, 1}, {2, 1}, {1, 2}}},
+      {&CSSEMatrix::SetCrossMax, kMax, 50, 50, {{8, 6}, {7, 7}, {8, 7}, {9, 7}, {8, 8}}},
+      {&CSSEMatrix::SetCrossMin, kMin, 4, 4, {{4, 3}, {3, 4}, {4, 4}, {5, 4}, {4, 5}}},
+      {&CSSEMatrix::Set3x3BoxPoint, kPlain, -1, -1, Box(0, 2, 0, 2)},
+      {&CSSEMatrix::Set3x3BoxPointMax, kMax, 4, 4, Box(3, 5, 3, 5)},
+      {&CSSEMatrix::Set3x3BoxPointMin, kMin, 9, 0, Box(7, 9, 0, 2)},
+      {&CSSEMatrix::Set5x5BoxPointMax, kMax, -10, -10, Box(0, 4, 0, 4)},
+      {&CSSEMatrix::Set5x5BoxPointMin, kMin, 9, 8, Box(5, 9, 4, 8)},
+      {&CSSEMatrix::Set5x5BoxPointMax, kMax, 5, 3, Box(3, 7, 1, 5)},  // across SSE rows
   };
   for (const auto& c : cases) {
-    CSSEMatrix m = Filled(10, 9, 1.0f);
-    (m.*c.stamp)(c.x, c.y, 5.0f);
-    Pixels changed;
-    for (int y = 0; y < 9; ++y)
-      for (int x = 0; x < 10; ++x)
-        if (m.GetPoint(x, y) != 1.0f) changed.insert({x, y});
-    EXPECT_EQ(changed, c.expected) << "case " << &c - cases;
+    SCOPED_TRACE(testing::Message() << "case " << &c - cases);
+    const float inside = c.kind == kMin ? 0.5f : 5.0f, outside = c.kind == kMin ? 5.0f : 0.5f;
+    EXPECT_EQ(Changed(c.stamp, c.x, c.y, 1.0f, inside), c.expected);
+    EXPECT_EQ(Changed(c.stamp, c.x, c.y, 1.0f, outside), c.kind == kPlain ? c.expected : Pixels());
+    EXPECT_EQ(Changed(c.stamp, c.x, c.y, 1.0f, kNaN), c.expected);
+    EXPECT_EQ(Changed(c.stamp, c.x, c.y, kNaN, outside), c.expected);
   }
   CSSEMatrix tiny = Filled(2, 1, 0.0f);  // smaller than the footprint: stays inside the storage
   tiny.Set5x5BoxPointMax(0, 0, 4.0f);
   tiny.SetCross(5, 5, 3.0f);
   EXPECT_EQ(tiny.GetPoint(0, 0) + tiny.GetPoint(1, 0), 6.0f);
-}
-
-// Min keeps the smaller, Max the larger; a NaN on either side makes the
-// comparison false and the new value is stored.
-TEST(MatrixStamps, MinimumAndMaximumRules) {
-  const struct {
-    Stamp stamp;
-    float old, value, expected;
-  } cases[] = {
-      {&CSSEMatrix::SetPointMin, 2, 3, 2},          {&CSSEMatrix::SetPointMin, 2, 1, 1},
-      {&CSSEMatrix::SetPointMax, 2, 3, 3},          {&CSSEMatrix::SetPointMax, 2, 1, 2},
-      {&CSSEMatrix::Set5x5BoxPointMin, 2, 3, 2},    {&CSSEMatrix::Set3x3BoxPointMin, 2, 1, 1},
-      {&CSSEMatrix::SetCrossMin, 2, 1, 1},          {&CSSEMatrix::SetTriplePointMin, 2, 1, 1},
-      {&CSSEMatrix::SetPointMax, kNaN, 3, 3},       {&CSSEMatrix::SetPointMin, kNaN, 3, 3},
-      {&CSSEMatrix::Set5x5BoxPointMax, 7, kNaN, kNaN}, {&CSSEMatrix::SetCrossMin, 7, kNaN, kNaN},
-  };
-  for (const auto& c : cases) {
-    CSSEMatrix m = Filled(9, 9, c.old);
-    (m.*c.stamp)(4, 4, c.value);
-    EXPECT_EQ(Bits(m.GetPoint(4, 4)), Bits(c.expected)) << c.old << " " << c.value;
-  }
 }
 
 }  // namespace
