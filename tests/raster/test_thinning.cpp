@@ -52,18 +52,16 @@ TEST(ZhangSuen, GivesTheExpectedSkeletons) {
     const char* name;
     std::vector<std::string> in, out;
   } cases[] = {
-      {"isolated pixel stays", {".....", "..#..", "....."}, {".....", "..#..", "....."}},
-      {"threshold is strict", {".....", "..o..", "....."}, {".....", ".....", "....."}},
-      {"straight line stays", {".......", ".#####.", "......."}, {".......", ".#####.", "......."}},
-      // Every pixel of the L has two neighbours: the textbook rule (B >= 2)
-      // would erode it, this one keeps end points.
-      {"two-neighbour end points stay", {".....", ".##..", "..#..", "....."}, {".....", ".##..", "..#..", "....."}},
+      // An isolated pixel, a straight line and an L stay (every pixel of the L
+      // has two neighbours: the textbook rule, B >= 2, would erode it); a pixel
+      // at the threshold itself is background.
+      {"stable shapes",
+       {"..........", ".#....o...", "..........", ".#####....", "..........", ".##.......", "..#.......", ".........."},
+       {"..........", ".#........", "..........", ".#####....", "..........", ".##.......", "..#.......", ".........."}},
       {"filled square loses its corners",
        {".....", ".###.", ".###.", ".###.", "....."},
        {".....", "..#..", ".##..", ".....", "....."}},
       {"border pixels end zero", {"####", "####", "####"}, {"....", ".##.", "...."}},
-      {"two rows end all zero", {"####", "####"}, {"....", "...."}},
-      {"one column ends zero", {"#", "#", "#"}, {".", ".", "."}},
   };
   for (const auto& c : cases) {
     CSSEMatrix m;
@@ -82,8 +80,8 @@ TEST(ZhangSuen, GivesTheExpectedSkeletons) {
 // (padding lanes included, which must be ignored as input and end 0), with
 // sizes that straddle the 64-pixel words and the 4-row registers.
 TEST(ZhangSuen, MatchesPerPixelReferenceOnRandomMasks) {
-  const int sizes[][2] = {{1, 1},   {3, 3},    {5, 7},    {6, 5},    {63, 9}, {64, 17},
-                          {65, 31}, {129, 5},  {31, 129}, {127, 63}, {200, 77}, {3, 200}};
+  const int sizes[][2] = {{1, 1},  {3, 3},   {4, 2},    {1, 3},     {5, 7},     {6, 5},   {63, 9},
+                          {64, 17}, {65, 31}, {129, 5}, {31, 129}, {127, 63}, {200, 77}, {3, 200}};
   for (unsigned seed = 1; seed <= 6; ++seed)
     for (const auto& size : sizes) {
       std::mt19937 rng(seed * 7919u + size[0] * 31u + size[1]);
