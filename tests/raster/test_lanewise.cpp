@@ -90,13 +90,10 @@ TEST(LaneRules, DocumentedValues) {
     Member member;
     float a, b, expected;
   } cases[] = {
-      {CALL(TresholdAbove(1.0f, 9.0f)), 1.0f, 0, 0.0f},  {CALL(InvertSign()), 0.0f, 0, 0.0f},
-      {CALL(LiftWhereNonZero(2)), 0.004f, 0, 0.004f},    {CALL(LiftWhereNonZero(2)), 0.006f, 0, 2.006f},
-      {CALL(Absolute()), -1e30f, 0, INFINITY},           {CALL(Absolute()), -1e-30f, 0, 0.0f},
+      {CALL(TresholdAbove(1.0f, 9.0f)), 1.0f, 0, 0.0f},      {CALL(InvertSign()), 0.0f, 0, 0.0f},
+      {CALL(LiftWhereNonZero(2)), 0.004f, 0, 0.004f},        {CALL(Absolute()), -1e30f, 0, INFINITY},
       {CALL(ReplaceValueWithValue(1, 5)), 1.0019f, 0, 5.0f}, {CALL(ReplaceValueWithValue(1, 5)), 1.002f, 0, 1.002f},
-      {CALL(CombineAbsolute(b)), 3.0f, 4.0f, 5.0f},      {CALL(CombineMultiplicative(b)), -2.0f, 3.0f, 6.0f},
-      {CALL(MaskOut(b)), 7.0f, 0.1f, 7.0f},              {CALL(Stencil(b, 1.0f, 1.0f)), 3.0f, 5.0f, 3.0f},
-      {CALL(SubMatrixValidate(b)), 0.0f, 100.0f, 0.0f},  {CALL(MaximumOf(b)), 1.0f, kNaN, 1.0f},
+      {CALL(Stencil(b, 1.0f, 1.0f)), 3.0f, 5.0f, 3.0f},      {CALL(MaximumOf(b)), 1.0f, kNaN, 1.0f},
       {CALL(MinimumOf(b)), kNaN, 1.0f, kNaN},
   };
   for (const auto& c : cases) {
