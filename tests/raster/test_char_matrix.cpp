@@ -27,7 +27,7 @@ TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
     CSSEcharMatrix m(c[0], c[1]);
     EXPECT_EQ(std::pair(m.GetSSESizeX(), m.GetSSESizeY()), std::pair(c[0], c[2])) << c[0] << " x " << c[1];
     int cleared = 0, filled = 0;
-    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0, b = -5; });
+    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0; b = 7; });  // Clear must overwrite every byte
     m.Clear(-5);
     ForEachByte(m, [&](char b, int, int) { filled += b == -5; });
     EXPECT_EQ(cleared, filled);
