@@ -1,25 +1,22 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <functional>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 #include "relief/CArchive.h"
 
-namespace {
-
-std::string StoreSample() {
+static const std::string kSample = [] {  // 2, -3, 1.5f, 'x' and a block of five bytes
   std::ostringstream out;
-  {
-    CArchive ar(out);
-    ar << std::int32_t(2) << std::int32_t(-3) << 1.5f << 'x';
-    const char block[5] = {1, 2, 3, 4, 5};
-    ar.Write(block, sizeof block);
-  }
+  CArchive ar(out);
+  ar << std::int32_t(2) << std::int32_t(-3) << 1.5f << 'x';
+  ar.Write("\1\2\3\4\5", 5);
+  ar.Close();
   return out.str();
-}
+}();
 
-CArchiveException::Cause CauseOf(const std::function<void()>& f) {
+static CArchiveException::Cause CauseOf(const std::function<void()>& f) {
   try {
     f();
   } catch (const CArchiveException& e) {
@@ -28,54 +25,30 @@ CArchiveException::Cause CauseOf(const std::function<void()>& f) {
   return CArchiveException::none;
 }
 
-}  // namespace
-
-TEST(Archive, WritesLittleEndianValuesByteForByte) {
-  const std::string bytes = StoreSample();
-  ASSERT_EQ(bytes.size(), 4u + 4u + 4u + 1u + 5u);
-  const unsigned char expected[] = {2, 0, 0, 0, 0xFD, 0xFF, 0xFF, 0xFF, 0, 0, 0xC0, 0x3F, 'x', 1, 2, 3, 4, 5};
-  EXPECT_EQ(std::memcmp(bytes.data(), expected, sizeof expected), 0);
-}
-
-TEST(Archive, RoundTripsAndReportsRemainingBytes) {
-  std::istringstream in(StoreSample());
-  CArchive ar(in);
-  EXPECT_TRUE(ar.IsLoading());
-  EXPECT_FALSE(ar.IsStoring());
-  EXPECT_EQ(ar.GetRemainingBytes(), 18);
-  std::int32_t a = 0, b = 0;
-  float f = 0;
-  char c = 0;
-  ar >> a >> b >> f >> c;
-  EXPECT_EQ(a, 2);
-  EXPECT_EQ(b, -3);
-  EXPECT_EQ(f, 1.5f);
-  EXPECT_EQ(c, 'x');
-  EXPECT_EQ(ar.GetRemainingBytes(), 5);
-  char block[5];
-  ar.Read(block, 5);
-  EXPECT_EQ(block[4], 5);
-  EXPECT_EQ(ar.GetRemainingBytes(), 0);
-}
-
-TEST(Archive, EveryTruncatedPrefixThrowsEndOfFile) {
-  const std::string full = StoreSample();
-  for (std::size_t n = 0; n < full.size(); ++n) {
-    std::istringstream in(full.substr(0, n));
+// The sample's exact little-endian bytes read back; every shorter prefix
+// throws end of file, and the remaining byte count follows the reads.
+TEST(Archive, BytesReadBackAndEveryTruncatedPrefixThrowsEndOfFile) {
+  EXPECT_EQ(kSample, std::string("\2\0\0\0\xFD\xFF\xFF\xFF\0\0\xC0\x3F" "x\1\2\3\4\5", 18));
+  for (std::size_t n = 0; n <= kSample.size(); ++n) {
+    std::istringstream in(kSample.substr(0, n));
     CArchive ar(in);
+    std::int32_t a = 0, b = 0;
+    float f = 0;
+    char c = 0, block[5] = {};
     const auto cause = CauseOf([&] {
-      std::int32_t a, b;
-      float f;
-      char c, block[5];
+      EXPECT_EQ(ar.GetRemainingBytes(), std::int64_t(n));
       ar >> a >> b >> f >> c;
+      EXPECT_EQ(ar.GetRemainingBytes(), std::int64_t(n) - 13);
       ar.Read(block, 5);
+      EXPECT_EQ(ar.GetRemainingBytes(), 0);
     });
-    EXPECT_EQ(cause, CArchiveException::endOfFile) << "prefix of " << n << " bytes";
+    EXPECT_EQ(cause, n < kSample.size() ? CArchiveException::endOfFile : CArchiveException::none) << n << " bytes";
+    if (n == kSample.size()) {
+      EXPECT_TRUE(ar.IsLoading() && !ar.IsStoring());
+      EXPECT_EQ(std::tuple(a, b, f, c, block[4]), std::tuple(2, -3, 1.5f, 'x', '\5'));
+    }
   }
-}
-
-TEST(Archive, LargeReadsPastTheEndThrow) {
-  std::istringstream in(std::string(10000, 'a'));
+  std::istringstream in(std::string(10000, 'a'));  // a read larger than the buffer
   CArchive ar(in);
   std::string big(20000, '\0');
   EXPECT_EQ(CauseOf([&] { ar.Read(big.data(), big.size()); }), CArchiveException::endOfFile);
@@ -86,33 +59,25 @@ TEST(Archive, WrongDirectionThrows) {
   CArchive storing(out);
   std::int32_t v;
   EXPECT_EQ(CauseOf([&] { storing >> v; }), CArchiveException::writeOnly);
-
   std::istringstream in(std::string(8, '\0'));
   CArchive loading(in);
   EXPECT_EQ(CauseOf([&] { loading << std::int32_t(1); }), CArchiveException::readOnly);
 }
 
-TEST(Archive, CloseHandsReadAheadBackToTheStream) {
-  std::string bytes = StoreSample();
-  std::istringstream in(bytes);
-  {
-    CArchive ar(in);
-    std::int32_t a;
-    ar >> a;
-  }
+// A loading archive hands its read-ahead back on close; a stream that cannot
+// seek (a pipe) still reads, its length unknown.
+TEST(Archive, StreamPositionAfterCloseAndUnseekableStreams) {
+  std::istringstream in(kSample);
+  std::int32_t v = 0;
+  CArchive(in) >> v;
   EXPECT_EQ(in.tellg(), std::streampos(4));
-}
-
-TEST(Archive, UnseekableStreamReportsUnknownLength) {
-  // A stream buffer without seek support, like a pipe.
   struct PipeBuf : std::streambuf {
     char data[4] = {1, 0, 0, 0};
     PipeBuf() { setg(data, data, data + 4); }
   } pipe;
-  std::istream in(&pipe);
-  CArchive ar(in);
+  std::istream piped(&pipe);
+  CArchive ar(piped);
   EXPECT_EQ(ar.GetRemainingBytes(), -1);
-  std::int32_t v = 0;
   ar >> v;
   EXPECT_EQ(v, 1);
 }

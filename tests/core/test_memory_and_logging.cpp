@@ -10,44 +10,32 @@
 #include "relief/MessageBox.h"
 #include "relief/SafeMemory.h"
 
-TEST(SafeMemory, NullIsIgnoredByBothFrees) {
-  SafeFree(nullptr);
-  SafeAlignedFree(nullptr);
-}
-
-TEST(SafeMemory, AlignedBlocksAreAligned) {
+TEST(SafeMemory, BlocksAreAlignedZeroedAndExhaustionThrows) {
   for (std::size_t size : {1u, 16u, 64u, 1000u}) {
     void* p = SafeAlignedAlloc(size, 16);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % 16, 0u) << size;
     SafeAlignedFree(p);
   }
-}
-
-TEST(SafeMemory, CallocZeroFills) {
   auto* p = static_cast<unsigned char*>(SafeCalloc(100, 3));
   for (int i = 0; i < 300; ++i) ASSERT_EQ(p[i], 0);
   SafeFree(p);
-}
-
-TEST(SafeMemory, ExhaustionThrowsInsteadOfReturningNull) {
+  SafeFree(nullptr);  // null is ignored by both frees
+  SafeAlignedFree(nullptr);
   const std::size_t impossible = std::numeric_limits<std::size_t>::max() / 2;
   EXPECT_THROW(SafeMalloc(impossible), CMemoryException);
   EXPECT_THROW(SafeCalloc(impossible, 4), CMemoryException);
   EXPECT_THROW(SafeAlignedAlloc(impossible, 16), CMemoryException);
-  // Callers that only know the standard exception still catch it.
-  EXPECT_THROW(SafeMalloc(impossible), std::bad_alloc);
+  EXPECT_THROW(SafeMalloc(impossible), std::bad_alloc);  // callers that only know the standard exception
 }
 
 TEST(TimeLogger, IsSilentAndRecordsOnlyTheStart) {
-  CTimeLogger logger(L"measurement");
+  CTimeLogger logger(L"measurement"), copy;
   logger.SetTimeStampEnd("before any start");  // harmless
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   logger.SetTimeStampStart();
   logger.SetTimeStampEnd("done");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  CTimeLogger copy;
+  EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
   copy = logger;
   EXPECT_EQ(copy.GetTimeStampStart(), logger.GetTimeStampStart());
 }
@@ -57,7 +45,6 @@ TEST(MessageBox, HandlerReceivesTextAndDefaultWritesStderr) {
   SetMessageBoxHandler([&](const std::string& text) { seen.push_back(text); });
   ShowMessageBox("OctreeCreated");
   EXPECT_EQ(seen, std::vector<std::string>{"OctreeCreated"});
-
   SetMessageBoxHandler(nullptr);
   testing::internal::CaptureStderr();
   ShowMessageBox("hello");

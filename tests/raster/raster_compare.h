@@ -1,22 +1,38 @@
 #pragma once
 
-// Helpers shared by the raster tests: bitwise comparison of whole storage
-// (padding lanes included), direct lane access, and seeded random fills.
+// Shared by the raster tests: lane access (padding lanes included), bitwise
+// comparison of whole storage and seeded random fills.
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "relief/CSSEMatrix.h"
 
 namespace relief::test {
 
-// Lane (x, row) of the storage, rows beyond sizeY included (padding lanes).
-inline float& Lane(CSSEMatrix& m, int x, int row) {
+inline const float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+// Lane (x, row) of the storage; rows from sizeY on are padding lanes.
+inline float& Lane(const CSSEMatrix& m, int x, int row) {
   return reinterpret_cast<float*>(m.GetMatrixDataDirectly()[row >> 2] + x)[row & 3];
+}
+
+// fn(lane, x, row) for every lane, row by row: each of the four lane
+// positions still sees its registers in walk order (SSE row, then column).
+template <class Fn>
+void ForEachLane(const CSSEMatrix& m, Fn fn) {
+  for (int row = 0; row < 4 * m.GetSSESizeY(); ++row)
+    for (int x = 0; x < m.GetSSESizeX(); ++x) fn(Lane(m, x, row), x, row);
 }
 
 inline std::uint32_t Bits(float v) {
@@ -25,44 +41,48 @@ inline std::uint32_t Bits(float v) {
   return u;
 }
 
-// Empty when a and b have the same sizes and bitwise the same registers;
+// Empty when a and b have the same sizes and bitwise the same lanes;
 // otherwise names the first difference.
-inline std::string StorageDifference(CSSEMatrix& a, CSSEMatrix& b) {
+inline std::string StorageDifference(const CSSEMatrix& a, const CSSEMatrix& b) {
   std::ostringstream out;
-  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY()) {
+  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY())
     out << "size " << a.GetSizeX() << "x" << a.GetSizeY() << " vs " << b.GetSizeX() << "x" << b.GetSizeY();
-    return out.str();
-  }
-  for (int row = 0; row < 4 * a.GetSSESizeY(); ++row)
-    for (int x = 0; x < a.GetSSESizeX(); ++x) {
-      const float va = Lane(a, x, row), vb = Lane(b, x, row);
-      if (Bits(va) != Bits(vb)) {
-        out << "lane (" << x << ", " << row << "): " << va << " vs " << vb;
-        return out.str();
-      }
-    }
-  return {};
+  else
+    ForEachLane(a, [&](float va, int x, int row) {
+      const float vb = Lane(b, x, row);
+      if (out.tellp() == 0 && Bits(va) != Bits(vb)) out << "lane (" << x << ", " << row << "): " << va << " vs " << vb;
+    });
+  return out.str();
 }
 
-// Fills every lane, padding included, with gen(rng).
+inline CSSEMatrix Filled(int sizeX, int sizeY, float value) {
+  CSSEMatrix m;
+  m.Create(sizeX, sizeY);
+  m.Fill(value);
+  return m;
+}
+
+inline auto Uniform(float lo, float hi) {
+  return [lo, hi](std::mt19937& r) { return std::uniform_real_distribution<float>(lo, hi)(r); };
+}
+
+// Uniform in [lo, hi), every fifth value or so snapped to a value on or
+// next to a threshold the operations use (signed zeros, 0.005, 1 +- 0.002, ...).
+inline auto WithSpecials(float lo, float hi) {
+  return [lo, hi](std::mt19937& r) {
+    static const float specials[] = {0.0f,   -0.0f, 1.0f, 0.004f, 0.005f, 0.006f, 1.002f,  0.998f,
+                                     0.001f, 0.1f,  0.5f, 1.5f,   0.25f,  5.0f,   0.0005f, 1e30f};
+    return r() % 5 == 0 ? specials[r() % 16] : std::uniform_real_distribution<float>(lo, hi)(r);
+  };
+}
+
+// A sizeX x sizeY raster with gen(rng) in every lane, padding included.
 template <class Gen>
-void FillLanes(CSSEMatrix& m, std::mt19937& rng, Gen gen) {
-  for (int row = 0; row < 4 * m.GetSSESizeY(); ++row)
-    for (int x = 0; x < m.GetSSESizeX(); ++x) Lane(m, x, row) = gen(rng);
-}
-
-// A mask of thick blobs: `count` discs of radius up to maxRadius hold
-// `inside`, everything else `outside`.
-inline void FillBlobs(CSSEMatrix& m, std::mt19937& rng, int count, int maxRadius, float inside, float outside) {
-  m.Fill(outside);
-  std::uniform_int_distribution<int> px(0, std::max(0, m.GetSizeX() - 1)), py(0, std::max(0, m.GetSizeY() - 1)),
-      pr(1, std::max(1, maxRadius));
-  for (int i = 0; i < count; ++i) {
-    const int cx = px(rng), cy = py(rng), r = pr(rng);
-    for (int y = std::max(0, cy - r); y <= std::min(m.GetSizeY() - 1, cy + r); ++y)
-      for (int x = std::max(0, cx - r); x <= std::min(m.GetSizeX() - 1, cx + r); ++x)
-        if ((x - cx) * (x - cx) + (y - cy) * (y - cy) <= r * r) m.SetPoint(x, y, inside);
-  }
+CSSEMatrix RandomRaster(int sizeX, int sizeY, std::mt19937& rng, Gen gen) {
+  CSSEMatrix m;
+  m.Create(sizeX, sizeY);
+  ForEachLane(m, [&](float& v, int, int) { v = gen(rng); });
+  return m;
 }
 
 }  // namespace relief::test

@@ -1,17 +1,12 @@
 // The byte raster: storage geometry, clamping, copies, thresholds from float
 // rasters and the column profile.
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-#include <random>
-
 #include "raster_compare.h"
 #include "relief/CMemoryException.h"
-#include "relief/CSSEMatrix.h"
 #include "relief/CSSEcharMatrix.h"
 #include "relief/SafeMemory.h"
+
+using namespace relief::test;
 
 namespace {
 
@@ -19,130 +14,100 @@ char& Byte(CSSEcharMatrix& m, int x, int row) {
   return reinterpret_cast<char*>(m.GetMatrixDataDirectly()[row >> 4] + x)[row & 15];
 }
 
+// fn(byte, x, row) for every byte of the storage, spare rows included.
+template <class Fn>
+void ForEachByte(CSSEcharMatrix& m, Fn fn) {
+  for (int row = 0; row < 16 * m.GetSSESizeY(); ++row)
+    for (int x = 0; x < m.GetSSESizeX(); ++x) fn(Byte(m, x, row), x, row);
+}
+
 TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
-  const int cases[][3] = {{5, 16, 2}, {5, 15, 1}, {5, 0, 1}, {1, 32, 3}, {2, 511, 32}, {2, 512, 33}};
+  const int cases[][3] = {{5, 16, 2}, {5, 15, 1}, {5, 0, 1}, {1, 32, 3}, {2, 511, 32}, {2, 512, 33}, {3, 1029, 65}};
   for (const auto& c : cases) {
     CSSEcharMatrix m(c[0], c[1]);
-    EXPECT_EQ(m.GetSSESizeY(), c[2]) << c[0] << " x " << c[1];
-    EXPECT_EQ(m.GetSSESizeX(), c[0]);
-    for (int row = 0; row < 16 * m.GetSSESizeY(); ++row)
-      for (int x = 0; x < m.GetSSESizeX(); ++x) ASSERT_EQ(Byte(m, x, row), 0);
+    EXPECT_EQ(std::pair(m.GetSSESizeX(), m.GetSSESizeY()), std::pair(c[0], c[2])) << c[0] << " x " << c[1];
+    int cleared = 0, filled = 0;
+    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0; b = 7; });  // Clear must overwrite every byte
+    m.Clear(-5);
+    ForEachByte(m, [&](char b, int, int) { filled += b == -5; });
+    EXPECT_EQ(cleared, filled);
+    EXPECT_EQ(filled, 16 * c[0] * c[2]);
+    for (int y = 0; y < c[1]; ++y) m.SetPoint(c[0] - 1, y, static_cast<char>(y));  // every field addressable
+    for (int y = 0; y < c[1]; ++y) ASSERT_EQ(m.GetPoint(c[0] - 1, y), static_cast<char>(y));
   }
 }
 
-TEST(CharMatrix, LargeRastersSpanSeveralFieldsAndStayAddressable) {
-  CSSEcharMatrix m(3, 16 * 32 * 2 + 5);  // three fields
-  for (int y = 0; y < m.GetSizeY(); ++y) m.SetPoint(1, y, static_cast<char>(y));
-  for (int y = 0; y < m.GetSizeY(); ++y) ASSERT_EQ(m.GetPoint(1, y), static_cast<char>(y));
-}
-
-TEST(CharMatrix, PixelAccessClamps) {
-  CSSEcharMatrix m(5, 16);
+TEST(CharMatrix, ClampingAndRastersWithoutStorage) {
+  CSSEcharMatrix m(5, 16), none;
   m.SetPoint(-3, 100, 7);
-  EXPECT_EQ(m.GetPoint(0, 15), 7);
   EXPECT_EQ(m.GetPoint(-10, 1000), 7);
+  EXPECT_EQ(m.GetPoint(0, 15), 7);
   m.SetPoint(99, -4, -2);
   EXPECT_EQ(m.GetPoint(4, 0), -2);
   EXPECT_EQ(Byte(m, 0, 16), 0);  // the spare row is never written as a pixel
-}
-
-TEST(CharMatrix, WithoutStorageReadsZeroAndIgnoresWrites) {
-  CSSEcharMatrix m;
-  m.SetPoint(1, 1, 5);
-  EXPECT_EQ(m.GetPoint(1, 1), 0);
-  m.Clear(3);
-  EXPECT_EQ(m.GetMatrixDataDirectly(), nullptr);
-}
-
-TEST(CharMatrix, ImpossibleSizesThrowAndChangeNothing) {
-  CSSEcharMatrix m(4, 4);
-  m.SetPoint(2, 2, 9);
-  for (auto size : {std::pair{-1, 3}, std::pair{3, -1}, std::pair{1, 128000}}) {
-    EXPECT_THROW(m.Create(size.first, size.second), CMemoryException);
-    EXPECT_EQ(m.GetSizeX(), 4);
-    EXPECT_EQ(m.GetPoint(2, 2), 9);
+  none.SetPoint(1, 1, 5);
+  none.Clear(3);
+  EXPECT_EQ(none.GetPoint(1, 1), 0);
+  EXPECT_EQ(none.GetMatrixDataDirectly(), nullptr);
+  for (auto [sx, sy] : {std::pair{-1, 3}, std::pair{3, -1}, std::pair{1, 128000}}) {
+    EXPECT_THROW(m.Create(sx, sy), CMemoryException) << sx << " x " << sy;
+    EXPECT_EQ(m.GetSizeX(), 5);
+    EXPECT_EQ(m.GetPoint(4, 0), -2);
   }
 }
 
-TEST(CharMatrix, ClearWritesSpareRowsToo) {
-  CSSEcharMatrix m(3, 20);
-  m.Clear(-5);
-  for (int row = 0; row < 32; ++row) EXPECT_EQ(Byte(m, 2, row), -5);
-}
-
-TEST(CharMatrix, CopiesAreDeepAndIncludeSpareRows) {
-  CSSEcharMatrix m(6, 21);
+TEST(CharMatrix, CopiesAreDeepAssignmentIsShallow) {
+  CSSEcharMatrix m(6, 21), empty, fromEmpty(empty), alias;
   m.Clear(1);
   m.SetPoint(5, 20, 8);
   CSSEcharMatrix copy(m);
   m.SetPoint(5, 20, 0);
   EXPECT_EQ(copy.GetPoint(5, 20), 8);
-  EXPECT_EQ(Byte(copy, 0, 31), 1);
-  CSSEcharMatrix empty, fromEmpty(empty);
+  EXPECT_EQ(Byte(copy, 0, 31), 1);  // spare rows copied too
   EXPECT_NE(fromEmpty.GetMatrixDataDirectly(), nullptr);
-}
-
-TEST(CharMatrix, CopyLimitedXTakesClampedColumns) {
-  CSSEcharMatrix src(5, 18);
-  for (int y = 0; y < 18; ++y)
-    for (int x = 0; x < 5; ++x) src.SetPoint(x, y, static_cast<char>(10 * x + y));
-  struct Case {
-    int from, to, width, first;
-  };
-  for (const Case c : {Case{1, 3, 3, 1}, Case{-4, 1, 2, 0}, Case{3, 99, 2, 3}, Case{2, 2, 1, 2}}) {
-    CSSEcharMatrix part(src, c.from, c.to);
-    ASSERT_EQ(part.GetSizeX(), c.width) << c.from << ".." << c.to;
-    ASSERT_EQ(part.GetSizeY(), 18);
-    for (int y = 0; y < 18; ++y)
-      for (int x = 0; x < c.width; ++x) EXPECT_EQ(part.GetPoint(x, y), src.GetPoint(x + c.first, y));
-  }
-  CSSEcharMatrix part;
-  EXPECT_THROW(part.CopyFromOtherMatrixLimitedX(src, 7, 2), CMemoryException);  // width 2 - 4 + 1
-  CSSEcharMatrix noRows(4, 0);
-  part.CopyFromOtherMatrixLimitedX(noRows, 0, 3);
-  EXPECT_EQ(part.GetMatrixDataDirectly(), nullptr);
-}
-
-TEST(CharMatrix, AssignmentIsShallow) {
-  CSSEcharMatrix m(2, 2), alias;
   alias = m;
   alias.SetPoint(1, 1, 4);
   EXPECT_EQ(m.GetPoint(1, 1), 4);
   alias = CSSEcharMatrix();  // forget the shared storage before it is freed twice
 }
 
-// Thresholds pixel by pixel against the float raster.
+TEST(CharMatrix, CopyLimitedXTakesClampedColumns) {
+  CSSEcharMatrix src(5, 18), part, noRows(4, 0);
+  for (int y = 0; y < 18; ++y)
+    for (int x = 0; x < 5; ++x) src.SetPoint(x, y, static_cast<char>(10 * x + y));
+  const int cases[][4] = {{1, 3, 3, 1}, {-4, 1, 2, 0}, {3, 99, 2, 3}, {2, 2, 1, 2}};  // from, to, width, first
+  for (const auto& c : cases) {
+    CSSEcharMatrix got(src, c[0], c[1]);
+    ASSERT_EQ(std::pair(got.GetSizeX(), got.GetSizeY()), std::pair(c[2], 18)) << c[0] << ".." << c[1];
+    for (int y = 0; y < 18; ++y)
+      for (int x = 0; x < c[2]; ++x) EXPECT_EQ(got.GetPoint(x, y), src.GetPoint(x + c[3], y));
+  }
+  EXPECT_THROW(part.CopyFromOtherMatrixLimitedX(src, 7, 2), CMemoryException);  // width 2 - 4 + 1
+  part.CopyFromOtherMatrixLimitedX(noRows, 0, 3);
+  EXPECT_EQ(part.GetMatrixDataDirectly(), nullptr);
+}
+
+// Thresholds pixel by pixel against the float raster (strict, NaN never passes).
 TEST(CharMatrix, ThresholdsMatchPerPixelReference) {
-  const float nan = std::numeric_limits<float>::quiet_NaN();
   for (int sy : {1, 4, 15, 16, 17, 33, 64})
-    for (int sx : {1, 3, 10}) {
-      std::mt19937 rng(sx * 100 + sy);
-      CSSEMatrix src;
-      src.Create(sx, sy);
-      relief::test::FillLanes(src, rng, [&](std::mt19937& r) {
-        const int k = std::uniform_int_distribution<int>(0, 9)(r);
-        return k == 0 ? 0.5f : k == 1 ? nan : std::uniform_real_distribution<float>(0, 1)(r);
-      });
+    for (int sx : {1, 3, 10})
       for (bool above : {true, false}) {
+        std::mt19937 rng(sx * 100 + sy);
+        CSSEMatrix src = RandomRaster(sx, sy, rng, [&](std::mt19937& r) {
+          const int k = std::uniform_int_distribution<int>(0, 9)(r);
+          return k == 0 ? 0.5f : k == 1 ? kNaN : std::uniform_real_distribution<float>(0, 1)(r);
+        });
         CSSEcharMatrix m(2, 2);
         if (above)
           m.CopyAndTresholdAbove(src, 0.5f, -7);
         else
           m.CopyAndTresholdBelow(src, 0.5f, 42);
-        ASSERT_EQ(m.GetSizeX(), sx);
-        ASSERT_EQ(m.GetSizeY(), sy);
-        for (int row = 0; row < 16 * m.GetSSESizeY(); ++row)
-          for (int x = 0; x < sx; ++x) {
-            char expected = 0;
-            if (row < sy) {
-              const float v = src.GetPoint(x, row);
-              if (above && v > 0.5f) expected = -7;
-              if (!above && v < 0.5f) expected = 42;
-            }
-            ASSERT_EQ(Byte(m, x, row), expected) << sx << " x " << sy << " at " << x << "," << row;
-          }
+        ASSERT_EQ(std::pair(m.GetSizeX(), m.GetSizeY()), std::pair(sx, sy));
+        ForEachByte(m, [&](char b, int x, int row) {
+          const float v = row < sy ? src.GetPoint(x, row) : kNaN;  // spare rows stay 0
+          EXPECT_EQ(b, above && v > 0.5f ? -7 : !above && v < 0.5f ? 42 : 0) << sx << " x " << sy << " at " << x << "," << row;
+        });
       }
-    }
 }
 
 // The column profile byte by byte: (b - offset) mod 256 read as signed,
@@ -153,14 +118,13 @@ TEST(CharMatrix, IntegralVectorMatchesReference) {
       for (int rowLimit : {-16, 0, 15, 16, 50, 1000}) {
         std::mt19937 rng(sy * 31 + offset * 7 + rowLimit);
         CSSEcharMatrix m(4, sy);
-        for (int row = 0; row < 16 * m.GetSSESizeY(); ++row)
-          for (int x = 0; x < 4; ++x) Byte(m, x, row) = static_cast<char>(rng());
+        ForEachByte(m, [&](char& b, int, int) { b = static_cast<char>(rng()); });
         t_intvector v = m.GetIntegralVectorFromMatrix(offset, rowLimit);
         ASSERT_EQ(v.nCount, 4);
-        const int rows = std::min(m.GetSSESizeY(), rowLimit >> 4);
+        const int rows = std::max(std::min(m.GetSSESizeY(), rowLimit >> 4), 0);
         for (int x = 0; x < 4; ++x) {
           int sum = 0;
-          for (int row = 0; row < 16 * std::max(rows, 0); ++row)
+          for (int row = 0; row < 16 * rows; ++row)
             sum += static_cast<signed char>(static_cast<unsigned char>(Byte(m, x, row)) - offset);
           EXPECT_EQ(v.pValues[x], sum / (16 * m.GetSSESizeY())) << sy << " " << offset << " " << rowLimit;
         }

@@ -1,89 +1,66 @@
-#include <gtest/gtest.h>
+// CImgFromToArray: the first and last change per band of four rows, and the
+// queries over ranges of bands.
 
+#include "raster_compare.h"
 #include "relief/CImgFromToArray.h"
-#include "relief/CSSEMatrix.h"
+
+using namespace relief::test;
 
 namespace {
 
-// A raster whose band k has a step between given columns.
-CSSEMatrix Steps(int sizeX, int sizeY) {
-  CSSEMatrix m;
-  m.Create(sizeX, sizeY);
-  return m;
+std::pair<int, int> Span(CImgFromToArray& spans, int band) {
+  return {spans.GetArray()[band].from, spans.GetArray()[band].to};
 }
 
-}  // namespace
-
-TEST(FromToArray, BandCountAndUntouchedBands) {
+TEST(FromToArray, BandsHoldTheFirstAndLastChange) {
   for (auto [rows, bands] : {std::pair{8, 2}, {9, 3}, {1, 1}, {4, 1}}) {
-    CSSEMatrix m = Steps(10, rows);
+    CSSEMatrix m = Filled(10, rows, 0.0f);
     CImgFromToArray spans;
     spans.CalcArray(m, 0, 9);
     ASSERT_EQ(spans.GetCount(), bands) << rows;
-    EXPECT_EQ(spans.GetArray()[0].from, 0);
-    EXPECT_EQ(spans.GetArray()[0].to, 999999);
-    EXPECT_TRUE(spans.IsPositionInArray(123456, 0, 1));  // constant band: every x >= 0
+    EXPECT_EQ(Span(spans, 0), std::pair(0, 999999));  // constant band: untouched
+    EXPECT_TRUE(spans.IsPositionInArray(123456, 0, 1));
   }
-}
-
-TEST(FromToArray, FindsTheFirstAndLastChange) {
-  CSSEMatrix m = Steps(20, 8);
-  m.SetPoint(5, 1, 1.0f);   // band 0 changes at 5 (rising) and 6 (falling)
-  m.SetPoint(12, 6, 0.005f);  // band 1: a step of exactly 0.005 counts
+  CSSEMatrix m = Filled(20, 8, 0.0f);
+  m.SetPoint(5, 1, 1.0f);      // band 0 changes at 5 (rising) and 6 (falling)
+  m.SetPoint(12, 6, 0.005f);   // band 1: a step of exactly 0.005 counts
   m.SetPoint(15, 6, 0.0049f);  // below 0.005: no change
   CImgFromToArray spans;
   spans.CalcArray(m, 0, 19);
-  EXPECT_EQ(spans.GetArray()[0].from, 5);
-  EXPECT_EQ(spans.GetArray()[0].to, 6);
-  EXPECT_EQ(spans.GetArray()[1].from, 12);
-  EXPECT_EQ(spans.GetArray()[1].to, 13);
-
-  // A change at column 1 is found with xFrom = 0 (column 1 is compared with 0).
-  CSSEMatrix edge = Steps(6, 4);
-  edge.SetPoint(0, 0, 3.0f);
+  EXPECT_EQ(Span(spans, 0), std::pair(5, 6));
+  EXPECT_EQ(Span(spans, 1), std::pair(12, 13));
+  CSSEMatrix edge = Filled(6, 4, 0.0f);
+  edge.SetPoint(0, 0, 3.0f);  // with xFrom = 0, column 1 is compared with column 0
   spans.CalcArray(edge, 0, 5);
-  EXPECT_EQ(spans.GetArray()[0].from, 1);
+  EXPECT_EQ(Span(spans, 0).first, 1);
 }
 
 TEST(FromToArray, QueriesOverBandRanges) {
-  CSSEMatrix m = Steps(30, 16);  // 4 bands
-  m.SetPoint(10, 0, 1.0f);   // band 0: 10 .. 11
-  m.SetPoint(20, 5, 1.0f);   // band 1: 20 .. 21
-  m.SetPoint(3, 9, 1.0f);    // band 2: 3 .. 4
+  CSSEMatrix m = Filled(30, 16, 0.0f);  // 4 bands
+  m.SetPoint(10, 0, 1.0f);  // band 0: 10 .. 11
+  m.SetPoint(20, 5, 1.0f);  // band 1: 20 .. 21
+  m.SetPoint(3, 9, 1.0f);   // band 2: 3 .. 4
   CImgFromToArray spans;
   EXPECT_FALSE(spans.IsPositionInArray(0, 0, 1));  // no table yet
   spans.CalcArray(m, 0, 29);
-
   EXPECT_TRUE(spans.IsPositionInArray(11, 2, 1));
   EXPECT_FALSE(spans.IsPositionInArray(12, 2, 1));
-  // y = 5, range 2: bands 0 <= k < 1, so only band 0 is tested.
-  EXPECT_TRUE(spans.IsPositionInArray(10, 5, 2));
+  EXPECT_TRUE(spans.IsPositionInArray(10, 5, 2));  // y = 5, range 2: only band 0 is tested
   EXPECT_FALSE(spans.IsPositionInArray(20, 5, 2));
-  // Empty band range answers true.
-  EXPECT_TRUE(spans.IsPositionInArray(-50, 1, 2));
-
-  int from = -1, to = -1;
-  spans.GetFromToCoords(from, to, 2, 1);  // range 1 reads entry 2 itself, not band 0
-  EXPECT_EQ(from, 3);
-  EXPECT_EQ(to, 4);
-  from = 0, to = 100;
-  spans.GetFromToCoords(from, to, 6, 3);  // bands 0 and 1 ((6 + 3) >> 2 = 2 is not tested)
-  EXPECT_EQ(from, 10);
-  EXPECT_EQ(to, 21);
-  from = 0, to = 100;
-  spans.GetFromToCoords(from, to, 1, 2);  // empty band range
-  EXPECT_EQ(from, 999999);
-  EXPECT_EQ(to, 0);
-}
-
-TEST(FromToArray, DrawMarksSpanEnds) {
-  CSSEMatrix m = Steps(12, 8);
-  m.SetPoint(5, 1, 1.0f);
-  CImgFromToArray spans;
-  spans.CalcArray(m, 0, 11);
-  CSSEMatrix canvas = Steps(12, 8);
+  EXPECT_TRUE(spans.IsPositionInArray(-50, 1, 2));  // empty band range answers true
+  const int cases[][4] = {{2, 1, 3, 4},        // range 1 reads entry 2 itself, not band 0
+                          {6, 3, 10, 21},      // bands 0 and 1 ((6 + 3) >> 2 = 2 is not tested)
+                          {1, 2, 999999, 0}};  // empty band range
+  for (const auto& c : cases) {
+    int from = 0, to = 100;
+    spans.GetFromToCoords(from, to, c[0], c[1]);
+    EXPECT_EQ(std::pair(from, to), std::pair(c[2], c[3])) << c[0] << ", " << c[1];
+  }
+  CSSEMatrix canvas = Filled(30, 16, 0.0f);
   spans.DrawInMatrix(canvas);
-  EXPECT_EQ(canvas.GetPoint(4, 0), 20.0f);   // box centred on (5, 1) after the shift inward
-  EXPECT_EQ(canvas.GetPoint(6, 2), 30.0f);   // to = 6 drawn after from
-  EXPECT_EQ(canvas.GetPoint(11, 5), 30.0f);  // band 1 has no right end: drawn at the border
+  EXPECT_EQ(canvas.GetPoint(9, 0), 20.0f);   // box centred on (10, 1) after the shift inward
+  EXPECT_EQ(canvas.GetPoint(12, 2), 30.0f);  // to = 11 drawn after from
+  EXPECT_EQ(canvas.GetPoint(29, 13), 30.0f);  // band 3 has no right end: drawn at the border
 }
+
+}  // namespace

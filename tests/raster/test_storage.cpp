@@ -1,191 +1,187 @@
-#include <gtest/gtest.h>
+// Float raster storage: geometry, clamped access, rasters without storage,
+// copies, and the stamps' footprints and min/max rules.
 
-#include <cstdint>
-#include <vector>
+#include <set>
 
-#include "lanes.h"
+#include "raster_compare.h"
 #include "relief/CMemoryException.h"
-#include "relief/CSSEMatrix.h"
 
-using relief_test::Lanes;
+using namespace relief::test;
 
-TEST(MatrixStorage, SizesSSERowsAndFields) {
-  struct Case {
-    int sx, sy, sseY, fields, lastFieldRows;
-  } cases[] = {
-      {5, 4, 2, 1, 2},   {5, 3, 1, 1, 1},       {3, 127, 32, 1, 32}, {3, 128, 33, 2, 1},
-      {1, 255, 64, 2, 32}, {2, 256, 65, 3, 1}, {0, 0, 1, 1, 1},     {7, 31999, 8000, 250, 32},
-  };
-  for (const Case& c : cases) {
+namespace {
+
+CSSEMatrix Ramp(int sx, int sy) {  // pixel (x, y) holds 10 x + y
+  CSSEMatrix m = Filled(sx, sy, 0.0f);
+  for (int y = 0; y < sy; ++y)
+    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, float(10 * x + y));
+  return m;
+}
+
+TEST(MatrixStorage, SizesSseRowsAndFields) {
+  const int cases[][4] = {{5, 4, 2, 1},    {5, 3, 1, 1},    {3, 127, 32, 1}, {3, 128, 33, 2},
+                          {1, 255, 64, 2}, {2, 256, 65, 3}, {0, 0, 1, 1},    {7, 31999, 8000, 250}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c[0] << " x " << c[1]);
     CSSEMatrix m;
-    m.Create(c.sx, c.sy);
-    SCOPED_TRACE(testing::Message() << c.sx << " x " << c.sy);
-    EXPECT_EQ(m.GetSizeX(), c.sx);
-    EXPECT_EQ(m.GetSizeY(), c.sy);
-    EXPECT_EQ(m.GetSSESizeX(), c.sx);
-    EXPECT_EQ(m.GetSSESizeY(), c.sseY);
-    EXPECT_EQ(m.GetFields(), c.fields);
-    // Line k lies in field k / 32 at position k % 32.
-    __m128** lines = m.GetMatrixDataDirectly();
-    for (int k = 0; k < c.sseY; ++k)
-      ASSERT_EQ(lines[k], m.GetField(k / 32) + (k % 32) * (c.sx > 0 ? c.sx : 1)) << k;
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(lines[c.sseY - 1]) % 16, 0u);
-    for (float v : Lanes(m)) ASSERT_EQ(v, 0.0f);
+    m.Create(c[0], c[1]);
+    EXPECT_EQ(std::pair(m.GetSSESizeX(), m.GetSSESizeY()), std::pair(c[0], c[2]));
+    EXPECT_EQ(m.GetFields(), c[3]);
+    __m128** lines = m.GetMatrixDataDirectly();  // line k: field k / 32, position k % 32
+    for (int k = 0; k < c[2]; ++k) ASSERT_EQ(lines[k], m.GetField(k / 32) + (k % 32) * std::max(c[0], 1)) << k;
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(lines[c[2] - 1]) % 16, 0u);
+    EXPECT_EQ(StorageDifference(m, Filled(c[0], c[1], 0.0f)), "");  // cleared, padding included
   }
 }
 
 TEST(MatrixStorage, ImpossibleSizesThrowAndChangeNothing) {
-  CSSEMatrix m;
-  m.Create(4, 6);
-  m.SetPoint(1, 1, 7.0f);
+  CSSEMatrix m = Ramp(4, 6), before(m);
   for (auto [sx, sy] : {std::pair{-1, 5}, {5, -1}, {3, 32000}, {-5, -5}}) {
     EXPECT_THROW(m.Create(sx, sy), CMemoryException) << sx << " x " << sy;
     EXPECT_THROW(m.CreateNoClear(sx, sy), CMemoryException);
-    EXPECT_EQ(m.GetSizeX(), 4);
-    EXPECT_EQ(m.GetSizeY(), 6);
-    EXPECT_EQ(m.GetPoint(1, 1), 7.0f);
+    EXPECT_EQ(StorageDifference(m, before), "");
   }
 }
 
 TEST(MatrixStorage, AccessorsClampIntoTheRaster) {
-  CSSEMatrix m;
-  m.Create(6, 9);
-  for (int y = 0; y < 9; ++y)
-    for (int x = 0; x < 6; ++x) m.SetPoint(x, y, float(10 * x + y));
-  struct Case {
-    int x, y;
-    float expected;
-  } cases[] = {{-7, 2, 2}, {16, 19, 58}, {3, -1, 30}, {-1, 100, 8}, {5, 8, 58}, {2, 4, 24}};
-  for (const Case& c : cases) {
-    EXPECT_EQ(m.GetPoint(c.x, c.y), c.expected) << c.x << "," << c.y;
-    EXPECT_EQ(m.GetPointValue(c.x, c.y), c.expected);
-  }
-  m.SetPoint(100, -100, -1.0f);  // overwrites the top-right pixel
+  CSSEMatrix m = Ramp(6, 9);
+  const int cases[][3] = {{-7, 2, 2}, {16, 19, 58}, {3, -1, 30}, {-1, 100, 8}, {5, 8, 58}, {2, 4, 24}};
+  for (const auto& c : cases) EXPECT_EQ(m.GetPointValue(c[0], c[1]), float(c[2])) << c[0] << "," << c[1];
+  m.SetPoint(100, -100, -1.0f);
   EXPECT_EQ(m.GetPoint(5, 0), -1.0f);
   // Pixel (x, y) is lane y % 4 of register x of SSE row y / 4.
   EXPECT_EQ(m.GetPointAddress(2, 5), reinterpret_cast<float*>(m.GetMatrixDataDirectly()[1] + 2) + 1);
 }
 
 TEST(MatrixStorage, RastersWithoutPixelsOrStorageNeverCrash) {
-  CSSEMatrix none;
-  EXPECT_EQ(none.GetPoint(3, 3), 0.0f);
-  none.SetPoint(3, 3, 1.0f);
-  none.Set5x5BoxPointMax(0, 0, 1.0f);
-  none.Fill(2.0f);
-  none.OffsetMatrix(1.0f);
-  EXPECT_EQ(none.NumValuesAbove(0.0f), 0);
+  CSSEMatrix none, freed = Ramp(8, 5), empty = Filled(0, 0, 0.0f);
+  freed.Free();
+  freed.Free();  // twice is harmless; the sizes stay
+  EXPECT_EQ(std::pair(freed.GetSizeX(), freed.GetSizeY()), std::pair(8, 5));
+  EXPECT_EQ(freed.GetFields(), 0);
+  for (CSSEMatrix* m : {&none, &freed, &empty}) {
+    EXPECT_EQ(m->GetPoint(-1, 5), 0.0f);
+    m->SetPoint(3, 3, 1.0f);
+    m->Set5x5BoxPointMax(0, 0, 1.0f);
+    m->SetCross(0, 0, 1.0f);
+    m->Fill(2.0f);
+    m->OffsetMatrix(1.0f);
+    EXPECT_EQ(m->NumValuesAbove(-1.0f), 0);
+  }
+  none.ZhangSuen(0.0f);
+  EXPECT_EQ(none.GetPoint(3, 3), 0.0f);  // writes without storage are ignored
   EXPECT_EQ(none.GetPointAddress(0, 0), nullptr);
-
-  CSSEMatrix empty;
-  empty.Create(0, 0);
-  EXPECT_EQ(empty.GetPoint(-1, 5), 0.0f);
-  empty.SetPoint(2, 2, 3.0f);
-  empty.SetCross(0, 0, 1.0f);
-  EXPECT_EQ(empty.NumValuesAbove(-1.0f), 0);
+  EXPECT_EQ(freed.GetMatrixDataDirectly(), nullptr);
 }
 
-TEST(MatrixStorage, FreeKeepsSizesAndDropsStorage) {
-  CSSEMatrix m;
-  m.Create(8, 5);
-  m.Free();
-  EXPECT_EQ(m.GetSizeX(), 8);
-  EXPECT_EQ(m.GetSizeY(), 5);
-  EXPECT_EQ(m.GetMatrixDataDirectly(), nullptr);
-  EXPECT_EQ(m.GetFields(), 0);
-  m.Free();  // twice is harmless
-}
-
-TEST(MatrixStorage, FillAndClearReachThePaddingLanes) {
-  CSSEMatrix m;
-  m.Create(3, 5);
-  m.Fill(2.5f);
-  const std::vector<float> lanes = Lanes(m);
-  EXPECT_EQ(lanes.size(), 3u * 2 * 4);
-  for (float v : lanes) EXPECT_EQ(v, 2.5f);
-  m.Clear();
-  for (float v : Lanes(m)) EXPECT_EQ(v, 0.0f);
-}
-
-TEST(MatrixStorage, LargeFillStreamsTheSameValues) {
-  CSSEMatrix m;
-  m.Create(1031, 1029);  // above the streaming threshold, several fields
-  m.Fill(-3.25f);
-  for (float v : Lanes(m)) ASSERT_EQ(v, -3.25f);
-}
-
-TEST(MatrixStorage, DeepCopiesVersusShallowAssignment) {
-  CSSEMatrix source;
-  source.Create(5, 130);  // two fields
-  relief_test::FillRandom(source, 7, -5, 5);
-
-  CSSEMatrix copy;
-  copy.CopyFromSSEMatrix(source);
-  EXPECT_EQ(relief_test::Bits(Lanes(copy)), relief_test::Bits(Lanes(source)));
-  EXPECT_NE(copy.GetMatrixDataDirectly(), source.GetMatrixDataDirectly());
-
-  CSSEMatrix constructed(source);
-  EXPECT_EQ(relief_test::Bits(Lanes(constructed)), relief_test::Bits(Lanes(source)));
-
-  // A copy into a raster of another size re-creates it; from an empty source nothing changes.
-  CSSEMatrix other;
-  other.Create(2, 2);
-  other.CopyFromSSEMatrix(source);
-  EXPECT_EQ(other.GetSizeY(), 130);
-  CSSEMatrix nothing;
-  other.CopyFromSSEMatrix(nothing);
-  EXPECT_EQ(other.GetSizeY(), 130);
-
-  CSSEMatrix* shallow = new CSSEMatrix;
+TEST(MatrixStorage, FillClearAndCopiesReachThePaddingLanes) {
+  std::mt19937 rng(7);
+  for (int size : {5, 130, 1031}) {  // the large fill streams; 130 rows span two fields
+    CSSEMatrix m = RandomRaster(size - 2, size, rng, WithSpecials(-5, 5)), constructed(m), copy = Filled(2, 2, 1), none;
+    copy.CopyFromSSEMatrix(m);     // another size: re-created
+    copy.CopyFromSSEMatrix(none);  // an empty source changes nothing
+    EXPECT_EQ(StorageDifference(copy, m), "") << size;
+    EXPECT_EQ(StorageDifference(constructed, m), "") << size;
+    EXPECT_NE(copy.GetMatrixDataDirectly(), m.GetMatrixDataDirectly());
+    m.Fill(-3.25f);
+    EXPECT_EQ(StorageDifference(m, Filled(size - 2, size, -3.25f)), "") << size;
+    m.Clear();
+    EXPECT_EQ(StorageDifference(m, Filled(size - 2, size, 0.0f)), "") << size;
+  }
+  CSSEMatrix source = Ramp(3, 3), *shallow = new CSSEMatrix;
   *shallow = source;
   EXPECT_EQ(shallow->GetMatrixDataDirectly(), source.GetMatrixDataDirectly());
-  // Only one of the two may own the storage: drop the alias without freeing.
-  ::operator delete(static_cast<void*>(shallow));
+  ::operator delete(static_cast<void*>(shallow));  // drop the alias without freeing the shared storage
 }
 
 TEST(MatrixStorage, CopyFromMatrixSwapsBoundsOnFirstUse) {
   double r0[] = {1, 2, 3}, r1[] = {4, 5, 6}, r2[] = {7, 8, 9};
   double* rows[] = {r0, r1, r2};
-
-  CSSEMatrix existing;
-  existing.Create(3, 2);
+  CSSEMatrix existing = Filled(3, 2, 0.0f), fresh;
   existing.CopyFromMatrix(rows, 2, 3);  // 2 rows of 3
   EXPECT_EQ(existing.GetPoint(2, 1), 6.0f);
-
-  // Without storage: created as 3 columns x 2 rows, then filled for y < 3, x < 2.
-  CSSEMatrix fresh;
-  fresh.CopyFromMatrix(rows, 2, 3);
-  EXPECT_EQ(fresh.GetSizeX(), 3);
-  EXPECT_EQ(fresh.GetSizeY(), 2);
-  EXPECT_EQ(fresh.GetPoint(0, 0), 1.0f);
+  fresh.CopyFromMatrix(rows, 2, 3);  // created 3 x 2, then filled for y < 3, x < 2
+  EXPECT_EQ(std::pair(fresh.GetSizeX(), fresh.GetSizeY()), std::pair(3, 2));
   EXPECT_EQ(fresh.GetPoint(1, 1), 8.0f);  // row 2 clamped onto row 1
   EXPECT_EQ(fresh.GetPoint(2, 0), 0.0f);  // column 2 never written
-
   fresh.CopyFromMatrix(nullptr, 2, 3);
   EXPECT_EQ(fresh.GetPoint(0, 0), 1.0f);
 }
 
 TEST(MatrixStorage, CenteredCopies) {
-  CSSEMatrix big;
-  big.Create(7, 9);
-  for (int y = 0; y < 9; ++y)
-    for (int x = 0; x < 7; ++x) big.SetPoint(x, y, float(10 * x + y));
-
-  CSSEMatrix small;
-  small.Create(3, 4);
-  small.Fill(100.0f);
+  CSSEMatrix big = Ramp(7, 9), small = Filled(3, 4, 100.0f);
   small.CopyFromSSEMatrixCentered(big);  // dx = 3 - 1 = 2, dy = 4 - 2 = 2
   EXPECT_EQ(small.GetPoint(0, 0), 22.0f);
   EXPECT_EQ(small.GetPoint(2, 3), 45.0f);
-
   small.Fill(30.0f);
   small.CopyFromSSEMatrixCenteredMaximum(big);
   EXPECT_EQ(small.GetPoint(0, 0), 30.0f);
-  EXPECT_EQ(small.GetPoint(1, 0), 32.0f);
   small.CopyFromSSEMatrixCenteredMinimum(big);
   EXPECT_EQ(small.GetPoint(1, 0), 32.0f);
   EXPECT_EQ(small.GetPoint(2, 3), 45.0f);
-
-  // A smaller source leaves the plain copy cleared.
-  big.CopyFromSSEMatrixCentered(small);
-  for (float v : Lanes(big)) ASSERT_EQ(v, 0.0f);
+  big.CopyFromSSEMatrixCentered(small);  // a smaller source leaves the plain copy cleared
+  EXPECT_EQ(StorageDifference(big, Filled(7, 9, 0.0f)), "");
 }
+
+using Stamp = void (CSSEMatrix::*)(int, int, float);
+using Pixels = std::set<std::pair<int, int>>;
+
+Pixels Box(int x0, int x1, int y0, int y1) {
+  Pixels p;
+  for (int y = y0; y <= y1; ++y)
+    for (int x = x0; x <= x1; ++x) p.insert({x, y});
+  return p;
+}
+
+// Which pixels of a 10 x 9 raster filled with old a stamp changes (bitwise).
+Pixels Changed(Stamp stamp, int x, int y, float old, float value) {
+  CSSEMatrix m = Filled(10, 9, old);
+  (m.*stamp)(x, y, value);
+  Pixels changed;
+  for (int py = 0; py < 9; ++py)
+    for (int px = 0; px < 10; ++px)
+      if (Bits(m.GetPoint(px, py)) != Bits(old)) changed.insert({px, py});
+  return changed;
+}
+
+// Every stamp is shifted inward, never clipped. On ones, a value on its side
+// (5 for Max and plain, 0.5 for Min) and NaN change exactly the footprint, the
+// other side changes nothing for Min and Max; over NaN every value is stored.
+TEST(MatrixStamps, FootprintsAndMinMaxRules) {
+  enum Kind { kPlain, kMin, kMax };
+  const struct {
+    Stamp stamp;
+    Kind kind;
+    int x, y;
+    Pixels expected;
+  } cases[] = {
+      {&CSSEMatrix::SetPointMax, kMax, -3, 20, {{0, 8}}},
+      {&CSSEMatrix::SetPointMin, kMin, 4, 4, {{4, 4}}},
+      {&CSSEMatrix::SetPointAndRightOfPoint, kPlain, 9, 4, {{8, 4}, {9, 4}}},
+      {&CSSEMatrix::SetPointAndLeftOfPoint, kPlain, 0, 4, {{0, 4}, {1, 4}}},
+      {&CSSEMatrix::SetTriplePointMin, kMin, 0, 0, Box(0, 2, 0, 0)},
+      {&CSSEMatrix::SetTriplePointMax, kMax, 5, 3, Box(4, 6, 3, 3)},
+      {&CSSEMatrix::SetCross, kPlain, 0, 0, {{1, 0}, {0, 1}, {1, 1}, {2, 1}, {1, 2}}},
+      {&CSSEMatrix::SetCrossMax, kMax, 50, 50, {{8, 6}, {7, 7}, {8, 7}, {9, 7}, {8, 8}}},
+      {&CSSEMatrix::SetCrossMin, kMin, 4, 4, {{4, 3}, {3, 4}, {4, 4}, {5, 4}, {4, 5}}},
+      {&CSSEMatrix::Set3x3BoxPoint, kPlain, -1, -1, Box(0, 2, 0, 2)},
+      {&CSSEMatrix::Set3x3BoxPointMax, kMax, 4, 4, Box(3, 5, 3, 5)},
+      {&CSSEMatrix::Set3x3BoxPointMin, kMin, 9, 0, Box(7, 9, 0, 2)},
+      {&CSSEMatrix::Set5x5BoxPointMax, kMax, -10, -10, Box(0, 4, 0, 4)},
+      {&CSSEMatrix::Set5x5BoxPointMin, kMin, 9, 8, Box(5, 9, 4, 8)},
+      {&CSSEMatrix::Set5x5BoxPointMax, kMax, 5, 3, Box(3, 7, 1, 5)},  // across SSE rows
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "case " << &c - cases);
+    const float inside = c.kind == kMin ? 0.5f : 5.0f, outside = c.kind == kMin ? 5.0f : 0.5f;
+    EXPECT_EQ(Changed(c.stamp, c.x, c.y, 1.0f, inside), c.expected);
+    EXPECT_EQ(Changed(c.stamp, c.x, c.y, 1.0f, outside), c.kind == kPlain ? c.expected : Pixels());
+    EXPECT_EQ(Changed(c.stamp, c.x, c.y, 1.0f, kNaN), c.expected);
+    EXPECT_EQ(Changed(c.stamp, c.x, c.y, kNaN, outside), c.expected);
+  }
+  CSSEMatrix tiny = Filled(2, 1, 0.0f);  // smaller than the footprint: stays inside the storage
+  tiny.Set5x5BoxPointMax(0, 0, 4.0f);
+  tiny.SetCross(5, 5, 3.0f);
+  EXPECT_EQ(tiny.GetPoint(0, 0) + tiny.GetPoint(1, 0), 6.0f);
+}
+
+}  // namespace
