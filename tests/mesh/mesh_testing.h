@@ -5,13 +5,21 @@
 // and a message-box sink.
 
 #include <emmintrin.h>
+#include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
+#include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "relief/CHTriangulation.h"
+#include "relief/CMemoryException.h"
+#include "relief/CSSE3dPolygon.h"
+#include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/MessageBox.h"
 

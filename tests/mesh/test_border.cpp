@@ -1,9 +1,6 @@
 // The border line: one open edge per triangle, walked in reverse index order.
 
-#include <gtest/gtest.h>
-
 #include "mesh_testing.h"
-#include "relief/CSSE3dPolygon.h"
 
 namespace {
 

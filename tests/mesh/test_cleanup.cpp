@@ -1,7 +1,5 @@
 // Removal of triangles by height band and by repeated orientation, and the normal refresh.
 
-#include <gtest/gtest.h>
-
 #include "mesh_testing.h"
 
 namespace {

@@ -1,13 +1,7 @@
 // Meshes from height fields: the cell case table of AppendTriangle, and both
 // builders against a cell-by-cell loop through it on seeded random fields.
 
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <random>
-
 #include "mesh_testing.h"
-#include "relief/CSSEFns.h"
 
 namespace {
 

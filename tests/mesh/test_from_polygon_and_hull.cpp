@@ -1,14 +1,9 @@
 // Meshes built from contours (ear clipping, refined, fan) and from the
 // faces of a 3D hull and of the lifted Delaunay triangulation.
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 #include "mesh_testing.h"
 #include "relief/CH2DDelaunay.h"
 #include "relief/CHConvexHull3D.h"
-#include "relief/CSSE3dPolygon.h"
 
 namespace {
 

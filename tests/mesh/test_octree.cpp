@@ -2,10 +2,6 @@
 // containing brick with its Type tag, the entry lists, and the restoration
 // queries against a scan of every corner.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <memory>
 #include <set>
@@ -13,7 +9,6 @@
 
 #include "mesh_testing.h"
 #include "relief/CHOctree.h"
-#include "relief/CMemoryException.h"
 #include "relief/CRestorationOctree.h"
 
 namespace {

@@ -1,13 +1,6 @@
 // Scan conversion against the plain sample loop, and the raster frame rules.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <random>
-
 #include "mesh_testing.h"
-#include "relief/CSSEFns.h"
 
 namespace {
 
