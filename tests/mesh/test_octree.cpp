@@ -62,14 +62,10 @@ TEST(Octree, LevelCountsAndGeometry) {
   struct Case {
     float extent, w;
     int levels, bricks;
-  } cases[] = {{8, 0, 3, 73},      // ln 8 / ln 2 + 0.5 = 3.5
-               {1, 0, 0, 0},       // 0.5: no level, no root
-               {1.42f, 0, 1, 1},   // just above 1.414
-               {2.8f, 0, 1, 1},    // 1.99
-               {2.9f, 0, 2, 9},    // 2.04
-               {16, 0, 4, 585},    // 4.5
-               {23, 0, 5, 4681},   // 5.02
-               {1, 8, 3, 73}};     // the w lane takes part in the extent
+  } cases[] = {// ln extent / ln 2 + 0.5 levels: 3.5, 0.5 (no level, no root), just above 1.414, 1.99,
+               // 2.04, 4.5, 5.02; the w lane takes part in the extent.
+               {8, 0, 3, 73}, {1, 0, 0, 0}, {1.42f, 0, 1, 1}, {2.8f, 0, 1, 1},
+               {2.9f, 0, 2, 9}, {16, 0, 4, 585}, {23, 0, 5, 4681}, {1, 8, 3, 73}};
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.extent << " w " << c.w);
     SSEPoint lo = Point(-2, 1, 0), hi = Point(-2 + c.extent, 1 + c.extent / 2, 0.5f, c.w);
@@ -184,22 +180,18 @@ TEST(Octree, TypeTagsByLevel) {
   }
 }
 
-// Rings of small triangles around the z axis, one per (radius, height, count).
-CHTriangulation& Rings(CHTriangulation& m, std::initializer_list<std::tuple<float, float, int>> rings) {
+TEST(OctreeMesh, EveryTriangleIsFiledOnceAndQueriesMatchAScanOfEveryCorner) {
+  Messages quiet;
+  // Rings of small triangles around the z axis: radius 3 at z 1, radius 1 at
+  // z 6. The cone from the bottom's outer corner to the top's inner corner leans inwards.
   std::vector<Tri> tris;
-  for (auto [r, z, n] : rings)
-    for (int i = 0; i < n; ++i) {
-      const float a = 6.2831853f * i / n, x = r * std::cos(a), y = r * std::sin(a);
+  for (auto [r, z] : {std::pair{3.0f, 1.0f}, {1.0f, 6.0f}})
+    for (int i = 0; i < 24; ++i) {
+      const float a = 6.2831853f * i / 24, x = r * std::cos(a), y = r * std::sin(a);
       tris.push_back({Corner{x, y, z, 0}, Corner{x + 0.1f, y, z, 0}, Corner{x, y + 0.1f, z + 0.1f, 0}});
     }
-  Fill(m, tris);
-  return m;
-}
-
-TEST(OctreeMesh, EveryTriangleIsFiledOnceWhereItsBoxFits) {
-  Messages quiet;
   CHTriangulation m;
-  Rings(m, {{3.0f, 1.0f, 40}, {1.0f, 6.0f, 10}});
+  Fill(m, tris);
   SSEPoint lo = Point(-4, -4, 0), hi = Point(4, 4, 8);
   CRestorationOctree o(hi, lo, 1.0f);
   o.CalculateOctreeEntries(&m, 1);
@@ -213,31 +205,19 @@ TEST(OctreeMesh, EveryTriangleIsFiledOnceWhereItsBoxFits) {
       }
   });
   for (int i = 0; i < m.GetNumTriangles(); ++i) EXPECT_TRUE(seen[i] == 1 && m.Triangles[i].Type != -1) << i;
-}
-
-TEST(OctreeMesh, RestorationQueriesMatchAScanOfEveryCorner) {
-  Messages quiet;
-  // Bottom ring radius 3 at z 1, top ring radius 1 at z 6: the cone from
-  // the bottom's outer corner to the top's inner corner leans inwards.
-  CHTriangulation m;
-  Rings(m, {{3.0f, 1.0f, 24}, {1.0f, 6.0f, 24}});
-  SSEPoint lo = Point(-4, -4, 0), hi = Point(4, 4, 8);
-  CRestorationOctree o(hi, lo, 1.0f);
-  o.CalculateOctreeEntries(&m, 0);
   // Ties may be met in another order in the tree, so the heights are checked against every tied corner.
   auto radius = [](const SSEPoint& p) { return float(std::sqrt(double(p.x) * p.x + double(p.y) * p.y)); };
-  const SSEPoint* begin = m.EdgeArray;
-  const SSEPoint* end = begin + 3 * m.GetNumTriangles();
+  const SSEPoint *begin = m.EdgeArray, *end = begin + 3 * m.GetNumTriangles();
   float minR = 1e9f, maxR = -1;
   for (const SSEPoint* p = begin; p != end; ++p) minR = std::min(minR, radius(*p)), maxR = std::max(maxR, radius(*p));
   auto someCornerAt = [&](float r, float z) {
     return std::any_of(begin, end, [&](const SSEPoint& p) { return radius(p) == r && p.z == z; });
   };
-  o.FindMinRadiusTopTriangulation(&m, 0);
+  o.FindMinRadiusTopTriangulation(&m, 1);
   EXPECT_TRUE(o.ResultC == minR && someCornerAt(minR, o.ResultA));
-  o.FindMaxRadiusBottomTriangulation(&m, 0);
+  o.FindMaxRadiusBottomTriangulation(&m, 1);
   EXPECT_TRUE(o.ResultD == maxR && someCornerAt(maxR, o.ResultB));
-  const float angle = o.CalcApproximateMaxRestorationAngle(&m, 0);
+  const float angle = o.CalcApproximateMaxRestorationAngle(&m, 1);
   EXPECT_EQ(angle, std::atan((o.ResultC - o.ResultD) / (o.ResultA - o.ResultB) + 0.0001f) + 0.0875f);
   EXPECT_LT(angle, 0.0f);
 }
