@@ -15,6 +15,7 @@ TEST(MeshModel, CreateTriangulationWiresClearsAndRefusesNegativeCounts) {
     CHTriangulation m(n, 2.0f, 3.0f, 4.0f);
     ASSERT_EQ(CheckMesh(m), "") << n;
     ASSERT_EQ(m.GetNumTriangles(), n);
+    EXPECT_TRUE(!m.GetTriangle(-1) && !m.GetTriangle(n) && m.GetTriangle(n - 1) == m.Triangles + n - 1);
     for (const t_htriangle* t = m.Triangles; t != m.Triangles + n; ++t)
       EXPECT_TRUE(t->Index == t - m.Triangles && t->Type == -1 && !t->pNext && !t->pPrev && !t->pNeighbour[0] &&
                   !t->pNeighbour[1] && !t->pNeighbour[2]) << n;
