@@ -130,21 +130,22 @@ TEST_F(OctreeInsert, RefusesWhatDoesNotFitAndBadArguments) {
 }
 
 TEST_F(OctreeInsert, EntryListsChainBlocksOfNineAndOnlyTheFirstIsRead) {
-  // Loose bricks walk their list; bricks of the tree remember their last
-  // block. Both must give the same lists, again after removal.
+  // A tree without levels walks a loose brick's list; bricks of a tree
+  // remember their last block. Both must give the same lists, again after removal.
   t_hoctreeelement loose{};
-  for (t_hoctreeelement* brick : {&loose, tree->GetStem(), &tree->Level[2][37]}) {
+  CHOctree bare(nullptr, false);
+  for (auto [owner, brick] : {std::pair{&bare, &loose}, {tree.get(), tree->GetStem()}, {tree.get(), &tree->Level[2][37]}}) {
     for (int round = 0; round < 2; ++round) {
-      for (int e = 0; e < 25; ++e) tree->AppendEntryToOctreeElement(brick, 3, 100 + e);
+      for (int e = 0; e < 25; ++e) owner->AppendEntryToOctreeElement(brick, 3, 100 + e);
       std::vector<int> counts;
       for (const t_hoctreeentryblock* b = brick->pEntries[3]; b; b = b->pNext) counts.push_back(b->Count);
       EXPECT_EQ(counts, (std::vector<int>{9, 9, 7}));
-      for (int i = 0; i < 9; ++i) EXPECT_EQ(tree->GetEntryFromOctreeElement(brick, 3, i), 100 + i);
-      for (int i : {9, 10, 18, 24, -1}) EXPECT_EQ(tree->GetEntryFromOctreeElement(brick, 3, i), -1) << i;
-      EXPECT_EQ(tree->GetEntryFromOctreeElement(brick, 0, 0), -1);  // the other lists stay empty
-      tree->AppendEntryToOctreeElement(brick, 4, 1);                 // ignored
-      tree->AppendEntryToOctreeElement(nullptr, 0, 1);               // ignored
-      tree->RemoveAllEntriesFromOctreeElement(brick);
+      for (int i = 0; i < 9; ++i) EXPECT_EQ(owner->GetEntryFromOctreeElement(brick, 3, i), 100 + i);
+      for (int i : {9, 10, 18, 24, -1}) EXPECT_EQ(owner->GetEntryFromOctreeElement(brick, 3, i), -1) << i;
+      EXPECT_EQ(owner->GetEntryFromOctreeElement(brick, 0, 0), -1);  // the other lists stay empty
+      owner->AppendEntryToOctreeElement(brick, 4, 1);                 // ignored
+      owner->AppendEntryToOctreeElement(nullptr, 0, 1);               // ignored
+      owner->RemoveAllEntriesFromOctreeElement(brick);
       for (const t_hoctreeentryblock* head : brick->pEntries) EXPECT_EQ(head, nullptr);
     }
   }
