@@ -1,23 +1,13 @@
 // Meshes built from contours (ear clipping, refined, fan) and from the
 // faces of a 3D hull and of the lifted Delaunay triangulation.
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <string>
-#include <vector>
-
 #include "mesh_testing.h"
 #include "relief/CH2DDelaunay.h"
 #include "relief/CHConvexHull3D.h"
-#include "relief/CHTriangulation.h"
-#include "relief/CSSE3dPolygon.h"
-#include "relief/MessageBox.h"
 
 namespace {
 
-using mesh_test::CheckMesh;
-using mesh_test::SameBits;
+using namespace mesh_test;
 
 CSSE3dPolygon Polygon(const std::vector<std::array<float, 3>>& pts) {
   CSSE3dPolygon poly;
@@ -34,149 +24,107 @@ SSEPoint PolygonPoint(const CSSE3dPolygon& p, int i) {
 
 double PlanarArea(const CHTriangulation& m) {
   double a = 0;
-  for (int i = 0; i < m.NumTriangles; ++i) {
-    const SSEPoint *p = m.EdgeArray + 3 * i;
+  for (const SSEPoint* p = m.EdgeArray; p != m.EdgeArray + 3 * m.NumTriangles; p += 3)
     a += ((double(p[1].x) - p[0].x) * (double(p[2].y) - p[0].y) - (double(p[2].x) - p[0].x) * (double(p[1].y) - p[0].y)) / 2;
-  }
   return a;
 }
 
-const mesh_test::Checks kDerived{true, true, true};
-
-TEST(MeshFromPolygon, FanOfASquareStartsWithTheClosingEdge) {
-  CSSE3dPolygon square = Polygon({{0, 0, 1}, {2, 0, 1}, {2, 2, 3}, {0, 2, 3}});
+TEST(MeshFromPolygon, FanStartsWithTheClosingEdge) {
+  CSSE3dPolygon square = Polygon({{0, 0, 1}, {2, 0, 1}, {2, 2, 3}, {0, 2, 3}}), one = Polygon({{3, 4, 5}}), none;
   CHTriangulation m(&square, 1.0f, 1.0f, 1.0f, 1, 0.0f, true, false);
   ASSERT_EQ(m.GetNumTriangles(), 4);
-  EXPECT_EQ(CheckMesh(m, kDerived), "");
-  const SSEPoint c = mesh_test::Point(1, 1, 2);
-  const int order[4][2] = {{3, 0}, {0, 1}, {1, 2}, {2, 3}};
+  EXPECT_EQ(CheckMesh(m, kAll), "");
   for (int t = 0; t < 4; ++t) {
-    EXPECT_TRUE(SameBits(m.EdgeArray[3 * t], PolygonPoint(square, order[t][0]))) << t;
-    EXPECT_TRUE(SameBits(m.EdgeArray[3 * t + 1], PolygonPoint(square, order[t][1]))) << t;
-    EXPECT_TRUE(SameBits(m.EdgeArray[3 * t + 2], c)) << t;
+    EXPECT_TRUE(SameBits(m.EdgeArray[3 * t], PolygonPoint(square, (t + 3) % 4))) << t;
+    EXPECT_TRUE(SameBits(m.EdgeArray[3 * t + 1], PolygonPoint(square, t))) << t;
+    EXPECT_TRUE(SameBits(m.EdgeArray[3 * t + 2], Point(1, 1, 2))) << t;
   }
-  // The caller's polygon keeps its own centre record.
   SSEPoint own;
   square.GetGeometricCenter(own);
-  EXPECT_EQ(own.x, 0.0f);
-}
-
-TEST(MeshFromPolygon, FanOfOnePointAndOfNothing) {
-  CSSE3dPolygon one = Polygon({{3, 4, 5}});
-  CHTriangulation m;
+  EXPECT_EQ(own.x, 0.0f) << "the caller's polygon keeps its own centre record";
+  // One point gives one degenerate triangle, none gives none.
   m.CreateSimpleFanTriangulationFromPolygon(&one);
   ASSERT_EQ(m.GetNumTriangles(), 1);
-  for (int k = 0; k < 3; ++k) EXPECT_TRUE(SameBits(m.EdgeArray[k], mesh_test::Point(3, 4, 5))) << k;
-  CSSE3dPolygon none;
+  for (int k = 0; k < 3; ++k) EXPECT_TRUE(SameBits(m.EdgeArray[k], Point(3, 4, 5))) << k;
   m.CreateSimpleFanTriangulationFromPolygon(&none);
   EXPECT_EQ(m.GetNumTriangles(), 0);
 }
 
 TEST(MeshFromPolygon, EarClippingTakesTheSourcePointsThroughTheStep) {
-  // An octagon; step 2 uses points 0, 2, 4, 6.
+  // An octagon with z = index; step 2 uses points 0, 2, 4, 6.
   std::vector<std::array<float, 3>> pts;
-  for (int i = 0; i < 8; ++i)
-    pts.push_back({static_cast<float>(10 * std::cos(i * 0.785398)), static_cast<float>(10 * std::sin(i * 0.785398)),
-                   static_cast<float>(i)});
+  for (int i = 0; i < 8; ++i) pts.push_back({float(10 * std::cos(i * 0.785398)), float(10 * std::sin(i * 0.785398)), float(i)});
   CSSE3dPolygon poly = Polygon(pts);
   for (int step : {1, 2}) {
     CHTriangulation m(&poly, 1.0f, 1.0f, 1.0f, step, 0.0f, false, false);
     ASSERT_EQ(m.GetNumTriangles(), 8 / step - 2) << step;
-    EXPECT_EQ(CheckMesh(m, kDerived), "");
-    for (int i = 0; i < 3 * m.GetNumTriangles(); ++i) {
-      EXPECT_EQ(static_cast<int>(m.EdgeArray[i].z) % step, 0);
-      EXPECT_EQ(m.EdgeArray[i].w, 0.0f);
-    }
+    EXPECT_EQ(CheckMesh(m, kAll), "");
+    for (int i = 0; i < 3 * m.GetNumTriangles(); ++i) EXPECT_TRUE(int(m.EdgeArray[i].z) % step == 0 && m.EdgeArray[i].w == 0.0f);
     // The search starts at the head's successor: the first ear is vertex 1.
     EXPECT_TRUE(SameBits(m.EdgeArray[1], PolygonPoint(poly, step)));
     EXPECT_NEAR(PlanarArea(m), step == 1 ? 282.8427 : 200.0, 1e-3);
   }
+  CSSE3dPolygon tri = Polygon({{0, 0, 1}, {1, 0, 1}, {0, 1, 1}});
+  CHTriangulation scaled(&tri, 2.0f, 3.0f, 4.0f, 1, 0.0f, false, false);
+  ASSERT_EQ(scaled.GetNumTriangles(), 1);
+  EXPECT_TRUE(scaled.EdgeArray[0].z == 4.0f && scaled.EdgeArray[2].y + scaled.EdgeArray[1].y + scaled.EdgeArray[0].y == 3.0f);
 }
 
 TEST(MeshFromPolygon, RefinedPathCutsEdgesToTheParameter) {
   CSSE3dPolygon poly = Polygon({{0, 0, 0}, {12, 0, 0}, {12, 6, 6}, {0, 6, 6}});
   CHTriangulation m(&poly, 1.0f, 1.0f, 1.0f, 1, 2.5f, false, true);
   ASSERT_GT(m.GetNumTriangles(), 20);
-  EXPECT_EQ(CheckMesh(m, kDerived), "");
+  EXPECT_EQ(CheckMesh(m, kAll), "");
   EXPECT_NEAR(PlanarArea(m), 72.0, 1e-3);
-  for (int i = 0; i < m.GetNumTriangles(); ++i) {
-    for (int k = 0; k < 3; ++k) {
-      const SSEPoint &a = m.EdgeArray[3 * i + k], &b = m.EdgeArray[3 * i + (k + 1) % 3];
-      EXPECT_LE(std::hypot(b.x - a.x, b.y - a.y), 2.5f);
-      EXPECT_FLOAT_EQ(a.z, a.y);  // z = y on this plane stays linear
-    }
+  for (int i = 0; i < 3 * m.GetNumTriangles(); ++i) {
+    const SSEPoint &a = m.EdgeArray[i], &b = m.EdgeArray[i % 3 == 2 ? i - 2 : i + 1];
+    EXPECT_LE(std::hypot(b.x - a.x, b.y - a.y), 2.5f);
+    EXPECT_FLOAT_EQ(a.z, a.y);  // z = y on this plane stays linear
   }
 }
 
-TEST(MeshFromPolygon, ScaleIsAppliedByTheConstructor) {
-  CSSE3dPolygon poly = Polygon({{0, 0, 1}, {1, 0, 1}, {0, 1, 1}});
-  CHTriangulation m(&poly, 2.0f, 3.0f, 4.0f, 1, 0.0f, false, false);
-  ASSERT_EQ(m.GetNumTriangles(), 1);
-  EXPECT_EQ(m.EdgeArray[0].z, 4.0f);
-  EXPECT_EQ(m.EdgeArray[2].y + m.EdgeArray[1].y + m.EdgeArray[0].y, 3.0f);
-}
-
-class Quiet : public testing::Test {
- protected:
-  Quiet() { SetMessageBoxHandler([](const std::string&) {}); }
-  ~Quiet() override { SetMessageBoxHandler({}); }
-};
-
-using MeshFromHull = Quiet;
-
-TEST_F(MeshFromHull, OneTrianglePerFaceFacingOutwards) {
-  CHConvexHull3D hull;
+TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
+  Messages quiet;
+  CHConvexHull3D hull, never;
   for (const auto& p : std::vector<std::array<float, 3>>{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}, {0.5f, 0.5f, 0.5f}})
     hull.AppendVertex3D(p[0], p[1], p[2], 0.0f);
   hull.CalcConvexHull();
-  CHTriangulation m(&hull, 1.0f, 1.0f, 1.0f, 10.0f);
+  CHTriangulation m(&hull, 1.0f, 1.0f, 1.0f, 10.0f), tenths(&hull, 1.0f, 1.0f, 1.0f, 1.0f);
   ASSERT_EQ(m.GetNumTriangles(), 4);
-  EXPECT_EQ(CheckMesh(m, kDerived), "");
+  EXPECT_EQ(CheckMesh(m, kAll), "");
   for (int i = 0; i < 4; ++i) {
     const SSEPoint* p = m.EdgeArray + 3 * i;
-    const double cx = (p[0].x + p[1].x + p[2].x) / 3 - 0.75, cy = (p[0].y + p[1].y + p[2].y) / 3 - 0.75,
-                 cz = (p[0].z + p[1].z + p[2].z) / 3 - 0.75;
     const SSEPoint& n = m.NormalArray[3 * i];
-    EXPECT_GT(n.x * cx + n.y * cy + n.z * cz, 0.0) << "face " << i << " faces inwards";
+    double dot = 0;
+    for (int l = 0; l < 3; ++l) dot += (&n.x)[l] * (((&p[0].x)[l] + (&p[1].x)[l] + (&p[2].x)[l]) / 3 - 0.75);
+    EXPECT_GT(dot, 0.0) << "face " << i << " faces inwards";
     EXPECT_EQ(m.Triangles[i].Type, -1);
   }
   // The divisor is the caller's: 1 leaves the stored tenths.
-  CHTriangulation tenths(&hull, 1.0f, 1.0f, 1.0f, 1.0f);
   float largest = 0;
   for (int i = 0; i < 12; ++i) largest = std::max(largest, tenths.EdgeArray[i].x);
   EXPECT_EQ(largest, 30.0f);
-}
 
-TEST_F(MeshFromHull, LiftedDelaunayFlatOrLifted) {
   CH2DDelaunay d;
-  for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}})
-    d.AppendVertex(p[0], p[1], -1, false);
+  for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}}) d.AppendVertex(p[0], p[1], -1, false);
   d.CalcDelaunayTriangulation();
-  CHTriangulation flat(&d, 1.0f, 1.0f, 1.0f, true);
-  CHTriangulation lifted(&d, 1.0f, 1.0f, 1.0f, false);
-  ASSERT_EQ(flat.GetNumTriangles(), 4);
-  EXPECT_EQ(CheckMesh(flat, kDerived), "");
+  CHTriangulation flat(&d, 1.0f, 1.0f, 1.0f, true), lifted(&d, 1.0f, 1.0f, 1.0f, false);
+  ASSERT_TRUE(flat.GetNumTriangles() == 4 && lifted.GetNumTriangles() == 4);
+  EXPECT_EQ(CheckMesh(flat, kAll), "");
   for (int i = 0; i < 12; ++i) {
     EXPECT_EQ(flat.EdgeArray[i].z, 0.0f);
-    const SSEPoint& p = lifted.EdgeArray[i];
     // The lifted z is (X^2 + Y^2) / 10 in tenths: 10 (x^2 + y^2).
+    const SSEPoint& p = lifted.EdgeArray[i];
     EXPECT_FLOAT_EQ(p.z, 10.0f * (p.x * p.x + p.y * p.y));
   }
-  for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(flat.Triangles[i].Type, 14);
-    EXPECT_EQ(lifted.Triangles[i].Type, 14);
-  }
-}
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(flat.Triangles[i].Type == 14 && lifted.Triangles[i].Type == 14);
 
-TEST_F(MeshFromHull, EmptySourcesGiveEmptyMeshes) {
-  CHConvexHull3D hull;  // never built: no faces
-  CHTriangulation a(&hull, 1.0f, 1.0f, 1.0f, 10.0f);
-  EXPECT_EQ(a.GetNumTriangles(), 0);
-  CHTriangulation b;
+  // Empty sources give empty meshes.
+  CHTriangulation a(&never, 1.0f, 1.0f, 1.0f, 10.0f), b;
   b.CreateTriangulationFromHull3D(nullptr, 10.0f);
   b.CreateTriangulationFrom2DDelaunay(nullptr, true);
   b.CreateTriangulationFromPolygon(nullptr, 1, 0.0f, false);
-  EXPECT_EQ(b.GetNumTriangles(), 0);
+  EXPECT_TRUE(a.GetNumTriangles() == 0 && b.GetNumTriangles() == 0);
   EXPECT_EQ(CheckMesh(b), "");
 }
 

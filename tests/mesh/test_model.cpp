@@ -1,108 +1,47 @@
-#include <gtest/gtest.h>
+// Storage, derived passes, lists, transforms and copies of the mesh.
 
-#include <cmath>
 #include <cstdlib>
 
 #include "mesh_testing.h"
-#include "relief/CMemoryException.h"
 #include "relief/NyTriangulationDynamic.h"
 #include "relief/NyTriangulationStatic.h"
 
-using mesh_test::CheckMesh;
-using mesh_test::Checks;
-using mesh_test::Fill;
-using mesh_test::Point;
-using mesh_test::SameBits;
-using mesh_test::Tri;
-
 namespace {
 
-// Two triangles of a unit square and one tilted triangle apart from them.
-std::vector<Tri> SmallSoup() {
-  return {Tri{{{0, 0, 1, 0}, {1, 0, 2, 0}, {0, 1, 3, 0}}}, Tri{{{1, 0, 2, 0}, {1, 1, 4, 0}, {0, 1, 3, 0}}},
-          Tri{{{5, 5, -1, 0}, {7, 5, 0, 0}, {5, 8, 2, 0}}}};
-}
+using namespace mesh_test;
 
-}  // namespace
-
-TEST(MeshModel, CreateTriangulationWiresAndClears) {
-  for (int n : {0, 1, 2, 7, 64}) {
+TEST(MeshModel, CreateTriangulationWiresClearsAndRefusesNegativeCounts) {
+  for (int n : {1, 7, 64}) {
     CHTriangulation m(n, 2.0f, 3.0f, 4.0f);
-    SCOPED_TRACE(n);
-    ASSERT_EQ(CheckMesh(m), "");
+    ASSERT_EQ(CheckMesh(m), "") << n;
     ASSERT_EQ(m.GetNumTriangles(), n);
-    for (int i = 0; i < n; ++i) {
-      const t_htriangle& t = m.Triangles[i];
-      EXPECT_EQ(t.Index, i);
-      EXPECT_EQ(t.Type, -1);
-      EXPECT_EQ(t.pNext, nullptr);
-      EXPECT_EQ(t.pPrev, nullptr);
-      for (int k = 0; k < 3; ++k) {
-        EXPECT_EQ(t.pNeighbour[k], nullptr);
-        EXPECT_TRUE(SameBits(*t.pPoint[k], Point(0, 0, 0)));
-        EXPECT_TRUE(SameBits(*t.pNormal[k], Point(0, 0, 0)));
-      }
-      for (const SSEPoint* p : {t.pT, t.pS, t.pV, t.pMainNormal}) EXPECT_TRUE(SameBits(*p, Point(0, 0, 0)));
-    }
+    EXPECT_TRUE(!m.GetTriangle(-1) && !m.GetTriangle(n) && m.GetTriangle(n - 1) == m.Triangles + n - 1);
+    for (const t_htriangle* t = m.Triangles; t != m.Triangles + n; ++t)
+      EXPECT_TRUE(t->Index == t - m.Triangles && t->Type == -1 && !t->pNext && !t->pPrev && !t->pNeighbour[0] &&
+                  !t->pNeighbour[1] && !t->pNeighbour[2]) << n;
+    const std::vector<char> zeros(48 * n);
+    for (const SSEPoint* a : {m.EdgeArray, m.NormalArray, m.TArray, m.SArray, m.VArray, m.MainNormalArray})
+      EXPECT_EQ(std::memcmp(a, zeros.data(), a == m.EdgeArray || a == m.NormalArray ? 48 * n : 16 * n), 0) << n;
   }
-}
-
-TEST(MeshModel, NegativeCountThrowsAndLeavesAnEmptyMesh) {
   CHTriangulation m(3, 1, 1, 1);
   EXPECT_THROW(m.CreateTriangulation(-1), CMemoryException);
-  EXPECT_EQ(m.GetNumTriangles(), 0);
-  EXPECT_EQ(m.GetTriangles(), nullptr);
-  EXPECT_EQ(CheckMesh(m), "");
-}
-
-TEST(MeshModel, AccessorsAndTriangleLookup) {
-  CHTriangulation m(4, 1.5f, 2.5f, 3.5f);
-  EXPECT_EQ(m.GetTriangle(-1), nullptr);
-  EXPECT_EQ(m.GetTriangle(4), nullptr);
-  EXPECT_EQ(m.GetTriangle(0), m.GetTriangles());
-  EXPECT_EQ(m.GetTriangle(3), m.GetTriangles() + 3);
-  // Both extreme accessors hand out the minima.
+  EXPECT_TRUE(m.GetNumTriangles() == 0 && m.GetTriangles() == nullptr && CheckMesh(m).empty());
+  // An empty mesh's box keeps its sentinels; both extreme accessors hand out the minima.
+  m.CalcBoundingBox();
+  EXPECT_TRUE(SameBits(m.PointArray[0], Point(1e6f, 1e6f, 1e6f, 1e6f)) && SameBits(m.PointArray[1], Point(-1e6f, -1e6f, -1e6f, -1e6f)));
   EXPECT_EQ(m.GetMaxPointArray(), m.GetMinPointArray());
-  EXPECT_NE(m.GetMaxPointArray(), m.MaxPointArray);
-  EXPECT_EQ(m.GetScaleX(), 1.5f);
-  EXPECT_EQ(m.GetScaleY(), 2.5f);
-  EXPECT_EQ(m.GetScaleZ(), 3.5f);
-  EXPECT_EQ(m.GetPointArray(), m.PointArray);
-  m.PointArray[0] = Point(1, 2, 3);
-  m.PointArray[1] = Point(4, 5, 6);
-  m.PointArray[2] = Point(7, 8, 9);
-  SSEPoint lo, hi, c;
-  m.GetMinPoint(lo);
-  m.GetMaxPoint(hi);
-  m.GetCenterPoint(c);
-  EXPECT_TRUE(SameBits(lo, m.PointArray[0]) && SameBits(hi, m.PointArray[1]) && SameBits(c, m.PointArray[2]));
 }
 
 TEST(MeshModel, DiagonalIsRoundedThroughFloat) {
   // The sum of squares is rounded to float before the root; these scales
   // show the difference from a root taken of the double sum.
-  struct Case {
-    float x, y;
-  } cases[] = {{1, 1}, {0.1f, 0.3f}, {3, 4}, {1e-3f, 7.77f}, {0, 0}, {123.456f, 0.001f}};
-  for (const Case& c : cases) {
-    const float sum = float(double(c.x) * c.x + double(c.y) * c.y);
-    const float expected = float(std::sqrt(double(sum)));
-    CHTriangulation m(0, c.x, c.y, 1);
-    EXPECT_TRUE(SameBits(m.ScanConvDiagonal, expected)) << c.x << ", " << c.y;
-    EXPECT_EQ(m.ScanConvResX, c.x);
-    EXPECT_EQ(m.ScanConvResY, c.y);
-    CHTriangulation r;
-    r.SetScanConvResolution(c.x, c.y, 9);
-    EXPECT_TRUE(SameBits(r.ScanConvDiagonal, expected));
-    EXPECT_EQ(r.ScanConvResZ, 9.0f);
+  for (auto [x, y] : {std::pair{1.0f, 1.0f}, {0.1f, 0.3f}, {3.0f, 4.0f}, {1e-3f, 7.77f}, {0.0f, 0.0f}, {123.456f, 0.001f}}) {
+    const float expected = float(std::sqrt(double(float(double(x) * x + double(y) * y))));
+    CHTriangulation m(0, x, y, 1), r;
+    r.SetScanConvResolution(x, y, 9);
+    EXPECT_TRUE(SameBits(m.ScanConvDiagonal, expected) && SameBits(r.ScanConvDiagonal, expected)) << x << ", " << y;
+    EXPECT_TRUE(m.ScanConvResX == x && m.ScanConvResY == y && r.ScanConvResZ == 9.0f);
   }
-}
-
-TEST(MeshModel, BoundingBoxOfAnEmptyMeshKeepsItsSentinels) {
-  CHTriangulation m(0, 1, 1, 1);
-  m.CalcBoundingBox();
-  EXPECT_TRUE(SameBits(m.PointArray[0], Point(1e6f, 1e6f, 1e6f, 1e6f)));
-  EXPECT_TRUE(SameBits(m.PointArray[1], Point(-1e6f, -1e6f, -1e6f, -1e6f)));
 }
 
 TEST(MeshModel, DerivedPassesAgreeWithTheCorners) {
@@ -110,15 +49,14 @@ TEST(MeshModel, DerivedPassesAgreeWithTheCorners) {
   std::vector<Tri> soup = SmallSoup();
   soup[2][1].w = 0.5f;  // w takes part in the box and the extremes
   Fill(m, soup);
-  EXPECT_EQ(CheckMesh(m, {true, true, true}), "");
+  EXPECT_EQ(CheckMesh(m, kAll), "");
   EXPECT_TRUE(SameBits(m.PointArray[0], Point(0, 0, -1, 0)));
   EXPECT_TRUE(SameBits(m.PointArray[1], Point(7, 8, 4, 0.5f)));
   m.CalcCenterPoint();
-  float sx = 0, sy = 0, sz = 0, sw = 0;
-  for (int i = 0; i < 9; ++i) {
-    sx += m.EdgeArray[i].x, sy += m.EdgeArray[i].y, sz += m.EdgeArray[i].z, sw += m.EdgeArray[i].w;
-  }
-  EXPECT_TRUE(SameBits(m.PointArray[2], Point(sx / 9, sy / 9, sz / 9, sw / 9)));
+  float s[4] = {};
+  for (int i = 0; i < 9; ++i)
+    for (int l = 0; l < 4; ++l) s[l] += (&m.EdgeArray[i].x)[l];
+  EXPECT_TRUE(SameBits(m.PointArray[2], Point(s[0] / 9, s[1] / 9, s[2] / 9, s[3] / 9)));
 }
 
 TEST(MeshModel, FlatNormalsFollowTheWinding) {
@@ -136,45 +74,22 @@ TEST(MeshModel, FlatNormalsFollowTheWinding) {
   EXPECT_TRUE(SameBits(m.MainNormalArray[0], Point(9, 9, 9))) << "the main normal is left alone";
 }
 
-TEST(MeshModel, WorkingListLinksAndUnlinks) {
+TEST(MeshModel, ListsUnlinkInPlaceAndPushStretchesAtTheFront) {
   CHTriangulation m(4, 1, 1, 1);
   m.IndexTriangleList();
   t_htriangle* t = m.Triangles;
-  ASSERT_EQ(m.TriangleListHead, t);
-  for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(t[i].pPrev, i ? t + i - 1 : nullptr);
-    EXPECT_EQ(t[i].pNext, i < 3 ? t + i + 1 : nullptr);
-  }
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(t[i].pPrev == (i ? t + i - 1 : nullptr) && t[i].pNext == (i < 3 ? t + i + 1 : nullptr));
   m.DeleteTriangleFromList(t + 2);
-  EXPECT_EQ(t[1].pNext, t + 3);
-  EXPECT_EQ(t[3].pPrev, t + 1);
-  EXPECT_EQ(t[2].pNext, t + 3) << "the unlinked record keeps its own links";
   m.DeleteTriangleFromList(t);
-  EXPECT_EQ(m.TriangleListHead, t + 1);
-  EXPECT_EQ(t[1].pPrev, nullptr);
   m.DeleteTriangleFromList(nullptr);
-  EXPECT_EQ(m.TriangleListHead, t + 1);
-}
-
-TEST(MeshModel, StretchListPushesAtTheFront) {
-  CHTriangulation m;
-  t_stretch* a = new t_stretch{};
-  t_stretch* b = new t_stretch{};
-  t_stretch* c = new t_stretch{};
-  m.AppendStretchToList(a);
-  m.AppendStretchToList(b);
-  m.AppendStretchToList(c);
-  ASSERT_EQ(m.StretchListHead, c);
-  EXPECT_EQ(c->pNext, b);
-  EXPECT_EQ(b->pNext, a);
-  EXPECT_EQ(a->pPrev, b);
-  m.DeleteStretchFromList(b);
-  EXPECT_EQ(c->pNext, a);
-  EXPECT_EQ(a->pPrev, c);
-  m.DeleteStretchFromList(c);
-  EXPECT_EQ(m.StretchListHead, a);
-  m.DeleteStretchFromList(nullptr);
-  m.DeleteStretchFromList(a);
+  EXPECT_TRUE(m.TriangleListHead == t + 1 && !t[1].pPrev && t[1].pNext == t + 3 && t[3].pPrev == t + 1);
+  EXPECT_EQ(t[2].pNext, t + 3) << "the unlinked record keeps its own links";
+  t_stretch* s[3] = {new t_stretch{}, new t_stretch{}, new t_stretch{}};
+  for (t_stretch* x : s) m.AppendStretchToList(x);
+  EXPECT_TRUE(m.StretchListHead == s[2] && s[2]->pNext == s[1] && s[1]->pNext == s[0] && s[0]->pPrev == s[1]);
+  m.DeleteStretchFromList(s[1]);
+  EXPECT_TRUE(s[2]->pNext == s[0] && s[0]->pPrev == s[2]);
+  for (t_stretch* x : {s[2], static_cast<t_stretch*>(nullptr), s[0]}) m.DeleteStretchFromList(x);
   EXPECT_EQ(m.StretchListHead, nullptr);
 }
 
@@ -189,8 +104,7 @@ TEST(MeshTransforms, ScaleBlowShift) {
       {"ScaleTriangulationXY", [](CHTriangulation& m) { m.ScaleTriangulationXY(); }, 2, 3, 1, 0, 0, 0, false},
       {"ReScaleTriangulation", [](CHTriangulation& m) { m.ReScaleTriangulation(5, 6, 7); }, 5, 6, 7, 0, 0, 0, true},
       {"BlowTriangulation", [](CHTriangulation& m) { m.BlowTriangulation(0.5f, -1, 3); }, 0.5f, -1, 3, 0, 0, 0, true},
-      {"ShiftTriangulation", [](CHTriangulation& m) { m.ShiftTriangulation(1, -2, 0.25f); }, 1, 1, 1, 1, -2, 0.25f,
-       true},
+      {"ShiftTriangulation", [](CHTriangulation& m) { m.ShiftTriangulation(1, -2, 0.25f); }, 1, 1, 1, 1, -2, 0.25f, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -201,27 +115,17 @@ TEST(MeshTransforms, ScaleBlowShift) {
     const SSEPoint box0 = m.PointArray[0];
     m.NormalArray[0] = Point(0.6f, 0.8f, 0);
     c.apply(m);
+    const bool shift = c.dx != 0;
     for (int i = 0; i < 9; ++i) {
-      const mesh_test::Corner& p = soup[i / 3][i % 3];
-      const bool shift = c.dx != 0;
-      const SSEPoint expected = shift ? Point(p.x + c.dx, p.y + c.dy, p.z + c.dz, p.w)
-                                      : Point(p.x * c.fx, p.y * c.fy, p.z * c.fz, 0.0f);
-      ASSERT_TRUE(SameBits(m.EdgeArray[i], expected)) << i;
+      const Corner& p = soup[i / 3][i % 3];
+      ASSERT_TRUE(SameBits(m.EdgeArray[i], shift ? Point(p.x + c.dx, p.y + c.dy, p.z + c.dz, p.w)
+                                                 : Point(p.x * c.fx, p.y * c.fy, p.z * c.fz, 0.0f))) << i;
     }
-    if (c.derivedUpdated) EXPECT_EQ(CheckMesh(m, {true, true, c.dx == 0}), "") << "a shift leaves the box";
-    if (!c.derivedUpdated) EXPECT_TRUE(SameBits(m.PointArray[0], box0)) << "nothing recomputed";
+    // A shift moves the extremes but not the box; the scales recompute nothing.
+    if (c.derivedUpdated) EXPECT_EQ(CheckMesh(m, {true, true, !shift}), "");
+    if (!c.derivedUpdated || shift) EXPECT_TRUE(SameBits(m.PointArray[0], box0));
     EXPECT_TRUE(SameBits(m.NormalArray[0], Point(0.6f, 0.8f, 0))) << "normals untouched";
   }
-}
-
-TEST(MeshTransforms, ShiftMovesExtremesButNotTheBox) {
-  CHTriangulation m;
-  Fill(m, SmallSoup());
-  const SSEPoint box0 = m.PointArray[0];
-  m.ShiftTriangulation(10, 20, 30);
-  EXPECT_TRUE(SameBits(m.PointArray[0], box0));
-  EXPECT_TRUE(SameBits(m.MinPointArray[2], Point(15, 25, 29)));
-  EXPECT_TRUE(SameBits(m.MaxPointArray[2], Point(17, 28, 32)));
 }
 
 TEST(MeshTransforms, RotationsMatchTheirMatrices) {
@@ -229,36 +133,28 @@ TEST(MeshTransforms, RotationsMatchTheirMatrices) {
   const double ca = std::cos(double(a)), sa = std::sin(double(a)), cb = std::cos(double(b)), sb = std::sin(double(b));
   const double r[3][3] = {{ca * cb, sa, ca * sb}, {-sa * cb, ca, -sa * sb}, {-sb, 0, cb}};
   const double cc = std::cos(double(c)), sc = std::sin(double(c));
-  auto rotate = [&](const double p[3], double out[3], bool third) {
-    for (int i = 0; i < 3; ++i) out[i] = r[i][0] * p[0] + r[i][1] * p[1] + r[i][2] * p[2];
-    if (third) {
-      const double x = cc * out[0] - sc * out[1], y = sc * out[0] + cc * out[1];
-      out[0] = x, out[1] = y;
-    }
-  };
-  const SSEPoint centre = Point(1, 2, 3);
+  const std::vector<Tri> soup = SmallSoup();
   for (int variant = 0; variant < 4; ++variant) {
     SCOPED_TRACE(variant);
-    CHTriangulation m;
-    Fill(m, SmallSoup());
-    SSEPoint about = centre;
     const bool third = variant & 1, aboutCentre = variant & 2;
-    if (!third && !aboutCentre) m.TransformVertices(a, b);
-    if (third && !aboutCentre) m.TransformVertices(a, b, c);
-    if (!third && aboutCentre) m.TransformVerticesAboutPoint(a, b, about);
-    if (third && aboutCentre) m.TransformVerticesAboutPoint(a, b, c, about);
-    const std::vector<Tri> soup = SmallSoup();
+    CHTriangulation m;
+    Fill(m, soup);
+    SSEPoint about = Point(1, 2, 3);
+    if (!aboutCentre) third ? m.TransformVertices(a, b, c) : m.TransformVertices(a, b);
+    if (aboutCentre) third ? m.TransformVerticesAboutPoint(a, b, c, about) : m.TransformVerticesAboutPoint(a, b, about);
+    const double o[3] = {aboutCentre ? 1.0 : 0.0, aboutCentre ? 2.0 : 0.0, aboutCentre ? 3.0 : 0.0};
     for (int i = 0; i < 9; ++i) {
-      const mesh_test::Corner& q = soup[i / 3][i % 3];
-      const double o[3] = {aboutCentre ? 1.0 : 0.0, aboutCentre ? 2.0 : 0.0, aboutCentre ? 3.0 : 0.0};
+      const Corner& q = soup[i / 3][i % 3];
       const double p[3] = {q.x - o[0], q.y - o[1], q.z - o[2]};
       double out[3];
-      rotate(p, out, third);
-      EXPECT_NEAR(m.EdgeArray[i].x, out[0] + o[0], 1e-5) << i;
-      EXPECT_NEAR(m.EdgeArray[i].y, out[1] + o[1], 1e-5) << i;
-      EXPECT_NEAR(m.EdgeArray[i].z, out[2] + o[2], 1e-5) << i;
+      for (int j = 0; j < 3; ++j) out[j] = r[j][0] * p[0] + r[j][1] * p[1] + r[j][2] * p[2];
+      if (third) {
+        const double x = cc * out[0] - sc * out[1], y = sc * out[0] + cc * out[1];
+        out[0] = x, out[1] = y;
+      }
+      for (int j = 0; j < 3; ++j) EXPECT_NEAR((&m.EdgeArray[i].x)[j], out[j] + o[j], 1e-5) << i << " lane " << j;
     }
-    EXPECT_EQ(CheckMesh(m, {true, true, true}), "");
+    EXPECT_EQ(CheckMesh(m, kAll), "");
   }
 }
 
@@ -268,27 +164,20 @@ TEST(MeshCopies, DeepCopyFillsMaximaFromMinima) {
   src.CalcNeighbours();
   src.SetScanConvResolution(0.5f, 0.25f, 2);
   src.CalcCenterPoint();
-  CHTriangulation copy(&src);
+  CHTriangulation copy(&src), second(src);  // both deep
   ASSERT_EQ(CheckMesh(copy, {false}), "");
   ASSERT_EQ(copy.NumTriangles, 3);
-  EXPECT_NE(copy.EdgeArray, src.EdgeArray) << "deep";
-  EXPECT_EQ(copy.ScaleX, 2.0f);
-  EXPECT_EQ(copy.ScanConvResY, 0.25f);
-  EXPECT_TRUE(SameBits(copy.ScanConvDiagonal, src.ScanConvDiagonal));
+  EXPECT_TRUE(copy.EdgeArray != src.EdgeArray && second.EdgeArray != src.EdgeArray);
+  EXPECT_TRUE(SameBits(second.EdgeArray[4], src.EdgeArray[4]));
+  EXPECT_TRUE(copy.ScaleX == 2.0f && copy.ScanConvResY == 0.25f && SameBits(copy.ScanConvDiagonal, src.ScanConvDiagonal));
   for (int p = 0; p < 3; ++p) EXPECT_TRUE(SameBits(copy.PointArray[p], src.PointArray[p]));
   for (int i = 0; i < 3; ++i) {
-    EXPECT_TRUE(SameBits(copy.MaxPointArray[i], src.MinPointArray[i])) << i;
-    EXPECT_TRUE(SameBits(copy.MinPointArray[i], src.MinPointArray[i])) << i;
-    EXPECT_EQ(copy.Triangles[i].Type, src.Triangles[i].Type);
-    EXPECT_EQ(copy.Triangles[i].pNext, nullptr);
+    EXPECT_TRUE(SameBits(copy.MaxPointArray[i], src.MinPointArray[i]) && SameBits(copy.MinPointArray[i], src.MinPointArray[i]));
+    EXPECT_TRUE(copy.Triangles[i].Type == src.Triangles[i].Type && copy.Triangles[i].pNext == nullptr);
     for (int k = 0; k < 3; ++k) EXPECT_EQ(copy.Triangles[i].pNeighbour[k], src.Triangles[i].pNeighbour[k]);
   }
   copy.CalcSTV();
   EXPECT_EQ(CheckMesh(copy, {false, true}), "");
-  // The C++ copy constructor is deep as well.
-  CHTriangulation second(src);
-  EXPECT_NE(second.EdgeArray, src.EdgeArray);
-  EXPECT_TRUE(SameBits(second.EdgeArray[4], src.EdgeArray[4]));
 }
 
 TEST(MeshCopies, AssignmentIsShallow) {
@@ -297,19 +186,18 @@ TEST(MeshCopies, AssignmentIsShallow) {
   CHTriangulation* alias = new CHTriangulation;
   SSEPoint* ownBlock = alias->PointArray;
   *alias = src;
-  EXPECT_EQ(alias->EdgeArray, src.EdgeArray);
-  EXPECT_EQ(alias->Triangles, src.Triangles);
-  EXPECT_EQ(alias->PointArray, src.PointArray);
+  EXPECT_TRUE(alias->EdgeArray == src.EdgeArray && alias->Triangles == src.Triangles && alias->PointArray == src.PointArray);
   // Only one of the two may release the shared storage: forget the alias's
   // pointers (its own first block is released here) instead of destroying it.
   ::operator delete(static_cast<void*>(alias));
   std::free(ownBlock);
 }
 
-TEST(MeshCopies, CombineAppendsAndFlipsTheWinding) {
+TEST(MeshCopies, CombineFlipsTheWindingAndAppendKeepsIndicesAndTypes) {
+  const std::vector<Tri> soup = SmallSoup();
   CHTriangulation a(0, 1, 1, 1), b;
-  Fill(a, {SmallSoup()[0]});
-  Fill(b, {SmallSoup()[0], SmallSoup()[2]});
+  Fill(a, {soup[0]});
+  Fill(b, {soup[0], soup[2]});
   a.SetScanConvResolution(0.5f, 0.5f, 0.5f);
   for (bool flip : {false, true}) {
     SCOPED_TRACE(flip);
@@ -318,34 +206,25 @@ TEST(MeshCopies, CombineAppendsAndFlipsTheWinding) {
     ASSERT_EQ(c.NumTriangles, 3);
     ASSERT_EQ(CheckMesh(c, {true, false, true}), "");
     for (int k = 0; k < 3; ++k) EXPECT_TRUE(SameBits(c.EdgeArray[k], a.EdgeArray[k]));
-    for (int k = 0; k < 6; ++k) {
-      const int from = flip ? 3 * (k / 3) + 2 - k % 3 : k;
-      EXPECT_TRUE(SameBits(c.EdgeArray[3 + k], b.EdgeArray[from])) << k;
-    }
+    for (int k = 0; k < 6; ++k) EXPECT_TRUE(SameBits(c.EdgeArray[3 + k], b.EdgeArray[flip ? 3 * (k / 3) + 2 - k % 3 : k])) << k;
     // Triangle 1 repeats triangle 0's corners: the flipped copy faces away.
     EXPECT_EQ(c.NormalArray[3].z, flip ? -c.NormalArray[0].z : c.NormalArray[0].z);
     EXPECT_EQ(c.Triangles[2].Type, -1);
     EXPECT_EQ(c.ScanConvResX, 1.0f) << "the combination takes the resolution of a fresh mesh";
   }
-}
-
-TEST(MeshCopies, AppendKeepsIndicesAndTypes) {
-  CHTriangulation a, b;
-  Fill(a, {SmallSoup()[0], SmallSoup()[1]});
-  Fill(b, {SmallSoup()[2]});
-  a.Triangles[1].Type = 13;
-  b.Triangles[0].Type = 5;
-  a.AppendTriangulation(&b);
-  ASSERT_EQ(a.NumTriangles, 3);
-  ASSERT_EQ(CheckMesh(a, {false, false, true}), "");
-  EXPECT_EQ(a.Triangles[1].Type, 13);
-  EXPECT_EQ(a.Triangles[2].Type, 5);
-  EXPECT_EQ(a.Triangles[2].Index, 0) << "appended triangles keep their old index";
-  EXPECT_TRUE(SameBits(a.EdgeArray[6], b.EdgeArray[0]));
-  EXPECT_TRUE(SameBits(a.MaxPointArray[2], b.MinPointArray[0]));
-  a.AppendTriangulation(&a);
-  ASSERT_EQ(a.NumTriangles, 6);
-  EXPECT_TRUE(SameBits(a.EdgeArray[15], b.EdgeArray[0]));
+  CHTriangulation d;
+  Fill(d, {soup[0], soup[1]});
+  d.Triangles[1].Type = 13;
+  b.Triangles[1].Type = 5;
+  d.AppendTriangulation(&b);
+  ASSERT_EQ(d.NumTriangles, 4);
+  ASSERT_EQ(CheckMesh(d, {false, false, true}), "");
+  EXPECT_TRUE(d.Triangles[1].Type == 13 && d.Triangles[3].Type == 5);
+  EXPECT_EQ(d.Triangles[3].Index, 1) << "appended triangles keep their old index";
+  EXPECT_TRUE(SameBits(d.EdgeArray[9], b.EdgeArray[3]) && SameBits(d.MaxPointArray[3], b.MinPointArray[1]));
+  d.AppendTriangulation(&d);
+  ASSERT_EQ(d.NumTriangles, 8);
+  EXPECT_TRUE(SameBits(d.EdgeArray[21], b.EdgeArray[3]));
 }
 
 TEST(MeshConstructors, ExternalMeshTypesGiveEmptyMeshes) {
@@ -354,12 +233,11 @@ TEST(MeshConstructors, ExternalMeshTypesGiveEmptyMeshes) {
   CHTriangulation meshes[] = {CHTriangulation(&s, 2, 2, 2), CHTriangulation(&s), CHTriangulation(&s, nullptr, 1, 1, 1),
                               CHTriangulation(&d, nullptr, 1, 1, 1), CHTriangulation(&d), CHTriangulation(&d, 3, 3, 3)};
   for (CHTriangulation& m : meshes) {
-    EXPECT_EQ(m.NumTriangles, 0);
-    EXPECT_EQ(CheckMesh(m), "");
     m.CreateTriangulationFromNyTriangulation(&s);
     m.CutWithTriangulation(&m);
-    EXPECT_EQ(m.NumTriangles, 0);
+    EXPECT_TRUE(m.NumTriangles == 0 && CheckMesh(m).empty());
   }
-  EXPECT_EQ(meshes[0].ScaleX, 2.0f);
-  EXPECT_EQ(meshes[1].ScaleX, 1.0f);
+  EXPECT_TRUE(meshes[0].ScaleX == 2.0f && meshes[1].ScaleX == 1.0f);
 }
+
+}  // namespace
