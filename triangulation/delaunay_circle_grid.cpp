@@ -13,13 +13,13 @@ constexpr long long kMaxCellsPerCircle = 64;
 // The coarse grid's cells are this many fine cells on a side.
 constexpr int kCoarseFactor = 8;
 // A fine cell settles at a few dozen entries (eight to sixteen triangles,
-// each filed in about three cells); growing every cell from nothing after
-// each re-layout would cost a string of reallocations per cell.
+// each filed in about three cells); growing every cell from
+// nothing after each re-layout would cost a string of reallocations per cell.
 constexpr std::size_t kReservedPerCell = 32;
-// Marks of nGridSlot for triangles filed in a grid level rather than in the
-// unbounded list (whose slots are >= 0).
-constexpr int32_t kInFine = -2;
-constexpr int32_t kInCoarse = -3;
+// Where a triangle is filed (its nGridLevel).
+constexpr int16_t kFine = 0;
+constexpr int16_t kCoarse = 1;
+constexpr int16_t kUnbounded = 2;
 }  // namespace
 
 void CCircleGrid::Level::Layout(double x0, double y0, double cellSide, int nx, int ny, std::size_t reserve) {
@@ -33,34 +33,34 @@ void CCircleGrid::Level::Layout(double x0, double y0, double cellSide, int nx, i
   for (std::vector<Entry>& cell : cells) cell.reserve(reserve);
 }
 
-bool CCircleGrid::Level::TryInsert(t_hdelaunaytriangle* t, double lo[2], double hi[2], int32_t level) {
+void CCircleGrid::RemoveEntry(std::vector<Entry>& entries, uint32_t slot) {
+  auto it = std::find_if(entries.begin(), entries.end(), [slot](const Entry& e) { return e.nSlot == slot; });
+  *it = entries.back();
+  entries.pop_back();
+}
+
+bool CCircleGrid::Level::TryInsert(t_hdelaunaytriangle* t, const Entry& e, const double lo[2], const double hi[2]) {
   if (cells.empty()) return false;
   const int ix0 = CellX(lo[0]), ix1 = CellX(hi[0]), iy0 = CellY(lo[1]), iy1 = CellY(hi[1]);
   if (static_cast<long long>(ix1 - ix0 + 1) * (iy1 - iy0 + 1) > kMaxCellsPerCircle) return false;
-  t->nGridBox[0] = ix0;
-  t->nGridBox[1] = iy0;
-  t->nGridBox[2] = ix1;
-  t->nGridBox[3] = iy1;
-  t->nGridSlot = level;
-  const Entry e{t->fCenterX, t->fCenterY, t->fRadiusSqr, t};
+  t->nGridBox[0] = static_cast<int16_t>(ix0);
+  t->nGridBox[1] = static_cast<int16_t>(iy0);
+  t->nGridBox[2] = static_cast<int16_t>(ix1);
+  t->nGridBox[3] = static_cast<int16_t>(iy1);
   for (int iy = iy0; iy <= iy1; ++iy)
     for (int ix = ix0; ix <= ix1; ++ix) cells[static_cast<std::size_t>(iy) * nX + ix].push_back(e);
   return true;
 }
 
-void CCircleGrid::Level::Erase(t_hdelaunaytriangle* t) {
+void CCircleGrid::Level::Erase(const t_hdelaunaytriangle* t) {
+  const uint32_t slot = static_cast<uint32_t>(t->nGridSlot);
   for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
-    for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix) {
-      std::vector<Entry>& cell = cells[static_cast<std::size_t>(iy) * nX + ix];
-      auto it = std::find_if(cell.begin(), cell.end(), [t](const Entry& e) { return e.pTriangle == t; });
-      *it = cell.back();
-      cell.pop_back();
-    }
+    for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix)
+      RemoveEntry(cells[static_cast<std::size_t>(iy) * nX + ix], slot);
 }
 
 void CCircleGrid::Reset(double x0, double y0, double x1, double y1, std::size_t cells) {
-  m_Unbounded.clear();
-  m_nCount = 0;
+  Clear();
   if (!(x1 >= x0) || !(y1 >= y0) || !std::isfinite(x1 - x0) || !std::isfinite(y1 - y0)) {
     x0 = y0 = 0.0;
     x1 = y1 = 1.0;
@@ -79,35 +79,55 @@ void CCircleGrid::Clear() {
   for (Level* level : {&m_Fine, &m_Coarse})
     for (std::vector<Entry>& cell : level->cells) cell.clear();
   m_Unbounded.clear();
+  m_Slots.clear();
+  m_FreeSlots.clear();
   m_nCount = 0;
 }
 
 void CCircleGrid::Insert(t_hdelaunaytriangle* t) {
   ++m_nCount;
+  uint32_t slot;
+  if (!m_FreeSlots.empty()) {
+    slot = m_FreeSlots.back();
+    m_FreeSlots.pop_back();
+    m_Slots[slot] = t;
+  } else {
+    slot = static_cast<uint32_t>(m_Slots.size());
+    m_Slots.push_back(t);
+  }
+  t->nGridSlot = static_cast<int32_t>(slot);
+  const Entry e{t->fCenterX, t->fCenterY, t->fRadiusSqr, slot};
+
   const double r2 = t->fRadiusSqr, cx = t->fCenterX, cy = t->fCenterY;
   if (std::isfinite(r2) && std::isfinite(cx) && std::isfinite(cy) && r2 >= 0.0) {
     // Half side of the box: see the exactness note in the header. The absolute
     // terms cover the double rounding of c +- r and circles of zero radius.
     const double r = std::sqrt(r2) * (1.0 + 1e-5) + (std::fabs(cx) + std::fabs(cy)) * 1e-12 + 1e-15;
-    double lo[2] = {cx - r, cy - r}, hi[2] = {cx + r, cy + r};
-    if (m_Fine.TryInsert(t, lo, hi, kInFine) || m_Coarse.TryInsert(t, lo, hi, kInCoarse)) return;
+    const double lo[2] = {cx - r, cy - r}, hi[2] = {cx + r, cy + r};
+    if (m_Fine.TryInsert(t, e, lo, hi)) {
+      t->nGridLevel = kFine;
+      return;
+    }
+    if (m_Coarse.TryInsert(t, e, lo, hi)) {
+      t->nGridLevel = kCoarse;
+      return;
+    }
   }
-  t->nGridSlot = static_cast<int32_t>(m_Unbounded.size());
-  m_Unbounded.push_back(Entry{t->fCenterX, t->fCenterY, t->fRadiusSqr, t});
+  t->nGridLevel = kUnbounded;
+  m_Unbounded.push_back(e);
 }
 
 void CCircleGrid::Erase(t_hdelaunaytriangle* t) {
   --m_nCount;
-  if (t->nGridSlot == kInFine) {
+  const uint32_t slot = static_cast<uint32_t>(t->nGridSlot);
+  if (t->nGridLevel == kFine)
     m_Fine.Erase(t);
-  } else if (t->nGridSlot == kInCoarse) {
+  else if (t->nGridLevel == kCoarse)
     m_Coarse.Erase(t);
-  } else {
-    const std::size_t slot = static_cast<std::size_t>(t->nGridSlot);
-    m_Unbounded[slot] = m_Unbounded.back();
-    m_Unbounded[slot].pTriangle->nGridSlot = static_cast<int32_t>(slot);
-    m_Unbounded.pop_back();
-  }
+  else
+    RemoveEntry(m_Unbounded, slot);
+  m_Slots[slot] = nullptr;
+  m_FreeSlots.push_back(slot);
   t->nGridSlot = -1;
 }
 

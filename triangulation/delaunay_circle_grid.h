@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "relief/TaCIncrementalDelaunay2D.h"
@@ -13,8 +14,11 @@ namespace relief::detail {
 // in the fine grid when that is a few cells, else in a grid eight times
 // coarser; circles that are not finite or too big even for that sit in one
 // unbounded list that every query visits. Each entry keeps a copy of the
-// circle beside the pointer, so a query reads contiguous entries and touches
-// no triangle record until one matches.
+// circle, so a query reads contiguous entries and touches no triangle record
+// until one matches.
+//
+// An entry is 16 bytes: the circle and the triangle's slot number, which
+// leads to the triangle only when the circle holds the point.
 //
 // Exactness: the float test r2 > dx*dx + dy*dy can only succeed when the true
 // distance |p - c| is below sqrt(r2) * (1 + 2^-22) (each of the three roundings
@@ -44,25 +48,28 @@ class CCircleGrid {
   // (x, y) by the float comparison of the point search, in no useful order.
   template <class F>
   void ForEachContaining(float x, float y, F&& f) const {
-    for (const Entry& e : m_Unbounded)
-      if (Holds(e, x, y)) f(e.pTriangle);
-    for (const Level* level : {&m_Fine, &m_Coarse}) {
-      if (level->cells.empty()) continue;
-      for (const Entry& e : level->cells[static_cast<std::size_t>(level->CellY(y)) * level->nX + level->CellX(x)])
-        if (Holds(e, x, y)) f(e.pTriangle);
-    }
+    Visit(m_Unbounded, x, y, f);
+    for (const Level* level : {&m_Fine, &m_Coarse})
+      if (!level->cells.empty()) Visit(level->cells[level->CellOf(x, y)], x, y, f);
   }
 
  private:
   struct Entry {
     float fCenterX, fCenterY, fRadiusSqr;
-    t_hdelaunaytriangle* pTriangle;
+    uint32_t nSlot;
   };
   // The same expression, in the same float steps, as the point search's test.
   static bool Holds(const Entry& e, float x, float y) {
     const float dx = x - e.fCenterX, dy = y - e.fCenterY;
     return e.fRadiusSqr > dx * dx + dy * dy;
   }
+  template <class F>
+  void Visit(const std::vector<Entry>& entries, float x, float y, F& f) const {
+    for (const Entry& e : entries)
+      if (Holds(e, x, y)) f(m_Slots[e.nSlot]);
+  }
+  // Removes the entry of a slot; the order of the rest does not matter.
+  static void RemoveEntry(std::vector<Entry>& entries, uint32_t slot);
 
   struct Level {
     double fX0 = 0.0, fY0 = 0.0, fInv = 1.0;
@@ -71,19 +78,23 @@ class CCircleGrid {
 
     int CellX(double x) const { return Cell((x - fX0) * fInv, nX); }
     int CellY(double y) const { return Cell((y - fY0) * fInv, nY); }
+    std::size_t CellOf(double x, double y) const { return static_cast<std::size_t>(CellY(y)) * nX + CellX(x); }
     static int Cell(double g, int n) {
       if (!(g >= 0.0)) return 0;  // also NaN
       if (g >= n - 1) return n - 1;
       return static_cast<int>(g);
     }
     void Layout(double x0, double y0, double cellSide, int nx, int ny, std::size_t reserve);
-    // Files t when its box covers few enough cells; false otherwise.
-    bool TryInsert(t_hdelaunaytriangle* t, double lo[2], double hi[2], int32_t level);
-    void Erase(t_hdelaunaytriangle* t);
+    // Files the entry in every cell its box touches when they are few
+    // enough, noting them in t; false otherwise.
+    bool TryInsert(t_hdelaunaytriangle* t, const Entry& e, const double lo[2], const double hi[2]);
+    void Erase(const t_hdelaunaytriangle* t);
   };
 
   Level m_Fine, m_Coarse;
   std::vector<Entry> m_Unbounded;
+  std::vector<t_hdelaunaytriangle*> m_Slots;  // by slot number; null when free
+  std::vector<uint32_t> m_FreeSlots;
   std::size_t m_nCount = 0;
 };
 

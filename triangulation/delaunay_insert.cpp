@@ -17,7 +17,7 @@ void TaCIncrementalDelaunay2D::Triangulate(int count, bool finalize, bool boxSta
   m_bFinalized = false;
 
   if (!boxStart) {
-    t_hdelaunaytriangle* t = InitNewTriangle();
+    t_hdelaunaytriangle* t = NewTriangle();
     t->nVertex[0] = 0;
     t->nVertex[1] = 1;
     t->nVertex[2] = 2;
@@ -48,8 +48,8 @@ void TaCIncrementalDelaunay2D::Triangulate(int count, bool finalize, bool boxSta
     }
     // Without room for a corner there is no box to start from.
     if (corner[0] < 0 || corner[1] < 0 || corner[2] < 0 || corner[3] < 0) return;
-    t_hdelaunaytriangle* t1 = InitNewTriangle();
-    t_hdelaunaytriangle* t2 = InitNewTriangle();
+    t_hdelaunaytriangle* t1 = NewTriangle();
+    t_hdelaunaytriangle* t2 = NewTriangle();
     t1->nVertex[0] = corner[3];
     t1->nVertex[1] = corner[2];
     t1->nVertex[2] = corner[0];
@@ -159,7 +159,7 @@ void TaCIncrementalDelaunay2D::ProcessAffectedTriangles(int vertex) {
     t_hdelaunaytriangle* children[4] = {};
     const int made = MakeChildren(vertex, where, t, children);
     m_AffectedTriangleList.RemoveAt(t);
-    DeleteTriangle(t);
+    ReleaseTriangle(t);
     for (int i = 0; i < made; ++i) m_AffectedTriangleList.AddTail(children[i]);
     placed = true;
     break;
@@ -247,21 +247,21 @@ void TaCIncrementalDelaunay2D::SplitTriangleIntoTwo(int vertex, ESharedSide side
 int TaCIncrementalDelaunay2D::MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t,
                                            t_hdelaunaytriangle* children[4]) {
   if (where == ePointInside) {
-    for (int i = 0; i < 3; ++i) children[i] = InitNewTriangle();
+    for (int i = 0; i < 3; ++i) children[i] = NewTriangle();
     SplitTriangleIntoThree(vertex, t, children[0], children[1], children[2]);
     return 3;
   }
   if (where < ePointOnSide0 || where > ePointOnSide2) return 0;
   const ESharedSide side = static_cast<ESharedSide>(where - ePointOnSide0);
   t_hdelaunaytriangle* across = t->pNeighbour[side];
-  children[0] = InitNewTriangle();
-  children[1] = InitNewTriangle();
+  children[0] = NewTriangle();
+  children[1] = NewTriangle();
   SplitTriangleIntoTwo(vertex, side, t, children[0], children[1]);
   if (!across) return 2;
   const ESharedSide acrossSide = FindCommonSide(side, t, across);
   if (acrossSide == eNoCommonSide) return 2;
-  children[2] = InitNewTriangle();
-  children[3] = InitNewTriangle();
+  children[2] = NewTriangle();
+  children[3] = NewTriangle();
   SplitTriangleIntoTwo(vertex, acrossSide, across, children[2], children[3]);
   across->bKill = true;
   for (int i = 0; i < 4; ++i)
@@ -274,7 +274,7 @@ void TaCIncrementalDelaunay2D::KillIgnoredTriangles() {
     t_hdelaunaytriangle* next = t->pNext;
     if (t->bKill) {
       m_AffectedTriangleList.RemoveAt(t);
-      DeleteTriangle(t);
+      ReleaseTriangle(t);
     }
     t = next;
   }
@@ -285,7 +285,7 @@ void TaCIncrementalDelaunay2D::AddNewTrianglesToList() {
     t_hdelaunaytriangle* next = t->pNext;
     m_AffectedTriangleList.RemoveAt(t);
     if (t->bKill)
-      DeleteTriangle(t);
+      ReleaseTriangle(t);
     else
       AppendToWorking(t);
     t = next;

@@ -7,6 +7,7 @@
 #include "relief/SafeMemory.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "triangulation/delaunay_circle_grid.h"
+#include "triangulation/delaunay_triangle_pool.h"
 
 void CDelaunayTriangleList::TakeAll(CDelaunayTriangleList& other) {
   if (other.m_pHead == nullptr) return;
@@ -60,17 +61,27 @@ void TaCIncrementalDelaunay2D::Construct() {
   m_nNextSequence = 0;
   m_nWorkingEpoch = 1;
   m_pGrid = nullptr;
+  m_pPool = nullptr;
   m_pBoundingBox = static_cast<SSEPoint*>(SafeAlignedAlloc(2 * sizeof(SSEPoint), 16));
   m_pBoundingBox[0].m = _mm_setzero_ps();
   m_pBoundingBox[1].m = _mm_setzero_ps();
   m_pGrid = new relief::detail::CCircleGrid();
+  m_pPool = new relief::detail::CTrianglePool();
 }
 
+t_hdelaunaytriangle* TaCIncrementalDelaunay2D::NewTriangle() { return m_pPool->New(); }
+
+void TaCIncrementalDelaunay2D::ReleaseTriangle(t_hdelaunaytriangle* t) { m_pPool->Delete(t); }
+
+void TaCIncrementalDelaunay2D::ReleaseAll(CDelaunayTriangleList& list) { m_pPool->DeleteAll(list); }
+
 TaCIncrementalDelaunay2D::~TaCIncrementalDelaunay2D() {
-  m_AffectedTriangleList.DeleteAll();
-  m_TriangleList.DeleteAll();
-  m_FinalTriangleList.DeleteAll();
-  m_OtherTriangleList.DeleteAll();
+  // The pool frees every record at once; the lists only need to forget theirs.
+  m_AffectedTriangleList.Abandon();
+  m_TriangleList.Abandon();
+  m_FinalTriangleList.Abandon();
+  m_OtherTriangleList.Abandon();
+  delete m_pPool;
   delete m_pGrid;
   SafeAlignedFree(m_pBoundingBox);
   SafeAlignedFree(m_pTriangleCenters);
@@ -164,19 +175,19 @@ void TaCIncrementalDelaunay2D::RebuildGrid() {
 
 // ---- list operations --------------------------------------------------------
 
-void TaCIncrementalDelaunay2D::ClearAffectedTriangleList() { m_AffectedTriangleList.DeleteAll(); }
+void TaCIncrementalDelaunay2D::ClearAffectedTriangleList() { ReleaseAll(m_AffectedTriangleList); }
 
 void TaCIncrementalDelaunay2D::ClearTriangleList() {
-  m_TriangleList.DeleteAll();
+  ReleaseAll(m_TriangleList);
   m_HullRegister.clear();
   m_pGrid->Reset(0, 0, 1, 1, 1);
   NextWorkingEpoch();
 }
 
-void TaCIncrementalDelaunay2D::ClearFinalTriangleList() { m_FinalTriangleList.DeleteAll(); }
+void TaCIncrementalDelaunay2D::ClearFinalTriangleList() { ReleaseAll(m_FinalTriangleList); }
 
 void TaCIncrementalDelaunay2D::FinalizeTriangleList() {
-  m_FinalTriangleList.DeleteAll();
+  ReleaseAll(m_FinalTriangleList);
   for (t_hdelaunaytriangle* t : m_HullRegister) t->nHullSlot = -1;
   m_HullRegister.clear();
   m_FinalTriangleList.TakeAll(m_TriangleList);

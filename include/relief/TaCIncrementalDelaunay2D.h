@@ -12,6 +12,7 @@ class CSSE3dPolygon;
 class CSSEMatrix;
 namespace relief::detail {
 class CCircleGrid;
+class CTrianglePool;
 }
 
 // A triangle side: side 0 runs from vertex 0 to 1, side 1 from 1 to 2, side 2
@@ -25,7 +26,7 @@ enum EPointWhere { ePointOutside = 0, ePointInside = 1, ePointOnSide0 = 2, ePoin
 class CDelaunayTriangleList;
 
 // One triangle of the triangulation, over indices into the vertex array.
-// Allocated zero-filled one at a time; owned by exactly one list at a time.
+// Zero-filled when made; owned by exactly one list at a time.
 struct t_hdelaunaytriangle {
   int32_t nVertex[3];                       // counter-clockwise in a legal triangle
   float fCenterX, fCenterY;                 // circumcentre
@@ -41,12 +42,12 @@ struct t_hdelaunaytriangle {
   // Bookkeeping of the lists and of the search structures; never part of a result.
   t_hdelaunaytriangle* pPrev;
   t_hdelaunaytriangle* pNext;
-  uint32_t nWorkingEpoch;                   // working-list generation it was filed in, 0 when not
-  uint32_t nReserved;                       // keeps the record's layout on 8-byte words
   uint64_t nSequence;                       // rank of its last append to the working list
-  int32_t nGridBox[4];                      // cells covered in the circle grid (x0, y0, x1, y1)
-  int32_t nGridSlot;                        // grid level or unbounded-list index; -1 when not filed
+  uint32_t nWorkingEpoch;                   // working-list generation it was filed in, 0 when not
+  int32_t nGridSlot;                        // its slot in the circle grid, or -1 when not filed
   int32_t nHullSlot;                        // index in the hull-side register, or -1
+  int16_t nGridBox[4];                      // grid cells it is filed in (x0, y0, x1, y1)
+  int16_t nGridLevel;                       // grid level it is filed in
 };
 
 // A doubly linked list of triangle pointers with the order semantics of a
@@ -112,7 +113,13 @@ class RELIEF_API CDelaunayTriangleList {
   void TakeAll(CDelaunayTriangleList& other);
   // Empties the list without deleting the triangles.
   void RemoveAll();
-  // Deletes every triangle and empties the list.
+  // Empties the list without touching its records, which their owner has
+  // freed or is about to free.
+  void Abandon() {
+    m_pHead = m_pTail = nullptr;
+    m_nCount = 0;
+  }
+  // Deletes every triangle (records from InitNewTriangle) and empties the list.
   void DeleteAll();
 
  private:
@@ -197,8 +204,9 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   void SplitTriangleIntoTwo(int vertex, ESharedSide side, t_hdelaunaytriangle* old, t_hdelaunaytriangle* x,
                             t_hdelaunaytriangle* y);
   static void CopyTriangle(const t_hdelaunaytriangle* from, t_hdelaunaytriangle* to);
+  // A standalone zero-filled record, and its deletion once no list holds it.
+  // The triangulation's own records come from its pool instead.
   static t_hdelaunaytriangle* InitNewTriangle();
-  // Deletes a triangle that no list holds any more.
   static void DeleteTriangle(t_hdelaunaytriangle* t);
   static void FindNeighbours(t_hdelaunaytriangle* a, t_hdelaunaytriangle* b);
   static ESharedSide FindCommonSide(ESharedSide side, const t_hdelaunaytriangle* first,
@@ -290,6 +298,10 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
 
  private:
   void Construct();
+  // Records of this triangulation's lists: taken from and given back to its pool.
+  t_hdelaunaytriangle* NewTriangle();
+  void ReleaseTriangle(t_hdelaunaytriangle* t);
+  void ReleaseAll(CDelaunayTriangleList& list);
   void InsertVertex(int vertex);
   int MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t, t_hdelaunaytriangle* children[4]);
   void AppendToWorking(t_hdelaunaytriangle* t);
@@ -328,5 +340,6 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   uint64_t m_nNextSequence;
   uint32_t m_nWorkingEpoch;  // advanced whenever the working list is emptied wholesale
   relief::detail::CCircleGrid* m_pGrid;
+  relief::detail::CTrianglePool* m_pPool;
   std::vector<t_hdelaunaytriangle*> m_HullRegister;
 };

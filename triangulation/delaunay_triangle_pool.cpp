@@ -1,0 +1,41 @@
+#include "triangulation/delaunay_triangle_pool.h"
+
+#include <new>
+
+#include "relief/SafeMemory.h"
+
+namespace relief::detail {
+
+CTrianglePool::~CTrianglePool() {
+  for (t_hdelaunaytriangle* block : m_Blocks) SafeFree(block);
+}
+
+t_hdelaunaytriangle* CTrianglePool::New() {
+  t_hdelaunaytriangle* t;
+  if (m_pFree) {
+    t = m_pFree;
+    m_pFree = t->pNext;
+  } else {
+    if (m_nUsedInLastBlock == kRecordsPerBlock) {
+      m_Blocks.reserve(m_Blocks.size() + 1);  // a failure here leaves nothing half-added
+      m_Blocks.push_back(static_cast<t_hdelaunaytriangle*>(SafeMalloc(kRecordsPerBlock * sizeof(t_hdelaunaytriangle))));
+      m_nUsedInLastBlock = 0;
+    }
+    t = m_Blocks.back() + m_nUsedInLastBlock++;
+  }
+  new (t) t_hdelaunaytriangle();
+  t->nGridSlot = -1;
+  t->nHullSlot = -1;
+  return t;
+}
+
+void CTrianglePool::DeleteAll(CDelaunayTriangleList& list) {
+  for (t_hdelaunaytriangle* t = list.GetHead(); t;) {
+    t_hdelaunaytriangle* next = t->pNext;
+    list.RemoveAt(t);
+    Delete(t);
+    t = next;
+  }
+}
+
+}  // namespace relief::detail
