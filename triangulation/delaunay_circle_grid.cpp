@@ -1,5 +1,7 @@
 #include "triangulation/delaunay_circle_grid.h"
 
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -115,6 +117,15 @@ void CCircleGrid::Insert(t_hdelaunaytriangle* t) {
   }
   t->nGridLevel = kUnbounded;
   m_Unbounded.push_back(e);
+}
+
+void CCircleGrid::Prefetch(const t_hdelaunaytriangle* t) const {
+  if (t->nGridSlot < 0 || t->nGridLevel == kUnbounded) return;
+  const Level& level = t->nGridLevel == kFine ? m_Fine : m_Coarse;
+  for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
+    for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix)
+      _mm_prefetch(reinterpret_cast<const char*>(level.cells[static_cast<std::size_t>(iy) * level.nX + ix].data()),
+                   _MM_HINT_T0);
 }
 
 void CCircleGrid::Erase(t_hdelaunaytriangle* t) {

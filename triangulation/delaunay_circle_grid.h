@@ -41,6 +41,8 @@ class CCircleGrid {
     Erase(t);
     Insert(t);
   }
+  // Asks for the cells a filed triangle's removal will search.
+  void Prefetch(const t_hdelaunaytriangle* t) const;
   std::size_t Count() const { return m_nCount; }
   std::size_t CellCount() const { return m_Fine.cells.size(); }
 

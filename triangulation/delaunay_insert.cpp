@@ -1,6 +1,8 @@
 // Starting a triangulation and inserting one vertex: the affected triangles,
 // the split of the one holding the point, and the hand-over of the new
 // triangles to the working list.
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <vector>
 
@@ -120,7 +122,7 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
     std::vector<t_hdelaunaytriangle*> spill;
     int n = 0;
     m_pGrid->ForEachContaining(x, y, [&](t_hdelaunaytriangle* t) {
-      if (t->bLocked) return;
+      _mm_prefetch(reinterpret_cast<const char*>(t), _MM_HINT_T0);
       if (n < 32)
         local[n++] = t;
       else
@@ -131,6 +133,15 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
       spill.insert(spill.begin(), local, local + n);
       found = spill.data();
       n = static_cast<int>(spill.size());
+    }
+    // The matches lie all over memory: their records were requested above,
+    // and the list neighbours and grid cells their removal rewrites are
+    // requested here, so that the misses overlap.
+    n = static_cast<int>(std::remove_if(found, found + n, [](const t_hdelaunaytriangle* t) { return t->bLocked; }) - found);
+    for (int i = 0; i < n; ++i) {
+      if (found[i]->pPrev) _mm_prefetch(reinterpret_cast<const char*>(found[i]->pPrev), _MM_HINT_T0);
+      if (found[i]->pNext) _mm_prefetch(reinterpret_cast<const char*>(found[i]->pNext), _MM_HINT_T0);
+      m_pGrid->Prefetch(found[i]);
     }
     std::sort(found, found + n,
               [](const t_hdelaunaytriangle* a, const t_hdelaunaytriangle* b) { return a->nSequence < b->nSequence; });

@@ -59,6 +59,7 @@ void TaCIncrementalDelaunay2D::Construct() {
   m_pNormalVectors = nullptr;
   m_bReferenceScans = false;
   m_nNextSequence = 0;
+  m_nFlipClock = 0;
   m_nWorkingEpoch = 1;
   m_pGrid = nullptr;
   m_pPool = nullptr;

@@ -7,7 +7,7 @@
 namespace relief::detail {
 
 CTrianglePool::~CTrianglePool() {
-  for (t_hdelaunaytriangle* block : m_Blocks) SafeFree(block);
+  for (t_hdelaunaytriangle* block : m_Blocks) SafeAlignedFree(block);
 }
 
 t_hdelaunaytriangle* CTrianglePool::New() {
@@ -18,7 +18,10 @@ t_hdelaunaytriangle* CTrianglePool::New() {
   } else {
     if (m_nUsedInLastBlock == kRecordsPerBlock) {
       m_Blocks.reserve(m_Blocks.size() + 1);  // a failure here leaves nothing half-added
-      m_Blocks.push_back(static_cast<t_hdelaunaytriangle*>(SafeMalloc(kRecordsPerBlock * sizeof(t_hdelaunaytriangle))));
+      // Cache-line aligned, so that a 128-byte record spans exactly two lines
+      // and its first line holds everything the geometric tests read.
+      m_Blocks.push_back(
+          static_cast<t_hdelaunaytriangle*>(SafeAlignedAlloc(kRecordsPerBlock * sizeof(t_hdelaunaytriangle), 64)));
       m_nUsedInLastBlock = 0;
     }
     t = m_Blocks.back() + m_nUsedInLastBlock++;

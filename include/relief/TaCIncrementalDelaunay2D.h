@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include <emmintrin.h>
+
 #include "relief/Export.h"
 #include "relief/SSEPoint.h"
 #include "relief/TaCSSEVertexContainer.h"
@@ -48,6 +50,7 @@ struct t_hdelaunaytriangle {
   int32_t nHullSlot;                        // index in the hull-side register, or -1
   int16_t nGridBox[4];                      // grid cells it is filed in (x0, y0, x1, y1)
   int16_t nGridLevel;                       // grid level it is filed in
+  uint64_t nChangedAt;                      // flip clock of its last change by a legalisation
 };
 
 // A doubly linked list of triangle pointers with the order semantics of a
@@ -209,13 +212,21 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   static t_hdelaunaytriangle* InitNewTriangle();
   static void DeleteTriangle(t_hdelaunaytriangle* t);
   static void FindNeighbours(t_hdelaunaytriangle* a, t_hdelaunaytriangle* b);
+  // The first side of `second` joining the same two vertices as `side` of
+  // `first`, in either direction. The legalisation asks this for every side
+  // it checks, so all three sides are compared at once, without branches.
   static ESharedSide FindCommonSide(ESharedSide side, const t_hdelaunaytriangle* first,
                                     const t_hdelaunaytriangle* second) {
     if (side < eSide0 || side > eSide2) return eNoCommonSide;
-    const int a = first->nVertex[side], b = first->nVertex[side == eSide2 ? 0 : side + 1];
-    for (int s = 0; s < 3; ++s)
-      if (EdgesEqual(a, b, second->nVertex[s], second->nVertex[s == 2 ? 0 : s + 1])) return static_cast<ESharedSide>(s);
-    return eNoCommonSide;
+    const __m128i a = _mm_set1_epi32(first->nVertex[side]);
+    const __m128i b = _mm_set1_epi32(first->nVertex[side == eSide2 ? 0 : side + 1]);
+    const __m128i from = _mm_setr_epi32(second->nVertex[0], second->nVertex[1], second->nVertex[2], 0);
+    const __m128i to = _mm_shuffle_epi32(from, _MM_SHUFFLE(3, 0, 2, 1));  // (v1, v2, v0, 0)
+    const __m128i same = _mm_and_si128(_mm_cmpeq_epi32(from, a), _mm_cmpeq_epi32(to, b));
+    const __m128i reversed = _mm_and_si128(_mm_cmpeq_epi32(from, b), _mm_cmpeq_epi32(to, a));
+    const int found = _mm_movemask_ps(_mm_castsi128_ps(_mm_or_si128(same, reversed))) & 7;
+    if (found == 0) return eNoCommonSide;
+    return static_cast<ESharedSide>((found & 1) ? 0 : (found & 2) ? 1 : 2);
   }
   // Every neighbour of `me` that points to `old` points to `me` instead.
   static void ReplaceMeInNeighbours(t_hdelaunaytriangle* me, t_hdelaunaytriangle* old);
@@ -338,6 +349,7 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
 
   bool m_bReferenceScans;
   uint64_t m_nNextSequence;
+  uint64_t m_nFlipClock;  // flips made by all legalisations so far
   uint32_t m_nWorkingEpoch;  // advanced whenever the working list is emptied wholesale
   relief::detail::CCircleGrid* m_pGrid;
   relief::detail::CTrianglePool* m_pPool;
