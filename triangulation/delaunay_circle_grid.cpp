@@ -15,8 +15,8 @@ constexpr long long kMaxCellsPerCircle = 64;
 // The coarse grid's cells are this many fine cells on a side.
 constexpr int kCoarseFactor = 8;
 // A fine cell settles at a few dozen entries (eight to sixteen triangles,
-// each filed in about three cells); growing every cell from
-// nothing after each re-layout would cost a string of reallocations per cell.
+// each filed in about three cells); growing every cell from nothing after
+// each re-layout would cost a string of reallocations per cell.
 constexpr std::size_t kReservedPerCell = 32;
 // Where a triangle is filed (its nGridLevel).
 constexpr int16_t kFine = 0;
@@ -35,8 +35,19 @@ void CCircleGrid::Level::Layout(double x0, double y0, double cellSide, int nx, i
   for (std::vector<Entry>& cell : cells) cell.reserve(reserve);
 }
 
-void CCircleGrid::RemoveEntry(std::vector<Entry>& entries, uint32_t slot) {
-  auto it = std::find_if(entries.begin(), entries.end(), [slot](const Entry& e) { return e.nSlot == slot; });
+bool CCircleGrid::CircleBox(const Entry& e, double lo[2], double hi[2]) {
+  const double r2 = e.fRadiusSqr, cx = e.fCenterX, cy = e.fCenterY;
+  if (!(std::isfinite(r2) && std::isfinite(cx) && std::isfinite(cy) && r2 >= 0.0)) return false;
+  // Half side of the box: see the exactness note in the header. The absolute
+  // terms cover the double rounding of c +- r and circles of zero radius.
+  const double r = std::sqrt(r2) * (1.0 + 1e-5) + (std::fabs(cx) + std::fabs(cy)) * 1e-12 + 1e-15;
+  lo[0] = cx - r, lo[1] = cy - r;
+  hi[0] = cx + r, hi[1] = cy + r;
+  return true;
+}
+
+void CCircleGrid::RemoveEntry(std::vector<Entry>& entries, uint32_t record) {
+  auto it = std::find_if(entries.begin(), entries.end(), [record](const Entry& e) { return e.nRecord == record; });
   *it = entries.back();
   entries.pop_back();
 }
@@ -55,14 +66,24 @@ bool CCircleGrid::Level::TryInsert(t_hdelaunaytriangle* t, const Entry& e, const
 }
 
 void CCircleGrid::Level::Erase(const t_hdelaunaytriangle* t) {
-  const uint32_t slot = static_cast<uint32_t>(t->nGridSlot);
+  const uint32_t record = static_cast<uint32_t>(t->nPoolIndex);
   for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
     for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix)
-      RemoveEntry(cells[static_cast<std::size_t>(iy) * nX + ix], slot);
+      RemoveEntry(cells[static_cast<std::size_t>(iy) * nX + ix], record);
 }
 
-void CCircleGrid::Reset(double x0, double y0, double x1, double y1, std::size_t cells) {
-  Clear();
+// The cell an entry's box starts in is found again from its circle, by the
+// computation that filed it, so no triangle record is read.
+void CCircleGrid::Level::CollectOnce(std::vector<Entry>& out) const {
+  for (int iy = 0; iy < nY; ++iy)
+    for (int ix = 0; ix < nX; ++ix)
+      for (const Entry& e : cells[static_cast<std::size_t>(iy) * nX + ix]) {
+        double lo[2], hi[2];
+        if (CircleBox(e, lo, hi) && CellX(lo[0]) == ix && CellY(lo[1]) == iy) out.push_back(e);
+      }
+}
+
+void CCircleGrid::Layout(double x0, double y0, double x1, double y1, std::size_t cells) {
   if (!(x1 >= x0) || !(y1 >= y0) || !std::isfinite(x1 - x0) || !std::isfinite(y1 - y0)) {
     x0 = y0 = 0.0;
     x1 = y1 = 1.0;
@@ -75,37 +96,35 @@ void CCircleGrid::Reset(double x0, double y0, double x1, double y1, std::size_t 
   m_Fine.Layout(x0, y0, cell, nx, ny, kReservedPerCell);
   m_Coarse.Layout(x0, y0, cell * kCoarseFactor, (nx + kCoarseFactor - 1) / kCoarseFactor,
                   (ny + kCoarseFactor - 1) / kCoarseFactor, 0);
+  m_Unbounded.clear();
+}
+
+void CCircleGrid::Reset(double x0, double y0, double x1, double y1, std::size_t cells) {
+  Layout(x0, y0, x1, y1, cells);
+  m_nCount = 0;
+}
+
+void CCircleGrid::Relayout(double x0, double y0, double x1, double y1, std::size_t cells) {
+  std::vector<Entry> filed;
+  filed.reserve(m_nCount);
+  m_Fine.CollectOnce(filed);
+  m_Coarse.CollectOnce(filed);
+  filed.insert(filed.end(), m_Unbounded.begin(), m_Unbounded.end());
+  Layout(x0, y0, x1, y1, cells);
+  for (const Entry& e : filed) File(e);
 }
 
 void CCircleGrid::Clear() {
   for (Level* level : {&m_Fine, &m_Coarse})
     for (std::vector<Entry>& cell : level->cells) cell.clear();
   m_Unbounded.clear();
-  m_Slots.clear();
-  m_FreeSlots.clear();
   m_nCount = 0;
 }
 
-void CCircleGrid::Insert(t_hdelaunaytriangle* t) {
-  ++m_nCount;
-  uint32_t slot;
-  if (!m_FreeSlots.empty()) {
-    slot = m_FreeSlots.back();
-    m_FreeSlots.pop_back();
-    m_Slots[slot] = t;
-  } else {
-    slot = static_cast<uint32_t>(m_Slots.size());
-    m_Slots.push_back(t);
-  }
-  t->nGridSlot = static_cast<int32_t>(slot);
-  const Entry e{t->fCenterX, t->fCenterY, t->fRadiusSqr, slot};
-
-  const double r2 = t->fRadiusSqr, cx = t->fCenterX, cy = t->fCenterY;
-  if (std::isfinite(r2) && std::isfinite(cx) && std::isfinite(cy) && r2 >= 0.0) {
-    // Half side of the box: see the exactness note in the header. The absolute
-    // terms cover the double rounding of c +- r and circles of zero radius.
-    const double r = std::sqrt(r2) * (1.0 + 1e-5) + (std::fabs(cx) + std::fabs(cy)) * 1e-12 + 1e-15;
-    const double lo[2] = {cx - r, cy - r}, hi[2] = {cx + r, cy + r};
+void CCircleGrid::File(const Entry& e) {
+  t_hdelaunaytriangle* t = m_Pool.At(e.nRecord);
+  double lo[2], hi[2];
+  if (CircleBox(e, lo, hi)) {
     if (m_Fine.TryInsert(t, e, lo, hi)) {
       t->nGridLevel = kFine;
       return;
@@ -119,8 +138,13 @@ void CCircleGrid::Insert(t_hdelaunaytriangle* t) {
   m_Unbounded.push_back(e);
 }
 
+void CCircleGrid::Insert(t_hdelaunaytriangle* t) {
+  ++m_nCount;
+  File(Entry{t->fCenterX, t->fCenterY, t->fRadiusSqr, static_cast<uint32_t>(t->nPoolIndex)});
+}
+
 void CCircleGrid::Prefetch(const t_hdelaunaytriangle* t) const {
-  if (t->nGridSlot < 0 || t->nGridLevel == kUnbounded) return;
+  if (t->nGridLevel != kFine && t->nGridLevel != kCoarse) return;
   const Level& level = t->nGridLevel == kFine ? m_Fine : m_Coarse;
   for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
     for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix)
@@ -130,16 +154,13 @@ void CCircleGrid::Prefetch(const t_hdelaunaytriangle* t) const {
 
 void CCircleGrid::Erase(t_hdelaunaytriangle* t) {
   --m_nCount;
-  const uint32_t slot = static_cast<uint32_t>(t->nGridSlot);
   if (t->nGridLevel == kFine)
     m_Fine.Erase(t);
   else if (t->nGridLevel == kCoarse)
     m_Coarse.Erase(t);
   else
-    RemoveEntry(m_Unbounded, slot);
-  m_Slots[slot] = nullptr;
-  m_FreeSlots.push_back(slot);
-  t->nGridSlot = -1;
+    RemoveEntry(m_Unbounded, static_cast<uint32_t>(t->nPoolIndex));
+  t->nGridLevel = -1;
 }
 
 }  // namespace relief::detail

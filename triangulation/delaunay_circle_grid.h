@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "relief/TaCIncrementalDelaunay2D.h"
+#include "triangulation/delaunay_triangle_pool.h"
 
 namespace relief::detail {
 
@@ -13,12 +14,12 @@ namespace relief::detail {
 // working list. A triangle is filed in every cell its circle's box touches,
 // in the fine grid when that is a few cells, else in a grid eight times
 // coarser; circles that are not finite or too big even for that sit in one
-// unbounded list that every query visits. Each entry keeps a copy of the
-// circle, so a query reads contiguous entries and touches no triangle record
-// until one matches.
+// unbounded list that every query visits.
 //
-// An entry is 16 bytes: the circle and the triangle's slot number, which
-// leads to the triangle only when the circle holds the point.
+// An entry is 16 bytes: a copy of the circle and the record's index in the
+// triangulation's pool. A query reads contiguous entries and touches a
+// triangle only when its circle holds the point; a new layout is filed from
+// the entries alone.
 //
 // Exactness: the float test r2 > dx*dx + dy*dy can only succeed when the true
 // distance |p - c| is below sqrt(r2) * (1 + 2^-22) (each of the three roundings
@@ -29,9 +30,14 @@ namespace relief::detail {
 // even when it lies outside the grid's extent.
 class CCircleGrid {
  public:
+  // Filed triangles must come from this pool.
+  explicit CCircleGrid(const CTrianglePool& pool) : m_Pool(pool) {}
+
   // Lays out about `cells` square fine cells over the box (x0, y0)-(x1, y1)
   // and forgets every filed triangle (their bookkeeping is not touched).
   void Reset(double x0, double y0, double x1, double y1, std::size_t cells);
+  // The same layout, but every filed triangle stays filed.
+  void Relayout(double x0, double y0, double x1, double y1, std::size_t cells);
   // Forgets every filed triangle but keeps the layout and the cells' storage.
   void Clear();
   void Insert(t_hdelaunaytriangle* t);
@@ -58,7 +64,7 @@ class CCircleGrid {
  private:
   struct Entry {
     float fCenterX, fCenterY, fRadiusSqr;
-    uint32_t nSlot;
+    uint32_t nRecord;
   };
   // The same expression, in the same float steps, as the point search's test.
   static bool Holds(const Entry& e, float x, float y) {
@@ -68,10 +74,15 @@ class CCircleGrid {
   template <class F>
   void Visit(const std::vector<Entry>& entries, float x, float y, F& f) const {
     for (const Entry& e : entries)
-      if (Holds(e, x, y)) f(m_Slots[e.nSlot]);
+      if (Holds(e, x, y)) f(m_Pool.At(e.nRecord));
   }
-  // Removes the entry of a slot; the order of the rest does not matter.
-  static void RemoveEntry(std::vector<Entry>& entries, uint32_t slot);
+  // The box that holds every point the circle accepts; false for a circle
+  // that is not finite.
+  static bool CircleBox(const Entry& e, double lo[2], double hi[2]);
+  // Removes the entry of a record; the order of the rest does not matter.
+  static void RemoveEntry(std::vector<Entry>& entries, uint32_t record);
+  // Files the entry in a level or the unbounded list and notes where in its triangle.
+  void File(const Entry& e);
 
   struct Level {
     double fX0 = 0.0, fY0 = 0.0, fInv = 1.0;
@@ -91,12 +102,14 @@ class CCircleGrid {
     // enough, noting them in t; false otherwise.
     bool TryInsert(t_hdelaunaytriangle* t, const Entry& e, const double lo[2], const double hi[2]);
     void Erase(const t_hdelaunaytriangle* t);
+    // Every entry once: from the cell its box starts in.
+    void CollectOnce(std::vector<Entry>& out) const;
   };
+  void Layout(double x0, double y0, double x1, double y1, std::size_t cells);
 
+  const CTrianglePool& m_Pool;
   Level m_Fine, m_Coarse;
   std::vector<Entry> m_Unbounded;
-  std::vector<t_hdelaunaytriangle*> m_Slots;  // by slot number; null when free
-  std::vector<uint32_t> m_FreeSlots;
   std::size_t m_nCount = 0;
 };
 

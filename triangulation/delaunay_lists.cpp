@@ -66,8 +66,8 @@ void TaCIncrementalDelaunay2D::Construct() {
   m_pBoundingBox = static_cast<SSEPoint*>(SafeAlignedAlloc(2 * sizeof(SSEPoint), 16));
   m_pBoundingBox[0].m = _mm_setzero_ps();
   m_pBoundingBox[1].m = _mm_setzero_ps();
-  m_pGrid = new relief::detail::CCircleGrid();
   m_pPool = new relief::detail::CTrianglePool();
+  m_pGrid = new relief::detail::CCircleGrid(*m_pPool);
 }
 
 t_hdelaunaytriangle* TaCIncrementalDelaunay2D::NewTriangle() { return m_pPool->New(); }
@@ -82,8 +82,8 @@ TaCIncrementalDelaunay2D::~TaCIncrementalDelaunay2D() {
   m_TriangleList.Abandon();
   m_FinalTriangleList.Abandon();
   m_OtherTriangleList.Abandon();
-  delete m_pPool;
   delete m_pGrid;
+  delete m_pPool;
   SafeAlignedFree(m_pBoundingBox);
   SafeAlignedFree(m_pTriangleCenters);
   SafeAlignedFree(m_pNormalVectors);
@@ -108,7 +108,7 @@ void TaCIncrementalDelaunay2D::SetReferenceScans(bool plain) {
       t->nWorkingEpoch = m_nWorkingEpoch;
       RegisterHullSides(t);
     }
-    RebuildGrid();
+    RebuildGrid(false);
   }
 }
 
@@ -153,12 +153,14 @@ void TaCIncrementalDelaunay2D::ForgetHullSides(t_hdelaunaytriangle* t) {
 // sixteen, which keeps the re-filing linear over a whole triangulation. Eight
 // per cell keeps a circle in few cells while a query still reads only a few
 // dozen contiguous entries (measured best between 8 and 16 at 100k points).
+// Growing re-files from the grid's own entries: walking the working list
+// instead would visit every triangle record, scattered over memory.
 void TaCIncrementalDelaunay2D::EnsureGrid() {
   const std::size_t cells = m_pGrid->CellCount();
-  if (cells == 0 || m_pGrid->Count() + 1 > 16 * cells) RebuildGrid();
+  if (cells == 0 || m_pGrid->Count() + 1 > 16 * cells) RebuildGrid(true);
 }
 
-void TaCIncrementalDelaunay2D::RebuildGrid() {
+void TaCIncrementalDelaunay2D::RebuildGrid(bool gridHoldsWorkingList) {
   double x0 = HUGE_VAL, y0 = HUGE_VAL, x1 = -HUGE_VAL, y1 = -HUGE_VAL;
   for (int i = 0; i < GetNumVertices(); ++i) {
     const double x = m_pVertices[i].x, y = m_pVertices[i].y;
@@ -170,6 +172,10 @@ void TaCIncrementalDelaunay2D::RebuildGrid() {
   }
   if (!(x1 >= x0)) x0 = y0 = 0.0, x1 = y1 = 1.0;  // no finite vertex
   const std::size_t cells = std::max<std::size_t>(16, static_cast<std::size_t>(m_TriangleList.GetCount()) / 8 + 1);
+  if (gridHoldsWorkingList) {
+    m_pGrid->Relayout(x0, y0, x1, y1, cells);
+    return;
+  }
   m_pGrid->Reset(x0, y0, x1, y1, cells);
   for (t_hdelaunaytriangle* t : m_TriangleList) m_pGrid->Insert(t);
 }

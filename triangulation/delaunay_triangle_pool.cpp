@@ -12,9 +12,11 @@ CTrianglePool::~CTrianglePool() {
 
 t_hdelaunaytriangle* CTrianglePool::New() {
   t_hdelaunaytriangle* t;
+  int32_t index;
   if (m_pFree) {
     t = m_pFree;
     m_pFree = t->pNext;
+    index = t->nPoolIndex;
   } else {
     if (m_nUsedInLastBlock == kRecordsPerBlock) {
       m_Blocks.reserve(m_Blocks.size() + 1);  // a failure here leaves nothing half-added
@@ -24,10 +26,12 @@ t_hdelaunaytriangle* CTrianglePool::New() {
           static_cast<t_hdelaunaytriangle*>(SafeAlignedAlloc(kRecordsPerBlock * sizeof(t_hdelaunaytriangle), 64)));
       m_nUsedInLastBlock = 0;
     }
+    index = static_cast<int32_t>(((m_Blocks.size() - 1) << kBlockBits) + m_nUsedInLastBlock);
     t = m_Blocks.back() + m_nUsedInLastBlock++;
   }
   new (t) t_hdelaunaytriangle();
-  t->nGridSlot = -1;
+  t->nPoolIndex = index;
+  t->nGridLevel = -1;
   t->nHullSlot = -1;
   return t;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "relief/TaCIncrementalDelaunay2D.h"
@@ -29,9 +30,12 @@ class CTrianglePool {
   }
   // Takes back every record of the list and empties it.
   void DeleteAll(CDelaunayTriangleList& list);
+  // The record with this nPoolIndex.
+  t_hdelaunaytriangle* At(uint32_t index) const { return m_Blocks[index >> kBlockBits] + (index & (kRecordsPerBlock - 1)); }
 
  private:
-  static constexpr std::size_t kRecordsPerBlock = 1024;
+  static constexpr unsigned kBlockBits = 10;
+  static constexpr std::size_t kRecordsPerBlock = std::size_t{1} << kBlockBits;
   std::vector<t_hdelaunaytriangle*> m_Blocks;
   std::size_t m_nUsedInLastBlock = kRecordsPerBlock;
   t_hdelaunaytriangle* m_pFree = nullptr;  // chained through pNext

@@ -46,10 +46,10 @@ struct t_hdelaunaytriangle {
   t_hdelaunaytriangle* pNext;
   uint64_t nSequence;                       // rank of its last append to the working list
   uint32_t nWorkingEpoch;                   // working-list generation it was filed in, 0 when not
-  int32_t nGridSlot;                        // its slot in the circle grid, or -1 when not filed
+  int32_t nPoolIndex;                       // index in its triangulation's record pool, or -1
   int32_t nHullSlot;                        // index in the hull-side register, or -1
   int16_t nGridBox[4];                      // grid cells it is filed in (x0, y0, x1, y1)
-  int16_t nGridLevel;                       // grid level it is filed in
+  int16_t nGridLevel;                       // grid level it is filed in, or -1 when not filed
   uint64_t nChangedAt;                      // flip clock of its last change by a legalisation
 };
 
@@ -320,7 +320,9 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   void RegisterHullSides(t_hdelaunaytriangle* t);
   void ForgetHullSides(t_hdelaunaytriangle* t);
   void EnsureGrid();
-  void RebuildGrid();
+  // Lays the grid out for the working list's size; when the grid holds the
+  // working list already it keeps its filings, else it files the list.
+  void RebuildGrid(bool gridHoldsWorkingList);
   // True for a triangle of the working list while the search structures are
   // kept (the reference scans keep none).
   bool InWorkingIndex(const t_hdelaunaytriangle* t) const {
