@@ -47,7 +47,7 @@ bool CCircleGrid::CircleBox(const Entry& e, double lo[2], double hi[2]) {
 }
 
 void CCircleGrid::RemoveEntry(std::vector<Entry>& entries, uint32_t record) {
-  auto it = std::find_if(entries.begin(), entries.end(), [record](const Entry& e) { return e.nRecord == record; });
+  auto it = std::find_if(entries.begin(), entries.end(), [record](const Entry& e) { return e.Record() == record; });
   *it = entries.back();
   entries.pop_back();
 }
@@ -60,8 +60,13 @@ bool CCircleGrid::Level::TryInsert(t_hdelaunaytriangle* t, const Entry& e, const
   t->nGridBox[1] = static_cast<int16_t>(iy0);
   t->nGridBox[2] = static_cast<int16_t>(ix1);
   t->nGridBox[3] = static_cast<int16_t>(iy1);
+  Entry copy = e;
+  copy.nRecord |= kHome;
   for (int iy = iy0; iy <= iy1; ++iy)
-    for (int ix = ix0; ix <= ix1; ++ix) cells[static_cast<std::size_t>(iy) * nX + ix].push_back(e);
+    for (int ix = ix0; ix <= ix1; ++ix) {
+      cells[static_cast<std::size_t>(iy) * nX + ix].push_back(copy);
+      copy.nRecord = e.nRecord;
+    }
   return true;
 }
 
@@ -72,15 +77,10 @@ void CCircleGrid::Level::Erase(const t_hdelaunaytriangle* t) {
       RemoveEntry(cells[static_cast<std::size_t>(iy) * nX + ix], record);
 }
 
-// The cell an entry's box starts in is found again from its circle, by the
-// computation that filed it, so no triangle record is read.
 void CCircleGrid::Level::CollectOnce(std::vector<Entry>& out) const {
-  for (int iy = 0; iy < nY; ++iy)
-    for (int ix = 0; ix < nX; ++ix)
-      for (const Entry& e : cells[static_cast<std::size_t>(iy) * nX + ix]) {
-        double lo[2], hi[2];
-        if (CircleBox(e, lo, hi) && CellX(lo[0]) == ix && CellY(lo[1]) == iy) out.push_back(e);
-      }
+  for (const std::vector<Entry>& cell : cells)
+    for (const Entry& e : cell)
+      if (e.nRecord & kHome) out.push_back(Entry{e.fCenterX, e.fCenterY, e.fRadiusSqr, e.Record()});
 }
 
 void CCircleGrid::Layout(double x0, double y0, double x1, double y1, std::size_t cells) {
@@ -122,7 +122,7 @@ void CCircleGrid::Clear() {
 }
 
 void CCircleGrid::File(const Entry& e) {
-  t_hdelaunaytriangle* t = m_Pool.At(e.nRecord);
+  t_hdelaunaytriangle* t = m_Pool.At(e.Record());
   double lo[2], hi[2];
   if (CircleBox(e, lo, hi)) {
     if (m_Fine.TryInsert(t, e, lo, hi)) {
@@ -141,6 +141,14 @@ void CCircleGrid::File(const Entry& e) {
 void CCircleGrid::Insert(t_hdelaunaytriangle* t) {
   ++m_nCount;
   File(Entry{t->fCenterX, t->fCenterY, t->fRadiusSqr, static_cast<uint32_t>(t->nPoolIndex)});
+}
+
+void CCircleGrid::PrefetchQuery(float x, float y) const {
+  if (m_Fine.cells.empty()) return;
+  const std::vector<Entry>& cell = m_Fine.cells[m_Fine.CellOf(x, y)];
+  const char* from = reinterpret_cast<const char*>(cell.data());
+  const char* to = reinterpret_cast<const char*>(cell.data() + cell.size());
+  for (const char* line = from; line < to; line += 64) _mm_prefetch(line, _MM_HINT_T0);
 }
 
 void CCircleGrid::Prefetch(const t_hdelaunaytriangle* t) const {

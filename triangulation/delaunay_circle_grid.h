@@ -47,6 +47,8 @@ class CCircleGrid {
     Erase(t);
     Insert(t);
   }
+  // Asks for the fine cell a query at (x, y) will read.
+  void PrefetchQuery(float x, float y) const;
   // Asks for the cells a filed triangle's removal will search.
   void Prefetch(const t_hdelaunaytriangle* t) const;
   std::size_t Count() const { return m_nCount; }
@@ -64,8 +66,10 @@ class CCircleGrid {
  private:
   struct Entry {
     float fCenterX, fCenterY, fRadiusSqr;
-    uint32_t nRecord;
+    uint32_t nRecord;  // pool index, with kHome set in the first cell of the filing
+    uint32_t Record() const { return nRecord & ~kHome; }
   };
+  static constexpr uint32_t kHome = 0x80000000u;
   // The same expression, in the same float steps, as the point search's test.
   static bool Holds(const Entry& e, float x, float y) {
     const float dx = x - e.fCenterX, dy = y - e.fCenterY;
@@ -74,7 +78,7 @@ class CCircleGrid {
   template <class F>
   void Visit(const std::vector<Entry>& entries, float x, float y, F& f) const {
     for (const Entry& e : entries)
-      if (Holds(e, x, y)) f(m_Pool.At(e.nRecord));
+      if (Holds(e, x, y)) f(m_Pool.At(e.Record()));
   }
   // The box that holds every point the circle accepts; false for a circle
   // that is not finite.
@@ -102,7 +106,7 @@ class CCircleGrid {
     // enough, noting them in t; false otherwise.
     bool TryInsert(t_hdelaunaytriangle* t, const Entry& e, const double lo[2], const double hi[2]);
     void Erase(const t_hdelaunaytriangle* t);
-    // Every entry once: from the cell its box starts in.
+    // Every entry once, from the first cell of its filing.
     void CollectOnce(std::vector<Entry>& out) const;
   };
   void Layout(double x0, double y0, double x1, double y1, std::size_t cells);

@@ -72,6 +72,10 @@ void TaCIncrementalDelaunay2D::Triangulate(int count, bool finalize, bool boxSta
 }
 
 void TaCIncrementalDelaunay2D::InsertVertex(int vertex) {
+  // Triangulations insert vertices in index order: the next one's query
+  // cell is requested now, so that its misses overlap this insertion.
+  if (!m_bReferenceScans && vertex + 1 < GetNumVertices())
+    m_pGrid->PrefetchQuery(m_pVertices[vertex + 1].x, m_pVertices[vertex + 1].y);
   CalcAffectedTriangles(vertex);
   ProcessAffectedTriangles(vertex);
   LegalizeEdges();
@@ -138,9 +142,12 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
     // and the list neighbours and grid cells their removal rewrites are
     // requested here, so that the misses overlap.
     n = static_cast<int>(std::remove_if(found, found + n, [](const t_hdelaunaytriangle* t) { return t->bLocked; }) - found);
+    // Their neighbours are what the legalisation reads first.
     for (int i = 0; i < n; ++i) {
       if (found[i]->pPrev) _mm_prefetch(reinterpret_cast<const char*>(found[i]->pPrev), _MM_HINT_T0);
       if (found[i]->pNext) _mm_prefetch(reinterpret_cast<const char*>(found[i]->pNext), _MM_HINT_T0);
+      for (const t_hdelaunaytriangle* across : found[i]->pNeighbour)
+        if (across) _mm_prefetch(reinterpret_cast<const char*>(across), _MM_HINT_T0);
       m_pGrid->Prefetch(found[i]);
     }
     std::sort(found, found + n,
