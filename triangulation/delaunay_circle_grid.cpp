@@ -14,14 +14,22 @@ namespace {
 constexpr long long kMaxCellsPerCircle = 64;
 // The coarse grid's cells are this many fine cells on a side.
 constexpr int kCoarseFactor = 8;
-// A fine cell settles at a few dozen entries (eight to sixteen triangles,
-// each filed in about three cells); growing every cell from nothing after
-// each re-layout would cost a string of reallocations per cell.
+// A fine cell settles at a few dozen entries (twelve to twenty-four
+// triangles, each filed in two to three cells); growing every cell from
+// nothing after each re-layout would cost a string of reallocations per cell.
 constexpr std::size_t kReservedPerCell = 32;
 // Where a triangle is filed (its nGridLevel).
 constexpr int16_t kFine = 0;
 constexpr int16_t kCoarse = 1;
 constexpr int16_t kUnbounded = 2;
+// A circle that holds no point at all is not filed anywhere.
+constexpr int16_t kHoldsNothing = 3;
+
+// r2 > dx*dx + dy*dy fails for every x and y when r2 is NaN or not positive
+// (the sum is never below zero) and when the centre is not finite (the sum
+// is then infinite or NaN). Collinear corners give such circles; a growing
+// hull leaves many of them, and every query would visit them in vain.
+bool HoldsNothing(float cx, float cy, float r2) { return !(r2 > 0.0f) || !std::isfinite(cx) || !std::isfinite(cy); }
 }  // namespace
 
 void CCircleGrid::Level::Layout(double x0, double y0, double cellSide, int nx, int ny, std::size_t reserve) {
@@ -123,6 +131,10 @@ void CCircleGrid::Clear() {
 
 void CCircleGrid::File(const Entry& e) {
   t_hdelaunaytriangle* t = m_Pool.At(e.Record());
+  if (HoldsNothing(e.fCenterX, e.fCenterY, e.fRadiusSqr)) {
+    t->nGridLevel = kHoldsNothing;
+    return;
+  }
   double lo[2], hi[2];
   if (CircleBox(e, lo, hi)) {
     if (m_Fine.TryInsert(t, e, lo, hi)) {
@@ -166,7 +178,7 @@ void CCircleGrid::Erase(t_hdelaunaytriangle* t) {
     m_Fine.Erase(t);
   else if (t->nGridLevel == kCoarse)
     m_Coarse.Erase(t);
-  else
+  else if (t->nGridLevel == kUnbounded)
     RemoveEntry(m_Unbounded, static_cast<uint32_t>(t->nPoolIndex));
   t->nGridLevel = -1;
 }

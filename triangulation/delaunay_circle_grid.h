@@ -13,8 +13,8 @@ namespace relief::detail {
 // triangles whose circle holds a point are found without walking the whole
 // working list. A triangle is filed in every cell its circle's box touches,
 // in the fine grid when that is a few cells, else in a grid eight times
-// coarser; circles that are not finite or too big even for that sit in one
-// unbounded list that every query visits.
+// coarser; circles too big even for that, or with an infinite radius, sit in
+// one unbounded list that every query visits.
 //
 // An entry is 16 bytes: a copy of the circle and the record's index in the
 // triangulation's pool. A query reads contiguous entries and touches a
