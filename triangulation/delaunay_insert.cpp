@@ -138,16 +138,17 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
       found = spill.data();
       n = static_cast<int>(spill.size());
     }
-    // The matches lie all over memory: their records were requested above,
-    // and the list neighbours and grid cells their removal rewrites are
+    // The matches lie all over memory. Their records were requested above;
+    // what their removal rewrites (list neighbours, grid cells) and what the
+    // split and the legalisation read first (corners, neighbours) is
     // requested here, so that the misses overlap.
     n = static_cast<int>(std::remove_if(found, found + n, [](const t_hdelaunaytriangle* t) { return t->bLocked; }) - found);
-    // Their neighbours are what the legalisation reads first.
     for (int i = 0; i < n; ++i) {
       if (found[i]->pPrev) _mm_prefetch(reinterpret_cast<const char*>(found[i]->pPrev), _MM_HINT_T0);
       if (found[i]->pNext) _mm_prefetch(reinterpret_cast<const char*>(found[i]->pNext), _MM_HINT_T0);
       for (const t_hdelaunaytriangle* across : found[i]->pNeighbour)
         if (across) _mm_prefetch(reinterpret_cast<const char*>(across), _MM_HINT_T0);
+      for (int corner : found[i]->nVertex) _mm_prefetch(reinterpret_cast<const char*>(m_pVertices + corner), _MM_HINT_T0);
       m_pGrid->Prefetch(found[i]);
     }
     std::sort(found, found + n,
