@@ -15,11 +15,14 @@
 #include <vector>
 
 #include "relief/TaCIncrementalDelaunay2D.h"
+#include "test_hull_reference.h"
 
 namespace delaunay_test {
 
 struct Pt {
   float x, y, z;
+  bool operator<(const Pt& o) const { return x != o.x ? x < o.x : y < o.y; }
+  bool operator==(const Pt& o) const { return x == o.x && y == o.y; }
 };
 
 inline void Load(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, int extra = 8) {
@@ -34,13 +37,8 @@ inline void Load(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, int ex
 enum class Cloud { kUniform, kClustered, kGrid, kGridSorted, kSeparated };
 
 inline const char* Name(Cloud c) {
-  switch (c) {
-    case Cloud::kUniform: return "uniform";
-    case Cloud::kClustered: return "clustered";
-    case Cloud::kGrid: return "grid";
-    case Cloud::kGridSorted: return "grid-sorted";
-    default: return "separated";
-  }
+  static const char* const names[] = {"uniform", "clustered", "grid", "grid_sorted", "separated"};
+  return names[static_cast<int>(c)];
 }
 
 // Points in [0, 100)^2 with z a smooth function of x and y. The grid clouds
@@ -204,23 +202,11 @@ inline long FirstDifference(const std::vector<Record>& a, const std::vector<Reco
 }
 
 // Vertices on the convex hull (strictly convex corners only).
-inline int HullSize(std::vector<Pt> p) {
-  std::sort(p.begin(), p.end(), [](const Pt& a, const Pt& b) { return a.x != b.x ? a.x < b.x : a.y < b.y; });
-  std::vector<Pt> h(2 * p.size());
-  std::size_t k = 0;
-  const auto cross = [](const Pt& o, const Pt& a, const Pt& b) {
-    return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
-           (static_cast<double>(a.y) - o.y) * (static_cast<double>(b.x) - o.x);
-  };
-  for (std::size_t i = 0; i < p.size(); ++i) {
-    while (k >= 2 && cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-    h[k++] = p[i];
-  }
-  for (std::size_t i = p.size() - 1, t = k + 1; i > 0; --i) {
-    while (k >= t && cross(h[k - 2], h[k - 1], p[i - 1]) <= 0) --k;
-    h[k++] = p[i - 1];
-  }
-  return static_cast<int>(k) - 1;
+inline int HullSize(const std::vector<Pt>& p) {
+  return static_cast<int>(MonotoneChainHull(p, [](const Pt& o, const Pt& a, const Pt& b) {
+                            return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
+                                   (static_cast<double>(a.y) - o.y) * (static_cast<double>(b.x) - o.x);
+                          }).size());
 }
 
 }  // namespace delaunay_test
