@@ -47,31 +47,6 @@ TEST(DelaunayCore, DegenerateStartsLeaveTheObjectEmpty) {
   EXPECT_EQ(full.GetTriangleList().GetCount(), 1);
 }
 
-TEST(DelaunayCore, BoxStartSpansTheCornersAndAppendsMissingOnes) {
-  TaCIncrementalDelaunay2D d;
-  Build(d, {{1, 1, 0}, {9, 5, 0}, {4, 8, 0}}, true, true);
-  // Corners (1, 1), (9, 8), (1, 8), (9, 1): vertex 0 is the minimum, the others are appended in order.
-  ASSERT_EQ(d.GetNumVertices(), 6);
-  const float corners[3][2] = {{9, 8}, {1, 8}, {9, 1}};
-  for (int i = 0; i < 3; ++i) EXPECT_TRUE(d.GetVertex(3 + i).x == corners[i][0] && d.GetVertex(3 + i).y == corners[i][1]);
-  EXPECT_EQ(Check(d, d.GetFinalTriangleList(), kDelaunay), "");
-  // (9, 5) and (4, 8) lie on the box sides, so all six vertices are on the boundary.
-  EXPECT_EQ(d.GetFinalTriangleList().GetCount(), 2 * 6 - 2 - 6);
-}
-
-TEST(DelaunayCore, PointOnAnInnerEdgeSplitsBothTrianglesIntoFour) {
-  TaCIncrementalDelaunay2D d;
-  // The box diagonal runs from (10, 0) to (0, 10); (5, 5) lies on it.
-  Build(d, {{0, 0, 0}, {10, 10, 0}, {0, 10, 0}, {10, 0, 0}, {5, 5, 0}}, false, true, 4);
-  ASSERT_EQ(d.GetTriangleList().GetCount(), 2);
-  const t_hdelaunaytriangle* old[2] = {d.GetTriangleList().GetHead(), d.GetTriangleList().GetTail()};
-  d.InsertVertexIntoTriangulation(4);
-  ASSERT_EQ(d.GetTriangleList().GetCount(), 4);
-  EXPECT_EQ(CountUsing(d.GetTriangleList(), 4), 4);
-  for (t_hdelaunaytriangle* t : d.GetTriangleList()) EXPECT_TRUE(t != old[0] && t != old[1]);
-  EXPECT_EQ(Check(d, d.GetTriangleList(), kDelaunay), "");
-}
-
 TEST(DelaunayCore, PointWhereIsStrictAndKeepsCornersOutside) {
   TaCIncrementalDelaunay2D d;
   Build(d, {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}}, false, false);
@@ -87,37 +62,53 @@ TEST(DelaunayCore, PointWhereIsStrictAndKeepsCornersOutside) {
   for (const auto& c : cases) EXPECT_EQ(d.PointWhere(c.x, c.y, d.GetTriangleList().GetHead()), c.where) << c.x << ", " << c.y;
 }
 
-TEST(DelaunayCore, NearVertexAndCocircularPointsChangeNothing) {
-  // A point next to a vertex stays unconnected.
-  TaCIncrementalDelaunay2D near, square;
-  Build(near, {{0, 0, 0}, {10, 10, 0}, {0, 10, 0}, {10, 0, 0}, {3, 4, 0}, {3.0002f, 4.0001f, 0}}, true, true);
-  EXPECT_EQ(CountUsing(near.GetFinalTriangleList(), 5), 0);
-  EXPECT_EQ(near.GetFinalTriangleList().GetCount(), 4);
-  EXPECT_EQ(Check(near, near.GetFinalTriangleList(), kDelaunay), "");
-  // (0, 10) is on the first circle, so it arrives as an exterior point on the
-  // side (10, 10)-(0, 0), and that diagonal is not flipped.
-  Build(square, {{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}}, true, false);
-  const CDelaunayTriangleList& list = square.GetFinalTriangleList();
-  ASSERT_EQ(list.GetCount(), 2);
-  EXPECT_EQ(CountUsing(list, 0) + 10 * CountUsing(list, 2), 22);
-  EXPECT_EQ(Check(square, list, kDelaunay), "");
-}
-
-TEST(DelaunayCore, ExteriorPointAttachesToEveryVisibleHullSide) {
+// Small configurations: the first `first` points start the triangulation
+// (finalized or not, from their box or their first three), the rest are
+// inserted one by one; then the count, how many triangles use `vertex`, and
+// the invariants (empty circles too where the result is Delaunay).
+TEST(DelaunayCore, SmallConfigurations) {
+  const std::vector<Pt> box = {{0, 0, 0}, {10, 10, 0}, {0, 10, 0}, {10, 0, 0}};
+  const auto with = [](std::vector<Pt> p, Pt q) { return p.push_back(q), p; };
   const struct {
-    Pt point;
-    int attached;
-  } cases[] = {{{20, 5, 0}, 1}, {{20, 20, 0}, 2}, {{-5, -5, 0}, 2},
-               {{20, 0, 0}, 1}};  // on the line of the bottom side: it sees only the right side
+    const char* name;
+    std::vector<Pt> pts;
+    int first;
+    bool final, fromBox;
+    int vertices, triangles, vertex, using_;
+  } cases[] = {
+      // (9, 5) and (4, 8) lie on the box sides, so all six vertices are on the boundary.
+      {"box start", {{1, 1, 0}, {9, 5, 0}, {4, 8, 0}}, 3, true, true, 6, 2 * 6 - 2 - 6, -1, 0},
+      // The box diagonal runs from (10, 0) to (0, 10); (5, 5) splits both triangles.
+      {"on the inner edge", with(box, {5, 5, 0}), 4, false, true, 5, 4, 4, 4},
+      {"next to a vertex", with(with(box, {3, 4, 0}), {3.0002f, 4.0001f, 0}), 6, true, true, 6, 4, 5, 0},
+      // (0, 10) is on the first circle, so it arrives as an exterior point on
+      // the side (10, 10)-(0, 0), and that diagonal is not flipped.
+      {"cocircular", {{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}}, 4, true, false, 4, 2, 2, 2},
+      // An exterior point attaches to every hull side it sees.
+      {"sees one side", with(box, {20, 5, 0}), 4, false, false, 5, 3, 4, 1},
+      {"sees two sides", with(box, {20, 20, 0}), 4, false, false, 5, 4, 4, 2},
+      {"sees two sides below", with(box, {-5, -5, 0}), 4, false, false, 5, 4, 4, 2},
+      {"on the line of a side", with(box, {20, 0, 0}), 4, false, false, 5, 3, 4, 1}};  // sees only the right side
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     TaCIncrementalDelaunay2D d;
-    Build(d, {{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}, c.point}, false, false, 4);
-    const int before = d.GetTriangleList().GetCount();
-    d.InsertVertexIntoTriangulation(4);
-    EXPECT_EQ(d.GetTriangleList().GetCount(), before + c.attached) << c.point.x << ", " << c.point.y;
-    EXPECT_EQ(CountUsing(d.GetTriangleList(), 4), c.attached);
-    EXPECT_EQ(Check(d, d.GetTriangleList()), "");
+    Build(d, c.pts, c.final, c.fromBox, c.first);
+    const CDelaunayTriangleList& list = c.final ? d.GetFinalTriangleList() : d.GetTriangleList();
+    std::set<const t_hdelaunaytriangle*> old;
+    for (t_hdelaunaytriangle* t : list) old.insert(t);
+    for (int i = c.first; i < static_cast<int>(c.pts.size()); ++i) d.InsertVertexIntoTriangulation(i);
+    EXPECT_EQ(d.GetNumVertices(), c.vertices);
+    EXPECT_EQ(list.GetCount(), c.triangles);
+    EXPECT_EQ(CountUsing(list, c.vertex), c.using_);
+    EXPECT_EQ(Check(d, list, {true, c.fromBox || c.final}), "");
+    if (c.using_ == 4)  // the split on the inner edge replaces both old triangles
+      for (t_hdelaunaytriangle* t : list) EXPECT_EQ(old.count(t), 0u);
   }
+  // The box corners (1, 1), (9, 8), (1, 8), (9, 1): vertex 0 is the minimum, the others are appended in order.
+  TaCIncrementalDelaunay2D d;
+  Build(d, {{1, 1, 0}, {9, 5, 0}, {4, 8, 0}}, true, true);
+  const float corners[3][2] = {{9, 8}, {1, 8}, {9, 1}};
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(d.GetVertex(3 + i).x == corners[i][0] && d.GetVertex(3 + i).y == corners[i][1]);
 }
 
 TEST(DelaunayCore, FinalisationRoundTripsTheList) {

@@ -82,28 +82,24 @@ std::string EarClipViolation(const CHPolygonTriangulator& t, const std::vector<t
 
 // ---- predicates -------------------------------------------------------------
 
-struct AreaCase {
-  float cy;
-  bool left, leftOn, collinear;
-};
-
-class EarPredicates : public testing::TestWithParam<AreaCase> {};
-
-TEST_P(EarPredicates, ToleranceBoundsOnTheDoubledArea) {
-  // a = (0, 0), b = (1, 0): the doubled area is exactly c.y.
-  const t_h2dpoint a = P(0, 0), b = P(1, 0), c = P(0.25f, GetParam().cy);
-  EXPECT_EQ(F::AreaSign(&a, &b, &c), GetParam().cy);
-  EXPECT_EQ(F::Left(&a, &b, &c), GetParam().left);
-  EXPECT_EQ(F::LeftOn(&a, &b, &c), GetParam().leftOn);
-  EXPECT_EQ(F::Collinear(&a, &b, &c), GetParam().collinear);
+TEST(EarPredicates, ToleranceBoundsOnTheDoubledArea) {
+  const struct {
+    float cy;
+    bool left, leftOn, collinear;
+  } cases[] = {{0.0005f, false, true, true},  // on the tolerance
+               {0.00051f, true, true, false},
+               {-0.0005f, false, true, true},  // LeftOn includes -e
+               {-0.00051f, false, false, false},
+               {0.0f, false, true, true}};
+  for (const auto& c : cases) {
+    // a = (0, 0), b = (1, 0): the doubled area is exactly c.y.
+    const t_h2dpoint a = P(0, 0), b = P(1, 0), p = P(0.25f, c.cy);
+    EXPECT_EQ(F::AreaSign(&a, &b, &p), c.cy);
+    EXPECT_EQ(std::vector<bool>({F::Left(&a, &b, &p), F::LeftOn(&a, &b, &p), F::Collinear(&a, &b, &p)}),
+              std::vector<bool>({c.left, c.leftOn, c.collinear}))
+        << c.cy;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Bounds, EarPredicates,
-                         testing::Values(AreaCase{0.0005f, false, true, true},    // on the tolerance
-                                         AreaCase{0.00051f, true, true, false},
-                                         AreaCase{-0.0005f, false, true, true},   // LeftOn includes -e
-                                         AreaCase{-0.00051f, false, false, false},
-                                         AreaCase{0.0f, false, true, true}));
 
 TEST(EarPredicates, AreaBetweenIntersectAndRepeats) {
   // In float, 16777217 - 1 rounds; in double the products are exact.

@@ -68,30 +68,6 @@ TEST(Hull2D, PrintsAndBuilds) {
   }
 }
 
-TEST(Hull2D, CompareRulesAboutPointZero) {
-  CSSE2dPolygon poly;
-  poly.Create(3);
-  poly.SetPoint(0, 0, 0);
-  poly.SetPoint(1, 4, 0);
-  poly.SetPoint(2, 0, 4);
-  testing::internal::CaptureStdout();
-  CHConvexHull2D h(&poly);
-  testing::internal::GetCapturedStdout();
-  tPointStruc a{10, 2, 2, 0, false}, b{11, 4, 4, 0, false}, c{12, 4, 1, 0, false}, d{13, 2, 2, 0, false};
-  EXPECT_EQ(h.Compare(&c, &a), -1);  // c turns less: comes first
-  EXPECT_EQ(h.Compare(&a, &c), 1);
-  const int before = h.GetNumDeleted();
-  EXPECT_EQ(h.Compare(&a, &b), -1);  // a nearer on the same ray
-  EXPECT_TRUE(a.del && !b.del);
-  a.del = false;
-  EXPECT_EQ(h.Compare(&b, &a), 1);
-  EXPECT_TRUE(a.del);
-  a.del = false;
-  EXPECT_EQ(h.Compare(&d, &a), 0);  // coincident: the smaller vnum goes
-  EXPECT_TRUE(a.del && !d.del);
-  EXPECT_EQ(h.GetNumDeleted(), before + 3);
-}
-
 TEST(Hull2D, ThreeDimensionalPolygonKeepsZ) {
   CSSE3dPolygon poly, out;
   poly.Create(4);

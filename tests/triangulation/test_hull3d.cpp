@@ -159,9 +159,8 @@ TEST(Hull3D, CornersComeBackDividedByTheDivisor) {
   for (const tFaceStructure* f : Faces(h))
     for (int k = 0; k < 3; ++k) {
       const SSEPoint p = h.GetVertexFromFace3D(f, k, 10.0f);
-      EXPECT_EQ(p.w, 0.0f);
       corners.insert({p.x, p.y, p.z});
-      EXPECT_EQ(h.GetVertexFromFace(f, k, 1.0f).z, 0.0f);
+      EXPECT_TRUE(p.w == 0.0f && h.GetVertexFromFace(f, k, 1.0f).z == 0.0f);
     }
   EXPECT_EQ(corners, (std::set<std::array<float, 3>>{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}}));
   const SSEPoint none = h.GetVertexFromFace3D(h.GetFaces(), 3);
