@@ -34,52 +34,42 @@ TEST(DelaunayRefine, ZeroPassesOrAFlatSurfaceChangeNothing) {
   }
 }
 
+// One pass over a single triangle: split at the centroid (10, 10) only when
+// big and rough enough; the field overload reads the cell and skips border
+// and outside triangles, the overload without a field interpolates z and
+// ignores the marks.
 TEST(DelaunayRefine, SplitsOnlyBigRoughTriangles) {
+  CSSEMatrix field;
+  Fill(field, 40, 40, [](int x, int y) { return 100 * x + y; });
+  const std::vector<Pt> rough = {{0, 0, 0}, {30, 0, 9}, {0, 30, 3}}, step10 = {{0, 0, 0}, {30, 0, 10}, {0, 30, 0}};
   const struct {
     std::vector<Pt> pts;
     float minHeight, tolerance;
-    int added;
-  } cases[] = {
-      // Heights 30/sqrt(2), 30, 30 and a z step of 10: split at the centroid.
-      {{{0, 0, 0}, {30, 0, 10}, {0, 30, 0}}, 1.0f, 1.0f, 1},
-      // Same triangle, tolerance above the z steps: smooth enough.
-      {{{0, 0, 0}, {30, 0, 10}, {0, 30, 0}}, 1.0f, 10.0f, 0},
-      // The height over the long side is 1, below the minimum: never split, however rough.
-      {{{0, 0, 0}, {100, 0, 50}, {50, 1, 0}}, 2.0f, 0.1f, 0},
-      // A tolerance exactly equal to the z step is not exceeded (strict).
-      {{{0, 0, 0}, {30, 0, 4}, {0, 30, 0}}, 1.0f, 4.0f, 0}};
+    bool withField;
+    int mark, added;
+    float z;
+  } cases[] = {{step10, 1.0f, 1.0f, false, 0, 1, NAN},  // heights 30/sqrt(2), 30, 30 and a z step of 10
+               {step10, 1.0f, 10.0f, false, 0, 0, NAN},  // tolerance above the z steps: smooth enough
+               // The height over the long side is 1, below the minimum: never split, however rough.
+               {{{0, 0, 0}, {100, 0, 50}, {50, 1, 0}}, 2.0f, 0.1f, false, 0, 0, NAN},
+               // A tolerance exactly equal to the z step is not exceeded (strict).
+               {{{0, 0, 0}, {30, 0, 4}, {0, 30, 0}}, 1.0f, 4.0f, false, 0, 0, NAN},
+               {rough, 1.0f, 1.0f, false, 0, 1, 4.0f},     {rough, 1.0f, 1.0f, true, 0, 1, 1010.0f},
+               {rough, 1.0f, 1.0f, true, 1, 0, NAN},       {rough, 1.0f, 1.0f, true, 2, 0, NAN},
+               {rough, 1.0f, 1.0f, false, 1, 1, 4.0f},     {rough, 1.0f, 1.0f, false, 2, 1, 4.0f}};
   for (const auto& c : cases) {
-    SCOPED_TRACE("tolerance " + std::to_string(c.tolerance) + ", min height " + std::to_string(c.minHeight));
+    SCOPED_TRACE("tolerance " + std::to_string(c.tolerance) + ", field " + std::to_string(c.withField) + ", mark " +
+                 std::to_string(c.mark) + ", z " + std::to_string(c.pts[1].z));
     TaCIncrementalDelaunay2D d;
     Build(d, c.pts, false, false, -1, 0);
-    d.RefineTriangulation(c.minHeight, 1, c.tolerance);
-    EXPECT_EQ(d.GetNumVertices(), 3 + c.added);
+    t_hdelaunaytriangle* t = d.GetTriangleList().GetHead();
+    if (c.mark) (c.mark == 1 ? t->bBorder : t->bOutside) = true;
+    c.withField ? d.RefineTriangulation(&field, c.minHeight, 1, c.tolerance) : d.RefineTriangulation(c.minHeight, 1, c.tolerance);
+    ASSERT_EQ(d.GetNumVertices(), 3 + c.added);
     EXPECT_EQ(d.GetTriangleList().GetCount(), 1 + 2 * c.added);
     EXPECT_EQ(Check(d, d.GetTriangleList()), "");
-  }
-}
-
-// The overload without a field interpolates z and ignores marks; the field
-// overload reads the cell and skips outside and border triangles.
-TEST(DelaunayRefine, NewPointTakesInterpolatedOrFieldHeight) {
-  const std::vector<Pt> pts = {{0, 0, 0}, {30, 0, 9}, {0, 30, 3}};
-  CSSEMatrix field;
-  Fill(field, 40, 40, [](int x, int y) { return 100 * x + y; });
-  for (int mark = 0; mark < 3; ++mark) {
-    TaCIncrementalDelaunay2D plain, fielded;
-    Build(plain, pts, false, false, -1, 0);
-    Build(fielded, pts, false, false, -1, 0);
-    plain.RefineTriangulation(1.0f, 1, 1.0f);
-    ASSERT_EQ(plain.GetNumVertices(), 4);
-    EXPECT_TRUE(plain.GetVertex(3).x == 10.0f && plain.GetVertex(3).y == 10.0f);
-    EXPECT_FLOAT_EQ(plain.GetVertex(3).z, 4.0f);
-    t_hdelaunaytriangle* t = fielded.GetTriangleList().GetHead();
-    if (mark) (mark == 1 ? t->bBorder : t->bOutside) = true;
-    fielded.RefineTriangulation(&field, 1.0f, mark ? 3 : 1, 1.0f);
-    ASSERT_EQ(fielded.GetNumVertices(), mark ? 3 : 4) << "mark " << mark;
-    if (!mark) EXPECT_EQ(fielded.GetVertex(3).z, 1010.0f);  // cell (10, 10)
-    fielded.RefineTriangulation(1.0f, 1, 1.0f);
-    if (mark) EXPECT_EQ(fielded.GetNumVertices(), 4) << "mark " << mark;
+    if (c.added) EXPECT_TRUE(d.GetVertex(3).x == 10.0f && d.GetVertex(3).y == 10.0f);
+    if (!std::isnan(c.z)) EXPECT_FLOAT_EQ(d.GetVertex(3).z, c.z);
   }
 }
 
