@@ -379,48 +379,43 @@ std::string RefinementViolation(const std::vector<Tri>& tris, const Poly3& poly,
   return "";
 }
 
+// Cuts until no edge is longer than the limit or the rounds run out; no
+// limit (0, negative, NaN) or no rounds keeps the ear clipper's triangles.
 TEST(EarClipRefinement, CutsUntilTheLimitHoldsOrTheRoundsRunOutThenReleases) {
-  const Poly3 square{{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}};
+  const Poly3 square{{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}}, notched{{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}, {-3, 5, 0}};
   const Poly3 ring{{0, 0, 1}, {5, -1, 1}, {10, 0, 1}, {11, 5, 1}, {10, 10, 1}, {5, 11, 1}, {0, 10, 1}, {-1, 5, 1}};
   const struct {
     Poly3 pts;
     int step;
     float limit;
-    int rounds, triangles;  // -1: more than one round, any count
+    int rounds, triangles, roundsDone;  // -1: any count, more than one round
     bool planar;
-  } cases[] = {{square, 1, 3.0f, 14, -1, false},
-               {square, 1, 0.01f, 1, 8, false},  // capped: two triangles, all edges cut once
-               {{{0, 0, 0}, {8, 0, 8}, {8, 4, 16}, {4, 2, 8}, {0, 6, 12}}, 1, 1.5f, 14, -1, true},  // z = x + 2y
-               {ring, 2, 4.0f, 14, -1, false}};
+  } cases[] = {{square, 1, 3.0f, 14, -1, -1, false},
+               {square, 1, 0.01f, 1, 8, 1, false},  // capped: two triangles, all edges cut once
+               {{{0, 0, 0}, {8, 0, 8}, {8, 4, 16}, {4, 2, 8}, {0, 6, 12}}, 1, 1.5f, 14, -1, -1, true},  // z = x + 2y
+               {ring, 2, 4.0f, 14, -1, -1, false},
+               {notched, 1, 0.0f, 14, 3, 0, false}, {notched, 1, -1.0f, 14, 3, 0, false},
+               {notched, 1, NAN, 14, 3, 0, false},  {notched, 1, 1.0f, 0, 3, 0, false}};
   for (const auto& c : cases) {
-    SCOPED_TRACE("limit " + std::to_string(c.limit));
+    SCOPED_TRACE("limit " + std::to_string(c.limit) + ", rounds " + std::to_string(c.rounds));
     CSSE3dPolygon poly = Polygon3D(c.pts);
     CHPolygonTriangulator t(&poly, c.step, 1.0f, 1.0f, 1.0f, true);
     CHPolygonTriangulationRefinement r(&t, c.limit, c.rounds);
     const auto tris = Chain(r);
     EXPECT_EQ(static_cast<int>(tris.size()), r.GetNumTriangles());
-    if (c.triangles >= 0) EXPECT_TRUE(r.GetNumTriangles() == c.triangles && r.GetNumRounds() == c.rounds);
+    if (c.triangles >= 0) EXPECT_TRUE(r.GetNumTriangles() == c.triangles && r.GetNumRounds() == c.roundsDone);
     else EXPECT_GT(r.GetNumRounds(), 1);
     Poly3 used;
     for (std::size_t i = 0; i < c.pts.size(); i += c.step) used.push_back(c.pts[i]);
     EXPECT_EQ(RefinementViolation(tris, used, c.triangles >= 0 ? 0 : c.limit, c.planar), "");
+    Tri e;
+    for (int i = 0; c.roundsDone == 0 && i < static_cast<int>(tris.size()); ++i) {  // corner for corner
+      t.GetTriangle3D(i, e[0], e[1], e[2]);
+      for (int k = 0; k < 3; ++k) EXPECT_TRUE(tris[i][k].x == e[k].x && tris[i][k].y == e[k].y) << i << ", " << k;
+    }
     r.ReleaseTriangles();
-    SSEPoint a, b, d;
     EXPECT_TRUE(r.GetNumTriangles() == 0 && r.GetTriangleChain() == nullptr);
-    EXPECT_FALSE(r.GetFirstTriangle3D(a, b, d) || r.GetNextTriangle3D(a, b, d));
-  }
-}
-
-TEST(EarClipRefinement, NoLimitOrNoRoundsKeepsTheEarClipping) {
-  CSSE3dPolygon poly = Polygon3D({{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}, {-3, 5, 0}});
-  CHPolygonTriangulator t(&poly, 1, 1.0f, 1.0f, 1.0f, true);
-  for (auto [limit, rounds] : std::vector<std::pair<float, int>>{{0.0f, 14}, {-1.0f, 14}, {NAN, 14}, {1.0f, 0}}) {
-    CHPolygonTriangulationRefinement r(&t, limit, rounds);
-    EXPECT_TRUE(r.GetNumTriangles() == 3 && r.GetNumRounds() == 0) << limit << ", " << rounds;
-    const auto tris = Chain(r);  // the ear clipper's triangles, corner for corner
-    SSEPoint a, b, c;
-    t.GetTriangle3D(1, a, b, c);
-    EXPECT_TRUE(tris[1][2].x == c.x && tris[1][2].y == c.y);
+    EXPECT_FALSE(r.GetFirstTriangle3D(e[0], e[1], e[2]) || r.GetNextTriangle3D(e[0], e[1], e[2]));
   }
 }
 
