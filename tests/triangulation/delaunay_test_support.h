@@ -5,6 +5,7 @@
 // compared by (corners, circles, marks and neighbours as list positions).
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -52,8 +53,7 @@ void Fill(CSSEMatrix& m, int w, int h, F f) {
 enum class Cloud { kUniform, kClustered, kGrid, kGridSorted, kSeparated };
 
 inline const char* Name(Cloud c) {
-  static const char* const names[] = {"uniform", "clustered", "grid", "grid_sorted", "separated"};
-  return names[static_cast<int>(c)];
+  return std::array<const char*, 5>{"uniform", "clustered", "grid", "grid_sorted", "separated"}[static_cast<int>(c)];
 }
 
 // Points in [0, 100)^2 with z a smooth function of x and y. The grid clouds
@@ -117,16 +117,21 @@ struct CheckOptions {
 };
 inline const CheckOptions kDelaunay{true, true};
 
+// Each triangle's position in its list.
+inline std::map<const t_hdelaunaytriangle*, int> Positions(const CDelaunayTriangleList& list) {
+  std::map<const t_hdelaunaytriangle*, int> index;
+  for (t_hdelaunaytriangle* t : list) index.emplace(t, static_cast<int>(index.size()));
+  return index;
+}
+
 // Returns "" or a description of the first violation found.
 inline std::string Check(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
                          const CheckOptions& opt = {}) {
-  std::map<const t_hdelaunaytriangle*, int> index;
+  const auto index = Positions(list);
+  if (static_cast<int>(index.size()) != list.GetCount()) return "list count differs from its distinct links";
   int i = 0;
-  for (t_hdelaunaytriangle* t : list) index[t] = i++;
-  if (i != list.GetCount()) return "list count differs from its links";
   const auto bad = [](int i, const std::string& what) { return "triangle " + std::to_string(i) + ": " + what; };
   const auto vtx = [&](int k) { return d.GetVertex(k); };
-  i = 0;
   for (t_hdelaunaytriangle* t : list) {
     const int* v = t->nVertex;
     for (int k = 0; k < 3; ++k)
@@ -174,9 +179,7 @@ struct Record {
 };
 
 inline std::vector<Record> Snapshot(const CDelaunayTriangleList& list) {
-  std::map<const t_hdelaunaytriangle*, int> index;
-  int i = 0;
-  for (t_hdelaunaytriangle* t : list) index[t] = i++;
+  const auto index = Positions(list);
   std::vector<Record> out;
   for (t_hdelaunaytriangle* t : list) {
     Record r{};
