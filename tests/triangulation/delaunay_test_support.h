@@ -50,15 +50,18 @@ void Fill(CSSEMatrix& m, int w, int h, F f) {
     for (int x = 0; x < w; ++x) m.SetPoint(x, y, static_cast<float>(f(x, y)));
 }
 
-enum class Cloud { kUniform, kClustered, kGrid, kGridSorted, kSeparated };
+enum class Cloud { kUniform, kClustered, kGrid, kGridSorted, kSeparated, kDegenerate };
 
 inline const char* Name(Cloud c) {
-  return std::array<const char*, 5>{"uniform", "clustered", "grid", "grid_sorted", "separated"}[static_cast<int>(c)];
+  return std::array<const char*, 6>{"uniform", "clustered", "grid", "grid_sorted", "separated",
+                                    "degenerate"}[static_cast<int>(c)];
 }
 
 // Points in [0, 100)^2 with z a smooth function of x and y. The grid clouds
 // hold many collinear and co-circular quadruples; the separated cloud is a
-// jittered grid with at least ~1 unit between points, in random order.
+// jittered grid with at least ~1 unit between points, in random order. The
+// degenerate cloud mixes repeated points, points exactly on one line, points
+// a hair off it (infinite, overflowing and NaN circles) and two far outliers.
 inline std::vector<Pt> MakeCloud(Cloud kind, int n, uint32_t seed) {
   std::mt19937 rng(seed);
   std::uniform_real_distribution<float> u(0.0f, 100.0f), jitter(-0.25f, 0.25f);
@@ -80,6 +83,22 @@ inline std::vector<Pt> MakeCloud(Cloud kind, int n, uint32_t seed) {
       const float x = c.x + g(rng);
       add(x, c.y + g(rng));
     }
+  } else if (kind == Cloud::kDegenerate) {
+    std::uniform_int_distribution<int> pick(0, 3), step(0, 400);
+    for (int i = 0; i < n; ++i) {
+      const int kind4 = pick(rng);
+      const float x = 0.25f * static_cast<float>(step(rng)), onLine = 0.25f * x + 10.0f;
+      if (kind4 == 0 && !pts.empty())
+        pts.push_back(pts[static_cast<std::size_t>(step(rng)) % pts.size()]);
+      else if (kind4 <= 1)
+        add(x, onLine);
+      else if (kind4 == 2)
+        add(x, onLine + 4e-4f * jitter(rng));
+      else
+        add(u(rng), 0.5f * u(rng));
+    }
+    if (n > 8) add(-1.0e5f, 3.0f), add(2.0e5f, 1.0e5f);
+    std::shuffle(pts.begin(), pts.end(), rng);
   } else {
     const int side = std::max(2, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(n)))));
     for (int i = 0; i < side && static_cast<int>(pts.size()) < n; ++i)
