@@ -1,5 +1,7 @@
 #include "triangulation/delaunay_circle_grid.h"
 
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -12,14 +14,22 @@ namespace {
 constexpr long long kMaxCellsPerCircle = 64;
 // The coarse grid's cells are this many fine cells on a side.
 constexpr int kCoarseFactor = 8;
-// A fine cell settles at a few dozen entries (eight to sixteen triangles,
-// each filed in about three cells); growing every cell from nothing after
-// each re-layout would cost a string of reallocations per cell.
+// A fine cell settles at a few dozen entries (twelve to twenty-four
+// triangles, each filed in two to three cells); growing every cell from
+// nothing after each re-layout would cost a string of reallocations per cell.
 constexpr std::size_t kReservedPerCell = 32;
-// Marks of nGridSlot for triangles filed in a grid level rather than in the
-// unbounded list (whose slots are >= 0).
-constexpr int32_t kInFine = -2;
-constexpr int32_t kInCoarse = -3;
+// Where a triangle is filed (its nGridLevel).
+constexpr int16_t kFine = 0;
+constexpr int16_t kCoarse = 1;
+constexpr int16_t kUnbounded = 2;
+// A circle that holds no point at all is not filed anywhere.
+constexpr int16_t kHoldsNothing = 3;
+
+// r2 > dx*dx + dy*dy fails for every x and y when r2 is NaN or not positive
+// (the sum is never below zero) and when the centre is not finite (the sum
+// is then infinite or NaN). Collinear corners give such circles; a growing
+// hull leaves many of them, and every query would visit them in vain.
+bool HoldsNothing(float cx, float cy, float r2) { return !(r2 > 0.0f) || !std::isfinite(cx) || !std::isfinite(cy); }
 }  // namespace
 
 void CCircleGrid::Level::Layout(double x0, double y0, double cellSide, int nx, int ny, std::size_t reserve) {
@@ -33,34 +43,55 @@ void CCircleGrid::Level::Layout(double x0, double y0, double cellSide, int nx, i
   for (std::vector<Entry>& cell : cells) cell.reserve(reserve);
 }
 
-bool CCircleGrid::Level::TryInsert(t_hdelaunaytriangle* t, double lo[2], double hi[2], int32_t level) {
-  if (cells.empty()) return false;
-  const int ix0 = CellX(lo[0]), ix1 = CellX(hi[0]), iy0 = CellY(lo[1]), iy1 = CellY(hi[1]);
-  if (static_cast<long long>(ix1 - ix0 + 1) * (iy1 - iy0 + 1) > kMaxCellsPerCircle) return false;
-  t->nGridBox[0] = ix0;
-  t->nGridBox[1] = iy0;
-  t->nGridBox[2] = ix1;
-  t->nGridBox[3] = iy1;
-  t->nGridSlot = level;
-  const Entry e{t->fCenterX, t->fCenterY, t->fRadiusSqr, t};
-  for (int iy = iy0; iy <= iy1; ++iy)
-    for (int ix = ix0; ix <= ix1; ++ix) cells[static_cast<std::size_t>(iy) * nX + ix].push_back(e);
+bool CCircleGrid::CircleBox(const Entry& e, double lo[2], double hi[2]) {
+  const double r2 = e.fRadiusSqr, cx = e.fCenterX, cy = e.fCenterY;
+  if (!(std::isfinite(r2) && std::isfinite(cx) && std::isfinite(cy) && r2 >= 0.0)) return false;
+  // Half side of the box: see the exactness note in the header. The absolute
+  // terms cover the double rounding of c +- r and circles of zero radius.
+  const double r = std::sqrt(r2) * (1.0 + 1e-5) + (std::fabs(cx) + std::fabs(cy)) * 1e-12 + 1e-15;
+  lo[0] = cx - r, lo[1] = cy - r;
+  hi[0] = cx + r, hi[1] = cy + r;
   return true;
 }
 
-void CCircleGrid::Level::Erase(t_hdelaunaytriangle* t) {
-  for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
-    for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix) {
-      std::vector<Entry>& cell = cells[static_cast<std::size_t>(iy) * nX + ix];
-      auto it = std::find_if(cell.begin(), cell.end(), [t](const Entry& e) { return e.pTriangle == t; });
-      *it = cell.back();
-      cell.pop_back();
-    }
+void CCircleGrid::RemoveEntry(std::vector<Entry>& entries, uint32_t record) {
+  auto it = std::find_if(entries.begin(), entries.end(), [record](const Entry& e) { return e.Record() == record; });
+  *it = entries.back();
+  entries.pop_back();
 }
 
-void CCircleGrid::Reset(double x0, double y0, double x1, double y1, std::size_t cells) {
-  m_Unbounded.clear();
-  m_nCount = 0;
+bool CCircleGrid::Level::TryInsert(t_hdelaunaytriangle* t, const Entry& e, const double lo[2], const double hi[2]) {
+  if (cells.empty()) return false;
+  const int ix0 = CellX(lo[0]), ix1 = CellX(hi[0]), iy0 = CellY(lo[1]), iy1 = CellY(hi[1]);
+  if (static_cast<long long>(ix1 - ix0 + 1) * (iy1 - iy0 + 1) > kMaxCellsPerCircle) return false;
+  t->nGridBox[0] = static_cast<int16_t>(ix0);
+  t->nGridBox[1] = static_cast<int16_t>(iy0);
+  t->nGridBox[2] = static_cast<int16_t>(ix1);
+  t->nGridBox[3] = static_cast<int16_t>(iy1);
+  Entry copy = e;
+  copy.nRecord |= kHome;
+  for (int iy = iy0; iy <= iy1; ++iy)
+    for (int ix = ix0; ix <= ix1; ++ix) {
+      cells[static_cast<std::size_t>(iy) * nX + ix].push_back(copy);
+      copy.nRecord = e.nRecord;
+    }
+  return true;
+}
+
+void CCircleGrid::Level::Erase(const t_hdelaunaytriangle* t) {
+  const uint32_t record = static_cast<uint32_t>(t->nPoolIndex);
+  for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
+    for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix)
+      RemoveEntry(cells[static_cast<std::size_t>(iy) * nX + ix], record);
+}
+
+void CCircleGrid::Level::CollectOnce(std::vector<Entry>& out) const {
+  for (const std::vector<Entry>& cell : cells)
+    for (const Entry& e : cell)
+      if (e.nRecord & kHome) out.push_back(Entry{e.fCenterX, e.fCenterY, e.fRadiusSqr, e.Record()});
+}
+
+void CCircleGrid::Layout(double x0, double y0, double x1, double y1, std::size_t cells) {
   if (!(x1 >= x0) || !(y1 >= y0) || !std::isfinite(x1 - x0) || !std::isfinite(y1 - y0)) {
     x0 = y0 = 0.0;
     x1 = y1 = 1.0;
@@ -73,6 +104,22 @@ void CCircleGrid::Reset(double x0, double y0, double x1, double y1, std::size_t 
   m_Fine.Layout(x0, y0, cell, nx, ny, kReservedPerCell);
   m_Coarse.Layout(x0, y0, cell * kCoarseFactor, (nx + kCoarseFactor - 1) / kCoarseFactor,
                   (ny + kCoarseFactor - 1) / kCoarseFactor, 0);
+  m_Unbounded.clear();
+}
+
+void CCircleGrid::Reset(double x0, double y0, double x1, double y1, std::size_t cells) {
+  Layout(x0, y0, x1, y1, cells);
+  m_nCount = 0;
+}
+
+void CCircleGrid::Relayout(double x0, double y0, double x1, double y1, std::size_t cells) {
+  std::vector<Entry> filed;
+  filed.reserve(m_nCount);
+  m_Fine.CollectOnce(filed);
+  m_Coarse.CollectOnce(filed);
+  filed.insert(filed.end(), m_Unbounded.begin(), m_Unbounded.end());
+  Layout(x0, y0, x1, y1, cells);
+  for (const Entry& e : filed) File(e);
 }
 
 void CCircleGrid::Clear() {
@@ -82,33 +129,58 @@ void CCircleGrid::Clear() {
   m_nCount = 0;
 }
 
+void CCircleGrid::File(const Entry& e) {
+  t_hdelaunaytriangle* t = m_Pool.At(e.Record());
+  if (HoldsNothing(e.fCenterX, e.fCenterY, e.fRadiusSqr)) {
+    t->nGridLevel = kHoldsNothing;
+    return;
+  }
+  double lo[2], hi[2];
+  if (CircleBox(e, lo, hi)) {
+    if (m_Fine.TryInsert(t, e, lo, hi)) {
+      t->nGridLevel = kFine;
+      return;
+    }
+    if (m_Coarse.TryInsert(t, e, lo, hi)) {
+      t->nGridLevel = kCoarse;
+      return;
+    }
+  }
+  t->nGridLevel = kUnbounded;
+  m_Unbounded.push_back(e);
+}
+
 void CCircleGrid::Insert(t_hdelaunaytriangle* t) {
   ++m_nCount;
-  const double r2 = t->fRadiusSqr, cx = t->fCenterX, cy = t->fCenterY;
-  if (std::isfinite(r2) && std::isfinite(cx) && std::isfinite(cy) && r2 >= 0.0) {
-    // Half side of the box: see the exactness note in the header. The absolute
-    // terms cover the double rounding of c +- r and circles of zero radius.
-    const double r = std::sqrt(r2) * (1.0 + 1e-5) + (std::fabs(cx) + std::fabs(cy)) * 1e-12 + 1e-15;
-    double lo[2] = {cx - r, cy - r}, hi[2] = {cx + r, cy + r};
-    if (m_Fine.TryInsert(t, lo, hi, kInFine) || m_Coarse.TryInsert(t, lo, hi, kInCoarse)) return;
-  }
-  t->nGridSlot = static_cast<int32_t>(m_Unbounded.size());
-  m_Unbounded.push_back(Entry{t->fCenterX, t->fCenterY, t->fRadiusSqr, t});
+  File(Entry{t->fCenterX, t->fCenterY, t->fRadiusSqr, static_cast<uint32_t>(t->nPoolIndex)});
+}
+
+void CCircleGrid::PrefetchQuery(float x, float y) const {
+  if (m_Fine.cells.empty()) return;
+  const std::vector<Entry>& cell = m_Fine.cells[m_Fine.CellOf(x, y)];
+  const char* from = reinterpret_cast<const char*>(cell.data());
+  const char* to = reinterpret_cast<const char*>(cell.data() + cell.size());
+  for (const char* line = from; line < to; line += 64) _mm_prefetch(line, _MM_HINT_T0);
+}
+
+void CCircleGrid::Prefetch(const t_hdelaunaytriangle* t) const {
+  if (t->nGridLevel != kFine && t->nGridLevel != kCoarse) return;
+  const Level& level = t->nGridLevel == kFine ? m_Fine : m_Coarse;
+  for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
+    for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix)
+      _mm_prefetch(reinterpret_cast<const char*>(level.cells[static_cast<std::size_t>(iy) * level.nX + ix].data()),
+                   _MM_HINT_T0);
 }
 
 void CCircleGrid::Erase(t_hdelaunaytriangle* t) {
   --m_nCount;
-  if (t->nGridSlot == kInFine) {
+  if (t->nGridLevel == kFine)
     m_Fine.Erase(t);
-  } else if (t->nGridSlot == kInCoarse) {
+  else if (t->nGridLevel == kCoarse)
     m_Coarse.Erase(t);
-  } else {
-    const std::size_t slot = static_cast<std::size_t>(t->nGridSlot);
-    m_Unbounded[slot] = m_Unbounded.back();
-    m_Unbounded[slot].pTriangle->nGridSlot = static_cast<int32_t>(slot);
-    m_Unbounded.pop_back();
-  }
-  t->nGridSlot = -1;
+  else if (t->nGridLevel == kUnbounded)
+    RemoveEntry(m_Unbounded, static_cast<uint32_t>(t->nPoolIndex));
+  t->nGridLevel = -1;
 }
 
 }  // namespace relief::detail

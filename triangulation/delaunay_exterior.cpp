@@ -66,7 +66,7 @@ void TaCIncrementalDelaunay2D::AppendExteriorPoint(int vertex) {
   std::vector<t_hdelaunaytriangle*> made;
   made.reserve(sides.size());
   for (const auto& [t, s] : sides) {
-    t_hdelaunaytriangle* n = InitNewTriangle();
+    t_hdelaunaytriangle* n = NewTriangle();
     const int a = t->nVertex[0], b = t->nVertex[1], c = t->nVertex[2];
     if (s == 0)
       n->nVertex[0] = b, n->nVertex[1] = a, n->nVertex[2] = vertex;

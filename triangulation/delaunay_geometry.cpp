@@ -73,7 +73,8 @@ void TaCIncrementalDelaunay2D::CalcCircumCircle(t_hdelaunaytriangle* t) {
 
 t_hdelaunaytriangle* TaCIncrementalDelaunay2D::InitNewTriangle() {
   t_hdelaunaytriangle* t = new t_hdelaunaytriangle();
-  t->nGridSlot = -1;
+  t->nPoolIndex = -1;
+  t->nGridLevel = -1;
   t->nHullSlot = -1;
   return t;
 }

@@ -1,6 +1,8 @@
 // Starting a triangulation and inserting one vertex: the affected triangles,
 // the split of the one holding the point, and the hand-over of the new
 // triangles to the working list.
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <vector>
 
@@ -17,7 +19,7 @@ void TaCIncrementalDelaunay2D::Triangulate(int count, bool finalize, bool boxSta
   m_bFinalized = false;
 
   if (!boxStart) {
-    t_hdelaunaytriangle* t = InitNewTriangle();
+    t_hdelaunaytriangle* t = NewTriangle();
     t->nVertex[0] = 0;
     t->nVertex[1] = 1;
     t->nVertex[2] = 2;
@@ -48,8 +50,8 @@ void TaCIncrementalDelaunay2D::Triangulate(int count, bool finalize, bool boxSta
     }
     // Without room for a corner there is no box to start from.
     if (corner[0] < 0 || corner[1] < 0 || corner[2] < 0 || corner[3] < 0) return;
-    t_hdelaunaytriangle* t1 = InitNewTriangle();
-    t_hdelaunaytriangle* t2 = InitNewTriangle();
+    t_hdelaunaytriangle* t1 = NewTriangle();
+    t_hdelaunaytriangle* t2 = NewTriangle();
     t1->nVertex[0] = corner[3];
     t1->nVertex[1] = corner[2];
     t1->nVertex[2] = corner[0];
@@ -70,6 +72,10 @@ void TaCIncrementalDelaunay2D::Triangulate(int count, bool finalize, bool boxSta
 }
 
 void TaCIncrementalDelaunay2D::InsertVertex(int vertex) {
+  // Triangulations insert vertices in index order: the next one's query
+  // cell is requested now, so that its misses overlap this insertion.
+  if (!m_bReferenceScans && vertex + 1 < GetNumVertices())
+    m_pGrid->PrefetchQuery(m_pVertices[vertex + 1].x, m_pVertices[vertex + 1].y);
   CalcAffectedTriangles(vertex);
   ProcessAffectedTriangles(vertex);
   LegalizeEdges();
@@ -120,7 +126,7 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
     std::vector<t_hdelaunaytriangle*> spill;
     int n = 0;
     m_pGrid->ForEachContaining(x, y, [&](t_hdelaunaytriangle* t) {
-      if (t->bLocked) return;
+      _mm_prefetch(reinterpret_cast<const char*>(t), _MM_HINT_T0);
       if (n < 32)
         local[n++] = t;
       else
@@ -131,6 +137,19 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
       spill.insert(spill.begin(), local, local + n);
       found = spill.data();
       n = static_cast<int>(spill.size());
+    }
+    // The matches lie all over memory. Their records were requested above;
+    // what their removal rewrites (list neighbours, grid cells) and what the
+    // split and the legalisation read first (corners, neighbours) is
+    // requested here, so that the misses overlap.
+    n = static_cast<int>(std::remove_if(found, found + n, [](const t_hdelaunaytriangle* t) { return t->bLocked; }) - found);
+    for (int i = 0; i < n; ++i) {
+      if (found[i]->pPrev) _mm_prefetch(reinterpret_cast<const char*>(found[i]->pPrev), _MM_HINT_T0);
+      if (found[i]->pNext) _mm_prefetch(reinterpret_cast<const char*>(found[i]->pNext), _MM_HINT_T0);
+      for (const t_hdelaunaytriangle* across : found[i]->pNeighbour)
+        if (across) _mm_prefetch(reinterpret_cast<const char*>(across), _MM_HINT_T0);
+      for (int corner : found[i]->nVertex) _mm_prefetch(reinterpret_cast<const char*>(m_pVertices + corner), _MM_HINT_T0);
+      m_pGrid->Prefetch(found[i]);
     }
     std::sort(found, found + n,
               [](const t_hdelaunaytriangle* a, const t_hdelaunaytriangle* b) { return a->nSequence < b->nSequence; });
@@ -159,7 +178,7 @@ void TaCIncrementalDelaunay2D::ProcessAffectedTriangles(int vertex) {
     t_hdelaunaytriangle* children[4] = {};
     const int made = MakeChildren(vertex, where, t, children);
     m_AffectedTriangleList.RemoveAt(t);
-    DeleteTriangle(t);
+    ReleaseTriangle(t);
     for (int i = 0; i < made; ++i) m_AffectedTriangleList.AddTail(children[i]);
     placed = true;
     break;
@@ -247,21 +266,21 @@ void TaCIncrementalDelaunay2D::SplitTriangleIntoTwo(int vertex, ESharedSide side
 int TaCIncrementalDelaunay2D::MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t,
                                            t_hdelaunaytriangle* children[4]) {
   if (where == ePointInside) {
-    for (int i = 0; i < 3; ++i) children[i] = InitNewTriangle();
+    for (int i = 0; i < 3; ++i) children[i] = NewTriangle();
     SplitTriangleIntoThree(vertex, t, children[0], children[1], children[2]);
     return 3;
   }
   if (where < ePointOnSide0 || where > ePointOnSide2) return 0;
   const ESharedSide side = static_cast<ESharedSide>(where - ePointOnSide0);
   t_hdelaunaytriangle* across = t->pNeighbour[side];
-  children[0] = InitNewTriangle();
-  children[1] = InitNewTriangle();
+  children[0] = NewTriangle();
+  children[1] = NewTriangle();
   SplitTriangleIntoTwo(vertex, side, t, children[0], children[1]);
   if (!across) return 2;
   const ESharedSide acrossSide = FindCommonSide(side, t, across);
   if (acrossSide == eNoCommonSide) return 2;
-  children[2] = InitNewTriangle();
-  children[3] = InitNewTriangle();
+  children[2] = NewTriangle();
+  children[3] = NewTriangle();
   SplitTriangleIntoTwo(vertex, acrossSide, across, children[2], children[3]);
   across->bKill = true;
   for (int i = 0; i < 4; ++i)
@@ -274,7 +293,7 @@ void TaCIncrementalDelaunay2D::KillIgnoredTriangles() {
     t_hdelaunaytriangle* next = t->pNext;
     if (t->bKill) {
       m_AffectedTriangleList.RemoveAt(t);
-      DeleteTriangle(t);
+      ReleaseTriangle(t);
     }
     t = next;
   }
@@ -285,7 +304,7 @@ void TaCIncrementalDelaunay2D::AddNewTrianglesToList() {
     t_hdelaunaytriangle* next = t->pNext;
     m_AffectedTriangleList.RemoveAt(t);
     if (t->bKill)
-      DeleteTriangle(t);
+      ReleaseTriangle(t);
     else
       AppendToWorking(t);
     t = next;

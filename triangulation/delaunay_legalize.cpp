@@ -1,4 +1,6 @@
 // Lawson flips over the affected triangles.
+#include <xmmintrin.h>
+
 #include <cstring>
 #include <vector>
 
@@ -48,6 +50,20 @@ class CFlipHistory {
 // Passes after which a legalisation that still flips is watched for cycles.
 constexpr int kWatchFromPass = 4;
 
+// The first pass reads every neighbour of the affected triangles and the
+// corner opposite each shared side: records and vertices spread over the
+// whole triangulation. Asking for all of them up front lets the misses
+// overlap instead of being met one at a time.
+void PrefetchNeighbourhood(const CDelaunayTriangleList& affected, const SSEPoint* vertices) {
+  for (const t_hdelaunaytriangle* t : affected)
+    for (const t_hdelaunaytriangle* n : t->pNeighbour)
+      if (n) _mm_prefetch(reinterpret_cast<const char*>(n), _MM_HINT_T0);
+  for (const t_hdelaunaytriangle* t : affected)
+    for (const t_hdelaunaytriangle* n : t->pNeighbour)
+      if (n)
+        for (int v : n->nVertex) _mm_prefetch(reinterpret_cast<const char*>(vertices + v), _MM_HINT_T0);
+}
+
 }  // namespace
 
 // Passes run until one flips nothing, but never more often than there are
@@ -57,7 +73,12 @@ constexpr int kWatchFromPass = 4;
 // limit. Such a cycle is recognised by the changed records repeating at the
 // start of a pass; the whole periods up to the limit are then skipped and
 // only the remainder is run, which leaves exactly the records the full run
-// would have left. The reference scans run every pass.
+// would have left.
+//
+// A side check reads only its triangle, the neighbour across the side and
+// fixed vertices. From the second pass on, a check whose two records no flip
+// has changed since it last ran finds nothing again and is skipped. The
+// reference scans skip nothing, so the tests compare both.
 //
 // Flip across side s of T = (a, b, c), with N the neighbour on a-b and d its
 // corner opposite that side:
@@ -70,7 +91,18 @@ constexpr int kWatchFromPass = 4;
 //       \ /               \|/
 //        d                 d
 void TaCIncrementalDelaunay2D::LegalizeEdges() {
+  static constexpr int kNext[3] = {1, 2, 0}, kPrev[3] = {2, 0, 1};
   const int passLimit = GetNumVertices();
+  PrefetchNeighbourhood(m_AffectedTriangleList, m_pVertices);
+  // checkedAt[i]: the flip clock when the checks of the i-th triangle last began.
+  uint64_t fewStamps[64];
+  std::vector<uint64_t> manyStamps;
+  uint64_t* checkedAt = fewStamps;
+  if (m_AffectedTriangleList.GetCount() > 64) {
+    manyStamps.resize(static_cast<std::size_t>(m_AffectedTriangleList.GetCount()));
+    checkedAt = manyStamps.data();
+  }
+  const bool skipUnchanged = !m_bReferenceScans;
   CFlipHistory history;
   bool watching = false, skipped = false;
   int passes = 0;
@@ -88,24 +120,29 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
         if (passes >= passLimit) break;
       }
     }
+    const bool firstPass = passes == 0;
     flipped = false;
     ++passes;
-    for (t_hdelaunaytriangle* t = m_AffectedTriangleList.GetHead(); t; t = t->pNext) {
+    int i = 0;
+    for (t_hdelaunaytriangle* t = m_AffectedTriangleList.GetHead(); t; t = t->pNext, ++i) {
+      const uint64_t since = firstPass ? 0 : checkedAt[i];
+      checkedAt[i] = m_nFlipClock;
       for (int s = 0; s < 3; ++s) {
         t_hdelaunaytriangle* n = t->pNeighbour[s];
         if (!n || n->bLocked) continue;
+        if (skipUnchanged && !firstPass && t->nChangedAt <= since && n->nChangedAt <= since) continue;
         const ESharedSide ns = FindCommonSide(static_cast<ESharedSide>(s), t, n);
         if (ns == eNoCommonSide) continue;
-        const int d = n->nVertex[(ns + 2) % 3];
+        const int d = n->nVertex[kPrev[ns]];
         if (!relief::detail::InCircleDouble(t, m_pVertices[d].x, m_pVertices[d].y)) continue;
 
-        const int s1 = (s + 1) % 3, s2 = (s + 2) % 3;
-        const int n1 = (ns + 1) % 3, n2 = (ns + 2) % 3;
+        const int s1 = kNext[s], s2 = kPrev[s];
+        const int n1 = kNext[ns], n2 = kPrev[ns];
         const int a = t->nVertex[s], b = t->nVertex[s1], c = t->nVertex[s2];
         t_hdelaunaytriangle* tb = t->pNeighbour[s1];  // on b-c, moves to N
         t_hdelaunaytriangle* tc = t->pNeighbour[s2];  // on c-a, stays with T
         // N's other two sides: the one touching a moves to T, the one touching b stays.
-        const bool n1HasA = n->nVertex[n1] == a || n->nVertex[(n1 + 1) % 3] == a;
+        const bool n1HasA = n->nVertex[n1] == a || n->nVertex[kNext[n1]] == a;
         t_hdelaunaytriangle* na = n->pNeighbour[n1HasA ? n1 : n2];
         t_hdelaunaytriangle* nb = n->pNeighbour[n1HasA ? n2 : n1];
 
@@ -119,6 +156,9 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
         CalcCircumCircle(n);
         // N may be a working triangle that now owns a hull side.
         if (InWorkingIndex(n)) RegisterHullSides(n);
+        const uint64_t now = ++m_nFlipClock;
+        for (t_hdelaunaytriangle* changed : {t, n, tb, na})
+          if (changed) changed->nChangedAt = now;
         if (watching) {
           history.Touch(n);
           history.Touch(tb);

@@ -31,7 +31,7 @@ void TaCIncrementalDelaunay2D::Triangulate(CSSE3dPolygon* polygon, int count, bo
   ClearTriangleList();
   m_bFinalized = false;
 
-  t_hdelaunaytriangle* t = InitNewTriangle();
+  t_hdelaunaytriangle* t = NewTriangle();
   t->nVertex[0] = left;
   t->nVertex[1] = right;
   t->nVertex[2] = top;

@@ -182,7 +182,7 @@ void TaCIncrementalDelaunay2D::BuildNewTriangles(int vertex, EPointWhere where, 
   const int made = MakeChildren(vertex, where, triangle, children);
   if (made == 0) return;
   RemoveFromWorking(triangle);
-  DeleteTriangle(triangle);
+  ReleaseTriangle(triangle);
   for (int i = 0; i < made; ++i) AppendToWorking(children[i]);
   KillIgnoredTriangles();
 }

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include <emmintrin.h>
+
 #include "relief/Export.h"
 #include "relief/SSEPoint.h"
 #include "relief/TaCSSEVertexContainer.h"
@@ -12,6 +14,7 @@ class CSSE3dPolygon;
 class CSSEMatrix;
 namespace relief::detail {
 class CCircleGrid;
+class CTrianglePool;
 }
 
 // A triangle side: side 0 runs from vertex 0 to 1, side 1 from 1 to 2, side 2
@@ -25,7 +28,7 @@ enum EPointWhere { ePointOutside = 0, ePointInside = 1, ePointOnSide0 = 2, ePoin
 class CDelaunayTriangleList;
 
 // One triangle of the triangulation, over indices into the vertex array.
-// Allocated zero-filled one at a time; owned by exactly one list at a time.
+// Zero-filled when made; owned by exactly one list at a time.
 struct t_hdelaunaytriangle {
   int32_t nVertex[3];                       // counter-clockwise in a legal triangle
   float fCenterX, fCenterY;                 // circumcentre
@@ -41,12 +44,13 @@ struct t_hdelaunaytriangle {
   // Bookkeeping of the lists and of the search structures; never part of a result.
   t_hdelaunaytriangle* pPrev;
   t_hdelaunaytriangle* pNext;
-  uint32_t nWorkingEpoch;                   // working-list generation it was filed in, 0 when not
-  uint32_t nReserved;                       // keeps the record's layout on 8-byte words
   uint64_t nSequence;                       // rank of its last append to the working list
-  int32_t nGridBox[4];                      // cells covered in the circle grid (x0, y0, x1, y1)
-  int32_t nGridSlot;                        // grid level or unbounded-list index; -1 when not filed
+  uint32_t nWorkingEpoch;                   // working-list generation it was filed in, 0 when not
+  int32_t nPoolIndex;                       // index in its triangulation's record pool, or -1
   int32_t nHullSlot;                        // index in the hull-side register, or -1
+  int16_t nGridBox[4];                      // grid cells it is filed in (x0, y0, x1, y1)
+  int16_t nGridLevel;                       // grid level it is filed in, or -1 when not filed
+  uint64_t nChangedAt;                      // flip clock of its last change by a legalisation
 };
 
 // A doubly linked list of triangle pointers with the order semantics of a
@@ -112,7 +116,13 @@ class RELIEF_API CDelaunayTriangleList {
   void TakeAll(CDelaunayTriangleList& other);
   // Empties the list without deleting the triangles.
   void RemoveAll();
-  // Deletes every triangle and empties the list.
+  // Empties the list without touching its records, which their owner has
+  // freed or is about to free.
+  void Abandon() {
+    m_pHead = m_pTail = nullptr;
+    m_nCount = 0;
+  }
+  // Deletes every triangle (records from InitNewTriangle) and empties the list.
   void DeleteAll();
 
  private:
@@ -197,17 +207,26 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   void SplitTriangleIntoTwo(int vertex, ESharedSide side, t_hdelaunaytriangle* old, t_hdelaunaytriangle* x,
                             t_hdelaunaytriangle* y);
   static void CopyTriangle(const t_hdelaunaytriangle* from, t_hdelaunaytriangle* to);
+  // A standalone zero-filled record, and its deletion once no list holds it.
+  // The triangulation's own records come from its pool instead.
   static t_hdelaunaytriangle* InitNewTriangle();
-  // Deletes a triangle that no list holds any more.
   static void DeleteTriangle(t_hdelaunaytriangle* t);
   static void FindNeighbours(t_hdelaunaytriangle* a, t_hdelaunaytriangle* b);
+  // The first side of `second` joining the same two vertices as `side` of
+  // `first`, in either direction. The legalisation asks this for every side
+  // it checks, so all three sides are compared at once, without branches.
   static ESharedSide FindCommonSide(ESharedSide side, const t_hdelaunaytriangle* first,
                                     const t_hdelaunaytriangle* second) {
     if (side < eSide0 || side > eSide2) return eNoCommonSide;
-    const int a = first->nVertex[side], b = first->nVertex[side == eSide2 ? 0 : side + 1];
-    for (int s = 0; s < 3; ++s)
-      if (EdgesEqual(a, b, second->nVertex[s], second->nVertex[s == 2 ? 0 : s + 1])) return static_cast<ESharedSide>(s);
-    return eNoCommonSide;
+    const __m128i a = _mm_set1_epi32(first->nVertex[side]);
+    const __m128i b = _mm_set1_epi32(first->nVertex[side == eSide2 ? 0 : side + 1]);
+    const __m128i from = _mm_setr_epi32(second->nVertex[0], second->nVertex[1], second->nVertex[2], 0);
+    const __m128i to = _mm_shuffle_epi32(from, _MM_SHUFFLE(3, 0, 2, 1));  // (v1, v2, v0, 0)
+    const __m128i same = _mm_and_si128(_mm_cmpeq_epi32(from, a), _mm_cmpeq_epi32(to, b));
+    const __m128i reversed = _mm_and_si128(_mm_cmpeq_epi32(from, b), _mm_cmpeq_epi32(to, a));
+    const int found = _mm_movemask_ps(_mm_castsi128_ps(_mm_or_si128(same, reversed))) & 7;
+    if (found == 0) return eNoCommonSide;
+    return static_cast<ESharedSide>((found & 1) ? 0 : (found & 2) ? 1 : 2);
   }
   // Every neighbour of `me` that points to `old` points to `me` instead.
   static void ReplaceMeInNeighbours(t_hdelaunaytriangle* me, t_hdelaunaytriangle* old);
@@ -290,6 +309,10 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
 
  private:
   void Construct();
+  // Records of this triangulation's lists: taken from and given back to its pool.
+  t_hdelaunaytriangle* NewTriangle();
+  void ReleaseTriangle(t_hdelaunaytriangle* t);
+  void ReleaseAll(CDelaunayTriangleList& list);
   void InsertVertex(int vertex);
   int MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t, t_hdelaunaytriangle* children[4]);
   void AppendToWorking(t_hdelaunaytriangle* t);
@@ -297,7 +320,9 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   void RegisterHullSides(t_hdelaunaytriangle* t);
   void ForgetHullSides(t_hdelaunaytriangle* t);
   void EnsureGrid();
-  void RebuildGrid();
+  // Lays the grid out for the working list's size; when the grid holds the
+  // working list already it keeps its filings, else it files the list.
+  void RebuildGrid(bool gridHoldsWorkingList);
   // True for a triangle of the working list while the search structures are
   // kept (the reference scans keep none).
   bool InWorkingIndex(const t_hdelaunaytriangle* t) const {
@@ -326,7 +351,9 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
 
   bool m_bReferenceScans;
   uint64_t m_nNextSequence;
+  uint64_t m_nFlipClock;  // flips made by all legalisations so far
   uint32_t m_nWorkingEpoch;  // advanced whenever the working list is emptied wholesale
   relief::detail::CCircleGrid* m_pGrid;
+  relief::detail::CTrianglePool* m_pPool;
   std::vector<t_hdelaunaytriangle*> m_HullRegister;
 };

@@ -5,21 +5,26 @@
 // compared by (corners, circles, marks and neighbours as list positions).
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <map>
 #include <random>
-#include <sstream>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "relief/CSSEMatrix.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
+#include "test_hull_reference.h"
 
 namespace delaunay_test {
 
 struct Pt {
   float x, y, z;
+  bool operator<(const Pt& o) const { return x != o.x ? x < o.x : y < o.y; }
+  bool operator==(const Pt& o) const { return x == o.x && y == o.y; }
 };
 
 inline void Load(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, int extra = 8) {
@@ -31,58 +36,78 @@ inline void Load(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, int ex
   }
 }
 
-enum class Cloud { kUniform, kClustered, kGrid, kGridSorted, kSeparated };
+// Load, then triangulate the first n points (all when n < 0).
+inline void Build(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, bool final, bool box, int n = -1,
+                  int extra = 8) {
+  Load(d, pts, extra);
+  d.Triangulate(n < 0 ? static_cast<int>(pts.size()) : n, final, box);
+}
+
+template <class F>
+void Fill(CSSEMatrix& m, int w, int h, F f) {
+  m.Create(w, h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) m.SetPoint(x, y, static_cast<float>(f(x, y)));
+}
+
+enum class Cloud { kUniform, kClustered, kGrid, kGridSorted, kSeparated, kDegenerate };
 
 inline const char* Name(Cloud c) {
-  switch (c) {
-    case Cloud::kUniform: return "uniform";
-    case Cloud::kClustered: return "clustered";
-    case Cloud::kGrid: return "grid";
-    case Cloud::kGridSorted: return "grid-sorted";
-    default: return "separated";
-  }
+  return std::array<const char*, 6>{"uniform", "clustered", "grid", "grid_sorted", "separated",
+                                    "degenerate"}[static_cast<int>(c)];
 }
 
 // Points in [0, 100)^2 with z a smooth function of x and y. The grid clouds
 // hold many collinear and co-circular quadruples; the separated cloud is a
-// jittered grid with at least ~1 unit between points, in random order.
+// jittered grid with at least ~1 unit between points, in random order. The
+// degenerate cloud mixes repeated points, points exactly on one line, points
+// a hair off it (infinite, overflowing and NaN circles) and two far outliers.
 inline std::vector<Pt> MakeCloud(Cloud kind, int n, uint32_t seed) {
   std::mt19937 rng(seed);
-  std::uniform_real_distribution<float> u(0.0f, 100.0f);
-  std::vector<Pt> pts;
-  const auto z = [](float x, float y) { return 10.0f * std::sin(x * 0.07f) * std::cos(y * 0.05f); };
-  switch (kind) {
-    case Cloud::kUniform:
-      for (int i = 0; i < n; ++i) {
-        const float x = u(rng), y = u(rng);
-        pts.push_back({x, y, z(x, y)});
-      }
-      break;
-    case Cloud::kClustered: {
-      std::normal_distribution<float> g(0.0f, 2.0f);
-      std::vector<Pt> centres;
-      for (int i = 0; i < 5; ++i) centres.push_back({u(rng), u(rng), 0});
-      for (int i = 0; i < n; ++i) {
-        const Pt& c = centres[i % centres.size()];
-        const float x = c.x + g(rng), y = c.y + g(rng);
-        pts.push_back({x, y, z(x, y)});
-      }
-      break;
+  std::uniform_real_distribution<float> u(0.0f, 100.0f), jitter(-0.25f, 0.25f);
+  std::normal_distribution<float> g(0.0f, 2.0f);
+  std::vector<Pt> pts, centres;
+  const auto add = [&](float x, float y) { pts.push_back({x, y, 10.0f * std::sin(x * 0.07f) * std::cos(y * 0.05f)}); };
+  if (kind == Cloud::kUniform) {
+    for (int i = 0; i < n; ++i) {
+      const float x = u(rng);
+      add(x, u(rng));
     }
-    case Cloud::kGrid:
-    case Cloud::kGridSorted:
-    case Cloud::kSeparated: {
-      const int side = std::max(2, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(n)))));
-      std::uniform_real_distribution<float> jitter(-0.25f, 0.25f);
-      for (int i = 0; i < side && static_cast<int>(pts.size()) < n; ++i)
-        for (int j = 0; j < side && static_cast<int>(pts.size()) < n; ++j) {
-          float x = 2.0f * i, y = 2.0f * j;
-          if (kind == Cloud::kSeparated) x += jitter(rng), y += jitter(rng);
-          pts.push_back({x, y, z(x, y)});
-        }
-      if (kind != Cloud::kGridSorted) std::shuffle(pts.begin(), pts.end(), rng);
-      break;
+  } else if (kind == Cloud::kClustered) {
+    for (int i = 0; i < 5; ++i) {
+      const float x = u(rng);
+      centres.push_back({x, u(rng), 0});
     }
+    for (int i = 0; i < n; ++i) {
+      const Pt& c = centres[i % centres.size()];
+      const float x = c.x + g(rng);
+      add(x, c.y + g(rng));
+    }
+  } else if (kind == Cloud::kDegenerate) {
+    std::uniform_int_distribution<int> pick(0, 3), step(0, 400);
+    for (int i = 0; i < n; ++i) {
+      const int kind4 = pick(rng);
+      const float x = 0.25f * static_cast<float>(step(rng)), onLine = 0.25f * x + 10.0f;
+      if (kind4 == 0 && !pts.empty())
+        pts.push_back(pts[static_cast<std::size_t>(step(rng)) % pts.size()]);
+      else if (kind4 <= 1)
+        add(x, onLine);
+      else if (kind4 == 2)
+        add(x, onLine + 4e-4f * jitter(rng));
+      else
+        add(u(rng), 0.5f * u(rng));
+    }
+    if (n > 8) add(-1.0e5f, 3.0f), add(2.0e5f, 1.0e5f);
+    std::shuffle(pts.begin(), pts.end(), rng);
+  } else {
+    const int side = std::max(2, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(n)))));
+    for (int i = 0; i < side && static_cast<int>(pts.size()) < n; ++i)
+      for (int j = 0; j < side && static_cast<int>(pts.size()) < n; ++j) {
+        float x = 2.0f * i, y = 2.0f * j;
+        if (kind == Cloud::kSeparated) x += jitter(rng), y += jitter(rng);
+        add(x, y);
+      }
+    if (kind != Cloud::kGridSorted) std::shuffle(pts.begin(), pts.end(), rng);
   }
   return pts;
 }
@@ -109,57 +134,56 @@ struct CheckOptions {
   // working list (ResetIgnoreStateOfTriangles clears it); Delaunay results have none.
   bool noKillMarks = true;
 };
+inline const CheckOptions kDelaunay{true, true};
+
+// Each triangle's position in its list.
+inline std::map<const t_hdelaunaytriangle*, int> Positions(const CDelaunayTriangleList& list) {
+  std::map<const t_hdelaunaytriangle*, int> index;
+  for (t_hdelaunaytriangle* t : list) index.emplace(t, static_cast<int>(index.size()));
+  return index;
+}
 
 // Returns "" or a description of the first violation found.
 inline std::string Check(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
                          const CheckOptions& opt = {}) {
-  std::ostringstream out;
-  std::map<const t_hdelaunaytriangle*, int> index;
+  const auto index = Positions(list);
+  if (static_cast<int>(index.size()) != list.GetCount()) return "list count differs from its distinct links";
   int i = 0;
-  for (t_hdelaunaytriangle* t : list) index[t] = i++;
-  if (i != list.GetCount()) return "list count differs from its links";
-  const int nv = d.GetNumVertices();
-  const auto vtx = [&](int k) { return *const_cast<TaCIncrementalDelaunay2D&>(d).GetVertexPtr(k); };
-  i = 0;
+  const auto bad = [](int i, const std::string& what) { return "triangle " + std::to_string(i) + ": " + what; };
+  const auto vtx = [&](int k) { return d.GetVertex(k); };
   for (t_hdelaunaytriangle* t : list) {
     const int* v = t->nVertex;
     for (int k = 0; k < 3; ++k)
-      if (v[k] < 0 || v[k] >= nv) return (out << "triangle " << i << ": vertex index " << v[k] << " out of range", out.str());
-    if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) return (out << "triangle " << i << ": repeated vertex", out.str());
-    if (opt.noKillMarks && t->bKill) return (out << "triangle " << i << ": kill mark left in the list", out.str());
-    if (opt.orientation && !(Orient(vtx(v[0]), vtx(v[1]), vtx(v[2])) > 0))
-      return (out << "triangle " << i << " (" << v[0] << "," << v[1] << "," << v[2] << "): not counter-clockwise", out.str());
+      if (v[k] < 0 || v[k] >= d.GetNumVertices()) return bad(i, "vertex index " + std::to_string(v[k]) + " out of range");
+    if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) return bad(i, "repeated vertex");
+    if (opt.noKillMarks && t->bKill) return bad(i, "kill mark left in the list");
+    if (opt.orientation && !(Orient(vtx(v[0]), vtx(v[1]), vtx(v[2])) > 0)) return bad(i, "not counter-clockwise");
     for (int s = 0; s < 3; ++s) {
       const t_hdelaunaytriangle* n = t->pNeighbour[s];
       if (!n) continue;
-      auto it = index.find(n);
-      if (it == index.end()) return (out << "triangle " << i << " side " << s << ": neighbour not in the list", out.str());
-      const int a = v[s], b = v[(s + 1) % 3];
+      const auto it = index.find(n);
+      const std::string side = "side " + std::to_string(s) + ": neighbour ";
+      if (it == index.end()) return bad(i, side + "not in the list");
       int back = -1;
       for (int r = 0; r < 3; ++r)
-        if (TaCIncrementalDelaunay2D::EdgesEqual(a, b, n->nVertex[r], n->nVertex[(r + 1) % 3])) back = r;
-      if (back < 0) return (out << "triangle " << i << " side " << s << ": neighbour " << it->second << " lacks the side", out.str());
-      if (n->pNeighbour[back] != t)
-        return (out << "triangle " << i << " side " << s << ": neighbour " << it->second << " does not point back", out.str());
+        if (TaCIncrementalDelaunay2D::EdgesEqual(v[s], v[(s + 1) % 3], n->nVertex[r], n->nVertex[(r + 1) % 3])) back = r;
+      if (back < 0 || n->pNeighbour[back] != t)
+        return bad(i, side + std::to_string(it->second) + (back < 0 ? " lacks the side" : " does not point back"));
     }
     ++i;
   }
-  if (opt.emptyCircles) {
-    std::vector<int> used;
-    for (t_hdelaunaytriangle* t : list) used.insert(used.end(), t->nVertex, t->nVertex + 3);
-    std::sort(used.begin(), used.end());
-    used.erase(std::unique(used.begin(), used.end()), used.end());
-    i = 0;
-    for (t_hdelaunaytriangle* t : list) {
-      const SSEPoint a = vtx(t->nVertex[0]), b = vtx(t->nVertex[1]), c = vtx(t->nVertex[2]);
-      const double scale = std::pow(std::fabs(Orient(a, b, c)) + 1.0, 2.0);
-      for (int k : used) {
-        if (k == t->nVertex[0] || k == t->nVertex[1] || k == t->nVertex[2]) continue;
-        if (InCircle(a, b, c, vtx(k)) > opt.circleSlack * scale)
-          return (out << "triangle " << i << ": vertex " << k << " inside its circumcircle", out.str());
-      }
-      ++i;
-    }
+  if (!opt.emptyCircles) return "";
+  std::set<int> used;
+  for (t_hdelaunaytriangle* t : list) used.insert(t->nVertex, t->nVertex + 3);
+  i = 0;
+  for (t_hdelaunaytriangle* t : list) {
+    const int* v = t->nVertex;
+    const SSEPoint a = vtx(v[0]), b = vtx(v[1]), c = vtx(v[2]);
+    const double scale = std::pow(std::fabs(Orient(a, b, c)) + 1.0, 2.0);
+    for (int k : used)
+      if (k != v[0] && k != v[1] && k != v[2] && InCircle(a, b, c, vtx(k)) > opt.circleSlack * scale)
+        return bad(i, "vertex " + std::to_string(k) + " inside its circumcircle");
+    ++i;
   }
   return "";
 }
@@ -174,16 +198,13 @@ struct Record {
 };
 
 inline std::vector<Record> Snapshot(const CDelaunayTriangleList& list) {
-  std::map<const t_hdelaunaytriangle*, int> index;
-  int i = 0;
-  for (t_hdelaunaytriangle* t : list) index[t] = i++;
+  const auto index = Positions(list);
   std::vector<Record> out;
   for (t_hdelaunaytriangle* t : list) {
-    Record r;
-    std::memset(&r, 0, sizeof(r));
+    Record r{};
     for (int k = 0; k < 3; ++k) {
       r.v[k] = t->nVertex[k];
-      auto it = index.find(t->pNeighbour[k]);
+      const auto it = index.find(t->pNeighbour[k]);
       r.n[k] = t->pNeighbour[k] ? (it == index.end() ? -2 : it->second) : -1;
     }
     std::memcpy(&r.circle[0], &t->fCenterX, 4);
@@ -204,23 +225,11 @@ inline long FirstDifference(const std::vector<Record>& a, const std::vector<Reco
 }
 
 // Vertices on the convex hull (strictly convex corners only).
-inline int HullSize(std::vector<Pt> p) {
-  std::sort(p.begin(), p.end(), [](const Pt& a, const Pt& b) { return a.x != b.x ? a.x < b.x : a.y < b.y; });
-  std::vector<Pt> h(2 * p.size());
-  std::size_t k = 0;
-  const auto cross = [](const Pt& o, const Pt& a, const Pt& b) {
-    return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
-           (static_cast<double>(a.y) - o.y) * (static_cast<double>(b.x) - o.x);
-  };
-  for (std::size_t i = 0; i < p.size(); ++i) {
-    while (k >= 2 && cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
-    h[k++] = p[i];
-  }
-  for (std::size_t i = p.size() - 1, t = k + 1; i > 0; --i) {
-    while (k >= t && cross(h[k - 2], h[k - 1], p[i - 1]) <= 0) --k;
-    h[k++] = p[i - 1];
-  }
-  return static_cast<int>(k) - 1;
+inline int HullSize(const std::vector<Pt>& p) {
+  return static_cast<int>(MonotoneChainHull(p, [](const Pt& o, const Pt& a, const Pt& b) {
+                            return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
+                                   (static_cast<double>(a.y) - o.y) * (static_cast<double>(b.x) - o.x);
+                          }).size());
 }
 
 }  // namespace delaunay_test

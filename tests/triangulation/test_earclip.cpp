@@ -1,24 +1,28 @@
 // Ear clipping: the tolerant predicates, the clip sequence with its
-// diagonal records, the mapping back through the step, and random
-// star-shaped polygons with collinear runs.
+// diagonal records, the mapping back through the step, random star-shaped
+// polygons with collinear runs, and the refinement of the clipped triangles
+// (edge limit, no T-junctions, area, containment, linear z).
 
 #include <gtest/gtest.h>
 
-#include "test_hull_seed.h"
-
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "relief/CHPolygonTriangulationRefinement.h"
 #include "relief/CHPolygonTriangulator.h"
 #include "relief/CHSimpleBasisFcns.h"
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSE3dPolygon.h"
+#include "test_hull_seed.h"
 
 namespace {
 
 using F = CHSimpleBasisFcns;
+using Tri = std::array<SSEPoint, 3>;
 
 t_h2dpoint P(float x, float y) { return t_h2dpoint{x, y}; }
 
@@ -29,14 +33,25 @@ CSSE2dPolygon Polygon2D(const std::vector<t_h2dpoint>& pts) {
   return poly;
 }
 
-double ShoelaceArea(const std::vector<t_h2dpoint>& pts) {
+CSSE3dPolygon Polygon3D(const std::vector<std::array<float, 3>>& pts) {
+  CSSE3dPolygon poly;
+  poly.Create(static_cast<int>(pts.size()));
+  for (int i = 0; i < static_cast<int>(pts.size()); ++i) poly.SetPoint(i, pts[i][0], pts[i][1], pts[i][2]);
+  return poly;
+}
+
+template <class A, class B, class C>
+double Cross(const A& a, const B& b, const C& c) {
+  return (static_cast<double>(b.x) - a.x) * (static_cast<double>(c.y) - a.y) -
+         (static_cast<double>(c.x) - a.x) * (static_cast<double>(b.y) - a.y);
+}
+
+// Twice the signed area of a polygon.
+template <class Get>
+double DoubledArea(std::size_t n, Get xy) {
   double a = 0;
-  for (std::size_t i = 0; i < pts.size(); ++i) {
-    const t_h2dpoint& p = pts[i];
-    const t_h2dpoint& q = pts[(i + 1) % pts.size()];
-    a += static_cast<double>(p.x) * q.y - static_cast<double>(q.x) * p.y;
-  }
-  return a / 2;
+  for (std::size_t i = 0; i < n; ++i) a += xy(i, 0) * xy((i + 1) % n, 1) - xy((i + 1) % n, 0) * xy(i, 1);
+  return a;
 }
 
 // Names the first broken rule of a finished triangulation of a
@@ -47,152 +62,126 @@ std::string EarClipViolation(const CHPolygonTriangulator& t, const std::vector<t
   if (t.GetNumDiagonals() != n - 2) return "diagonal count";
   double area = 0;
   std::vector<int> clipped(n, 0);
+  const t_hvertex* v = t.GetVertexArray();
   for (int i = 0; i < t.GetNumTriangles(); ++i) {
-    const t_htriangleconnectivity& c = t.GetConnectivityArray()[i];
+    const int* c = t.GetConnectivityArray()[i].Vertex;
     for (int k = 0; k < 3; ++k)
-      if (c.Vertex[k] < 0 || c.Vertex[k] >= n) return "index out of range";
-    const t_hvertex* v = t.GetVertexArray();
-    const double a = (static_cast<double>(v[c.Vertex[1]].x) - v[c.Vertex[0]].x) *
-                         (static_cast<double>(v[c.Vertex[2]].y) - v[c.Vertex[0]].y) -
-                     (static_cast<double>(v[c.Vertex[2]].x) - v[c.Vertex[0]].x) *
-                         (static_cast<double>(v[c.Vertex[1]].y) - v[c.Vertex[0]].y);
+      if (c[k] < 0 || c[k] >= n) return "index out of range";
+    const double a = Cross(v[c[0]], v[c[1]], v[c[2]]);
     if (a < -1e-3) return "clockwise triangle " + std::to_string(i);
-    area += a / 2;
-    if (clipped[c.Vertex[1]]++) return "vertex clipped twice";
+    area += a;
+    if (clipped[c[1]]++) return "vertex clipped twice";
     const t_hdiagonal* d = t.GetDiagonal(i);
-    if (!d->Exists || d->First != c.Vertex[0] || d->Second != c.Vertex[2]) return "diagonal record " + std::to_string(i);
+    if (!d->Exists || d->First != c[0] || d->Second != c[2]) return "diagonal record " + std::to_string(i);
   }
-  if (pts.size() == static_cast<std::size_t>(n)) {
-    const double expected = ShoelaceArea(pts);
-    if (std::fabs(area - expected) > 1e-4 * std::fabs(expected) + 1e-3) return "areas do not sum to the polygon's";
-  }
+  const double expected = DoubledArea(pts.size(), [&](std::size_t i, int k) { return double(k ? pts[i].y : pts[i].x); });
+  if (pts.size() == static_cast<std::size_t>(n) && std::fabs(area - expected) > 1e-4 * std::fabs(expected) + 2e-3)
+    return "areas do not sum to the polygon's";
   return "";
 }
 
 // ---- predicates -------------------------------------------------------------
 
-struct AreaCase {
-  float cy;
-  bool left, leftOn, collinear;
-};
-
-class EarPredicates : public testing::TestWithParam<AreaCase> {};
-
-TEST_P(EarPredicates, ToleranceBoundsOnTheDoubledArea) {
-  // a = (0, 0), b = (1, 0): the doubled area is exactly c.y.
-  const t_h2dpoint a = P(0, 0), b = P(1, 0), c = P(0.25f, GetParam().cy);
-  EXPECT_EQ(F::AreaSign(&a, &b, &c), GetParam().cy);
-  EXPECT_EQ(F::Left(&a, &b, &c), GetParam().left);
-  EXPECT_EQ(F::LeftOn(&a, &b, &c), GetParam().leftOn);
-  EXPECT_EQ(F::Collinear(&a, &b, &c), GetParam().collinear);
+TEST(EarPredicates, ToleranceBoundsOnTheDoubledArea) {
+  const struct {
+    float cy;
+    bool left, leftOn, collinear;
+  } cases[] = {{0.0005f, false, true, true},  // on the tolerance
+               {0.00051f, true, true, false},
+               {-0.0005f, false, true, true},  // LeftOn includes -e
+               {-0.00051f, false, false, false},
+               {0.0f, false, true, true}};
+  for (const auto& c : cases) {
+    // a = (0, 0), b = (1, 0): the doubled area is exactly c.y.
+    const t_h2dpoint a = P(0, 0), b = P(1, 0), p = P(0.25f, c.cy);
+    EXPECT_EQ(F::AreaSign(&a, &b, &p), c.cy);
+    EXPECT_EQ(std::vector<bool>({F::Left(&a, &b, &p), F::LeftOn(&a, &b, &p), F::Collinear(&a, &b, &p)}),
+              std::vector<bool>({c.left, c.leftOn, c.collinear}))
+        << c.cy;
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Bounds, EarPredicates,
-                         testing::Values(AreaCase{0.0005f, false, true, true},    // on the tolerance
-                                         AreaCase{0.00051f, true, true, false},
-                                         AreaCase{-0.0005f, false, true, true},   // LeftOn includes -e
-                                         AreaCase{-0.00051f, false, false, false},
-                                         AreaCase{0.0f, false, true, true}));
-
-TEST(EarPredicates, AreaIsFormedInDoubleThenRounded) {
+TEST(EarPredicates, AreaBetweenIntersectAndRepeats) {
   // In float, 16777217 - 1 rounds; in double the products are exact.
-  const t_h2dpoint a = P(1, 1), b = P(16777216.0f, 1), c = P(1, 3);
-  EXPECT_EQ(F::AreaSign(&a, &b, &c), static_cast<float>(16777215.0 * 2.0));
-}
-
-TEST(EarPredicates, BetweenAndIntersect) {
-  const t_h2dpoint a = P(0, 0), b = P(4, 0), mid = P(2, 0.0001f), end = P(4, 0), off = P(2, 1);
-  EXPECT_TRUE(F::Between(&a, &b, &mid));   // within the tolerance of the line
-  EXPECT_TRUE(F::Between(&a, &b, &end));   // inclusive
-  EXPECT_TRUE(F::Between(&b, &a, &mid));   // either order
-  EXPECT_FALSE(F::Between(&a, &b, &off));  // not collinear
-  const t_h2dpoint beyond = P(5, 0);
-  EXPECT_FALSE(F::Between(&a, &b, &beyond));
-  // A vertical segment is judged on y.
-  const t_h2dpoint v0 = P(1, 0), v1 = P(1, 3), vin = P(1, 2), vout = P(1, 4);
-  EXPECT_TRUE(F::Between(&v0, &v1, &vin));
-  EXPECT_FALSE(F::Between(&v0, &v1, &vout));
-
-  const t_h2dpoint c = P(2, -1), d = P(2, 1), e = P(2, 0), f = P(6, 6);
+  const t_h2dpoint big[3] = {P(1, 1), P(16777216.0f, 1), P(1, 3)};
+  EXPECT_EQ(F::AreaSign(&big[0], &big[1], &big[2]), static_cast<float>(16777215.0 * 2.0));
+  const struct {
+    t_h2dpoint a, b, c;
+    bool between;
+  } cases[] = {{P(0, 0), P(4, 0), P(2, 0.0001f), true},  // within the tolerance of the line
+               {P(0, 0), P(4, 0), P(4, 0), true},        // inclusive
+               {P(4, 0), P(0, 0), P(2, 0.0001f), true},  // either order
+               {P(0, 0), P(4, 0), P(2, 1), false},       // not collinear
+               {P(0, 0), P(4, 0), P(5, 0), false},
+               {P(1, 0), P(1, 3), P(1, 2), true},  // a vertical segment is judged on y
+               {P(1, 0), P(1, 3), P(1, 4), false}};
+  for (const auto& c : cases) EXPECT_EQ(F::Between(&c.a, &c.b, &c.c), c.between) << c.c.x << ", " << c.c.y;
+  const t_h2dpoint a = P(0, 0), b = P(4, 0), c = P(2, -1), d = P(2, 1), e = P(2, 0), f = P(6, 6), off = P(2, 1);
   EXPECT_TRUE(F::IntersectProp(&a, &b, &c, &d));
   EXPECT_FALSE(F::IntersectProp(&a, &b, &e, &f));  // touches: collinear, not proper
   EXPECT_TRUE(F::Intersect(&a, &b, &e, &f));
   EXPECT_FALSE(F::Intersect(&a, &b, &off, &f));
-}
-
-TEST(EarPredicates, FlatVertexCountsAsConvexInCone) {
-  // Vertex a on a straight run from a0 to a1: the cone is the upper half plane.
-  t_hvertex a0{}, a{}, a1{}, up{}, down{};
-  a0.x = -1;
-  a.x = 0;
-  a1.x = 1;
-  a.previous = &a0;
-  a.next = &a1;
-  up.y = 1;
-  down.y = -1;
-  EXPECT_TRUE(F::InCone(&a, &up));
-  EXPECT_FALSE(F::InCone(&a, &down));
-  // A reflex vertex: everything but the notch is inside.
-  t_hvertex r{}, r0{}, r1{}, notch{}, far{};
-  r0.x = -1;
-  r0.y = 1;
-  r1.x = 1;
-  r1.y = 1;
-  r.previous = &r1;  // walking from (1, 1) down to r and up to (-1, 1) turns right
-  r.next = &r0;
-  notch.y = 5;
-  far.y = -5;
-  EXPECT_FALSE(F::InCone(&r, &notch));
-  EXPECT_TRUE(F::InCone(&r, &far));
-}
-
-TEST(EarPredicates, VertexAlreadyThereComparesAllFourLanes) {
-  SSEPoint pts[3];
+  // A repeat must match in all four lanes.
+  SSEPoint pts[3], q;
   pts[0].m = _mm_set_ps(0, 3, 2, 1);
-  pts[1].m = _mm_set_ps(1, 3, 2, 1);
-  pts[2].m = _mm_set_ps(1, 3, 2, 1);
-  SSEPoint q;
-  q.m = _mm_set_ps(1, 3, 2, 1);
+  pts[1].m = pts[2].m = q.m = _mm_set_ps(1, 3, 2, 1);
   EXPECT_EQ(F::VertexAlreadyThereInArray(pts, q, 3), 1);
   EXPECT_EQ(F::VertexAlreadyThereInArray(pts, q, 1), -1);
   EXPECT_EQ(F::VertexAlreadyThereInArray(pts, q, 0), -1);
   EXPECT_EQ(F::VertexAlreadyThereInArray(pts, pts[0], 3), 0);
 }
 
+TEST(EarPredicates, FlatVertexCountsAsConvexInCone) {
+  const auto inCone = [](t_h2dpoint prev, t_h2dpoint at, t_h2dpoint next, t_h2dpoint q) {
+    t_hvertex v[4] = {};
+    const t_h2dpoint xy[4] = {prev, at, next, q};
+    for (int i = 0; i < 4; ++i) v[i].x = xy[i].x, v[i].y = xy[i].y;
+    v[1].previous = &v[0];
+    v[1].next = &v[2];
+    return F::InCone(&v[1], &v[3]);
+  };
+  // On a straight run the cone is the upper half plane.
+  EXPECT_TRUE(inCone(P(-1, 0), P(0, 0), P(1, 0), P(0, 1)));
+  EXPECT_FALSE(inCone(P(-1, 0), P(0, 0), P(1, 0), P(0, -1)));
+  // A reflex vertex (from (1, 1) down and up to (-1, 1)): everything but the notch is inside.
+  EXPECT_FALSE(inCone(P(1, 1), P(0, 0), P(-1, 1), P(0, 5)));
+  EXPECT_TRUE(inCone(P(1, 1), P(0, 0), P(-1, 1), P(0, -5)));
+}
+
 // ---- the triangulator -------------------------------------------------------
 
-struct ShapeCase {
-  const char* name;
-  std::vector<t_h2dpoint> points;
-  int triangles;
-};
-
-class EarClipShapes : public testing::TestWithParam<ShapeCase> {};
-
-TEST_P(EarClipShapes, BothModesGiveNMinusTwoTriangles) {
-  CSSE2dPolygon poly = Polygon2D(GetParam().points);
-  for (bool mode : {false, true}) {
-    CHPolygonTriangulator t(&poly, 1, 1.0f, 1.0f, mode);
-    EXPECT_EQ(t.GetNumTriangles(), GetParam().triangles) << "mode " << mode;
-    EXPECT_EQ(EarClipViolation(t, GetParam().points), "") << "mode " << mode;
+// Simple counter-clockwise shapes give n - 2 triangles in both modes; too
+// few points, a step of 0 or one past the points give an empty object; a
+// clockwise polygon finds no ear.
+TEST(EarClip, ShapesAndDegenerateInput) {
+  const std::vector<t_h2dpoint> five = {P(0, 0), P(1, 0), P(1, 1), P(0, 1), P(0.5f, 2)};
+  const struct {
+    std::vector<t_h2dpoint> pts;
+    int step, vertices, triangles;  // vertices -1: no vertex array
+  } cases[] = {
+      {{P(0, 0), P(2, 0), P(0, 2)}, 1, 3, 1},
+      {{P(0, 0), P(1, 0), P(1, 1), P(0, 1)}, 1, 4, 2},
+      {{P(0, 0), P(4, 0), P(0, 4), P(1, 1)}, 1, 4, 2},  // dart
+      {{P(0, 0), P(1, 0), P(2, 0), P(2, 1), P(2, 2), P(1, 2), P(0, 2), P(0, 1)}, 1, 8, 6},  // flat midpoints
+      {{P(0, 0), P(1, 0.0001f), P(2, 0), P(2, 2), P(0, 2)}, 1, 5, 3},  // nearly flat, within the tolerance
+      {{P(0, 0), P(6, 0), P(6, 3), P(5, 3), P(5, 1), P(4, 1), P(4, 3), P(3, 3), P(3, 1), P(2, 1), P(2, 3), P(0, 3)}, 1, 12, 10},
+      {{P(0, 0), P(1, 0)}, 1, -1, 0}, {five, 0, -1, 0}, {five, 9, -1, 0},
+      {five, 2, 2, 0},  // 5 / 2 = 2 vertices
+      {{P(0, 0), P(0, 1), P(1, 1), P(1, 0), P(0.5f, -1)}, 1, 5, 0}};
+  for (const auto& c : cases) {
+    CSSE2dPolygon poly = Polygon2D(c.pts);
+    for (bool mode : {false, true}) {
+      SCOPED_TRACE(std::to_string(c.pts.size()) + " points, step " + std::to_string(c.step) + ", mode " + std::to_string(mode));
+      const CHPolygonTriangulator t(&poly, c.step, 1.0f, 1.0f, mode);
+      EXPECT_EQ(t.GetNumTriangles(), c.triangles);
+      if (c.vertices < 0) EXPECT_EQ(t.GetVertexArray(), nullptr);
+      else EXPECT_EQ(t.GetNumVertices(), c.vertices);
+      if (c.triangles > 0) EXPECT_EQ(EarClipViolation(t, c.pts), "");
+    }
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, EarClipShapes,
-    testing::Values(ShapeCase{"triangle", {P(0, 0), P(2, 0), P(0, 2)}, 1},
-                    ShapeCase{"square", {P(0, 0), P(1, 0), P(1, 1), P(0, 1)}, 2},
-                    ShapeCase{"dart", {P(0, 0), P(4, 0), P(0, 4), P(1, 1)}, 2},
-                    ShapeCase{"square_with_flat_midpoints",
-                              {P(0, 0), P(1, 0), P(2, 0), P(2, 1), P(2, 2), P(1, 2), P(0, 2), P(0, 1)}, 6},
-                    ShapeCase{"nearly_flat_within_tolerance", {P(0, 0), P(1, 0.0001f), P(2, 0), P(2, 2), P(0, 2)}, 3},
-                    ShapeCase{"comb",
-                              {P(0, 0), P(6, 0), P(6, 3), P(5, 3), P(5, 1), P(4, 1), P(4, 3), P(3, 3), P(3, 1),
-                               P(2, 1), P(2, 3), P(0, 3)},
-                              10}),
-    [](const testing::TestParamInfo<ShapeCase>& i) { return std::string(i.param.name); });
-
-TEST(EarClip, DartDiagonalRecordsAndConvexityFlags) {
+TEST(EarClip, DiagonalRecordsConvexityFlagsAndSearchStart) {
   // A(0,0) B(4,0) C(0,4) D(1,1): D is reflex, A and C are the ears.
   CSSE2dPolygon poly = Polygon2D({P(0, 0), P(4, 0), P(0, 4), P(1, 1)});
   CHPolygonTriangulator t(&poly, 1, 1.0f, 1.0f, false);
@@ -201,17 +190,10 @@ TEST(EarClip, DartDiagonalRecordsAndConvexityFlags) {
   const t_htriangleconnectivity* c = t.GetConnectivityArray();
   EXPECT_EQ(std::vector<int>(c[0].Vertex, c[0].Vertex + 3), (std::vector<int>{3, 0, 1}));
   EXPECT_EQ(std::vector<int>(c[1].Vertex, c[1].Vertex + 3), (std::vector<int>{1, 2, 3}));
-  const t_hdiagonal* d0 = t.GetDiagonal(0);
-  EXPECT_TRUE(d0->Exists);
-  EXPECT_EQ(d0->First, 3);
-  EXPECT_FALSE(d0->FirstConvex);
-  EXPECT_EQ(d0->Second, 1);
-  EXPECT_TRUE(d0->SecondConvex);
-  const t_hdiagonal* d1 = t.GetDiagonal(1);
-  EXPECT_EQ(d1->First, 1);
-  EXPECT_TRUE(d1->FirstConvex);
-  EXPECT_EQ(d1->Second, 3);
-  EXPECT_TRUE(d1->SecondConvex);
+  const t_hdiagonal *d0 = t.GetDiagonal(0), *d1 = t.GetDiagonal(1);
+  EXPECT_EQ(std::vector<int>({d0->Exists, d0->First, d0->FirstConvex, d0->Second, d0->SecondConvex}),
+            (std::vector<int>{1, 3, 0, 1, 1}));
+  EXPECT_EQ(std::vector<int>({d1->First, d1->FirstConvex, d1->Second, d1->SecondConvex}), (std::vector<int>{1, 1, 3, 1}));
   EXPECT_TRUE(t.DiagonalExists(1));
   EXPECT_FALSE(t.DiagonalExists(2));  // zero-filled, never written
   EXPECT_FALSE(t.DiagonalExists(4));  // outside the array
@@ -220,16 +202,13 @@ TEST(EarClip, DartDiagonalRecordsAndConvexityFlags) {
   EXPECT_EQ(std::vector<float>({x1, y1, x2, y2}), (std::vector<float>{1, 1, 4, 0}));
   t.GetDiagonalPoints(7, x1, y1, x2, y2);  // untouched
   EXPECT_EQ(x1, 1.0f);
-}
-
-TEST(EarClip, ModeFlagMovesTheStartOfTheSearch) {
-  CSSE2dPolygon poly = Polygon2D({P(0, 0), P(1, 0), P(1, 1), P(0, 1)});
-  CHPolygonTriangulator fromHead(&poly, 1, 1.0f, 1.0f, false);
-  CHPolygonTriangulator fromNext(&poly, 1, 1.0f, 1.0f, true);
-  const int* a = fromHead.GetConnectivityArray()[0].Vertex;
-  const int* b = fromNext.GetConnectivityArray()[0].Vertex;
-  EXPECT_EQ(std::vector<int>(a, a + 3), (std::vector<int>{3, 0, 1}));
-  EXPECT_EQ(std::vector<int>(b, b + 3), (std::vector<int>{0, 1, 2}));
+  // The mode flag moves the start of the search from the head to its successor.
+  CSSE2dPolygon square = Polygon2D({P(0, 0), P(1, 0), P(1, 1), P(0, 1)});
+  for (bool mode : {false, true}) {
+    const CHPolygonTriangulator m(&square, 1, 1.0f, 1.0f, mode);
+    const int* first = m.GetConnectivityArray()[0].Vertex;
+    EXPECT_EQ(std::vector<int>(first, first + 3), mode ? (std::vector<int>{0, 1, 2}) : (std::vector<int>{3, 0, 1}));
+  }
 }
 
 // Exposes EarInit over the whole circle again.
@@ -239,11 +218,7 @@ class EarInitProbe : public CHPolygonTriangulator {
   std::vector<bool> FlagsAfterEarInit() {
     t_hvertex* v = GetVertexArray();
     const int n = GetNumVertices();
-    for (int i = 0; i < n; ++i) {
-      v[i].next = &v[(i + 1) % n];
-      v[i].previous = &v[(i + n - 1) % n];
-      v[i].ear = false;
-    }
+    for (int i = 0; i < n; ++i) v[i].next = &v[(i + 1) % n], v[i].previous = &v[(i + n - 1) % n], v[i].ear = false;
     EarInit();
     std::vector<bool> flags;
     for (int i = 0; i < n; ++i) flags.push_back(v[i].ear);
@@ -267,84 +242,45 @@ TEST(EarClip, StepAndScaleMapBackToTheSourcePoints) {
   }
   CHPolygonTriangulator t(&poly, 2, 0.5f, 2.0f, 3.0f, true);
   ASSERT_TRUE(t.Is3DTriangulation());
-  EXPECT_EQ(t.GetNumVertices(), 4);
-  EXPECT_EQ(t.GetNumTriangles(), 2);
-  EXPECT_EQ(t.GetScaleZ(), 3.0f);
+  EXPECT_TRUE(t.GetNumVertices() == 4 && t.GetNumTriangles() == 2 && t.GetScaleZ() == 3.0f);
   float x = 0, y = 0, px = 0, py = 0, pz = 0;
   t.GetPoint(1, x, y);
   poly.GetPoint(2, px, py, pz);
-  EXPECT_EQ(x, static_cast<float>(0.5 * px));
-  EXPECT_EQ(y, static_cast<float>(2.0 * py));
+  EXPECT_TRUE(x == static_cast<float>(0.5 * px) && y == static_cast<float>(2.0 * py));
   for (int i = 0; i < 2; ++i) {
-    SSEPoint c[3];
+    SSEPoint c[3], expected;
     t.GetTriangle3D(i, c[0], c[1], c[2]);
     for (int k = 0; k < 3; ++k) {
-      SSEPoint expected;
       poly.GetPointSSE(2 * t.GetConnectivityArray()[i].Vertex[k], expected);
       EXPECT_EQ(_mm_movemask_ps(_mm_cmpeq_ps(c[k].m, expected.m)), 0xF) << i << "," << k;
-      EXPECT_EQ(static_cast<int>(c[k].z - 100.0f) % 2, 0);  // only even source points
     }
   }
-  SSEPoint untouched;
-  untouched.m = _mm_set1_ps(7.0f);
-  SSEPoint u1 = untouched, u2 = untouched;
-  t.GetTriangle3D(2, untouched, u1, u2);
-  EXPECT_EQ(untouched.x, 7.0f);
-  t.GetPoint(4, x, y);  // out of range: unchanged
-  EXPECT_EQ(x, static_cast<float>(0.5 * px));
-}
-
-TEST(EarClip, TwoDimensionalSourceWritesNo3DTriangle) {
-  CSSE2dPolygon poly = Polygon2D({P(0, 0), P(1, 0), P(0, 1)});
-  CHPolygonTriangulator t(&poly, 1, 1.0f, 1.0f, false);
-  EXPECT_FALSE(t.Is3DTriangulation());
-  SSEPoint a, b, c;
-  a.m = b.m = c.m = _mm_set1_ps(3.0f);
-  t.GetTriangle3D(0, a, b, c);
-  EXPECT_EQ(a.x, 3.0f);
-}
-
-TEST(EarClip, DegenerateInputLeavesAnEmptyObject) {
-  CSSE2dPolygon two = Polygon2D({P(0, 0), P(1, 0)});
-  CSSE2dPolygon five = Polygon2D({P(0, 0), P(1, 0), P(1, 1), P(0, 1), P(0.5f, 2)});
-  const CHPolygonTriangulator fewPoints(&two, 1, 1.0f, 1.0f, false);
-  const CHPolygonTriangulator zeroStep(&five, 0, 1.0f, 1.0f, false);
-  const CHPolygonTriangulator hugeStep(&five, 9, 1.0f, 1.0f, false);
-  const CHPolygonTriangulator twoLeft(&five, 2, 1.0f, 1.0f, false);  // 5 / 2 = 2 vertices
-  for (const CHPolygonTriangulator* t : {&fewPoints, &zeroStep, &hugeStep}) {
-    EXPECT_EQ(t->GetNumTriangles(), 0);
-    EXPECT_EQ(t->GetVertexArray(), nullptr);
-  }
-  EXPECT_EQ(twoLeft.GetNumVertices(), 2);
-  EXPECT_EQ(twoLeft.GetNumTriangles(), 0);
-}
-
-TEST(EarClip, ClockwisePolygonFindsNoEar) {
-  CSSE2dPolygon poly = Polygon2D({P(0, 0), P(0, 1), P(1, 1), P(1, 0), P(0.5f, -1)});
-  CHPolygonTriangulator t(&poly, 1, 1.0f, 1.0f, false);
-  EXPECT_EQ(t.GetNumTriangles(), 0);
+  SSEPoint u[3];
+  u[0].m = u[1].m = u[2].m = _mm_set1_ps(7.0f);
+  t.GetTriangle3D(2, u[0], u[1], u[2]);  // out of range: unchanged
+  t.GetPoint(4, x, y);
+  EXPECT_TRUE(u[0].x == 7.0f && x == static_cast<float>(0.5 * px));
+  // A two-dimensional source writes no 3D triangle.
+  CSSE2dPolygon flat = Polygon2D({P(0, 0), P(1, 0), P(0, 1)});
+  CHPolygonTriangulator t2(&flat, 1, 1.0f, 1.0f, false);
+  EXPECT_FALSE(t2.Is3DTriangulation());
+  t2.GetTriangle3D(0, u[0], u[1], u[2]);
+  EXPECT_EQ(u[0].x, 7.0f);
 }
 
 TEST(EarClip, CopiesAreDeepAndRelinked) {
-  CSSE2dPolygon poly = Polygon2D({P(0, 0), P(4, 0), P(0, 4), P(1, 1)});
-  CHPolygonTriangulator a(&poly, 1, 1.0f, 1.0f, false);
+  CSSE2dPolygon poly = Polygon2D({P(0, 0), P(4, 0), P(0, 4), P(1, 1)}), other = Polygon2D({P(0, 0), P(1, 0), P(0, 1)});
+  CHPolygonTriangulator a(&poly, 1, 1.0f, 1.0f, false), c(&other, 1, 1.0f, 1.0f, false);
   CHPolygonTriangulator b(a);
-  CSSE2dPolygon other = Polygon2D({P(0, 0), P(1, 0), P(0, 1)});
-  CHPolygonTriangulator c(&other, 1, 1.0f, 1.0f, false);
   c = a;
   for (const CHPolygonTriangulator* t : {&b, &c}) {
-    EXPECT_NE(t->GetVertexArray(), a.GetVertexArray());
-    EXPECT_EQ(t->GetNumTriangles(), 2);
     const t_hvertex* v = t->GetVertexArray();
-    for (int i = 0; i < 4; ++i) {
-      EXPECT_GE(v[i].next, v);
-      EXPECT_LT(v[i].next, v + 4);
-    }
+    EXPECT_NE(v, a.GetVertexArray());
+    EXPECT_EQ(t->GetNumTriangles(), 2);
+    for (int i = 0; i < 4; ++i) EXPECT_TRUE(v[i].next >= v && v[i].next < v + 4);
     EXPECT_EQ(t->GetConnectivityArray()[1].Vertex[2], 3);
   }
 }
-
-// ---- random star-shaped polygons --------------------------------------------
 
 TEST(EarClipProperty, StarPolygonsWithCollinearRuns) {
   const unsigned seed = TestSeed();
@@ -356,39 +292,152 @@ TEST(EarClipProperty, StarPolygonsWithCollinearRuns) {
     std::vector<double> angles;
     for (int i = 0; i < corners; ++i) angles.push_back(std::uniform_real_distribution<double>(0, 6.283)(rng));
     std::sort(angles.begin(), angles.end());
-    std::vector<t_h2dpoint> corner;
+    std::vector<t_h2dpoint> corner, pts;
     for (double a : angles) {
       const double r = radius(rng);
       corner.push_back(P(static_cast<float>(r * std::cos(a)), static_cast<float>(r * std::sin(a))));
     }
     // Some edges get points along them: collinear runs.
-    std::vector<t_h2dpoint> pts;
     for (int i = 0; i < corners; ++i) {
       const t_h2dpoint a = corner[i], b = corner[(i + 1) % corners];
       pts.push_back(a);
-      if (rng() % 3 == 0) {
-        const int extra = 1 + static_cast<int>(rng() % 3);
-        for (int k = 1; k <= extra; ++k) {
-          const float t = static_cast<float>(k) / (extra + 1);
-          pts.push_back(P(a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t));
-        }
+      const int extra = rng() % 3 == 0 ? 1 + static_cast<int>(rng() % 3) : 0;
+      for (int k = 1; k <= extra; ++k) {
+        const float t = static_cast<float>(k) / (extra + 1);
+        pts.push_back(P(a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t));
       }
     }
     // The polygon is simple and star-shaped about the origin only while no
-    // angular gap reaches pi; angles too close give needle corners. Skip
-    // such rounds.
+    // angular gap reaches pi; angles too close give needle corners. Skip such rounds.
     bool separated = true;
-    for (int i = 0; i + 1 < corners; ++i) separated &= angles[i + 1] - angles[i] > 1e-3 && angles[i + 1] - angles[i] < 3.0;
-    const double wrap = angles.front() + 6.283185307 - angles.back();
-    separated &= wrap > 1e-3 && wrap < 3.0;
+    for (int i = 0; i < corners; ++i) {
+      const double gap = i + 1 < corners ? angles[i + 1] - angles[i] : angles.front() + 6.283185307 - angles.back();
+      separated &= gap > 1e-3 && gap < 3.0;
+    }
     if (!separated) continue;
     CSSE2dPolygon poly = Polygon2D(pts);
     CHPolygonTriangulator t(&poly, 1, 1.0f, 1.0f, round % 2 == 0);
-    ASSERT_EQ(EarClipViolation(t, pts), "") << "round " << round << ", " << pts.size() << " vertices" << [&] {
-      std::string s;
-      for (const auto& p : pts) s += " (" + std::to_string(p.x) + ", " + std::to_string(p.y) + ")";
-      return s;
-    }();
+    ASSERT_EQ(EarClipViolation(t, pts), "") << "round " << round << ", " << pts.size() << " vertices";
+  }
+}
+
+// ---- refinement of the clipped triangles ------------------------------------
+
+using Poly3 = std::vector<std::array<float, 3>>;
+
+std::vector<Tri> Chain(CHPolygonTriangulationRefinement& r) {
+  std::vector<Tri> out;
+  Tri t;
+  for (bool ok = r.GetFirstTriangle3D(t[0], t[1], t[2]); ok; ok = r.GetNextTriangle3D(t[0], t[1], t[2])) out.push_back(t);
+  return out;
+}
+
+double Length(const SSEPoint& a, const SSEPoint& b) { return std::hypot(double(b.x) - a.x, double(b.y) - a.y); }
+
+// On the boundary (within tol) counts as inside; otherwise even-odd.
+bool InsidePolygon(const Poly3& poly, const SSEPoint& p, double tol) {
+  bool in = false;
+  for (std::size_t i = 0, j = poly.size() - 1; i < poly.size(); j = i++) {
+    const auto &a = poly[j], &b = poly[i];
+    const double ex = double(b[0]) - a[0], ey = double(b[1]) - a[1];
+    const double t = std::clamp(((p.x - a[0]) * ex + (p.y - a[1]) * ey) / (ex * ex + ey * ey), 0.0, 1.0);
+    if (std::hypot(a[0] + t * ex - p.x, a[1] + t * ey - p.y) <= tol) return true;
+    if ((a[1] > p.y) != (b[1] > p.y) && p.x < a[0] + (p.y - a[1]) * ex / ey) in = !in;
+  }
+  return in;
+}
+
+// Names the first broken rule of a refined triangulation, or "". A limit
+// <= 0 is not checked; planar: every corner must keep z = x + 2y.
+std::string RefinementViolation(const std::vector<Tri>& tris, const Poly3& poly, double limit, bool planar = false) {
+  const double expected = DoubledArea(poly.size(), [&](std::size_t i, int k) { return double(poly[i][k]); }) / 2;
+  double area = 0;
+  std::vector<SSEPoint> corners;
+  for (const Tri& t : tris) {
+    const double a = Cross(t[0], t[1], t[2]) / 2;
+    if (a < -1e-6) return "clockwise triangle";
+    area += a;
+    for (int k = 0; k < 3; ++k) {
+      if (!InsidePolygon(poly, t[k], 1e-3)) return "corner outside the polygon";
+      if (limit > 0 && Length(t[k], t[(k + 1) % 3]) > limit * (1 + 1e-6)) return "edge longer than the limit";
+      if (planar && std::fabs(t[k].z - (t[k].x + 2 * t[k].y)) > 1e-4) return "corner off the plane";
+      corners.push_back(t[k]);
+    }
+  }
+  if (std::fabs(area - expected) > 1e-4 * std::fabs(expected)) return "areas do not sum to the polygon's";
+  // No T-junction: no corner lies strictly inside another triangle's edge.
+  for (const Tri& t : tris)
+    for (int k = 0; k < 3; ++k) {
+      const SSEPoint &a = t[k], &b = t[(k + 1) % 3];
+      for (const SSEPoint& p : corners) {
+        if ((p.x == a.x && p.y == a.y) || (p.x == b.x && p.y == b.y)) continue;
+        const double along = ((p.x - a.x) * (double(b.x) - a.x) + (p.y - a.y) * (double(b.y) - a.y)) /
+                             (Length(a, b) * Length(a, b));
+        if (along > 1e-6 && along < 1 - 1e-6 && std::fabs(Cross(a, b, p)) / Length(a, b) < 1e-5) return "T-junction";
+      }
+    }
+  return "";
+}
+
+// Cuts until no edge is longer than the limit or the rounds run out; no
+// limit (0, negative, NaN) or no rounds keeps the ear clipper's triangles.
+TEST(EarClipRefinement, CutsUntilTheLimitHoldsOrTheRoundsRunOutThenReleases) {
+  const Poly3 square{{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}}, notched{{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}, {-3, 5, 0}};
+  const Poly3 ring{{0, 0, 1}, {5, -1, 1}, {10, 0, 1}, {11, 5, 1}, {10, 10, 1}, {5, 11, 1}, {0, 10, 1}, {-1, 5, 1}};
+  const struct {
+    Poly3 pts;
+    int step;
+    float limit;
+    int rounds, triangles, roundsDone;  // -1: any count, more than one round
+    bool planar;
+  } cases[] = {{square, 1, 3.0f, 14, -1, -1, false},
+               {square, 1, 0.01f, 1, 8, 1, false},  // capped: two triangles, all edges cut once
+               {{{0, 0, 0}, {8, 0, 8}, {8, 4, 16}, {4, 2, 8}, {0, 6, 12}}, 1, 1.5f, 14, -1, -1, true},  // z = x + 2y
+               {ring, 2, 4.0f, 14, -1, -1, false},
+               {notched, 1, 0.0f, 14, 3, 0, false}, {notched, 1, -1.0f, 14, 3, 0, false},
+               {notched, 1, NAN, 14, 3, 0, false},  {notched, 1, 1.0f, 0, 3, 0, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE("limit " + std::to_string(c.limit) + ", rounds " + std::to_string(c.rounds));
+    CSSE3dPolygon poly = Polygon3D(c.pts);
+    CHPolygonTriangulator t(&poly, c.step, 1.0f, 1.0f, 1.0f, true);
+    CHPolygonTriangulationRefinement r(&t, c.limit, c.rounds);
+    const auto tris = Chain(r);
+    EXPECT_EQ(static_cast<int>(tris.size()), r.GetNumTriangles());
+    if (c.triangles >= 0) EXPECT_TRUE(r.GetNumTriangles() == c.triangles && r.GetNumRounds() == c.roundsDone);
+    else EXPECT_GT(r.GetNumRounds(), 1);
+    Poly3 used;
+    for (std::size_t i = 0; i < c.pts.size(); i += c.step) used.push_back(c.pts[i]);
+    EXPECT_EQ(RefinementViolation(tris, used, c.triangles >= 0 ? 0 : c.limit, c.planar), "");
+    Tri e;
+    for (int i = 0; c.roundsDone == 0 && i < static_cast<int>(tris.size()); ++i) {  // corner for corner
+      t.GetTriangle3D(i, e[0], e[1], e[2]);
+      for (int k = 0; k < 3; ++k) EXPECT_TRUE(tris[i][k].x == e[k].x && tris[i][k].y == e[k].y) << i << ", " << k;
+    }
+    r.ReleaseTriangles();
+    EXPECT_TRUE(r.GetNumTriangles() == 0 && r.GetTriangleChain() == nullptr);
+    EXPECT_FALSE(r.GetFirstTriangle3D(e[0], e[1], e[2]) || r.GetNextTriangle3D(e[0], e[1], e[2]));
+  }
+}
+
+TEST(EarClipRefinementProperty, RandomStarPolygons) {
+  const unsigned seed = TestSeed();
+  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  std::mt19937 rng(seed);
+  for (int round = 0; round < 12; ++round) {
+    const int n = 4 + static_cast<int>(rng() % 16);
+    Poly3 pts;
+    for (int i = 0; i < n; ++i) {
+      const double a = 6.283185307 * (i + 0.3 * std::uniform_real_distribution<double>(0, 1)(rng)) / n;
+      const double r = std::uniform_real_distribution<double>(4, 20)(rng);
+      pts.push_back({static_cast<float>(r * std::cos(a)), static_cast<float>(r * std::sin(a)),
+                     static_cast<float>(std::uniform_real_distribution<double>(-2, 2)(rng))});
+    }
+    CSSE3dPolygon poly = Polygon3D(pts);
+    CHPolygonTriangulator t(&poly, 1, 1.0f, 1.0f, 1.0f, true);
+    if (t.GetNumTriangles() != n - 2) continue;  // covered by the ear-clipping tests
+    const float limit = std::uniform_real_distribution<float>(2.0f, 8.0f)(rng);
+    CHPolygonTriangulationRefinement r(&t, limit, 14);
+    ASSERT_EQ(RefinementViolation(Chain(r), pts, limit), "") << "round " << round;
   }
 }
 

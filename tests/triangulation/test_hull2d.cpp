@@ -23,111 +23,59 @@ struct XY {
   bool operator<(const XY& o) const { return x < o.x || (x == o.x && y < o.y); }
 };
 
-CSSE2dPolygon Polygon2D(const std::vector<XY>& pts) {
-  CSSE2dPolygon poly;
+double Cross(const XY& o, const XY& a, const XY& b) {
+  return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
+         (static_cast<double>(a.y) - o.y) * (static_cast<double>(b.x) - o.x);
+}
+
+// Runs the hull of pts; returns what it printed and, in hull, its corners.
+std::string HullOutput(const std::vector<XY>& pts, std::vector<XY>& hull) {
+  CSSE2dPolygon poly, out;
   poly.Create(static_cast<int>(pts.size()));
   for (int i = 0; i < static_cast<int>(pts.size()); ++i) poly.SetPoint(i, pts[i].x, pts[i].y);
-  return poly;
-}
-
-std::vector<XY> HullOf(const CHConvexHull2D& h) {
-  CSSE2dPolygon out;
-  h.ObtainConvexHull2D(&out);
-  std::vector<XY> v;
-  for (int i = 0; i < out.GetNumPoints(); ++i) {
-    XY p{};
-    out.GetPoint(i, p.x, p.y);
-    v.push_back(p);
-  }
-  return v;
-}
-
-// Runs the hull of pts and returns what it printed.
-std::string HullOutput(const std::vector<XY>& pts, std::vector<XY>* hull) {
-  CSSE2dPolygon poly = Polygon2D(pts);
   testing::internal::CaptureStdout();
   CHConvexHull2D h(&poly);
-  std::string printed = testing::internal::GetCapturedStdout();
-  if (hull) *hull = HullOf(h);
+  const std::string printed = testing::internal::GetCapturedStdout();
+  h.ObtainConvexHull2D(&out);
+  hull.assign(out.GetNumPoints(), XY{});
+  for (int i = 0; i < out.GetNumPoints(); ++i) out.GetPoint(i, hull[i].x, hull[i].y);
   return printed;
 }
 
-struct LineCase {
-  const char* name;
-  std::vector<XY> points;
-  std::string printed;
-  std::vector<XY> hull;
-};
-
-class Hull2DLines : public testing::TestWithParam<LineCase> {};
-
-TEST_P(Hull2DLines, PrintsAndBuilds) {
-  std::vector<XY> hull;
-  EXPECT_EQ(HullOutput(GetParam().points, &hull), GetParam().printed);
-  EXPECT_EQ(hull, GetParam().hull);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, Hull2DLines,
-    testing::Values(
-        // Equal lowest y: the smaller x (index 2) becomes point 0.
-        LineCase{"tie_takes_smaller_x",
-                 {{3, 0}, {2, 2}, {1, 0}, {2, 1}},
-                 "Swapping 2 with 0\n",
-                 {{1, 0}, {3, 0}, {2, 2}}},
-        // (1, 1) and (2, 2) lie on the ray from (0, 0) to (3, 3): both squashed.
-        LineCase{"collinear_ray_is_squashed",
-                 {{0, 0}, {1, 1}, {4, 0}, {3, 3}, {2, 2}, {0, 4}},
-                 "Swapping 0 with 0\nAfter Squash: n=4\n",
-                 {{0, 0}, {4, 0}, {3, 3}, {0, 4}}},
-        // Within the tolerance counts as collinear too.
-        LineCase{"nearly_collinear_is_squashed",
-                 {{0, 0}, {2, 0}, {1, 1.0002f}, {2, 2}},
-                 "Swapping 0 with 0\nAfter Squash: n=3\n",
-                 {{0, 0}, {2, 0}, {2, 2}}},
-        // A repeated point: the copy with the smaller index goes.
-        LineCase{"repeat_is_squashed",
-                 {{0, 0}, {1, 0}, {1, 1}, {1, 1}},
-                 "Swapping 0 with 0\nAfter Squash: n=3\n",
-                 {{0, 0}, {1, 0}, {1, 1}}},
-        LineCase{"single_point", {{5, 5}}, "Swapping 0 with 0\n", {{5, 5}}},
-        LineCase{"two_points", {{5, 5}, {1, 2}}, "Swapping 1 with 0\n", {{1, 2}, {5, 5}}},
-        LineCase{"empty", {}, "", {}}),
-    [](const testing::TestParamInfo<LineCase>& i) { return std::string(i.param.name); });
-
-TEST(Hull2D, CompareRulesAboutPointZero) {
-  CSSE2dPolygon poly = Polygon2D({{0, 0}, {4, 0}, {0, 4}});
-  testing::internal::CaptureStdout();
-  CHConvexHull2D h(&poly);
-  testing::internal::GetCapturedStdout();
-  tPointStruc a{10, 2, 2, 0, false}, b{11, 4, 4, 0, false}, c{12, 4, 1, 0, false}, d{13, 2, 2, 0, false};
-  EXPECT_EQ(h.Compare(&c, &a), -1);  // c turns less: comes first
-  EXPECT_EQ(h.Compare(&a, &c), 1);
-  const int before = h.GetNumDeleted();
-  EXPECT_EQ(h.Compare(&a, &b), -1);  // a nearer on the same ray
-  EXPECT_TRUE(a.del);
-  EXPECT_FALSE(b.del);
-  a.del = false;
-  EXPECT_EQ(h.Compare(&b, &a), 1);
-  EXPECT_TRUE(a.del);
-  a.del = false;
-  EXPECT_EQ(h.Compare(&d, &a), 0);  // coincident: the smaller vnum goes
-  EXPECT_TRUE(a.del);
-  EXPECT_FALSE(d.del);
-  EXPECT_EQ(h.GetNumDeleted(), before + 3);
+TEST(Hull2D, PrintsAndBuilds) {
+  const struct {
+    std::vector<XY> points;
+    std::string printed;
+    std::vector<XY> hull;
+  } cases[] = {
+      // Equal lowest y: the smaller x (index 2) becomes point 0.
+      {{{3, 0}, {2, 2}, {1, 0}, {2, 1}}, "Swapping 2 with 0\n", {{1, 0}, {3, 0}, {2, 2}}},
+      // (1, 1) and (2, 2) lie on the ray from (0, 0) to (3, 3): both squashed.
+      {{{0, 0}, {1, 1}, {4, 0}, {3, 3}, {2, 2}, {0, 4}},
+       "Swapping 0 with 0\nAfter Squash: n=4\n",
+       {{0, 0}, {4, 0}, {3, 3}, {0, 4}}},
+      // Within the tolerance counts as collinear too.
+      {{{0, 0}, {2, 0}, {1, 1.0002f}, {2, 2}}, "Swapping 0 with 0\nAfter Squash: n=3\n", {{0, 0}, {2, 0}, {2, 2}}},
+      // A repeated point: the copy with the smaller index goes.
+      {{{0, 0}, {1, 0}, {1, 1}, {1, 1}}, "Swapping 0 with 0\nAfter Squash: n=3\n", {{0, 0}, {1, 0}, {1, 1}}},
+      {{{5, 5}}, "Swapping 0 with 0\n", {{5, 5}}},
+      {{{5, 5}, {1, 2}}, "Swapping 1 with 0\n", {{1, 2}, {5, 5}}},
+      {{}, "", {}}};
+  for (const auto& c : cases) {
+    std::vector<XY> hull;
+    EXPECT_EQ(HullOutput(c.points, hull), c.printed) << c.points.size() << " points";
+    EXPECT_EQ(hull, c.hull) << c.printed;
+  }
 }
 
 TEST(Hull2D, ThreeDimensionalPolygonKeepsZ) {
-  CSSE3dPolygon poly;
+  CSSE3dPolygon poly, out;
   poly.Create(4);
-  poly.SetPoint(0, 0, 0, 7);
-  poly.SetPoint(1, 2, 0, 8);
-  poly.SetPoint(2, 1, 0.5f, 9);
-  poly.SetPoint(3, 1, 2, 10);
+  const float pts[4][3] = {{0, 0, 7}, {2, 0, 8}, {1, 0.5f, 9}, {1, 2, 10}};
+  for (int i = 0; i < 4; ++i) poly.SetPoint(i, pts[i][0], pts[i][1], pts[i][2]);
   testing::internal::CaptureStdout();
   CHConvexHull2D h(&poly);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Swapping 0 with 0\n");
-  CSSE3dPolygon out;
   h.ObtainConvexHull3D(&out);
   ASSERT_EQ(out.GetNumPoints(), 3);
   float x, y, z;
@@ -136,66 +84,39 @@ TEST(Hull2D, ThreeDimensionalPolygonKeepsZ) {
   EXPECT_EQ(h.GetHullSize(), 3);
 }
 
-// Exact hull without collinear points (integer coordinates: exact in double).
-std::vector<XY> ReferenceHull(const std::vector<XY>& p) {
-  return MonotoneChainHull(p, [](const XY& o, const XY& a, const XY& b) {
-    return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
-           (static_cast<double>(a.y) - o.y) * (static_cast<double>(b.x) - o.x);
-  });
-}
-
-TEST(Hull2DProperty, RandomIntegerPointsMatchTheExactHull) {
+// Integer points (exact in double, many repeats and collinear runs in small
+// ranges) must give the exact hull; every hull must turn strictly left and
+// hold all points.
+TEST(Hull2DProperty, RandomPointsGiveAConvexHullEqualToTheExactOne) {
   const unsigned seed = TestSeed();
   SCOPED_TRACE(testing::Message() << "seed " << seed);
   std::mt19937 rng(seed);
-  for (int round = 0; round < 200; ++round) {
-    const int n = 3 + static_cast<int>(rng() % 300);
-    const int range = round % 3 == 0 ? 8 : 1000;  // small ranges: many repeats and collinear runs
+  for (int round = 0; round < 300; ++round) {
+    const bool integer = round % 3 != 2;
+    const int n = 3 + static_cast<int>(rng() % (integer ? 300 : 500));
+    const int range = round % 3 == 0 ? 8 : 1000;
     std::uniform_int_distribution<int> coord(-range, range);
-    std::vector<XY> pts;
-    for (int i = 0; i < n; ++i) pts.push_back({static_cast<float>(coord(rng)), static_cast<float>(coord(rng))});
-    std::vector<XY> hull;
-    HullOutput(pts, &hull);
-    std::vector<XY> expected = ReferenceHull(pts);
-    if (expected.size() < 3) continue;  // all collinear: no 2D hull to compare
-    // Same corners, same counter-clockwise cycle (the start may differ).
-    ASSERT_EQ(hull.size(), expected.size()) << "round " << round << [&] {
-      std::string s;
-      for (const XY& p : pts) s += " (" + std::to_string(int(p.x)) + "," + std::to_string(int(p.y)) + ")";
-      return s;
-    }();
-    const auto start = std::find(expected.begin(), expected.end(), hull[0]);
-    ASSERT_NE(start, expected.end()) << "round " << round;
-    std::rotate(expected.begin(), start, expected.end());
-    ASSERT_EQ(hull, expected) << "round " << round;
-  }
-}
-
-}  // namespace
-
-namespace {
-
-TEST(Hull2DProperty, RandomFloatPointsLieInsideTheHull) {
-  const unsigned seed = TestSeed();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
-  std::mt19937 rng(seed);
-  for (int round = 0; round < 100; ++round) {
-    const int n = 3 + static_cast<int>(rng() % 500);
     std::normal_distribution<float> g(0.0f, round % 2 ? 1.0f : 300.0f);
-    std::vector<XY> pts;
-    for (int i = 0; i < n; ++i) pts.push_back({g(rng), g(rng)});
-    std::vector<XY> hull;
-    HullOutput(pts, &hull);
-    ASSERT_GE(hull.size(), 3u) << "round " << round;
+    std::vector<XY> pts, hull;
+    for (int i = 0; i < n; ++i)
+      pts.push_back(integer ? XY{static_cast<float>(coord(rng)), static_cast<float>(coord(rng))} : XY{g(rng), g(rng)});
+    HullOutput(pts, hull);
+    std::vector<XY> expected = MonotoneChainHull(pts, Cross);
+    if (expected.size() < 3) continue;  // all collinear: no 2D hull to compare
+    const std::string where = "round " + std::to_string(round);
+    ASSERT_GE(hull.size(), 3u) << where;
     for (std::size_t i = 0; i < hull.size(); ++i) {
-      const XY &a = hull[i], &b = hull[(i + 1) % hull.size()], &c = hull[(i + 2) % hull.size()];
-      const double turn = (double(b.x) - a.x) * (double(c.y) - a.y) - (double(c.x) - a.x) * (double(b.y) - a.y);
-      ASSERT_GT(turn, 0.0005) << "round " << round << ": not a strict left turn at " << i;
-      for (const XY& p : pts) {
-        const double side = (double(b.x) - a.x) * (double(p.y) - a.y) - (double(p.x) - a.x) * (double(b.y) - a.y);
-        ASSERT_GE(side, -0.0005) << "round " << round << ": a point outside hull edge " << i;
-      }
+      const XY &a = hull[i], &b = hull[(i + 1) % hull.size()];
+      ASSERT_GT(Cross(a, b, hull[(i + 2) % hull.size()]), 0.0005) << where << ": not a strict left turn at " << i;
+      for (const XY& p : pts) ASSERT_GE(Cross(a, b, p), -0.0005) << where << ": a point outside hull edge " << i;
     }
+    if (!integer) continue;
+    // Same corners, same counter-clockwise cycle (the start may differ).
+    ASSERT_EQ(hull.size(), expected.size()) << where;
+    const auto start = std::find(expected.begin(), expected.end(), hull[0]);
+    ASSERT_NE(start, expected.end()) << where;
+    std::rotate(expected.begin(), start, expected.end());
+    ASSERT_EQ(hull, expected) << where;
   }
 }
 
