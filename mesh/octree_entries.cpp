@@ -1,5 +1,7 @@
 // Filing triangles into bricks and the per-brick entry lists.
 
+#include <cstdint>
+
 #include "relief/CHOctree.h"
 #include "relief/CHTriangulation.h"
 #include "relief/SafeMemory.h"
@@ -60,9 +62,14 @@ t_hoctreeentryblock** CHOctree::TailSlot(const t_hoctreeelement* element, int li
   if (!m_pTails || !element || !ValidList(list)) return nullptr;
   const int k = element->Level;
   if (k < 0 || k >= NumLevels || !Level[k]) return nullptr;
-  const std::ptrdiff_t j = element - Level[k];
-  if (j < 0 || j >= LevelCount[k]) return nullptr;
-  std::ptrdiff_t offset = j;
+  // Callers may hand in a brick of their own: compare addresses as integers,
+  // since subtracting pointers into different arrays is undefined.
+  const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(element);
+  const std::uintptr_t first = reinterpret_cast<std::uintptr_t>(Level[k]);
+  const std::uintptr_t size = sizeof(t_hoctreeelement);
+  if (at < first || (at - first) % size != 0 || (at - first) / size >= static_cast<std::uintptr_t>(LevelCount[k]))
+    return nullptr;
+  std::ptrdiff_t offset = static_cast<std::ptrdiff_t>((at - first) / size);
   for (int l = 0; l < k; ++l) offset += LevelCount[l];
   return &m_pTails[4 * offset + list];
 }

@@ -130,11 +130,13 @@ TEST_F(OctreeInsert, RefusesWhatDoesNotFitAndBadArguments) {
 }
 
 TEST_F(OctreeInsert, EntryListsChainBlocksOfNineAndOnlyTheFirstIsRead) {
-  // A tree without levels walks a loose brick's list; bricks of a tree
-  // remember their last block. Both must give the same lists, again after removal.
+  // A loose brick's list is walked (also by a tree with levels, which must
+  // not take it for one of its own); bricks of a tree remember their last
+  // block. All must give the same lists, again after removal.
   t_hoctreeelement loose{};
   CHOctree bare(nullptr, false);
-  for (auto [owner, brick] : {std::pair{&bare, &loose}, {tree.get(), tree->GetStem()}, {tree.get(), &tree->Level[2][37]}}) {
+  for (auto [owner, brick] : {std::pair{&bare, &loose}, {tree.get(), &loose}, {tree.get(), tree->GetStem()},
+                              {tree.get(), &tree->Level[2][37]}}) {
     for (int round = 0; round < 2; ++round) {
       for (int e = 0; e < 25; ++e) owner->AppendEntryToOctreeElement(brick, 3, 100 + e);
       std::vector<int> counts;
