@@ -18,6 +18,7 @@ struct P3 {
   float x, y, z;
   bool operator==(const P3& o) const { return x == o.x && y == o.y && z == o.z; }
 };
+
 inline std::ostream& operator<<(std::ostream& os, const P3& p) {
   return os << "(" << p.x << ", " << p.y << ", " << p.z << ")";
 }
@@ -26,6 +27,12 @@ using Pts = std::vector<P3>;
 inline void Fill(CSSE3dPolygon& poly, const Pts& pts) {
   poly.Create(static_cast<int>(pts.size()));
   for (int i = 0; i < static_cast<int>(pts.size()); ++i) poly.SetPoint(i, pts[i].x, pts[i].y, pts[i].z);
+}
+
+inline CSSE3dPolygon Make(const Pts& pts) {
+  CSSE3dPolygon poly;
+  Fill(poly, pts);
+  return poly;
 }
 
 inline Pts Points(const CSSE3dPolygon& poly) {

@@ -17,8 +17,7 @@ int Clamp(int v, int size) { return std::max(0, std::min(size - 1, v)); }
 // The fill written the slow way: every window position through the
 // per-point containment test of the thinned copy.
 void NaiveFill(const Pts& pts, float value, CSSEMatrix& m, bool subsample, float yFrom, float yTo, bool coarse) {
-  CSSE3dPolygon src, copy;
-  Fill(src, pts);
+  CSSE3dPolygon src = Make(pts), copy;
   src.CalcBoundingBox();
   int minX, minY, maxX, maxY;
   src.GetBoundingBox2D(minX, minY, maxX, maxY);
@@ -45,8 +44,7 @@ void NaiveFill(const Pts& pts, float value, CSSEMatrix& m, bool subsample, float
 // differing pixel as "x,y", or "" when they agree bit for bit.
 std::string CompareFill(const Pts& pts, float value, int sx, int sy, bool subsample, float yFrom, float yTo, bool coarse,
                         int* filled = nullptr) {
-  CSSE3dPolygon poly;
-  Fill(poly, pts);
+  CSSE3dPolygon poly = Make(pts);
   CSSEMatrix fast, slow;
   fast.Create(sx, sy);
   slow.Create(sx, sy);
@@ -119,8 +117,7 @@ TEST(PolygonFill, ByteRasterMatchesFloatRaster) {
   const unsigned seed = 8080;
   std::mt19937 rng(seed);
   for (int round = 0; round < 6; ++round) {
-    CSSE3dPolygon poly;
-    Fill(poly, RandomShape(round % 2 ? Shape::Star : Shape::PixelCentres, rng, 40 + round, 25, 20, 22));
+    CSSE3dPolygon poly = Make(RandomShape(round % 2 ? Shape::Star : Shape::PixelCentres, rng, 40 + round, 25, 20, 22));
     // 37 rows: not a multiple of sixteen, so the last byte register is partial.
     CSSEMatrix f;
     f.Create(45, 37);
@@ -133,127 +130,92 @@ TEST(PolygonFill, ByteRasterMatchesFloatRaster) {
         ASSERT_EQ(c.GetPoint(x, y) == char(-7), f.GetPoint(x, y) == 1.0f)
             << "seed " << seed << " round " << round << " at " << x << "," << y;
   }
-  CSSE3dPolygon sq;
-  Fill(sq, Square(0, 0, 5));
-  sq.DrawInCharMatrixAndFillFine(1, nullptr, false, 0, 5);  // null raster: nothing
 }
 
-TEST(PolygonFill, BandMarginsAndBorderPins) {
-  struct Case {
-    const char* name;
-    Pts pts;
-    float yFrom, yTo;
-    std::vector<std::pair<int, int>> set, clear;  // pixels of a 64 x 64 raster
-  };
+TEST(PolygonFill, BandMarginsBorderAndDegenerateInput) {
+  struct Case { const char* name; Pts pts; float yFrom, yTo; std::vector<std::pair<int, int>> set, clear; };
   const Case cases[] = {
       // Inside x 11..50, y 11..49 (half-open rule); one band row keeps a 5-row margin.
       {"one-row band", Square(10, 10, 40), 30, 30, {{30, 25}, {30, 34}}, {{30, 24}, {30, 35}}},
       {"band beyond collapses onto row 50", Square(10, 10, 40), 200, 300, {{30, 49}, {30, 45}}, {{30, 44}}},
       // Inside positions outside the raster land on its border pixels.
       {"beyond the raster", Square(-20, -20, 30), -1e6f, 1e6f, {{0, 0}, {10, 9}}, {{11, 9}, {10, 10}}},
+      {"two points draw nothing", {{0, 0, 0}, {7, 7, 0}}, 0, 8, {}, {}},
   };
   for (const Case& c : cases) {
-    CSSE3dPolygon poly;
-    Fill(poly, c.pts);
+    CSSE3dPolygon poly = Make(c.pts);
     CSSEMatrix m;
     m.Create(64, 64);
     poly.DrawInMatrixAndFillFine(3.0f, &m, false, c.yFrom, c.yTo);
+    if (c.set.empty()) poly.DrawInMatrixAndFillCoarse(3.0f, &m, false, c.yFrom, c.yTo);
+    if (c.set.empty()) EXPECT_EQ(CountValue(m, 3.0f), 0) << c.name;
     for (auto [x, y] : c.set) EXPECT_EQ(m.GetPoint(x, y), 3.0f) << c.name << " " << x << "," << y;
     for (auto [x, y] : c.clear) EXPECT_EQ(m.GetPoint(x, y), 0.0f) << c.name << " " << x << "," << y;
   }
-}
-
-TEST(PolygonFill, DegenerateInputAndCallerPolygon) {
-  CSSEMatrix m, none;
-  m.Create(8, 8);
-  CSSE3dPolygon empty, two, poly;
-  empty.DrawInMatrixAndFillFine(1, &m, false, 0, 8);
+  CSSEMatrix none;  // no storage, no raster, no points: nothing written, no crash
+  CSSE3dPolygon empty, sq = Make(Square(1, 1, 5));
+  sq.DrawInMatrixAndFillFine(1, &none, false, 0, 8);
+  sq.DrawInCharMatrixAndFillFine(1, nullptr, false, 0, 5);
   empty.DrawInMatrixAndFillFine(1, nullptr, false, 0, 8);
-  Fill(two, {{0, 0, 0}, {7, 7, 0}});
-  two.DrawInMatrixAndFillFine(1, &m, false, 0, 8);
-  two.DrawInMatrixAndFillCoarse(1, &m, false, 0, 8);
-  EXPECT_EQ(CountValue(m, 1), 0);
-  Fill(poly, Square(1, 1, 5));
-  poly.DrawInMatrixAndFillFine(1, &none, false, 0, 8);  // no storage: nothing written, no crash
   // The caller's polygon keeps its points (thinning works on a copy) but gets its box.
   Pts circle;
   for (int i = 0; i < 40; ++i) circle.push_back({10 + 8 * std::cos(i * 0.157f), 10 + 8 * std::sin(i * 0.157f), 0});
-  Fill(poly, circle);
-  CSSEMatrix m20;
-  m20.Create(20, 20);
-  poly.DrawInMatrixAndFillFine(1, &m20, true, 0, 20);
-  EXPECT_EQ(poly.GetNumPoints(), 40);
+  CSSE3dPolygon poly = Make(circle);
+  CSSEMatrix m;
+  m.Create(20, 20);
+  poly.DrawInMatrixAndFillFine(1, &m, true, 0, 20);
+  EXPECT_EQ(Points(poly), circle);
   EXPECT_TRUE(poly.IsBoundingBoxCalculated());
 }
 
 // ---- outlines, side fill and ray fill -----------------------------------------
 
-TEST(PolygonDraw, OutlineProjections) {
-  CSSE3dPolygon poly;
-  Fill(poly, {{5.4f, 6.5f, 3.0f}});
-  struct Case {
-    const char* name;
-    bool zy, xz;
-    int cx, cy;  // expected centre pixel
-    bool box;    // 3x3 box or single pixel
-  };
-  for (const Case& c : {Case{"xy", false, false, 5 + 2, 7 - 1, true}, Case{"xz", true, true, 5 + 2, 3 - 1, true},
-                        Case{"zy ignores offsets", true, false, 3, 7, false}}) {
+TEST(PolygonDraw, OutlineProjectionsAndSideFill) {
+  CSSE3dPolygon dot = Make({{5.4f, 6.5f, 3.0f}}), side = Make({{5, 0, 6}}), far = Make({{5, 0, 1e9f}, {7, 0, NAN}});
+  struct Case { const char* name; bool zy, xz; int cx, cy, count; };
+  for (const Case& c : {Case{"xy", false, false, 5 + 2, 7 - 1, 9}, Case{"xz", true, true, 5 + 2, 3 - 1, 9},
+                        Case{"zy ignores offsets", true, false, 3, 7, 1}}) {
     CSSEMatrix m;
     m.Create(16, 16);
-    poly.DrawInMatrix(9.0f, &m, c.zy, 2.0f, -1.0f, c.xz);
+    dot.DrawInMatrix(9.0f, &m, c.zy, 2.0f, -1.0f, c.xz);
     EXPECT_EQ(m.GetPoint(c.cx, c.cy), 9.0f) << c.name;
-    EXPECT_EQ(CountValue(m, 9.0f), c.box ? 9 : 1) << c.name;
+    EXPECT_EQ(CountValue(m, 9.0f), c.count) << c.name;
   }
-  CSSEMatrix m;
+  CSSEMatrix m, back, front, f;
   m.Create(4, 4);
-  Fill(poly, {{-3, 1.49f, 7}, {10, 10, 8}});
-  poly.DrawInMatrix(&m);
+  Make({{-3, 1.49f, 7}, {10, 10, 8}}).DrawInMatrix(&m);  // z at the rounded, clamped positions
   EXPECT_EQ(m.GetPoint(0, 1), 7.0f);
   EXPECT_EQ(m.GetPoint(3, 3), 8.0f);
-}
-
-TEST(PolygonDraw, FillToOneSide) {
-  CSSE3dPolygon poly;
-  Fill(poly, {{5, 0, 6}});
-  CSSEMatrix back, front, far;
   back.Create(12, 12);
   front.Create(12, 12);
-  poly.DrawInMatrixAndFillToOneSideFront(1, &back, 0, 0, false);
-  poly.DrawInMatrixAndFillToOneSideFront(1, &front, 0, 0, true);
+  side.DrawInMatrixAndFillToOneSideFront(1, &back, 0, 0, false);
+  side.DrawInMatrixAndFillToOneSideFront(1, &front, 0, 0, true);
   for (int y = 0; y < 12; ++y) {
     EXPECT_EQ(back.GetPoint(5, y) == 1, y >= 5) << y;             // boxes at rows 6 .. 10
     EXPECT_EQ(front.GetPoint(5, y) == 1, y >= 1 && y <= 7) << y;  // boxes at rows 6 .. 2
   }
   EXPECT_EQ(back.GetPoint(4, 11), 1.0f);
   // Far-away and NaN rows give the strokes of the nearest border row at once.
-  Fill(poly, {{5, 0, 1e9f}, {7, 0, NAN}});
-  far.Create(12, 12);
-  poly.DrawInMatrixAndFillToOneSideFront(1, &far, 0, 0, true);
-  EXPECT_EQ(far.GetPoint(5, 1), 1.0f);
-  EXPECT_EQ(far.GetPoint(5, 0), 0.0f);
-  poly.DrawInMatrixAndFillToOneSideFront(2, &far, 0, 0, false);
-  EXPECT_EQ(far.GetPoint(7, 0), 2.0f);  // NaN z: row INT_MIN, stamped from the top
-}
-
-// A dense rectangular contour, one vertex per pixel, in the given sense.
-Pts DenseRectangle(int x0, int y0, int x1, int y1, bool positiveArea) {
-  Pts pts;
-  for (int x = x0; x < x1; ++x) pts.push_back({float(x), float(y0), 0});
-  for (int y = y0; y < y1; ++y) pts.push_back({float(x1), float(y), 0});
-  for (int x = x1; x > x0; --x) pts.push_back({float(x), float(y1), 0});
-  for (int y = y1; y > y0; --y) pts.push_back({float(x0), float(y), 0});
-  if (!positiveArea) std::reverse(pts.begin(), pts.end());
-  return pts;
+  f.Create(12, 12);
+  far.DrawInMatrixAndFillToOneSideFront(1, &f, 0, 0, true);
+  EXPECT_EQ(f.GetPoint(5, 1), 1.0f);
+  EXPECT_EQ(f.GetPoint(5, 0), 0.0f);
+  far.DrawInMatrixAndFillToOneSideFront(2, &f, 0, 0, false);
+  EXPECT_EQ(f.GetPoint(7, 0), 2.0f);  // NaN z: row INT_MIN, stamped from the top
 }
 
 TEST(PolygonDraw, RayFillDirectionAndWalls) {
+  // A dense rectangle (4, 5) .. (20, 17), one vertex per pixel, 56 vertices.
+  Pts rect;
+  for (int x = 4; x < 20; ++x) rect.push_back({float(x), 5, 0});
+  for (int y = 5; y < 17; ++y) rect.push_back({20, float(y), 0});
+  for (int x = 20; x > 4; --x) rect.push_back({float(x), 17, 0});
+  for (int y = 17; y > 5; --y) rect.push_back({4, float(y), 0});
   for (bool ccw : {true, false}) {
-    CSSE3dPolygon poly;
-    Fill(poly, DenseRectangle(4, 5, 20, 17, ccw));  // 56 vertices, a multiple of four
+    if (!ccw) std::reverse(rect.begin(), rect.end());
     CSSEMatrix m;
     m.Create(24, 24);
-    poly.DrawInMatrixAndFill(1.0f, &m);
+    Make(rect).DrawInMatrixAndFill(1.0f, &m);
     if (ccw) {  // enters the interior
       for (int y = 0; y < 24; ++y)
         for (int x = 0; x < 24; ++x)
@@ -265,12 +227,10 @@ TEST(PolygonDraw, RayFillDirectionAndWalls) {
   }
   // Five vertices: only the first four take part; runs stop at a wall of
   // magnitude 1 and pass weak (0.5) pixels to the raster border.
-  CSSE3dPolygon poly;
-  Fill(poly, {{2, 2, 0}, {8, 2, 0}, {8, 8, 0}, {2, 8, 0}, {5, 5, 0}});
   CSSEMatrix m;
   m.Create(12, 12);
   m.SetPoint(2, 5, -1.0f);
-  poly.DrawInMatrixAndFill(0.5f, &m);
+  Make({{2, 2, 0}, {8, 2, 0}, {8, 8, 0}, {2, 8, 0}, {5, 5, 0}}).DrawInMatrixAndFill(0.5f, &m);
   const float column[] = {0.5f, 0.5f, -1.0f, 0.0f};  // rows 3 .. 6 of column 2
   for (int k = 0; k < 4; ++k) EXPECT_EQ(m.GetPoint(2, 3 + k), column[k]) << "row " << 3 + k;
   EXPECT_EQ(m.GetPoint(8, 11), 0.0f);
@@ -285,8 +245,7 @@ TEST(PolygonDistance, NearPixelsTakePlanarDistanceFarOnesBlend) {
     const double a = 6.283185307179586 * i / 64;
     pts.push_back({float(16 + 8 * std::cos(a)), float(16 + 8 * std::sin(a)), 0});
   }
-  CSSE3dPolygon poly;
-  Fill(poly, pts);
+  CSSE3dPolygon poly = Make(pts);
   CSSEMatrix heights;
   heights.Create(32, 32);
   heights.Fill(0.5f);
