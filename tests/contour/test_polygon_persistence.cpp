@@ -88,11 +88,7 @@ TEST(PolygonPersistence, DamagedRecordsThrowAndLeavePolygon) {
   CSSE3dPolygon poly;
   Fill(poly, kFive);
   const std::string good = Store(poly);
-  struct Case {
-    std::string name, bytes;
-    bool memory;  // CMemoryException rather than CArchiveException
-    bool seekable;
-  };
+  struct Case { std::string name, bytes; bool memory, seekable; };  // memory: CMemoryException, not CArchiveException
   std::vector<Case> cases;
   for (size_t len = 0; len < good.size(); ++len) cases.push_back({"prefix " + std::to_string(len), good.substr(0, len), false, true});
   // Impossible counts, refused before allocating.
