@@ -65,10 +65,7 @@ TEST_P(BandedMesh, EqualsTheWholeRasterBuild) {
   const std::uint32_t seed = 31u * c.width + 7u * c.height + c.step + (c.below ? 1000u : 0u);
   SCOPED_TRACE("seed " + std::to_string(seed));
   const relief_test::Grid g = relief_test::RandomField(c.width, c.height, seed, 1.0f, 100.0f, 0.15);
-  CSSEMatrix field;
-  field.Create(c.width, c.height);
-  for (int y = 0; y < c.height; ++y)
-    for (int x = 0; x < c.width; ++x) field.SetPoint(x, y, g.at(x, y));
+  CSSEMatrix field = relief_test::ToMatrix(g);
   FieldMeshOptions options;
   options.below = c.below;
   options.threshold = c.below ? 60.0f : 0.0f;

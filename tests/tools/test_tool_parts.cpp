@@ -21,7 +21,7 @@ using relief_test::ScratchDir;
 
 namespace {
 
-TEST(AtomicFile, NothingAppearsUntilCommitAndAbandonedWorkLeavesNothing) {
+TEST(AtomicFile, NothingAppearsUntilCommitAbandonedWorkLeavesNothingMissingFolderRefused) {
   ScratchDir dir("atomic");
   relief_test::WriteBytes(dir / "keep.txt", "old");
   {
@@ -45,24 +45,11 @@ TEST(AtomicFile, NothingAppearsUntilCommitAndAbandonedWorkLeavesNothing) {
   const mode_t mask = ::umask(0);
   ::umask(mask);
   EXPECT_EQ(static_cast<unsigned>(perms) & 0777u, 0666u & ~static_cast<unsigned>(mask));
-}
-
-TEST(AtomicFile, MissingFolderIsBadInput) {
-  try {
-    AtomicFile out("/nonexistent-folder/x.npy");
-    FAIL();
-  } catch (const ToolError& e) {
-    EXPECT_EQ(e.ExitCode(), kExitBadInput);
-    EXPECT_NE(std::string(e.what()).find("x.npy"), std::string::npos);
-  }
+  relief_test::ExpectBadInput([] { AtomicFile out("/nonexistent-folder/x.npy"); }, "x.npy");
 }
 
 CSSEMatrix FromValues(int width, int height, const std::vector<float>& v) {
-  CSSEMatrix m;
-  m.Create(width, height);
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) m.SetPoint(x, y, v[static_cast<size_t>(y) * width + x]);
-  return m;
+  return relief_test::ToMatrix({width, height, v});
 }
 
 TEST(CompareRasters, CountsOnlyPixelsBothHoldAndSeparatesLostAndSpill) {

@@ -11,6 +11,10 @@
 #include <sstream>
 #include <stdexcept>
 
+#include <gtest/gtest.h>
+
+#include "errors.h"
+
 namespace relief_test {
 
 ToolRun RunTool(const std::string& args) {
@@ -101,6 +105,24 @@ Grid RandomField(int width, int height, std::uint32_t seed, float lo, float hi, 
     v = u < holeFraction ? 0.0f : static_cast<float>(lo + (hi - lo) * w);
   }
   return g;
+}
+
+CSSEMatrix ToMatrix(const Grid& g) {
+  CSSEMatrix m;
+  m.Create(g.width, g.height);
+  for (int y = 0; y < g.height; ++y)
+    for (int x = 0; x < g.width; ++x) m.SetPoint(x, y, g.at(x, y));
+  return m;
+}
+
+void ExpectBadInput(const std::function<void()>& load, const std::string& mention) {
+  try {
+    load();
+    ADD_FAILURE() << "accepted: " << mention;
+  } catch (const relief::tool::ToolError& e) {
+    EXPECT_EQ(e.ExitCode(), relief::tool::kExitBadInput) << e.what();
+    EXPECT_NE(std::string(e.what()).find(mention), std::string::npos) << e.what();
+  }
 }
 
 }  // namespace relief_test

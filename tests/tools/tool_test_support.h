@@ -6,8 +6,11 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
+
+#include "relief/CSSEMatrix.h"
 
 namespace relief_test {
 
@@ -47,6 +50,13 @@ void WriteNpy(const std::filesystem::path& path, const std::string& descr, int w
 
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 std::string ReadBytes(const std::filesystem::path& path);
+
+// The grid as a raster; Grid{w, h, values} makes small hand-written ones.
+CSSEMatrix ToMatrix(const Grid& g);
+
+// Runs load and expects the tool's bad-input error (exit 2) whose message
+// names mention.
+void ExpectBadInput(const std::function<void()>& load, const std::string& mention);
 
 // A seeded field of the given size: values in (lo, hi), with about
 // holeFraction of the pixels 0.
