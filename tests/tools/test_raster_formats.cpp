@@ -120,13 +120,7 @@ TEST_P(BadRasterFile, IsRefusedAsBadInput) {
 }
 
 std::string NpyBytes(const std::string& descr, const std::string& shape, size_t dataBytes) {
-  std::string header = "{'descr': '" + descr + "', 'fortran_order': False, 'shape': " + shape + ", }";
-  while ((10 + header.size() + 1) % 16 != 0) header.push_back(' ');
-  header.push_back('\n');
-  std::string bytes = std::string("\x93NUMPY\x01\x00", 8);
-  bytes.push_back(static_cast<char>(header.size()));
-  bytes.push_back(0);
-  return bytes + header + std::string(dataBytes, '\0');
+  return relief_test::NpyBytes(descr, shape, std::string(dataBytes, '\0'));
 }
 
 std::string RsmBytes(std::int32_t w, std::int32_t h, size_t dataBytes) {

@@ -66,20 +66,18 @@ Grid ReadNpyFloat32(const std::filesystem::path& path) {
   return g;
 }
 
-void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
-              const void* data, size_t itemSize) {
-  std::string header = "{'descr': '" + descr + "', 'fortran_order': False, 'shape': (" + std::to_string(height) +
-                       ", " + std::to_string(width) + "), }";
+std::string NpyBytes(const std::string& descr, const std::string& shape, const std::string& data) {
+  std::string header = "{'descr': '" + descr + "', 'fortran_order': False, 'shape': " + shape + ", }";
   while ((10 + header.size() + 1) % 16 != 0) header.push_back(' ');
   header.push_back('\n');
-  std::string bytes = "\x93NUMPY";
-  bytes.push_back(1);
-  bytes.push_back(0);
-  bytes.push_back(static_cast<char>(header.size() & 0xff));
-  bytes.push_back(static_cast<char>(header.size() >> 8));
-  bytes += header;
-  bytes.append(static_cast<const char*>(data), static_cast<size_t>(width) * height * itemSize);
-  WriteBytes(path, bytes);
+  return std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(header.size() & 0xff) +
+         static_cast<char>(header.size() >> 8) + header + data;
+}
+
+void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
+              const void* data, size_t itemSize) {
+  const std::string shape = "(" + std::to_string(height) + ", " + std::to_string(width) + ")";
+  WriteBytes(path, NpyBytes(descr, shape, std::string(static_cast<const char*>(data), size_t(width) * height * itemSize)));
 }
 
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes) {

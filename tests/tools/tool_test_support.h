@@ -43,8 +43,10 @@ struct Grid {
   float at(int x, int y) const { return values[static_cast<size_t>(y) * width + x]; }
 };
 
-// A minimal .npy float32 reader and writer written for the tests.
+// A minimal .npy float32 reader and writer written for the tests; NpyBytes
+// gives a whole file with any descr and shape text, e.g. "(3, 4)".
 Grid ReadNpyFloat32(const std::filesystem::path& path);
+std::string NpyBytes(const std::string& descr, const std::string& shape, const std::string& data);
 void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
               const void* data, size_t itemSize);
 
