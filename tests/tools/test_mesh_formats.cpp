@@ -108,12 +108,6 @@ TEST(MeshFormats, FilesOfOtherWritersAreRead) {
   EXPECT_EQ(ReadAll(dir / "a.stl"), (std::vector<float>{0, 0, 1, 1, 0, 2, 0, 1, 3}));
 }
 
-struct BadMeshCase {
-  const char* name;
-  const char* file;
-  std::string bytes;
-};
-
 std::string BinaryStl(std::uint32_t stated, int actual, float fill = 1.0f) {
   std::string bytes(80, ' ');
   bytes.append(reinterpret_cast<const char*>(&stated), 4);
@@ -148,10 +142,10 @@ std::string RmeshOneTriangleAndAByte() {
   return bytes;
 }
 
-class BadMeshFile : public ::testing::TestWithParam<BadMeshCase> {};
+class BadMeshFile : public ::testing::TestWithParam<relief_test::BadFile> {};
 
 TEST_P(BadMeshFile, IsRefusedAsBadInput) {
-  const BadMeshCase c = GetParam();
+  const relief_test::BadFile c = GetParam();
   ScratchDir dir("bad-mesh");
   relief_test::WriteBytes(dir / c.file, c.bytes);
   const auto path = dir / c.file;
@@ -160,23 +154,17 @@ TEST_P(BadMeshFile, IsRefusedAsBadInput) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, BadMeshFile,
-    ::testing::Values(BadMeshCase{"StlShort", "s.stl", BinaryStl(3, 2)},
-                      BadMeshCase{"StlLong", "l.stl", BinaryStl(1, 2)},
-                      BadMeshCase{"StlHeaderOnly", "h.stl", std::string(40, 'x')},
-                      BadMeshCase{"StlEmpty", "e.stl", BinaryStl(0, 0)},
-                      BadMeshCase{"StlNaN", "n.stl", BinaryStl(1, 1, NAN)},
-                      BadMeshCase{"PlyIndexOutOfRange", "i.ply", PlyBody(3, false)},
-                      BadMeshCase{"PlyNegativeIndex", "n.ply", PlyBody(-1, false)},
-                      BadMeshCase{"PlyTruncated", "t.ply", PlyBody(2, true)},
-                      BadMeshCase{"PlyHeaderOnly", "h.ply", kPlyHead},
-                      BadMeshCase{"PlyNoEndHeader", "x.ply", "ply\nformat ascii 1.0\nelement vertex 3\n"},
-                      BadMeshCase{"PlyHugeCount", "c.ply",
-                                  "ply\nformat binary_little_endian 1.0\nelement vertex 4000000000\n"
+    ::testing::ValuesIn(std::vector<relief_test::BadFile>{
+        {"StlShort", "s.stl", BinaryStl(3, 2)}, {"StlLong", "l.stl", BinaryStl(1, 2)},
+        {"StlHeaderOnly", "h.stl", std::string(40, 'x')}, {"StlEmpty", "e.stl", BinaryStl(0, 0)},
+        {"StlNaN", "n.stl", BinaryStl(1, 1, NAN)}, {"PlyIndexOutOfRange", "i.ply", PlyBody(3, false)},
+        {"PlyNegativeIndex", "n.ply", PlyBody(-1, false)}, {"PlyTruncated", "t.ply", PlyBody(2, true)},
+        {"PlyHeaderOnly", "h.ply", kPlyHead}, {"PlyNoEndHeader", "x.ply", "ply\nformat ascii 1.0\nelement vertex 3\n"},
+        {"PlyHugeCount", "c.ply", "ply\nformat binary_little_endian 1.0\nelement vertex 4000000000\n"
                                   "property float x\nproperty float y\nproperty float z\nend_header\n"},
-                      BadMeshCase{"NotPly", "p.ply", "solid\n"},
-                      BadMeshCase{"ObjIsNotRead", "m.obj", "v 0 0 0\n"},
-                      BadMeshCase{"UnknownExtension", "m.off", "OFF\n"},
-                      BadMeshCase{"RmeshWrongLength", "m.rmesh", RmeshOneTriangleAndAByte()}),
-    [](const auto& info) { return std::string(info.param.name); });
+        {"NotPly", "p.ply", "solid\n"}, {"ObjIsNotRead", "m.obj", "v 0 0 0\n"}, {"UnknownExtension", "m.off", "OFF\n"},
+        {"RmeshWrongLength", "m.rmesh", RmeshOneTriangleAndAByte()},
+    }),
+    relief_test::BadFileName);
 
 }  // namespace

@@ -21,10 +21,7 @@ using relief_test::ScratchDir;
 
 namespace {
 
-struct RoundTripCase {
-  const char* extension;
-  int width, height;
-};
+struct RoundTripCase { const char* extension; int width, height; };
 
 class RasterRoundTrip : public ::testing::TestWithParam<RoundTripCase> {};
 
@@ -104,16 +101,10 @@ TEST(RasterFormats, ForeignFilesAreRead) {
 }
 
 // Each bad file gives BadInput (exit 2) naming the file.
-struct BadRasterCase {
-  const char* name;
-  const char* file;
-  std::string bytes;
-};
-
-class BadRasterFile : public ::testing::TestWithParam<BadRasterCase> {};
+class BadRasterFile : public ::testing::TestWithParam<relief_test::BadFile> {};
 
 TEST_P(BadRasterFile, IsRefusedAsBadInput) {
-  const BadRasterCase c = GetParam();
+  const relief_test::BadFile c = GetParam();
   ScratchDir dir("bad-raster");
   relief_test::WriteBytes(dir / c.file, c.bytes);
   relief_test::ExpectBadInput([&] { ReadRaster(dir / c.file); }, c.file);
@@ -132,25 +123,21 @@ std::string RsmBytes(std::int32_t w, std::int32_t h, size_t dataBytes) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, BadRasterFile,
-    ::testing::Values(BadRasterCase{"EmptyNpy", "e.npy", ""},
-                      BadRasterCase{"NpyBadMagic", "m.npy", "NUMPY not really"},
-                      BadRasterCase{"NpyShortData", "s.npy", NpyBytes("<f4", "(3, 4)", 47)},
-                      BadRasterCase{"NpyLongData", "l.npy", NpyBytes("<f4", "(3, 4)", 49)},
-                      BadRasterCase{"NpyBigEndian", "b.npy", NpyBytes(">f4", "(3, 4)", 48)},
-                      BadRasterCase{"NpyThreeDims", "t.npy", NpyBytes("<f4", "(2, 3, 4)", 96)},
-                      BadRasterCase{"NpyTooManyRows", "r.npy", NpyBytes("<u2", "(40000, 1)", 80000)},
-                      BadRasterCase{"NpyHugeShape", "h.npy", NpyBytes("<f4", "(99999999, 99999999)", 16)},
-                      BadRasterCase{"PngNotPng", "n.png", "this is text"},
-                      BadRasterCase{"PngTruncated", "t.png",
-                                    std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x10", 20)},
-                      BadRasterCase{"TiffGarbage", "g.tif", std::string("II*\0garbage", 11)},
-                      BadRasterCase{"RsmShort", "s.rsm", RsmBytes(2, 3, 31)},
-                      BadRasterCase{"RsmLong", "l.rsm", RsmBytes(2, 3, 33)},
-                      BadRasterCase{"RsmNegative", "n.rsm", RsmBytes(-2, 3, 0)},
-                      BadRasterCase{"RsmTooManyRows", "r.rsm", RsmBytes(1, 32000, 16 * 8001)},
-                      BadRasterCase{"RsmHeaderOnly", "h.rsm", std::string(5, '\0')},
-                      BadRasterCase{"UnknownExtension", "field.bmp", "BM"}),
-    [](const auto& info) { return std::string(info.param.name); });
+    ::testing::ValuesIn(std::vector<relief_test::BadFile>{
+        {"EmptyNpy", "e.npy", ""}, {"NpyBadMagic", "m.npy", "NUMPY not really"},
+        {"NpyShortData", "s.npy", NpyBytes("<f4", "(3, 4)", 47)},
+        {"NpyLongData", "l.npy", NpyBytes("<f4", "(3, 4)", 49)},
+        {"NpyBigEndian", "b.npy", NpyBytes(">f4", "(3, 4)", 48)},
+        {"NpyThreeDims", "t.npy", NpyBytes("<f4", "(2, 3, 4)", 96)},
+        {"NpyTooManyRows", "r.npy", NpyBytes("<u2", "(40000, 1)", 80000)},
+        {"NpyHugeShape", "h.npy", NpyBytes("<f4", "(99999999, 99999999)", 16)}, {"PngNotPng", "n.png", "this is text"},
+        {"PngTruncated", "t.png", std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x10", 20)},
+        {"TiffGarbage", "g.tif", std::string("II*\0garbage", 11)}, {"RsmShort", "s.rsm", RsmBytes(2, 3, 31)},
+        {"RsmLong", "l.rsm", RsmBytes(2, 3, 33)}, {"RsmNegative", "n.rsm", RsmBytes(-2, 3, 0)},
+        {"RsmTooManyRows", "r.rsm", RsmBytes(1, 32000, 16 * 8001)}, {"RsmHeaderOnly", "h.rsm", std::string(5, '\0')},
+        {"UnknownExtension", "field.bmp", "BM"},
+    }),
+    relief_test::BadFileName);
 
 TEST(RasterFormats, MissingAndTruncatedFilesAreRefused) {
   relief_test::ExpectBadInput([] { ReadRaster("/nonexistent/field.npy"); }, "field.npy");

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "relief/CSSEMatrix.h"
 
 namespace relief_test {
@@ -55,6 +57,10 @@ std::string ReadBytes(const std::filesystem::path& path);
 
 // The grid as a raster; Grid{w, h, values} makes small hand-written ones.
 CSSEMatrix ToMatrix(const Grid& g);
+
+// A damaged or foreign file for the loaders to refuse: test name, file name, bytes.
+struct BadFile { const char* name; const char* file; std::string bytes; };
+inline std::string BadFileName(const testing::TestParamInfo<BadFile>& info) { return info.param.name; }
 
 // Runs load and expects the tool's bad-input error (exit 2) whose message
 // names mention.
