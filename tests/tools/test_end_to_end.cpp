@@ -151,31 +151,31 @@ TEST_P(BadInputRun, ExitsWithTwoAndLeavesNothingBehind) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, BadInputRun,
-    ::testing::Values(
-        BadRun{"MissingInput", "mesh $D/none.npy -o $D/m.ply", "none.npy"},
-        BadRun{"UnknownInputExtension", "mesh $D/f.bmp -o $D/m.ply", "f.bmp"},
-        BadRun{"UnknownOutputExtension", "mesh $D/f.npy -o $D/m.off", "m.off"},
-        BadRun{"TruncatedRaster", "mesh $D/short.npy -o $D/m.ply", "short.npy"},
-        BadRun{"NonNumericThreshold", "mesh $D/f.npy -o $D/m.ply --threshold abc", "threshold"},
-        BadRun{"NanThreshold", "mesh $D/f.npy -o $D/m.ply --threshold nan", "threshold"},
-        BadRun{"ZeroStep", "mesh $D/f.npy -o $D/m.ply --step 0", "step"},
-        BadRun{"ShortScale", "mesh $D/f.npy -o $D/m.ply --scale 1 2", "scale"},
-        BadRun{"NegativeScale", "mesh $D/f.npy -o $D/m.ply --scale 1 -2 1", "scale"},
-        BadRun{"EmptyMesh", "mesh $D/zero.npy -o $D/m.ply", "empty mesh"},
-        BadRun{"EmptyMeshAboveThreshold", "mesh $D/f.npy -o $D/m.stl --threshold 1000", "empty mesh"},
-        BadRun{"EmptyLibraryMesh", "mesh $D/zero.npy -o $D/m.rmesh --below --threshold 0.5 --step 3", "empty mesh"},
-        BadRun{"OutputFolderMissing", "mesh $D/f.npy -o $D/no/such/m.ply", "m.ply"},
-        BadRun{"TruncatedStl", "rasterize $D/cut.stl -o $D/r.npy", "cut.stl"},
-        BadRun{"PlyBadIndex", "rasterize $D/bad.ply -o $D/r.npy", "bad.ply"},
-        BadRun{"RasterTooLarge", "rasterize $D/ok.stl -o $D/r.npy --resolution 0.0001", "ok.stl"},
-        BadRun{"NegativeResolution", "rasterize $D/ok.stl -o $D/r.npy --resolution -1", "resolution"},
-        BadRun{"RasterizeToMeshExtension", "rasterize $D/ok.stl -o $D/r.ply", "r.ply"},
-        BadRun{"NegativeTolerance", "refine $D/f.npy -o $D/a.ply --tolerance -1", "tolerance"},
-        BadRun{"MissingTolerance", "refine $D/f.npy -o $D/a.ply", "tolerance"},
-        BadRun{"RefineNothingToTriangulate", "refine $D/zero.npy -o $D/a.ply --tolerance 1", "zero.npy"},
-        BadRun{"InfoUnknownFile", "info $D/f.txt", "f.txt"},
-        BadRun{"NoSubcommand", "", "subcommand"},
-        BadRun{"UnknownSubcommand", "carve $D/f.npy", "subcommand"}),
+    ::testing::ValuesIn(std::vector<BadRun>{
+        {"MissingInput", "mesh $D/none.npy -o $D/m.ply", "none.npy"},
+        {"UnknownInputExtension", "mesh $D/f.bmp -o $D/m.ply", "f.bmp"},
+        {"UnknownOutputExtension", "mesh $D/f.npy -o $D/m.off", "m.off"},
+        {"TruncatedRaster", "mesh $D/short.npy -o $D/m.ply", "short.npy"},
+        {"NonNumericThreshold", "mesh $D/f.npy -o $D/m.ply --threshold abc", "threshold"},
+        {"NanThreshold", "mesh $D/f.npy -o $D/m.ply --threshold nan", "threshold"},
+        {"ZeroStep", "mesh $D/f.npy -o $D/m.ply --step 0", "step"},
+        {"ShortScale", "mesh $D/f.npy -o $D/m.ply --scale 1 2", "scale"},
+        {"NegativeScale", "mesh $D/f.npy -o $D/m.ply --scale 1 -2 1", "scale"},
+        {"EmptyMesh", "mesh $D/zero.npy -o $D/m.ply", "empty mesh"},
+        {"EmptyMeshAboveThreshold", "mesh $D/f.npy -o $D/m.stl --threshold 1000", "empty mesh"},
+        {"EmptyLibraryMesh", "mesh $D/zero.npy -o $D/m.rmesh --below --threshold 0.5 --step 3", "empty mesh"},
+        {"OutputFolderMissing", "mesh $D/f.npy -o $D/no/such/m.ply", "m.ply"},
+        {"TruncatedStl", "rasterize $D/cut.stl -o $D/r.npy", "cut.stl"},
+        {"PlyBadIndex", "rasterize $D/bad.ply -o $D/r.npy", "bad.ply"},
+        {"RasterTooLarge", "rasterize $D/ok.stl -o $D/r.npy --resolution 0.0001", "ok.stl"},
+        {"NegativeResolution", "rasterize $D/ok.stl -o $D/r.npy --resolution -1", "resolution"},
+        {"RasterizeToMeshExtension", "rasterize $D/ok.stl -o $D/r.ply", "r.ply"},
+        {"NegativeTolerance", "refine $D/f.npy -o $D/a.ply --tolerance -1", "tolerance"},
+        {"MissingTolerance", "refine $D/f.npy -o $D/a.ply", "tolerance"},
+        {"RefineNothingToTriangulate", "refine $D/zero.npy -o $D/a.ply --tolerance 1", "zero.npy"},
+        {"InfoUnknownFile", "info $D/f.txt", "f.txt"}, {"NoSubcommand", "", "subcommand"},
+        {"UnknownSubcommand", "carve $D/f.npy", "subcommand"},
+    }),
     [](const auto& info) { return std::string(info.param.name); });
 
 // The demo's summary, recomputed from the files it wrote with this test's own
@@ -193,12 +193,8 @@ TEST(ToolEndToEnd, DemoFiguresMatchTheFilesItWrote) {
                                 std::regex("round trip: max error ([0-9.]+), rms ([0-9.]+) over the (\\d+) pixels "
                                            "both hold \\(scan raster at pixel (-?\\d+), (-?\\d+)\\)")))
       << run.out;
-  const double printedMax = std::stod(m[1]), printedRms = std::stod(m[2]);
-  const long long printedCount = std::stoll(m[3]);
   const int ox = std::stoi(m[4]), oy = std::stoi(m[5]);
-
-  const Grid field = relief_test::ReadNpyFloat32(dir / "field.npy");
-  const Grid back = relief_test::ReadNpyFloat32(dir / "roundtrip.npy");
+  const Grid field = relief_test::ReadNpyFloat32(dir / "field.npy"), back = relief_test::ReadNpyFloat32(dir / "roundtrip.npy");
   double maxError = 0.0, sumSquares = 0.0;
   long long count = 0;
   for (int y = 0; y < field.height; ++y)
@@ -211,9 +207,9 @@ TEST(ToolEndToEnd, DemoFiguresMatchTheFilesItWrote) {
       sumSquares += (b - f) * (b - f);
       ++count;
     }
-  EXPECT_EQ(count, printedCount);
-  EXPECT_NEAR(maxError, printedMax, 5e-5);
-  EXPECT_NEAR(std::sqrt(sumSquares / count), printedRms, 5e-5);
+  EXPECT_EQ(count, std::stoll(m[3]));
+  EXPECT_NEAR(maxError, std::stod(m[1]), 5e-5);
+  EXPECT_NEAR(std::sqrt(sumSquares / count), std::stod(m[2]), 5e-5);
   // The bound the documentation states: the cross stamps raise a pixel to at
   // most its steepest neighbour, which on this crown stays under 10 height
   // units; on average the round trip stays within 1.5.

@@ -19,17 +19,12 @@ namespace relief_test {
 
 ToolRun RunTool(const std::string& args) {
   static int counter = 0;
-  const auto base = std::filesystem::temp_directory_path() /
-                    ("relief-tool-run-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
-  const std::string outFile = base.string() + ".out", errFile = base.string() + ".err";
-  const std::string command = std::string(RELIEF_TOOL_PATH) + " " + args + " >" + outFile + " 2>" + errFile;
-  const int status = std::system(command.c_str());
-  ToolRun run;
-  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  run.out = ReadBytes(outFile);
-  run.err = ReadBytes(errFile);
-  std::filesystem::remove(outFile);
-  std::filesystem::remove(errFile);
+  const std::string base = (std::filesystem::temp_directory_path() /
+                            ("relief-tool-run-" + std::to_string(::getpid()) + "-" + std::to_string(counter++))).string();
+  const int status = std::system((RELIEF_TOOL_PATH " " + args + " >" + base + ".out 2>" + base + ".err").c_str());
+  ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadBytes(base + ".out"), ReadBytes(base + ".err")};
+  std::filesystem::remove(base + ".out");
+  std::filesystem::remove(base + ".err");
   return run;
 }
 
