@@ -95,25 +95,34 @@ TEST(PolygonModel, AppendPointsAndFromPixelChain) {
   EXPECT_EQ(CSSE3dPolygon(none, 1).GetNumPoints(), 0);
 }
 
-TEST(PolygonAccess, SettersWriteOnlyTheirCoordinatesAndClearFlag) {
+// Each edit on (0, 0, 0), (1, 2, 3), (5, 5, 5) with a calculated box: point 1
+// after it, and whether the box flag is cleared (setters) or not promised.
+TEST(PolygonAccess, EditsWriteOnlyTheirCoordinates) {
   using Set = void (*)(CSSE3dPolygon&);
-  const std::pair<Set, P3> cases[] = {
-      {[](CSSE3dPolygon& p) { p.SetPoint(1, 7, 8, 9); }, {7, 8, 9}},
-      {[](CSSE3dPolygon& p) { p.SetPointXY(1, 7, 8); }, {7, 8, 3}},
-      {[](CSSE3dPolygon& p) { p.SetPointXZ(1, 7, 9); }, {7, 2, 9}},
-      {[](CSSE3dPolygon& p) { p.SetPointZY(1, 9, 8); }, {1, 8, 9}},
-      {[](CSSE3dPolygon& p) { p.SetPointX(1, 7); }, {7, 2, 3}},
-      {[](CSSE3dPolygon& p) { p.SetPointY(1, 8); }, {1, 8, 3}},
-      {[](CSSE3dPolygon& p) { p.SetPointZ(1, 9); }, {1, 2, 9}},
-      {[](CSSE3dPolygon& p) { p.SetPointSSE(1, Lv(V(7, 8, 9, 10))); }, {7, 8, 9}},
-      {[](CSSE3dPolygon& p) { p.SetPointNormalized(1, 7, 8, 9); }, {1, 2, 3}},
+  const std::tuple<Set, P3, bool> cases[] = {
+      {[](CSSE3dPolygon& p) { p.SetPoint(1, 7, 8, 9); }, {7, 8, 9}, true},
+      {[](CSSE3dPolygon& p) { p.SetPointXY(1, 7, 8); }, {7, 8, 3}, true},
+      {[](CSSE3dPolygon& p) { p.SetPointXZ(1, 7, 9); }, {7, 2, 9}, true},
+      {[](CSSE3dPolygon& p) { p.SetPointZY(1, 9, 8); }, {1, 8, 9}, true},
+      {[](CSSE3dPolygon& p) { p.SetPointX(1, 7); }, {7, 2, 3}, true},
+      {[](CSSE3dPolygon& p) { p.SetPointY(1, 8); }, {1, 8, 3}, true},
+      {[](CSSE3dPolygon& p) { p.SetPointZ(1, 9); }, {1, 2, 9}, true},
+      {[](CSSE3dPolygon& p) { p.SetPointSSE(1, Lv(V(7, 8, 9, 10))); }, {7, 8, 9}, true},
+      {[](CSSE3dPolygon& p) { p.SetPointNormalized(1, 7, 8, 9); }, {1, 2, 3}, true},
+      {[](CSSE3dPolygon& p) { p.SetAllZValues(2); }, {1, 2, 2}, true},
+      {[](CSSE3dPolygon& p) { p.SetAllYValues(-1); }, {1, -1, 3}, false},
+      {[](CSSE3dPolygon& p) { p.AddValueToAllXValues(0.1f); }, {float(double(1.0f) + double(0.1f)), 2, 3}, false},
+      {[](CSSE3dPolygon& p) { p.AddValueToAllYValues(-2.0f); }, {1, 0, 3}, false},
+      {[](CSSE3dPolygon& p) { p.SwapYandZCoord(); }, {1, 3, 2}, false},
+      {[](CSSE3dPolygon& p) { p.SwapXandZCoord(); }, {3, 2, 1}, false},
+      {[](CSSE3dPolygon& p) { p.FlipOrientationAndMoveCoordsZ(10.0f); }, {1, 2, 10.0f - 3.0f}, false},
   };
   for (size_t k = 0; k < std::size(cases); ++k) {
     CSSE3dPolygon poly = Make({{0, 0, 0}, {1, 2, 3}, {5, 5, 5}});
     poly.CalcBoundingBox();
-    cases[k].first(poly);
-    EXPECT_FALSE(poly.IsBoundingBoxCalculated()) << "setter " << k;
-    EXPECT_EQ(Points(poly)[1], cases[k].second) << "setter " << k;
+    std::get<0>(cases[k])(poly);
+    EXPECT_EQ(Points(poly)[1], std::get<1>(cases[k])) << "edit " << k;
+    if (std::get<2>(cases[k])) EXPECT_FALSE(poly.IsBoundingBoxCalculated()) << "edit " << k;
   }
 }
 
@@ -143,39 +152,24 @@ TEST(PolygonAccess, SSELanesClosedIndexAndBadIndices) {
   SSEPoint p = V(9, 9, 9, 9);
   empty.GetPointSSEClosed(3, p);
   EXPECT_TRUE(Same(p, V(0, 0)));
+  float x, y, z;
   for (int i : {-1, 3, 1000}) {  // ignored writes leave points and flag alone
     poly.SetPoint(i, 9, 9, 9);
     poly.SetPointNormalized(i, 9, 9, 9);
-    float x = -7, y = -7, z = -7;
+    x = -7, y = -7, z = -7;
     poly.GetPoint(i, x, y, z);
     poly.GetPointXY(i, x, y);
     poly.GetPointZY(i, z, y);
     EXPECT_EQ(P3({x, y, z}), (P3{-7, -7, -7})) << i;
   }
   EXPECT_TRUE(poly.IsBoundingBoxCalculated());
-}
-
-TEST(PolygonAccess, StaleNormalizedAndRoundingOfWholePolygonEdits) {
-  CSSE3dPolygon poly = Make({{1, 1, 1}, {2, 2, 2}, {3, 3, 3}, {4, 4, 4}});
-  t_resolutiondata r{0.5f, 0.5f, 0.5f};
-  poly.NormalizeXYZ(r);
-  poly.SetPoint(0, 100, 100, 100);
-  float x, y, z;
-  poly.GetPointNormalized(0, x, y, z);
-  EXPECT_EQ(x, 0.5f);
-  EXPECT_EQ(poly.GetMinEuclDistanceXY(0.5f, 0.5f, 0), 0.0f);  // the searches see the stale arrays too
-  Fill(poly, {{1, 2, 3}, {4, 5, 6}});
-  poly.AddValueToAllXValues(0.1f);
-  poly.AddValueToAllYValues(-2.0f);
-  poly.SwapYandZCoord();
-  poly.FlipOrientationAndMoveCoordsZ(10.0f);
-  EXPECT_EQ(Points(poly)[1], (P3{float(double(4.0f) + double(0.1f)), 6, 10.0f - 3.0f}));
-  poly.SwapXandZCoord();
-  poly.SetAllYValues(-1);
-  poly.CalcBoundingBox();
-  poly.SetAllZValues(2);
-  EXPECT_FALSE(poly.IsBoundingBoxCalculated());
-  EXPECT_EQ(Points(poly)[0], (P3{10, -1, 2}));
+  // Raw writes leave the normalized arrays stale, and the searches see them so.
+  CSSE3dPolygon four = Make({{1, 1, 1}, {2, 2, 2}, {3, 3, 3}, {4, 4, 4}});
+  four.NormalizeXYZ(r);
+  four.SetPoint(0, 100, 100, 100);
+  four.GetPointNormalized(0, x, y, z);
+  EXPECT_EQ(x, 10.0f);
+  EXPECT_EQ(four.GetMinEuclDistanceXY(10, 100, 0), 0.0f);
 }
 
 TEST(PolygonBox, BoxesTruncateRecomputeWhenStaleCentreDividesFirst) {
