@@ -14,11 +14,24 @@ namespace {
 
 int Clamp(int v, int size) { return std::max(0, std::min(size - 1, v)); }
 
+CSSEMatrix Raster(int sx, int sy, float value = 0) {
+  CSSEMatrix m;  // returned through the deep copy constructor
+  m.Create(sx, sy);
+  m.Fill(value);
+  return m;
+}
+
+int CountValue(const CSSEMatrix& m, float v) {
+  int n = 0;
+  for (int y = 0; y < m.GetSizeY(); ++y)
+    for (int x = 0; x < m.GetSizeX(); ++x) n += m.GetPoint(x, y) == v;
+  return n;
+}
+
 // The fill written the slow way: every window position through the
 // per-point containment test of the thinned copy.
 void NaiveFill(const Pts& pts, float value, CSSEMatrix& m, bool subsample, float yFrom, float yTo, bool coarse) {
   CSSE3dPolygon src = Make(pts), copy;
-  src.CalcBoundingBox();
   int minX, minY, maxX, maxY;
   src.GetBoundingBox2D(minX, minY, maxX, maxY);
   int low = std::min(maxY, std::max(minY, static_cast<int>(yFrom)));
@@ -26,7 +39,6 @@ void NaiveFill(const Pts& pts, float value, CSSEMatrix& m, bool subsample, float
   copy.CreateSimilar(&src);
   if (subsample) copy.Subsample(5);
   copy.RemoveEqualPointsXY();
-  copy.CalcBoundingBox();
   if (coarse) {
     for (int y = low - 9; y < high + 9; y += 3)
       for (int x = minX - 9; x < maxX + 9; x += 3)
@@ -45,29 +57,19 @@ void NaiveFill(const Pts& pts, float value, CSSEMatrix& m, bool subsample, float
 std::string CompareFill(const Pts& pts, float value, int sx, int sy, bool subsample, float yFrom, float yTo, bool coarse,
                         int* filled = nullptr) {
   CSSE3dPolygon poly = Make(pts);
-  CSSEMatrix fast, slow;
-  fast.Create(sx, sy);
-  slow.Create(sx, sy);
+  CSSEMatrix fast = Raster(sx, sy), slow = Raster(sx, sy);
   if (coarse)
     poly.DrawInMatrixAndFillCoarse(value, &fast, subsample, yFrom, yTo);
   else
     poly.DrawInMatrixAndFillFine(value, &fast, subsample, yFrom, yTo);
   NaiveFill(pts, value, slow, subsample, yFrom, yTo, coarse);
-  if (filled) *filled = 0;
   for (int y = 0; y < sy; ++y)
     for (int x = 0; x < sx; ++x) {
       const float a = fast.GetPoint(x, y), b = slow.GetPoint(x, y);
       if (std::memcmp(&a, &b, sizeof a) != 0) return std::to_string(x) + "," + std::to_string(y);
-      if (filled) *filled += a == value;
     }
+  if (filled) *filled = CountValue(fast, value);
   return "";
-}
-
-int CountValue(const CSSEMatrix& m, float v) {
-  int n = 0;
-  for (int y = 0; y < m.GetSizeY(); ++y)
-    for (int x = 0; x < m.GetSizeX(); ++x) n += m.GetPoint(x, y) == v;
-  return n;
 }
 
 class FillAgainstPerPixel : public ::testing::TestWithParam<bool> {};  // param: coarse
@@ -119,8 +121,7 @@ TEST(PolygonFill, ByteRasterMatchesFloatRaster) {
   for (int round = 0; round < 6; ++round) {
     CSSE3dPolygon poly = Make(RandomShape(round % 2 ? Shape::Star : Shape::PixelCentres, rng, 40 + round, 25, 20, 22));
     // 37 rows: not a multiple of sixteen, so the last byte register is partial.
-    CSSEMatrix f;
-    f.Create(45, 37);
+    CSSEMatrix f = Raster(45, 37);
     CSSEcharMatrix c;
     c.Create(45, 37);
     poly.DrawInMatrixAndFillFine(1.0f, &f, round == 3, 5.0f + round, 30.0f);
@@ -144,8 +145,7 @@ TEST(PolygonFill, BandMarginsBorderAndDegenerateInput) {
   };
   for (const Case& c : cases) {
     CSSE3dPolygon poly = Make(c.pts);
-    CSSEMatrix m;
-    m.Create(64, 64);
+    CSSEMatrix m = Raster(64, 64);
     poly.DrawInMatrixAndFillFine(3.0f, &m, false, c.yFrom, c.yTo);
     if (c.set.empty()) poly.DrawInMatrixAndFillCoarse(3.0f, &m, false, c.yFrom, c.yTo);
     if (c.set.empty()) EXPECT_EQ(CountValue(m, 3.0f), 0) << c.name;
@@ -161,8 +161,7 @@ TEST(PolygonFill, BandMarginsBorderAndDegenerateInput) {
   Pts circle;
   for (int i = 0; i < 40; ++i) circle.push_back({10 + 8 * std::cos(i * 0.157f), 10 + 8 * std::sin(i * 0.157f), 0});
   CSSE3dPolygon poly = Make(circle);
-  CSSEMatrix m;
-  m.Create(20, 20);
+  CSSEMatrix m = Raster(20, 20);
   poly.DrawInMatrixAndFillFine(1, &m, true, 0, 20);
   EXPECT_EQ(Points(poly), circle);
   EXPECT_TRUE(poly.IsBoundingBoxCalculated());
@@ -175,19 +174,15 @@ TEST(PolygonDraw, OutlineProjectionsAndSideFill) {
   struct Case { const char* name; bool zy, xz; int cx, cy, count; };
   for (const Case& c : {Case{"xy", false, false, 5 + 2, 7 - 1, 9}, Case{"xz", true, true, 5 + 2, 3 - 1, 9},
                         Case{"zy ignores offsets", true, false, 3, 7, 1}}) {
-    CSSEMatrix m;
-    m.Create(16, 16);
+    CSSEMatrix m = Raster(16, 16);
     dot.DrawInMatrix(9.0f, &m, c.zy, 2.0f, -1.0f, c.xz);
     EXPECT_EQ(m.GetPoint(c.cx, c.cy), 9.0f) << c.name;
     EXPECT_EQ(CountValue(m, 9.0f), c.count) << c.name;
   }
-  CSSEMatrix m, back, front, f;
-  m.Create(4, 4);
+  CSSEMatrix m = Raster(4, 4), back = Raster(12, 12), front = Raster(12, 12), f = Raster(12, 12);
   Make({{-3, 1.49f, 7}, {10, 10, 8}}).DrawInMatrix(&m);  // z at the rounded, clamped positions
   EXPECT_EQ(m.GetPoint(0, 1), 7.0f);
   EXPECT_EQ(m.GetPoint(3, 3), 8.0f);
-  back.Create(12, 12);
-  front.Create(12, 12);
   side.DrawInMatrixAndFillToOneSideFront(1, &back, 0, 0, false);
   side.DrawInMatrixAndFillToOneSideFront(1, &front, 0, 0, true);
   for (int y = 0; y < 12; ++y) {
@@ -196,7 +191,6 @@ TEST(PolygonDraw, OutlineProjectionsAndSideFill) {
   }
   EXPECT_EQ(back.GetPoint(4, 11), 1.0f);
   // Far-away and NaN rows give the strokes of the nearest border row at once.
-  f.Create(12, 12);
   far.DrawInMatrixAndFillToOneSideFront(1, &f, 0, 0, true);
   EXPECT_EQ(f.GetPoint(5, 1), 1.0f);
   EXPECT_EQ(f.GetPoint(5, 0), 0.0f);
@@ -211,24 +205,17 @@ TEST(PolygonDraw, RayFillDirectionAndWalls) {
   for (int y = 5; y < 17; ++y) rect.push_back({20, float(y), 0});
   for (int x = 20; x > 4; --x) rect.push_back({float(x), 17, 0});
   for (int y = 17; y > 5; --y) rect.push_back({4, float(y), 0});
-  for (bool ccw : {true, false}) {
-    if (!ccw) std::reverse(rect.begin(), rect.end());
-    CSSEMatrix m;
-    m.Create(24, 24);
-    Make(rect).DrawInMatrixAndFill(1.0f, &m);
-    if (ccw) {  // enters the interior
-      for (int y = 0; y < 24; ++y)
-        for (int x = 0; x < 24; ++x)
-          EXPECT_EQ(m.GetPoint(x, y) == 1.0f, x >= 4 && x <= 20 && y >= 5 && y <= 17) << x << "," << y;
-    } else {  // runs outward, from the top side toward row 0
-      EXPECT_EQ(m.GetPoint(10, 0), 1.0f);
-      EXPECT_EQ(m.GetPoint(10, 10), 0.0f);
-    }
-  }
+  CSSEMatrix in = Raster(24, 24), out = Raster(24, 24), m = Raster(12, 12);
+  Make(rect).DrawInMatrixAndFill(1.0f, &in);  // counter-clockwise: enters the interior
+  for (int y = 0; y < 24; ++y)
+    for (int x = 0; x < 24; ++x)
+      EXPECT_EQ(in.GetPoint(x, y) == 1.0f, x >= 4 && x <= 20 && y >= 5 && y <= 17) << x << "," << y;
+  std::reverse(rect.begin(), rect.end());
+  Make(rect).DrawInMatrixAndFill(1.0f, &out);  // clockwise: runs outward, from the top side toward row 0
+  EXPECT_EQ(out.GetPoint(10, 0), 1.0f);
+  EXPECT_EQ(out.GetPoint(10, 10), 0.0f);
   // Five vertices: only the first four take part; runs stop at a wall of
   // magnitude 1 and pass weak (0.5) pixels to the raster border.
-  CSSEMatrix m;
-  m.Create(12, 12);
   m.SetPoint(2, 5, -1.0f);
   Make({{2, 2, 0}, {8, 2, 0}, {8, 8, 0}, {2, 8, 0}, {5, 5, 0}}).DrawInMatrixAndFill(0.5f, &m);
   const float column[] = {0.5f, 0.5f, -1.0f, 0.0f};  // rows 3 .. 6 of column 2
@@ -237,8 +224,6 @@ TEST(PolygonDraw, RayFillDirectionAndWalls) {
   EXPECT_EQ(m.GetPoint(0, 8), 0.0f);
 }
 
-// ---- distance transform -------------------------------------------------------
-
 TEST(PolygonDistance, NearPixelsTakePlanarDistanceFarOnesBlend) {
   Pts pts;
   for (int i = 0; i < 64; ++i) {
@@ -246,25 +231,20 @@ TEST(PolygonDistance, NearPixelsTakePlanarDistanceFarOnesBlend) {
     pts.push_back({float(16 + 8 * std::cos(a)), float(16 + 8 * std::sin(a)), 0});
   }
   CSSE3dPolygon poly = Make(pts);
-  CSSEMatrix heights;
-  heights.Create(32, 32);
-  heights.Fill(0.5f);
-  // Factors of 1/8 keep the accumulated positions exact: nx = 24 / 8 exactly.
-  t_resolutiondata r{0.125f, 0.125f, 1.0f};
+  CSSEMatrix heights = Raster(32, 32, 0.5f);
+  t_resolutiondata r{0.125f, 0.125f, 1.0f};  // factors of 1/8 keep the accumulated positions exact
   for (bool steep : {false, true}) {
-    CSSEMatrix t;
-    t.Create(32, 32);
-    t.Fill(3.0f);
+    CSSEMatrix t = Raster(32, 32, 3.0f);
     t.SetPoint(16, 16, 40.0f);  // |40 - 3| >= 20: untouched
     poly.InternalAreaDistanceTransform(3.0f, &heights, &t, r, steep);
     EXPECT_EQ(t.GetPoint(16, 16), 40.0f);
     EXPECT_EQ(t.GetPoint(2, 2), 3.0f);  // outside the box plus 4
     EXPECT_NE(t.GetPoint(5, 5), 3.0f);  // inside the margin
-    // On the contour (24, 16): within 0.35, the planar distance itself;
-    // skip = trunc(0.1 / 0.125 + 0.5) = 1.
-    EXPECT_EQ(t.GetPoint(24, 16), poly.GetMinEuclDistanceXY(24 * 0.125f, 16 * 0.125f, 1));
+    // On the contour (24, 16): within 0.35, the planar distance itself (0);
+    // skip = trunc(0.1 / 0.125 + 0.5) = 1. Farther out, a blend.
     EXPECT_EQ(t.GetPoint(24, 16), 0.0f);
-    // At the centre row, x = 12: four pixels (0.5) from the contour, a blend.
+    // The centre row, x = 12, lies four pixels (0.5) from the contour (the
+    // transform leaves the polygon normalized by r).
     const float d = poly.GetMinEuclDistanceXY(12 * 0.125f, 16 * 0.125f, 1);
     ASSERT_GT(d, 0.35f);
     const float w = std::min(1.0f, steep ? 2 * d : 0.5f * d);
