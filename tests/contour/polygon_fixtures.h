@@ -67,19 +67,20 @@ inline Pts RandomShape(Shape shape, std::mt19937& rng, int n, float cx, float cy
   std::uniform_real_distribution<float> unit(0.0f, 1.0f);
   Pts pts;
   const double twoPi = 6.283185307179586;
-  auto polar = [&](int i, float rr) {
+  auto polar = [&](int i, float rx, float ry) {
     const double a = twoPi * i / n;
-    return P3{cx + rr * float(std::cos(a)), cy + rr * float(std::sin(a)), 0};
+    return P3{cx + rx * float(std::cos(a)), cy + ry * float(std::sin(a)), 0};
   };
+  auto push = [&](P3 p, bool snap) { pts.push_back(snap ? P3{std::round(p.x), std::round(p.y), 0} : p); };
   switch (shape) {
-    case Shape::Convex:
-      for (int i = 0; i < n; ++i) {
-        const double a = twoPi * i / n;
-        pts.push_back({cx + r * float(std::cos(a)), cy + r * 0.7f * float(std::sin(a)), unit(rng)});
-      }
+    case Shape::Convex:  // an ellipse, z drawn too
+      for (int i = 0; i < n; ++i) push(polar(i, r, r * 0.7f), false), pts.back().z = unit(rng);
       break;
     case Shape::Star:
-      for (int i = 0; i < n; ++i) pts.push_back(polar(i, r * (i % 2 ? 0.35f + 0.3f * unit(rng) : 0.8f + 0.2f * unit(rng))));
+      for (int i = 0; i < n; ++i) {
+        const float rr = r * (i % 2 ? 0.35f + 0.3f * unit(rng) : 0.8f + 0.2f * unit(rng));
+        push(polar(i, rr, rr), false);
+      }
       break;
     case Shape::Collinear: {
       // A rectangle and a slanted side, each split into runs of collinear
@@ -94,8 +95,8 @@ inline Pts RandomShape(Shape shape, std::mt19937& rng, int n, float cx, float cy
     }
     case Shape::PixelCentres:  // star-like, every vertex on a pixel centre
       for (int i = 0; i < n; ++i) {
-        const P3 p = polar(i, r * (0.3f + 0.7f * unit(rng)));
-        pts.push_back({std::round(p.x), std::round(p.y), 0});
+        const float rr = r * (0.3f + 0.7f * unit(rng));
+        push(polar(i, rr, rr), true);
       }
       break;
     case Shape::Slivers:
@@ -104,7 +105,8 @@ inline Pts RandomShape(Shape shape, std::mt19937& rng, int n, float cx, float cy
       // right next to pixel positions.
       for (int i = 0; i < n; ++i) {
         const float hair = (i % 3 - 1) * 1e-4f;
-        const P3 p = polar(i, r * (0.4f + 0.6f * unit(rng)));
+        const float rr = r * (0.4f + 0.6f * unit(rng));
+        const P3 p = polar(i, rr, rr);
         const float x = std::round(p.x), y = std::round(p.y);
         pts.push_back({i % 2 ? x + hair : x, i % 2 ? y : y + hair, 0});
         pts.push_back({i % 2 ? x - hair : x + 3, i % 2 ? y + 5 : y - hair, 0});

@@ -25,12 +25,9 @@ std::string Store(CSSE3dPolygon& poly) {
 }
 
 // A stream that cannot seek, so the archive cannot tell how much is left.
-class OneWayBuf : public std::streambuf {
- public:
-  explicit OneWayBuf(std::string s) : m_s(std::move(s)) { setg(&m_s[0], &m_s[0], &m_s[0] + m_s.size()); }
-
- private:
-  std::string m_s;
+struct OneWayBuf : std::streambuf {
+  std::string s;
+  explicit OneWayBuf(std::string b) : s(std::move(b)) { setg(&s[0], &s[0], &s[0] + s.size()); }
 };
 
 void Load(CSSE3dPolygon& poly, const std::string& bytes, bool seekable = true) {
