@@ -89,7 +89,8 @@ TEST(Polygon2d, OddMeasures) {
   EXPECT_EQ(Make2d({{0, 0}, {2, 0}, {0, 1}}).CalcArea(), -5.0f);
   EXPECT_EQ(Make2d({{0, 0}, {2, 0}}).CalcArea(), 0.0f);
   const double t1 = ((0.0 - -1.0) - (0.0 - 3.0)) * (4.0 - 3.0), t2 = ((-1.0 - 2.0) - (3.0 - 5.0)) * (4.0 - 5.0);
-  EXPECT_EQ(Make2d({{0, 0}, {4, 0}, {5, 3}, {2, 5}, {-1, 3}}).CalcArea(), static_cast<float>(t2 + static_cast<float>(t1)));
+  EXPECT_EQ(Make2d({{0, 0}, {4, 0}, {5, 3}, {2, 5}, {-1, 3}}).CalcArea(),
+            static_cast<float>(t2 + static_cast<float>(t1)));
   // Closest point with stride two: point 1 matches exactly but odd indices are skipped.
   CSSE2dPolygon p = Make2d({{0, 0}, {5, 5}, {9, 9}, {5, 5}});
   EXPECT_EQ(p.ClosestPointX(5), 2);

@@ -49,13 +49,14 @@ void NaiveFill(const Pts& pts, float value, CSSEMatrix& m, bool subsample, float
   minX = Clamp(minX, m.GetSizeX()), maxX = Clamp(maxX, m.GetSizeX());
   for (int y = low - 5; y < high + 5; ++y)
     for (int x = minX - 5; x < maxX + 5; ++x)
-      if (copy.PointInLineInnerArea(float(x), float(y), 1)) m.SetPoint(Clamp(x, m.GetSizeX()), Clamp(y, m.GetSizeY()), value);
+      if (copy.PointInLineInnerArea(float(x), float(y), 1))
+        m.SetPoint(Clamp(x, m.GetSizeX()), Clamp(y, m.GetSizeY()), value);
 }
 
 // Runs the fast fill and the naive one on fresh rasters; returns the first
 // differing pixel as "x,y", or "" when they agree bit for bit.
-std::string CompareFill(const Pts& pts, float value, int sx, int sy, bool subsample, float yFrom, float yTo, bool coarse,
-                        int* filled = nullptr) {
+std::string CompareFill(const Pts& pts, float value, int sx, int sy, bool subsample, float yFrom, float yTo,
+                        bool coarse, int* filled = nullptr) {
   CSSE3dPolygon poly = Make(pts);
   CSSEMatrix fast = Raster(sx, sy), slow = Raster(sx, sy);
   if (coarse)
@@ -248,7 +249,8 @@ TEST(PolygonDistance, NearPixelsTakePlanarDistanceFarOnesBlend) {
     const float d = poly.GetMinEuclDistanceXY(12 * 0.125f, 16 * 0.125f, 1);
     ASSERT_GT(d, 0.35f);
     const float w = std::min(1.0f, steep ? 2 * d : 0.5f * d);
-    EXPECT_EQ(t.GetPoint(12, 16), w * poly.GetMinEuclDistance(12 * 0.125f, 16 * 0.125f, 0.5f, 2) + (1 - w) * d) << steep;
+    const float spatial = poly.GetMinEuclDistance(12 * 0.125f, 16 * 0.125f, 0.5f, 2);
+    EXPECT_EQ(t.GetPoint(12, 16), w * spatial + (1 - w) * d) << steep;
   }
 }
 

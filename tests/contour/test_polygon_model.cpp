@@ -87,7 +87,7 @@ TEST(PolygonModel, AppendPointsAndFromPixelChain) {
   for (int k = 0; k < 10; ++k) chain.AppendPixel(k, 100 + k, 0.5f * k);
   for (auto [step, count] : std::vector<std::pair<int, int>>{{3, 3}, {1, 10}, {0, 10}, {10, 1}, {11, 0}}) {
     Pts want;
-    for (int k = 0; k < count * std::max(step, 1); k += std::max(step, 1)) want.push_back({float(k), float(100 + k), 0});
+    for (int i = 0, k = 0; i < count; ++i, k += std::max(step, 1)) want.push_back({float(k), float(100 + k), 0});
     EXPECT_EQ(Points(CSSE3dPolygon(chain, step)), want) << "step " << step;
   }
   EXPECT_EQ(CSSE3dPolygon(none, 1).GetNumPoints(), 0);

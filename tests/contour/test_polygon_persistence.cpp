@@ -87,7 +87,8 @@ TEST(PolygonPersistence, DamagedRecordsThrowAndLeavePolygon) {
   const std::string good = Store(poly);
   struct Case { std::string name, bytes; bool memory, seekable; };  // memory: CMemoryException, not CArchiveException
   std::vector<Case> cases;
-  for (size_t len = 0; len < good.size(); ++len) cases.push_back({"prefix " + std::to_string(len), good.substr(0, len), false, true});
+  for (size_t len = 0; len < good.size(); ++len)
+    cases.push_back({"prefix " + std::to_string(len), good.substr(0, len), false, true});
   // Impossible counts, refused before allocating.
   for (std::int32_t count : {-1, INT32_MIN})
     cases.push_back({"count " + std::to_string(count), Bytes(count, std::string(48, '\x01')), true, true});

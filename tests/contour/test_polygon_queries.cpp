@@ -106,7 +106,8 @@ TEST(PolygonContainment, PolygonAndPointFilters) {
   pts.KeepPointsInInner(outer);
   EXPECT_EQ(pts.GetNumPoints(), 0);
   // Below: against the closest reference point, strictly.
-  CSSE3dPolygon below = Make({{1, 5, 1}, {1, 12, 2}, {19, 1, 3}, {19, -1, 4}}), ref = Make({{0, 10, 0}, {10, 10, 0}, {20, 0, 0}});
+  CSSE3dPolygon below = Make({{1, 5, 1}, {1, 12, 2}, {19, 1, 3}, {19, -1, 4}});
+  CSSE3dPolygon ref = Make({{0, 10, 0}, {10, 10, 0}, {20, 0, 0}});
   below.KeepPointsBelow(ref);
   EXPECT_EQ(Points(below), (Pts{{1, 5, 1}, {19, -1, 4}}));
   Fill(below, {{0, 0, 0}});

@@ -194,7 +194,8 @@ TEST(ToolEndToEnd, DemoFiguresMatchTheFilesItWrote) {
                                            "both hold \\(scan raster at pixel (-?\\d+), (-?\\d+)\\)")))
       << run.out;
   const int ox = std::stoi(m[4]), oy = std::stoi(m[5]);
-  const Grid field = relief_test::ReadNpyFloat32(dir / "field.npy"), back = relief_test::ReadNpyFloat32(dir / "roundtrip.npy");
+  const Grid field = relief_test::ReadNpyFloat32(dir / "field.npy");
+  const Grid back = relief_test::ReadNpyFloat32(dir / "roundtrip.npy");
   double maxError = 0.0, sumSquares = 0.0;
   long long count = 0;
   for (int y = 0; y < field.height; ++y)

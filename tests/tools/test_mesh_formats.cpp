@@ -78,7 +78,8 @@ TEST_P(MeshRoundTrip, CornersComeBackBitForBit) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllFormats, MeshRoundTrip,
-                         ::testing::Combine(::testing::Values(".ply", ".stl", ".obj"), ::testing::Values(1, 2, 7, 1000)));
+                         ::testing::Combine(::testing::Values(".ply", ".stl", ".obj"),
+                                            ::testing::Values(1, 2, 7, 1000)));
 
 // Files other programs write: ASCII PLY with a quad (fanned into two
 // triangles), an extra vertex property and an extra element; big-endian PLY
@@ -149,7 +150,8 @@ TEST_P(BadMeshFile, IsRefusedAsBadInput) {
   ScratchDir dir("bad-mesh");
   relief_test::WriteBytes(dir / c.file, c.bytes);
   const auto path = dir / c.file;
-  relief_test::ExpectBadInput([&] { path.extension() == ".rmesh" ? (void)ReadRmesh(path) : (void)ReadAll(path); }, c.file);
+  relief_test::ExpectBadInput(
+      [&] { path.extension() == ".rmesh" ? (void)ReadRmesh(path) : (void)ReadAll(path); }, c.file);
 }
 
 INSTANTIATE_TEST_SUITE_P(

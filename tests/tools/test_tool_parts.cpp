@@ -24,21 +24,17 @@ namespace {
 TEST(AtomicFile, NothingAppearsUntilCommitAbandonedWorkLeavesNothingMissingFolderRefused) {
   ScratchDir dir("atomic");
   relief_test::WriteBytes(dir / "keep.txt", "old");
-  {
-    AtomicFile out(dir / "keep.txt");
-    relief_test::WriteBytes(out.TempPath(), "new");
-    EXPECT_EQ(relief_test::ReadBytes(dir / "keep.txt"), "old") << "the target changes only at Commit";
-    EXPECT_EQ(out.TempPath().parent_path(), dir.Path()) << "the temporary lies beside the target";
+  for (bool commit : {false, true}) {
+    {
+      AtomicFile out(dir / "keep.txt");
+      relief_test::WriteBytes(out.TempPath(), "new");
+      EXPECT_EQ(relief_test::ReadBytes(dir / "keep.txt"), "old") << "the target changes only at Commit";
+      EXPECT_EQ(out.TempPath().parent_path(), dir.Path()) << "the temporary lies beside the target";
+      if (commit) out.Commit();
+    }
+    EXPECT_EQ(dir.Files(), std::vector<std::string>{"keep.txt"}) << "abandoned or committed, no temporary remains";
+    EXPECT_EQ(relief_test::ReadBytes(dir / "keep.txt"), commit ? "new" : "old");
   }
-  EXPECT_EQ(dir.Files(), std::vector<std::string>{"keep.txt"});
-  EXPECT_EQ(relief_test::ReadBytes(dir / "keep.txt"), "old");
-  {
-    AtomicFile out(dir / "keep.txt");
-    relief_test::WriteBytes(out.TempPath(), "new");
-    out.Commit();
-  }
-  EXPECT_EQ(dir.Files(), std::vector<std::string>{"keep.txt"});
-  EXPECT_EQ(relief_test::ReadBytes(dir / "keep.txt"), "new");
   // Like any new file of the user, not private to the owner.
   const auto perms = std::filesystem::status(dir / "keep.txt").permissions();
   EXPECT_NE(perms & std::filesystem::perms::owner_read, std::filesystem::perms::none);
@@ -48,9 +44,7 @@ TEST(AtomicFile, NothingAppearsUntilCommitAbandonedWorkLeavesNothingMissingFolde
   relief_test::ExpectBadInput([] { AtomicFile out("/nonexistent-folder/x.npy"); }, "x.npy");
 }
 
-CSSEMatrix FromValues(int width, int height, const std::vector<float>& v) {
-  return relief_test::ToMatrix({width, height, v});
-}
+CSSEMatrix FromValues(int width, int height, std::vector<float> v) { return relief_test::ToMatrix({width, height, v}); }
 
 TEST(CompareRasters, CountsOnlyPixelsBothHoldAndSeparatesLostAndSpill) {
   // reference      result (shifted one column right: offsetX = 1)
@@ -61,11 +55,8 @@ TEST(CompareRasters, CountsOnlyPixelsBothHoldAndSeparatesLostAndSpill) {
   const ErrorFigures e = CompareRasters(reference, result, 1, 0);
   // Pairs: (1,0): 2 vs 2; (2,0): 0 vs 5 -> spill; (1,1): 0 vs 9 -> spill;
   // (2,1): 4 vs 0 -> lost; (0,*) lie left of the result -> lost.
-  EXPECT_EQ(e.compared, 1);
-  EXPECT_EQ(e.spill, 2);
-  EXPECT_EQ(e.lost, 3);
-  EXPECT_EQ(e.maxAbs, 0.0);
-  EXPECT_EQ(e.rms, 0.0);
+  EXPECT_EQ(std::vector<double>({double(e.compared), double(e.spill), double(e.lost), e.maxAbs, e.rms}),
+            std::vector<double>({1, 2, 3, 0, 0}));
 }
 
 TEST(CompareRasters, MatchesANaiveSumOnRandomRasters) {
@@ -78,16 +69,11 @@ TEST(CompareRasters, MatchesANaiveSumOnRandomRasters) {
     for (size_t i = 0; i < a.values.size(); ++i) {
       if (a.values[i] == 0 || b.values[i] == 0) continue;
       const double d = static_cast<double>(b.values[i]) - a.values[i];
-      above = std::max(above, d);
-      below = std::max(below, -d);
-      sum += d * d;
-      ++n;
+      above = std::max(above, d), below = std::max(below, -d), sum += d * d, ++n;
     }
-    const ErrorFigures e =
-        CompareRasters(FromValues(23, 17, a.values), FromValues(23, 17, b.values), 0, 0);
-    EXPECT_EQ(e.compared, n);
-    EXPECT_EQ(e.maxAbove, above);
-    EXPECT_EQ(e.maxBelow, below);
+    const ErrorFigures e = CompareRasters(FromValues(23, 17, a.values), FromValues(23, 17, b.values), 0, 0);
+    EXPECT_EQ(std::vector<double>({double(e.compared), e.maxAbove, e.maxBelow}),
+              std::vector<double>({double(n), above, below}));
     EXPECT_DOUBLE_EQ(e.rms, std::sqrt(sum / n));
   }
 }

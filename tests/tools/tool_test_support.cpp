@@ -19,8 +19,8 @@ namespace relief_test {
 
 ToolRun RunTool(const std::string& args) {
   static int counter = 0;
-  const std::string base = (std::filesystem::temp_directory_path() /
-                            ("relief-tool-run-" + std::to_string(::getpid()) + "-" + std::to_string(counter++))).string();
+  const std::string base = std::filesystem::temp_directory_path().string() + "/relief-tool-run-" +
+                           std::to_string(::getpid()) + "-" + std::to_string(counter++);
   const int status = std::system((RELIEF_TOOL_PATH " " + args + " >" + base + ".out 2>" + base + ".err").c_str());
   ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadBytes(base + ".out"), ReadBytes(base + ".err")};
   std::filesystem::remove(base + ".out");
@@ -72,7 +72,8 @@ std::string NpyBytes(const std::string& descr, const std::string& shape, const s
 void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
               const void* data, size_t itemSize) {
   const std::string shape = "(" + std::to_string(height) + ", " + std::to_string(width) + ")";
-  WriteBytes(path, NpyBytes(descr, shape, std::string(static_cast<const char*>(data), size_t(width) * height * itemSize)));
+  const size_t bytes = static_cast<size_t>(width) * height * itemSize;
+  WriteBytes(path, NpyBytes(descr, shape, std::string(static_cast<const char*>(data), bytes)));
 }
 
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes) {
