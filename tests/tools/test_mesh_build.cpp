@@ -22,9 +22,8 @@ using Triangle = std::array<float, 9>;
 class CollectingWriter : public TriangleWriter {
  public:
   void Add(const float c[9]) override {
-    Triangle t;
-    std::copy(c, c + 9, t.begin());
-    triangles.push_back(t);
+    triangles.emplace_back();
+    std::copy(c, c + 9, triangles.back().begin());
     ++m_count;
   }
   void Commit() override {}
@@ -33,30 +32,19 @@ class CollectingWriter : public TriangleWriter {
 
 // The whole-raster build, used records only, scaled like the tool scales.
 std::vector<Triangle> WholeRasterTriangles(CSSEMatrix& field, const FieldMeshOptions& o) {
-  std::unique_ptr<CHTriangulation> mesh;
-  if (o.step == 1)
-    mesh = std::make_unique<CHTriangulation>(&field, o.threshold, !o.below, 1.0f, 1.0f, 1.0f);
-  else
-    mesh = std::make_unique<CHTriangulation>(&field, o.threshold, !o.below, 1.0f, 1.0f, 1.0f, o.step, o.step);
+  auto mesh = o.step == 1
+                  ? std::make_unique<CHTriangulation>(&field, o.threshold, !o.below, 1.0f, 1.0f, 1.0f)
+                  : std::make_unique<CHTriangulation>(&field, o.threshold, !o.below, 1.0f, 1.0f, 1.0f, o.step, o.step);
   std::vector<Triangle> out;
   for (int i = 0; i < mesh->GetNumTriangles(); ++i) {
     if (!IsUsedRecord(*mesh, i)) continue;
-    Triangle t;
-    for (int k = 0; k < 3; ++k) {
-      const SSEPoint& p = mesh->GetEdgeArray()[3 * i + k];
-      t[3 * k] = p.x * o.scale[0];
-      t[3 * k + 1] = p.y * o.scale[1];
-      t[3 * k + 2] = p.z * o.scale[2];
-    }
-    out.push_back(t);
+    Triangle& t = out.emplace_back();
+    for (int k = 0; k < 9; ++k) t[k] = mesh->GetEdgeArray()[3 * i + k / 3].m[k % 3] * o.scale[k % 3];
   }
   return out;
 }
 
-struct BandCase {
-  int width, height, step;
-  bool below;
-};
+struct BandCase { int width, height, step; bool below; };
 
 class BandedMesh : public ::testing::TestWithParam<BandCase> {};
 
@@ -65,10 +53,7 @@ TEST_P(BandedMesh, EqualsTheWholeRasterBuild) {
   const std::uint32_t seed = 31u * c.width + 7u * c.height + c.step + (c.below ? 1000u : 0u);
   SCOPED_TRACE("seed " + std::to_string(seed));
   const relief_test::Grid g = relief_test::RandomField(c.width, c.height, seed, 1.0f, 100.0f, 0.15);
-  CSSEMatrix field;
-  field.Create(c.width, c.height);
-  for (int y = 0; y < c.height; ++y)
-    for (int x = 0; x < c.width; ++x) field.SetPoint(x, y, g.at(x, y));
+  CSSEMatrix field = relief_test::ToMatrix(g);
   FieldMeshOptions options;
   options.below = c.below;
   options.threshold = c.below ? 60.0f : 0.0f;
@@ -101,12 +86,8 @@ INSTANTIATE_TEST_SUITE_P(Sizes, BandedMesh, ::testing::ValuesIn(BandCases()), []
 });
 
 TEST(BandedMesh, BandsStartOnRegisterRowsAndSteps) {
-  for (int step : {1, 2, 3, 5, 8, 40}) {
-    const int rows = BandRows(step);
-    EXPECT_EQ(rows % 4, 0) << step;
-    EXPECT_EQ(rows % step, 0) << step;
-    EXPECT_GT(rows, 0) << step;
-  }
+  for (int step : {1, 2, 3, 5, 8, 40})
+    EXPECT_TRUE(BandRows(step) > 0 && BandRows(step) % 4 == 0 && BandRows(step) % step == 0) << step;
 }
 
 }  // namespace

@@ -21,18 +21,7 @@ using relief_test::ScratchDir;
 
 namespace {
 
-std::unique_ptr<CSSEMatrix> ToRaster(const Grid& g) {
-  auto m = std::make_unique<CSSEMatrix>();
-  m->Create(g.width, g.height);
-  for (int y = 0; y < g.height; ++y)
-    for (int x = 0; x < g.width; ++x) m->SetPoint(x, y, g.at(x, y));
-  return m;
-}
-
-struct RoundTripCase {
-  const char* extension;
-  int width, height;
-};
+struct RoundTripCase { const char* extension; int width, height; };
 
 class RasterRoundTrip : public ::testing::TestWithParam<RoundTripCase> {};
 
@@ -42,9 +31,8 @@ TEST_P(RasterRoundTrip, ValuesComeBackExactlyOrWithinTheStatedQuantisation) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   ScratchDir dir("raster-roundtrip");
   const Grid g = relief_test::RandomField(c.width, c.height, seed, 0.5f, 900.0f, 0.2);
-  auto raster = ToRaster(g);
   const auto path = dir / (std::string("field") + c.extension);
-  const std::string what = WriteRaster(path, *raster);
+  const std::string what = WriteRaster(path, relief_test::ToMatrix(g));
   auto back = ReadRaster(path);
   ASSERT_EQ(back->GetSizeX(), c.width);
   ASSERT_EQ(back->GetSizeY(), c.height);
@@ -56,14 +44,9 @@ TEST_P(RasterRoundTrip, ValuesComeBackExactlyOrWithinTheStatedQuantisation) {
     tolerance = scale * 0.5f;
   }
   for (int y = 0; y < c.height; ++y)
-    for (int x = 0; x < c.width; ++x) {
-      if (tolerance == 0.0f)
-        ASSERT_EQ(back->GetPoint(x, y), g.at(x, y)) << "pixel " << x << ", " << y;
-      else
-        // Half a step, plus the rounding of step x scale to float.
-        ASSERT_NEAR(back->GetPoint(x, y), g.at(x, y), tolerance + std::fabs(g.at(x, y)) * 1.2e-7f)
-            << "pixel " << x << ", " << y;
-    }
+    for (int x = 0; x < c.width; ++x)  // half a step, plus the rounding of step x scale to float
+      ASSERT_NEAR(back->GetPoint(x, y), g.at(x, y), tolerance == 0 ? 0 : tolerance + std::fabs(g.at(x, y)) * 1.2e-7f)
+          << "pixel " << x << ", " << y;
   EXPECT_EQ(dir.Files().size(), 1u) << "no temporary may be left beside the output";
 }
 
@@ -81,89 +64,54 @@ INSTANTIATE_TEST_SUITE_P(AllFormats, RasterRoundTrip, ::testing::ValuesIn(RoundT
                                   "x" + std::to_string(info.param.height);
                          });
 
-TEST(RasterFormats, NpyReadsFloat64AndUint16InCOrder) {
-  ScratchDir dir("npy-types");
+// Files other programs write: float64, uint16 and non-finite .npy (non-finite
+// samples read as no data, 0), 8-bit grey PNG and 16-bit TIFF, in C order.
+TEST(RasterFormats, ForeignFilesAreRead) {
+  ScratchDir dir("foreign");
   const double f8[6] = {1.5, 2.25, 0.0, -4.0, 1e-3, 123456.789};
   const std::uint16_t u2[6] = {0, 1, 65535, 300, 7, 42};
+  const float f4[6] = {NAN, INFINITY, -INFINITY, 2.0f, -0.0f, 5};
+  const unsigned char grey[6] = {0, 1, 2, 128, 254, 255};
   relief_test::WriteNpy(dir / "a.npy", "<f8", 3, 2, f8, 8);
   relief_test::WriteNpy(dir / "b.npy", "<u2", 3, 2, u2, 2);
-  auto a = ReadRaster(dir / "a.npy");
-  auto b = ReadRaster(dir / "b.npy");
-  for (int i = 0; i < 6; ++i) {
-    EXPECT_EQ(a->GetPoint(i % 3, i / 3), static_cast<float>(f8[i])) << i;
-    EXPECT_EQ(b->GetPoint(i % 3, i / 3), static_cast<float>(u2[i])) << i;
-  }
-}
-
-TEST(RasterFormats, NonFiniteSamplesReadAsNoData) {
-  ScratchDir dir("npy-nan");
-  const float v[4] = {NAN, INFINITY, -INFINITY, 2.0f};
-  relief_test::WriteNpy(dir / "n.npy", "<f4", 2, 2, v, 4);
-  auto m = ReadRaster(dir / "n.npy");
-  EXPECT_EQ(m->GetPoint(0, 0), 0.0f);
-  EXPECT_EQ(m->GetPoint(1, 0), 0.0f);
-  EXPECT_EQ(m->GetPoint(0, 1), 0.0f);
-  EXPECT_EQ(m->GetPoint(1, 1), 2.0f);
-}
-
-TEST(RasterFormats, EightBitPngAndUint16TiffAreRead) {
-  ScratchDir dir("png8-tiff16");
-  // 8-bit grey PNG through libpng's simplified writer.
-  const unsigned char grey[6] = {0, 1, 2, 128, 254, 255};
+  relief_test::WriteNpy(dir / "c.npy", "<f4", 3, 2, f4, 4);
   png_image image{};
   image.version = PNG_IMAGE_VERSION;
   image.width = 3;
   image.height = 2;
   image.format = PNG_FORMAT_GRAY;
   ASSERT_TRUE(png_image_write_to_file(&image, (dir / "g.png").c_str(), 0, grey, 3, nullptr));
-  auto png = ReadRaster(dir / "g.png");
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(png->GetPoint(i % 3, i / 3), grey[i]) << i;
-
-  const std::uint16_t words[6] = {0, 1, 65535, 1000, 2, 3};
   TIFF* tif = TIFFOpen((dir / "w.tif").c_str(), "w");
   ASSERT_NE(tif, nullptr);
-  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 3);
-  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 2);
-  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 16);
-  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
-  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  for (int y = 0; y < 2; ++y) TIFFWriteScanline(tif, const_cast<std::uint16_t*>(words + 3 * y), y, 0);
+  for (auto [tag, value] : {std::pair{TIFFTAG_IMAGEWIDTH, 3}, {TIFFTAG_IMAGELENGTH, 2}, {TIFFTAG_BITSPERSAMPLE, 16},
+                            {TIFFTAG_SAMPLESPERPIXEL, 1}, {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK},
+                            {TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG}})
+    TIFFSetField(tif, tag, value);
+  for (int y = 0; y < 2; ++y) TIFFWriteScanline(tif, const_cast<std::uint16_t*>(u2 + 3 * y), y, 0);
   TIFFClose(tif);
-  auto t = ReadRaster(dir / "w.tif");
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(t->GetPoint(i % 3, i / 3), words[i]) << i;
-}
-
-// Each bad file gives BadInput (exit 2) naming the file.
-struct BadRasterCase {
-  const char* name;
-  const char* file;
-  std::string bytes;
-};
-
-class BadRasterFile : public ::testing::TestWithParam<BadRasterCase> {};
-
-TEST_P(BadRasterFile, IsRefusedAsBadInput) {
-  const BadRasterCase c = GetParam();
-  ScratchDir dir("bad-raster");
-  relief_test::WriteBytes(dir / c.file, c.bytes);
-  try {
-    ReadRaster(dir / c.file);
-    FAIL() << "accepted";
-  } catch (const ToolError& e) {
-    EXPECT_EQ(e.ExitCode(), kExitBadInput);
-    EXPECT_NE(std::string(e.what()).find(c.file), std::string::npos) << e.what();
+  auto a = ReadRaster(dir / "a.npy"), b = ReadRaster(dir / "b.npy"), c = ReadRaster(dir / "c.npy");
+  auto g = ReadRaster(dir / "g.png"), w = ReadRaster(dir / "w.tif");
+  for (int i = 0; i < 6; ++i) {
+    EXPECT_EQ(a->GetPoint(i % 3, i / 3), static_cast<float>(f8[i])) << i;
+    EXPECT_EQ(b->GetPoint(i % 3, i / 3), static_cast<float>(u2[i])) << i;
+    EXPECT_EQ(c->GetPoint(i % 3, i / 3), std::isfinite(f4[i]) ? f4[i] : 0.0f) << i;
+    EXPECT_EQ(g->GetPoint(i % 3, i / 3), grey[i]) << i;
+    EXPECT_EQ(w->GetPoint(i % 3, i / 3), u2[i]) << i;
   }
 }
 
+// Each bad file gives BadInput (exit 2) naming the file.
+class BadRasterFile : public ::testing::TestWithParam<relief_test::BadFile> {};
+
+TEST_P(BadRasterFile, IsRefusedAsBadInput) {
+  const relief_test::BadFile c = GetParam();
+  ScratchDir dir("bad-raster");
+  relief_test::WriteBytes(dir / c.file, c.bytes);
+  relief_test::ExpectBadInput([&] { ReadRaster(dir / c.file); }, c.file);
+}
+
 std::string NpyBytes(const std::string& descr, const std::string& shape, size_t dataBytes) {
-  std::string header = "{'descr': '" + descr + "', 'fortran_order': False, 'shape': " + shape + ", }";
-  while ((10 + header.size() + 1) % 16 != 0) header.push_back(' ');
-  header.push_back('\n');
-  std::string bytes = std::string("\x93NUMPY\x01\x00", 8);
-  bytes.push_back(static_cast<char>(header.size()));
-  bytes.push_back(0);
-  return bytes + header + std::string(dataBytes, '\0');
+  return relief_test::NpyBytes(descr, shape, std::string(dataBytes, '\0'));
 }
 
 std::string RsmBytes(std::int32_t w, std::int32_t h, size_t dataBytes) {
@@ -175,47 +123,33 @@ std::string RsmBytes(std::int32_t w, std::int32_t h, size_t dataBytes) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, BadRasterFile,
-    ::testing::Values(BadRasterCase{"EmptyNpy", "e.npy", ""},
-                      BadRasterCase{"NpyBadMagic", "m.npy", "NUMPY not really"},
-                      BadRasterCase{"NpyShortData", "s.npy", NpyBytes("<f4", "(3, 4)", 47)},
-                      BadRasterCase{"NpyLongData", "l.npy", NpyBytes("<f4", "(3, 4)", 49)},
-                      BadRasterCase{"NpyBigEndian", "b.npy", NpyBytes(">f4", "(3, 4)", 48)},
-                      BadRasterCase{"NpyThreeDims", "t.npy", NpyBytes("<f4", "(2, 3, 4)", 96)},
-                      BadRasterCase{"NpyTooManyRows", "r.npy", NpyBytes("<u2", "(40000, 1)", 80000)},
-                      BadRasterCase{"NpyHugeShape", "h.npy", NpyBytes("<f4", "(99999999, 99999999)", 16)},
-                      BadRasterCase{"PngNotPng", "n.png", "this is text"},
-                      BadRasterCase{"PngTruncated", "t.png",
-                                    std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x10", 20)},
-                      BadRasterCase{"TiffGarbage", "g.tif", std::string("II*\0garbage", 11)},
-                      BadRasterCase{"RsmShort", "s.rsm", RsmBytes(2, 3, 31)},
-                      BadRasterCase{"RsmLong", "l.rsm", RsmBytes(2, 3, 33)},
-                      BadRasterCase{"RsmNegative", "n.rsm", RsmBytes(-2, 3, 0)},
-                      BadRasterCase{"RsmTooManyRows", "r.rsm", RsmBytes(1, 32000, 16 * 8001)},
-                      BadRasterCase{"RsmHeaderOnly", "h.rsm", std::string(5, '\0')},
-                      BadRasterCase{"UnknownExtension", "field.bmp", "BM"}),
-    [](const auto& info) { return std::string(info.param.name); });
+    ::testing::ValuesIn(std::vector<relief_test::BadFile>{
+        {"EmptyNpy", "e.npy", ""}, {"NpyBadMagic", "m.npy", "NUMPY not really"},
+        {"NpyShortData", "s.npy", NpyBytes("<f4", "(3, 4)", 47)},
+        {"NpyLongData", "l.npy", NpyBytes("<f4", "(3, 4)", 49)},
+        {"NpyBigEndian", "b.npy", NpyBytes(">f4", "(3, 4)", 48)},
+        {"NpyThreeDims", "t.npy", NpyBytes("<f4", "(2, 3, 4)", 96)},
+        {"NpyTooManyRows", "r.npy", NpyBytes("<u2", "(40000, 1)", 80000)},
+        {"NpyHugeShape", "h.npy", NpyBytes("<f4", "(99999999, 99999999)", 16)}, {"PngNotPng", "n.png", "this is text"},
+        {"PngTruncated", "t.png", std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x10", 20)},
+        {"TiffGarbage", "g.tif", std::string("II*\0garbage", 11)}, {"RsmShort", "s.rsm", RsmBytes(2, 3, 31)},
+        {"RsmLong", "l.rsm", RsmBytes(2, 3, 33)}, {"RsmNegative", "n.rsm", RsmBytes(-2, 3, 0)},
+        {"RsmTooManyRows", "r.rsm", RsmBytes(1, 32000, 16 * 8001)}, {"RsmHeaderOnly", "h.rsm", std::string(5, '\0')},
+        {"UnknownExtension", "field.bmp", "BM"},
+    }),
+    relief_test::BadFileName);
 
-TEST(RasterFormats, MissingFileIsBadInput) {
-  try {
-    ReadRaster("/nonexistent/field.npy");
-    FAIL();
-  } catch (const ToolError& e) {
-    EXPECT_EQ(e.ExitCode(), kExitBadInput);
-  }
-}
-
-TEST(RasterFormats, TruncatedTiffIsRefused) {
+TEST(RasterFormats, MissingAndTruncatedFilesAreRefused) {
+  relief_test::ExpectBadInput([] { ReadRaster("/nonexistent/field.npy"); }, "field.npy");
   ScratchDir dir("tiff-trunc");
-  auto m = std::make_unique<CSSEMatrix>();
-  m->Create(64, 64);
-  m->Fill(3.0f);
-  WriteRaster(dir / "full.tif", *m);
+  CSSEMatrix m;
+  m.Create(64, 64);
+  m.Fill(3.0f);
+  WriteRaster(dir / "full.tif", m);
+  // Cut into the pixel data (libtiff puts the directory at the end, so the
+  // header's offset to it no longer fits).
   const std::string bytes = relief_test::ReadBytes(dir / "full.tif");
-  // Cut into the pixel data (the directory sits at the end for libtiff, so cut
-  // the data short while keeping the header's offset to it valid).
-  std::string cut = bytes;
-  cut.resize(bytes.size() / 2);
-  relief_test::WriteBytes(dir / "cut.tif", cut);
+  relief_test::WriteBytes(dir / "cut.tif", bytes.substr(0, bytes.size() / 2));
   EXPECT_THROW(ReadRaster(dir / "cut.tif"), ToolError);
 }
 

@@ -28,11 +28,9 @@ TEST_P(ChunkedScan, EqualsTheWholeMeshConversion) {
     // Triangles up to 12 cells across, overlapping, heights 1 .. 60.
     const float cx = static_cast<float>(random() % 4000) / 100.0f, cy = static_cast<float>(random() % 3000) / 100.0f;
     float c[9];
-    for (int k = 0; k < 3; ++k) {
-      c[3 * k] = cx + static_cast<float>(random() % 1200) / 100.0f;
-      c[3 * k + 1] = cy + static_cast<float>(random() % 1200) / 100.0f;
-      c[3 * k + 2] = 1.0f + static_cast<float>(random() % 5900) / 100.0f;
-    }
+    for (int k = 0; k < 9; ++k)  // the calls stay in x, y, z order
+      c[k] = (k % 3 == 0 ? cx : k % 3 == 1 ? cy : 1.0f) +
+             static_cast<float>(random() % (k % 3 == 2 ? 5900 : 1200)) / 100.0f;
     writer->Add(c);
   }
   writer->Commit();

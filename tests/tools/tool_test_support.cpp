@@ -11,21 +11,20 @@
 #include <sstream>
 #include <stdexcept>
 
+#include <gtest/gtest.h>
+
+#include "errors.h"
+
 namespace relief_test {
 
 ToolRun RunTool(const std::string& args) {
   static int counter = 0;
-  const auto base = std::filesystem::temp_directory_path() /
-                    ("relief-tool-run-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
-  const std::string outFile = base.string() + ".out", errFile = base.string() + ".err";
-  const std::string command = std::string(RELIEF_TOOL_PATH) + " " + args + " >" + outFile + " 2>" + errFile;
-  const int status = std::system(command.c_str());
-  ToolRun run;
-  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  run.out = ReadBytes(outFile);
-  run.err = ReadBytes(errFile);
-  std::filesystem::remove(outFile);
-  std::filesystem::remove(errFile);
+  const std::string base = std::filesystem::temp_directory_path().string() + "/relief-tool-run-" +
+                           std::to_string(::getpid()) + "-" + std::to_string(counter++);
+  const int status = std::system((RELIEF_TOOL_PATH " " + args + " >" + base + ".out 2>" + base + ".err").c_str());
+  ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadBytes(base + ".out"), ReadBytes(base + ".err")};
+  std::filesystem::remove(base + ".out");
+  std::filesystem::remove(base + ".err");
   return run;
 }
 
@@ -62,20 +61,19 @@ Grid ReadNpyFloat32(const std::filesystem::path& path) {
   return g;
 }
 
-void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
-              const void* data, size_t itemSize) {
-  std::string header = "{'descr': '" + descr + "', 'fortran_order': False, 'shape': (" + std::to_string(height) +
-                       ", " + std::to_string(width) + "), }";
+std::string NpyBytes(const std::string& descr, const std::string& shape, const std::string& data) {
+  std::string header = "{'descr': '" + descr + "', 'fortran_order': False, 'shape': " + shape + ", }";
   while ((10 + header.size() + 1) % 16 != 0) header.push_back(' ');
   header.push_back('\n');
-  std::string bytes = "\x93NUMPY";
-  bytes.push_back(1);
-  bytes.push_back(0);
-  bytes.push_back(static_cast<char>(header.size() & 0xff));
-  bytes.push_back(static_cast<char>(header.size() >> 8));
-  bytes += header;
-  bytes.append(static_cast<const char*>(data), static_cast<size_t>(width) * height * itemSize);
-  WriteBytes(path, bytes);
+  return std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(header.size() & 0xff) +
+         static_cast<char>(header.size() >> 8) + header + data;
+}
+
+void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
+              const void* data, size_t itemSize) {
+  const std::string shape = "(" + std::to_string(height) + ", " + std::to_string(width) + ")";
+  const size_t bytes = static_cast<size_t>(width) * height * itemSize;
+  WriteBytes(path, NpyBytes(descr, shape, std::string(static_cast<const char*>(data), bytes)));
 }
 
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes) {
@@ -101,6 +99,24 @@ Grid RandomField(int width, int height, std::uint32_t seed, float lo, float hi, 
     v = u < holeFraction ? 0.0f : static_cast<float>(lo + (hi - lo) * w);
   }
   return g;
+}
+
+CSSEMatrix ToMatrix(const Grid& g) {
+  CSSEMatrix m;
+  m.Create(g.width, g.height);
+  for (int y = 0; y < g.height; ++y)
+    for (int x = 0; x < g.width; ++x) m.SetPoint(x, y, g.at(x, y));
+  return m;
+}
+
+void ExpectBadInput(const std::function<void()>& load, const std::string& mention) {
+  try {
+    load();
+    ADD_FAILURE() << "accepted: " << mention;
+  } catch (const relief::tool::ToolError& e) {
+    EXPECT_EQ(e.ExitCode(), relief::tool::kExitBadInput) << e.what();
+    EXPECT_NE(std::string(e.what()).find(mention), std::string::npos) << e.what();
+  }
 }
 
 }  // namespace relief_test

@@ -6,8 +6,13 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "relief/CSSEMatrix.h"
 
 namespace relief_test {
 
@@ -40,13 +45,26 @@ struct Grid {
   float at(int x, int y) const { return values[static_cast<size_t>(y) * width + x]; }
 };
 
-// A minimal .npy float32 reader and writer written for the tests.
+// A minimal .npy float32 reader and writer written for the tests; NpyBytes
+// gives a whole file with any descr and shape text, e.g. "(3, 4)".
 Grid ReadNpyFloat32(const std::filesystem::path& path);
+std::string NpyBytes(const std::string& descr, const std::string& shape, const std::string& data);
 void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
               const void* data, size_t itemSize);
 
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 std::string ReadBytes(const std::filesystem::path& path);
+
+// The grid as a raster; Grid{w, h, values} makes small hand-written ones.
+CSSEMatrix ToMatrix(const Grid& g);
+
+// A damaged or foreign file for the loaders to refuse: test name, file name, bytes.
+struct BadFile { const char* name; const char* file; std::string bytes; };
+inline std::string BadFileName(const testing::TestParamInfo<BadFile>& info) { return info.param.name; }
+
+// Runs load and expects the tool's bad-input error (exit 2) whose message
+// names mention.
+void ExpectBadInput(const std::function<void()>& load, const std::string& mention);
 
 // A seeded field of the given size: values in (lo, hi), with about
 // holeFraction of the pixels 0.
