@@ -36,7 +36,7 @@ class CCircleGrid {
   // Lays out about `cells` square fine cells over the box (x0, y0)-(x1, y1)
   // and forgets every filed triangle (their bookkeeping is not touched).
   void Reset(double x0, double y0, double x1, double y1, std::size_t cells);
-  // The same layout, but every filed triangle stays filed.
+  // Lays out anew as Reset does, but every filed triangle stays filed.
   void Relayout(double x0, double y0, double x1, double y1, std::size_t cells);
   // Forgets every filed triangle but keeps the layout and the cells' storage.
   void Clear();
