@@ -82,27 +82,6 @@ TEST(LaneRules, MatchPlainReferenceOnRandomRasters) {
       }
 }
 
-// A few documented values on a 3 x 3 raster filled with a (the other with b),
-// compared bitwise, as a check on the references above.
-TEST(LaneRules, DocumentedValues) {
-  const struct {
-    const char* name;
-    Member member;
-    float a, b, expected;
-  } cases[] = {
-      {CALL(TresholdAbove(1.0f, 9.0f)), 1.0f, 0, 0.0f},      {CALL(InvertSign()), 0.0f, 0, 0.0f},
-      {CALL(LiftWhereNonZero(2)), 0.004f, 0, 0.004f},        {CALL(Absolute()), -1e30f, 0, INFINITY},
-      {CALL(ReplaceValueWithValue(1, 5)), 1.0019f, 0, 5.0f}, {CALL(ReplaceValueWithValue(1, 5)), 1.002f, 0, 1.002f},
-      {CALL(Stencil(b, 1.0f, 1.0f)), 3.0f, 5.0f, 3.0f},      {CALL(MaximumOf(b)), 1.0f, kNaN, 1.0f},
-      {CALL(MinimumOf(b)), kNaN, 1.0f, kNaN},
-  };
-  for (const auto& c : cases) {
-    CSSEMatrix a = Filled(3, 3, c.a), b = Filled(3, 3, c.b);
-    c.member(a, b);
-    EXPECT_EQ(Bits(a.GetPoint(1, 1)), Bits(c.expected)) << c.name << " of " << c.a << ", " << c.b;
-  }
-}
-
 TEST(LaneRules, ThresholdsWithLeadingColumnsClearedAndRowWrites) {
   CSSEMatrix m = Filled(6, 5, 2.0f);
   m.TresholdAbove(1.0f, 7.0f, 2);
