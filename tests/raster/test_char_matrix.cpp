@@ -26,12 +26,11 @@ TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
   for (const auto& c : cases) {
     CSSEcharMatrix m(c[0], c[1]);
     EXPECT_EQ(std::pair(m.GetSSESizeX(), m.GetSSESizeY()), std::pair(c[0], c[2])) << c[0] << " x " << c[1];
-    int cleared = 0, filled = 0;
-    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0; b = 7; });  // Clear must overwrite every byte
+    int cleared = 0, filled = 0;  // created cleared; Clear overwrites every byte
+    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0; b = 7; });
     m.Clear(-5);
     ForEachByte(m, [&](char b, int, int) { filled += b == -5; });
-    EXPECT_EQ(cleared, filled);
-    EXPECT_EQ(filled, 16 * c[0] * c[2]);
+    EXPECT_EQ(std::pair(cleared, filled), std::pair(16 * c[0] * c[2], 16 * c[0] * c[2]));
     for (int y = 0; y < c[1]; ++y) m.SetPoint(c[0] - 1, y, static_cast<char>(y));  // every field addressable
     for (int y = 0; y < c[1]; ++y) ASSERT_EQ(m.GetPoint(c[0] - 1, y), static_cast<char>(y));
   }

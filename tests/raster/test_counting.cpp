@@ -53,10 +53,7 @@ std::pair<std::uint32_t, std::uint32_t> NaiveExtremes(CSSEMatrix& m, bool exclud
 // (maximum, minimum) as the raster reports them.
 std::pair<float, float> Extremes(CSSEMatrix& m, bool excludeZero) {
   float first = 0, second = 0;
-  if (excludeZero)
-    m.CalcMinMaxValuesExcludeZero(&first, &second);
-  else
-    m.CalcMinMaxValues(&first, &second);
+  excludeZero ? m.CalcMinMaxValuesExcludeZero(&first, &second) : m.CalcMinMaxValues(&first, &second);
   return {first, second};
 }
 

@@ -62,8 +62,7 @@ TEST(RasterRecord, ExactBytes) {
   EXPECT_EQ(Record(m), Int32(2) + Int32(3) + Float32(1) + Float32(2) + Float32(3) + Float32(-1) + Float32(11) +
                            Float32(12) + Float32(13) + Float32(-2));
   CSSEcharMatrix c(3, 2), noRows(1000, 0), loaded;  // row by row, no spare rows
-  for (int y = 0; y < 2; ++y)
-    for (int x = 0; x < 3; ++x) c.SetPoint(x, y, static_cast<char>(10 * y + x - 3));
+  for (int i = 0; i < 6; ++i) c.SetPoint(i % 3, i / 3, static_cast<char>(i < 3 ? i - 3 : i + 4));
   EXPECT_EQ(Record(c), Int32(3) + Int32(2) + std::string("\xfd\xfe\xff\x07\x08\x09", 6));
   EXPECT_EQ(Record(noRows), Int32(1000) + Int32(0));
   LoadRecord(loaded, Record(noRows));
@@ -135,15 +134,11 @@ TEST(RasterRecord, ImpossibleHeadersThrowBeforeAllocating) {
     CSSEMatrix m = Patterned(4, 5, 11);
     CSSEcharMatrix b = PatternedChar(4, 5, 11);
     const std::string before = c.byteRaster ? Record(b) : Record(m);
-    bool memory = false;
-    try {
-      c.byteRaster ? LoadRecord(b, record) : LoadRecord(m, record);
-      ADD_FAILURE() << "no exception for " << c.sizeX << " x " << c.sizeY;
-    } catch (const CMemoryException&) {
-      memory = true;
-    } catch (const CArchiveException&) {
-    }
-    EXPECT_EQ(memory, c.memory) << c.byteRaster << ": " << c.sizeX << " x " << c.sizeY;
+    auto load = [&] { c.byteRaster ? LoadRecord(b, record) : LoadRecord(m, record); };
+    if (c.memory)
+      EXPECT_THROW(load(), CMemoryException) << c.byteRaster << ": " << c.sizeX << " x " << c.sizeY;
+    else
+      EXPECT_THROW(load(), CArchiveException) << c.byteRaster << ": " << c.sizeX << " x " << c.sizeY;
     EXPECT_EQ(c.byteRaster ? Record(b) : Record(m), before) << c.byteRaster << ": " << c.sizeX << " x " << c.sizeY;
   }
 }
