@@ -26,20 +26,16 @@ void NaiveZhangSuen(CSSEMatrix& m, float threshold) {
     const bool rule = first ? (p2 * p4 * p6 == 0 && p4 * p6 * p8 == 0) : (p2 * p4 * p8 == 0 && p2 * p6 * p8 == 0);
     return at(image, x, y) && b >= 3 && b <= 6 && a == 1 && rule;
   };
-  // One sub-iteration: mark in the given order, then delete; false when nothing was deleted.
+  // One sub-iteration: mark, then delete; false when nothing was deleted.
   auto pass = [&](bool first) {
-    for (int i = 1; i <= sy - 2; ++i)
-      for (int j = 1; j <= sx - 2; ++j) {
-        const int y = first ? i : sy - 1 - i, x = first ? j : sx - 1 - j;
-        if (deletable(x, y, first)) at(marks, x, y) = 1;
-      }
-    int deleted = 0;
+    for (int y = 1; y <= sy - 2; ++y)
+      for (int x = 1; x <= sx - 2; ++x) at(marks, x, y) = deletable(x, y, first);
+    bool any = false;
     for (std::size_t i = 0; i < image.size(); ++i)
-      if (marks[i]) image[i] = marks[i] = 0, ++deleted;
-    return deleted > 0;
+      if (marks[i]) image[i] = marks[i] = 0, any = true;
+    return any;
   };
-  for (int iteration = 0; iteration < 1000 && sy >= 3 && pass(true) && pass(false); ++iteration) {
-  }
+  while (pass(true) && pass(false)) continue;
   m.Clear();
   for (int y = 1; y <= sy - 2; ++y)
     for (int x = 1; x <= sx - 2; ++x)
