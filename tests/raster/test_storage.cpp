@@ -13,8 +13,7 @@ namespace {
 
 CSSEMatrix Ramp(int sx, int sy) {  // pixel (x, y) holds 10 x + y
   CSSEMatrix m = Filled(sx, sy, 0.0f);
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) m.SetPoint(x, y, float(10 * x + y));
+  for (int i = 0; i < sx * sy; ++i) m.SetPoint(i % sx, i / sx, float(10 * (i % sx) + i / sx));
   return m;
 }
 
@@ -53,8 +52,7 @@ TEST(MatrixStorage, RastersWithoutPixelsOrStorageNeverCrash) {
   CSSEMatrix none, freed = Ramp(8, 5), empty = Filled(0, 0, 0.0f);
   freed.Free();
   freed.Free();  // twice is harmless; the sizes stay
-  EXPECT_EQ(std::pair(freed.GetSizeX(), freed.GetSizeY()), std::pair(8, 5));
-  EXPECT_EQ(freed.GetFields(), 0);
+  EXPECT_EQ(std::tuple(freed.GetSizeX(), freed.GetSizeY(), freed.GetFields()), std::tuple(8, 5, 0));
   for (CSSEMatrix* m : {&none, &freed, &empty}) {
     EXPECT_EQ(m->GetPoint(-1, 5), 0.0f);
     m->SetPoint(3, 3, 1.0f);
