@@ -27,19 +27,13 @@ TEST(SSEFns, ScalarQuantitiesUseAllFourLanesAndPairTheirSums) {
     float got, expected;
   } cases[] = {
       {"scalarproduct counts w", CSSEFns::scalarproduct(V(1, 2, 3, 4), V(5, 6, 7, 8)), 70},
-      {"vectorlen 3-4-5", CSSEFns::vectorlen(V(3, 4, 0, 0)), 5},
       {"vectorlen of w alone", CSSEFns::vectorlen(V(0, 0, 0, 2)), 2},
       {"distance", CSSEFns::euclideandistance(V(1, 1, 1, 0), V(4, 5, 1, 0)), 5},
       {"squared distance sees w", CSSEFns::euclideansqr(V(1, 2, 3, 0), V(1, 2, 3, 3)), 9},
       {"volume of the unit axes", CSSEFns::volume(V(1, 0, 0, 0), V(0, 1, 0, 0), V(0, 0, 1, 0)), 1},
-      {"volume left-handed", CSSEFns::volume(V(0, 1, 0, 0), V(1, 0, 0, 0), V(0, 0, 1, 0)), -1},
-      {"volume coplanar", CSSEFns::volume(V(1, 0, 0, 0), V(0, 1, 0, 0), V(1, 1, 0, 0)), 0},
       // (x + w) + (y + z): (1e8 + 1) + (1 - 1e8) rounds to 0, lane order would give 1.
       {"sum pairs lane 0 with 3", CSSEFns::internal_addition_of_m128(V(1e8f, 1, -1e8f, 1)), 0},
-      {"pairs that cancel exactly", CSSEFns::internal_addition_of_m128(V(1e8f, 1, 1, -1e8f)), 2},
       {"scalarproduct pairs alike", CSSEFns::scalarproduct(V(1e8f, 1, -1e8f, 1), V(1, 1, 1, 1)), 0},
-      {"max", Max(V(3, -2, 7, 1)), 7},
-      {"min", Min(V(3, -2, 7, 1)), -2},
       // max(max(y, w), max(x, z)): a NaN in x loses against z, a NaN in z wins.
       {"max with NaN in x", Max(V(kNaN, 1, 2, 3)), 3},
       {"min with NaN in x", Min(V(kNaN, 1, 2, 3)), 1},
@@ -54,8 +48,6 @@ TEST(SSEFns, ScalarQuantitiesUseAllFourLanesAndPairTheirSums) {
 }
 
 TEST(SSEFns, VectorResults) {
-  ExpectLanes(CSSEFns::vectorproduct(V(1, 0, 0, 0), V(0, 1, 0, 0)), 0, 0, 1, 0);
-  ExpectLanes(CSSEFns::vectorproduct(V(0, 1, 0, 0), V(1, 0, 0, 0)), 0, 0, -1, 0);
   ExpectLanes(CSSEFns::vectorproduct(V(2, 3, 4, 5), V(5, 6, 7, 9)), 3 * 7 - 4 * 6, 4 * 5 - 2 * 7, 2 * 6 - 3 * 5, 0);
   ExpectLanes(CSSEFns::normalizevector(V(3, 0, 4, 0)), 0.6f, 0, 0.8f, 0);
   ExpectLanes(CSSEFns::normalizevector(V(0, 0, 0, 0)), kNaN, kNaN, kNaN, kNaN);

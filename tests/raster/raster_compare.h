@@ -7,13 +7,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <random>
 #include <sstream>
-#include <string>
-#include <utility>
 #include <vector>
 
 #include "relief/CSSEMatrix.h"

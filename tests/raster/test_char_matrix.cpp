@@ -26,61 +26,49 @@ TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
   for (const auto& c : cases) {
     CSSEcharMatrix m(c[0], c[1]);
     EXPECT_EQ(std::pair(m.GetSSESizeX(), m.GetSSESizeY()), std::pair(c[0], c[2])) << c[0] << " x " << c[1];
-    int cleared = 0, filled = 0;
-    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0; b = 7; });  // Clear must overwrite every byte
+    int cleared = 0, filled = 0;  // created cleared; Clear overwrites every byte
+    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0; b = 7; });
     m.Clear(-5);
     ForEachByte(m, [&](char b, int, int) { filled += b == -5; });
-    EXPECT_EQ(cleared, filled);
-    EXPECT_EQ(filled, 16 * c[0] * c[2]);
+    EXPECT_EQ(std::pair(cleared, filled), std::pair(16 * c[0] * c[2], 16 * c[0] * c[2]));
     for (int y = 0; y < c[1]; ++y) m.SetPoint(c[0] - 1, y, static_cast<char>(y));  // every field addressable
     for (int y = 0; y < c[1]; ++y) ASSERT_EQ(m.GetPoint(c[0] - 1, y), static_cast<char>(y));
   }
 }
 
-TEST(CharMatrix, ClampingAndRastersWithoutStorage) {
-  CSSEcharMatrix m(5, 16), none;
+TEST(CharMatrix, ClampingCopiesAndRastersWithoutStorage) {
+  CSSEcharMatrix m(5, 21), none, fromNone(none), alias;
   m.SetPoint(-3, 100, 7);
   EXPECT_EQ(m.GetPoint(-10, 1000), 7);
-  EXPECT_EQ(m.GetPoint(0, 15), 7);
   m.SetPoint(99, -4, -2);
   EXPECT_EQ(m.GetPoint(4, 0), -2);
-  EXPECT_EQ(Byte(m, 0, 16), 0);  // the spare row is never written as a pixel
-  none.SetPoint(1, 1, 5);
-  none.Clear(3);
-  EXPECT_EQ(none.GetPoint(1, 1), 0);
-  EXPECT_EQ(none.GetMatrixDataDirectly(), nullptr);
-  for (auto [sx, sy] : {std::pair{-1, 3}, std::pair{3, -1}, std::pair{1, 128000}}) {
-    EXPECT_THROW(m.Create(sx, sy), CMemoryException) << sx << " x " << sy;
-    EXPECT_EQ(m.GetSizeX(), 5);
-    EXPECT_EQ(m.GetPoint(4, 0), -2);
-  }
-}
-
-TEST(CharMatrix, CopiesAreDeepAssignmentIsShallow) {
-  CSSEcharMatrix m(6, 21), empty, fromEmpty(empty), alias;
-  m.Clear(1);
-  m.SetPoint(5, 20, 8);
-  CSSEcharMatrix copy(m);
-  m.SetPoint(5, 20, 0);
-  EXPECT_EQ(copy.GetPoint(5, 20), 8);
-  EXPECT_EQ(Byte(copy, 0, 31), 1);  // spare rows copied too
-  EXPECT_NE(fromEmpty.GetMatrixDataDirectly(), nullptr);
-  alias = m;
+  EXPECT_EQ(Byte(m, 0, 21), 0);  // the spare rows are never written as pixels
+  Byte(m, 0, 31) = 1;
+  CSSEcharMatrix copy(m);  // deep, spare rows included
+  m.SetPoint(4, 0, 0);
+  EXPECT_EQ(std::pair(copy.GetPoint(4, 0), Byte(copy, 0, 31)), (std::pair<char, char>(-2, 1)));
+  alias = m;  // assignment shares the storage
   alias.SetPoint(1, 1, 4);
   EXPECT_EQ(m.GetPoint(1, 1), 4);
   alias = CSSEcharMatrix();  // forget the shared storage before it is freed twice
+  EXPECT_NE(fromNone.GetMatrixDataDirectly(), nullptr);
+  none.SetPoint(1, 1, 5);
+  none.Clear(3);
+  EXPECT_EQ(none.GetPoint(1, 1), 0);
+  for (auto [sx, sy] : {std::pair{-1, 3}, std::pair{3, -1}, std::pair{1, 128000}}) {
+    EXPECT_THROW(m.Create(sx, sy), CMemoryException) << sx << " x " << sy;
+    EXPECT_EQ(std::pair(m.GetSizeX(), m.GetPoint(1, 1)), std::pair(5, char(4)));
+  }
 }
 
 TEST(CharMatrix, CopyLimitedXTakesClampedColumns) {
   CSSEcharMatrix src(5, 18), part, noRows(4, 0);
-  for (int y = 0; y < 18; ++y)
-    for (int x = 0; x < 5; ++x) src.SetPoint(x, y, static_cast<char>(10 * x + y));
+  for (int i = 0; i < 90; ++i) src.SetPoint(i % 5, i / 5, static_cast<char>(i));
   const int cases[][4] = {{1, 3, 3, 1}, {-4, 1, 2, 0}, {3, 99, 2, 3}, {2, 2, 1, 2}};  // from, to, width, first
   for (const auto& c : cases) {
     CSSEcharMatrix got(src, c[0], c[1]);
     ASSERT_EQ(std::pair(got.GetSizeX(), got.GetSizeY()), std::pair(c[2], 18)) << c[0] << ".." << c[1];
-    for (int y = 0; y < 18; ++y)
-      for (int x = 0; x < c[2]; ++x) EXPECT_EQ(got.GetPoint(x, y), src.GetPoint(x + c[3], y));
+    for (int i = 0; i < 18 * c[2]; ++i) EXPECT_EQ(got.GetPoint(i % c[2], i / c[2]), src.GetPoint(i % c[2] + c[3], i / c[2]));
   }
   EXPECT_THROW(part.CopyFromOtherMatrixLimitedX(src, 7, 2), CMemoryException);  // width 2 - 4 + 1
   part.CopyFromOtherMatrixLimitedX(noRows, 0, 3);
@@ -98,10 +86,7 @@ TEST(CharMatrix, ThresholdsMatchPerPixelReference) {
           return k == 0 ? 0.5f : k == 1 ? kNaN : std::uniform_real_distribution<float>(0, 1)(r);
         });
         CSSEcharMatrix m(2, 2);
-        if (above)
-          m.CopyAndTresholdAbove(src, 0.5f, -7);
-        else
-          m.CopyAndTresholdBelow(src, 0.5f, 42);
+        above ? m.CopyAndTresholdAbove(src, 0.5f, -7) : m.CopyAndTresholdBelow(src, 0.5f, 42);
         ASSERT_EQ(std::pair(m.GetSizeX(), m.GetSizeY()), std::pair(sx, sy));
         ForEachByte(m, [&](char b, int x, int row) {
           const float v = row < sy ? src.GetPoint(x, row) : kNaN;  // spare rows stay 0
@@ -130,10 +115,6 @@ TEST(CharMatrix, IntegralVectorMatchesReference) {
         }
         SafeFree(v.pValues);
       }
-  CSSEcharMatrix empty;
-  t_intvector none = empty.GetIntegralVectorFromMatrix(0, 100);
-  EXPECT_EQ(none.nCount, 0);
-  SafeFree(none.pValues);
 }
 
 }  // namespace

@@ -13,13 +13,12 @@ std::pair<int, int> Span(CImgFromToArray& spans, int band) {
 }
 
 TEST(FromToArray, BandsHoldTheFirstAndLastChange) {
-  for (auto [rows, bands] : {std::pair{8, 2}, {9, 3}, {1, 1}, {4, 1}}) {
+  for (auto [rows, bands] : {std::pair{8, 2}, {9, 3}, {1, 1}}) {
     CSSEMatrix m = Filled(10, rows, 0.0f);
     CImgFromToArray spans;
     spans.CalcArray(m, 0, 9);
     ASSERT_EQ(spans.GetCount(), bands) << rows;
     EXPECT_EQ(Span(spans, 0), std::pair(0, 999999));  // constant band: untouched
-    EXPECT_TRUE(spans.IsPositionInArray(123456, 0, 1));
   }
   CSSEMatrix m = Filled(20, 8, 0.0f);
   m.SetPoint(5, 1, 1.0f);      // band 0 changes at 5 (rising) and 6 (falling)
