@@ -94,9 +94,8 @@ TEST(MeshFromField, BuildersMatchTheCellByCellReference) {
   for (unsigned seed = 1; seed <= 60; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     std::mt19937 rng(seed);
-    const int sx = sizes[rng() % 12], sy = sizes[rng() % 12];
+    const int sx = sizes[rng() % 12], sy = sizes[rng() % 12], density = 1 + int(rng() % 10);  // tenths valid
     const bool above = rng() % 2;
-    const int density = 1 + int(rng() % 10);  // share of valid pixels in tenths
     std::uniform_real_distribution<float> height(0.5f, 4.0f);
     // Every fifth seed has infinite heights among the valid pixels: their
     // differences give infinite and NaN normals, whose bits must agree too.
@@ -116,17 +115,13 @@ TEST(MeshFromField, BuildersMatchTheCellByCellReference) {
     CHTriangulation fast(0, sX, sY, 1), slow(0, sX, sY, 1);
     fast.CreateTriangulationFromSSEField(&field, 0.0f, above);
     const int valid = above ? field.NumValuesAbove(0.0f) : field.NumValuesBelow(0.0f);
-    if (valid > 0) {
-      slow.CreateTriangulation(2 * valid);
-      ReferenceCells(slow, field.GetSSESizeX() - 1, 4 * (field.GetSSESizeY() - 1), 1, 1, above, lane);
-    }
+    if (valid > 0) slow.CreateTriangulation(2 * valid), ReferenceCells(slow, field.GetSSESizeX() - 1, 4 * (field.GetSSESizeY() - 1), 1, 1, above, lane);
     ExpectSameMesh(fast, slow);
     // The subsampled builder: the coarse grid inside the field, trimmed to the cells written.
     const int stepX = 1 + int(rng() % 4), stepY = 1 + int(rng() % 4);
     CHTriangulation sub(0, 0.5f, 2.0f, 1), ref(2 * sx * sy + 2, 0.5f, 2.0f, 1);
     sub.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, above, stepX, stepY);
-    ref.NumTriangles = ReferenceCells(ref, sx - stepX, sy - stepY, stepX, stepY, above,
-                                      [&](int x, int y) { return field.GetPoint(x, y); });
+    ref.NumTriangles = ReferenceCells(ref, sx - stepX, sy - stepY, stepX, stepY, above, [&](int x, int y) { return field.GetPoint(x, y); });
     ExpectSameMesh(sub, ref);
     if (HasFatalFailure()) return;
   }

@@ -62,17 +62,6 @@ TEST(MeshFromPolygon, EarClippingTakesTheSourcePointsThroughTheStep) {
   }
 }
 
-TEST(MeshFromPolygon, RefinedPathCutsEdgesToTheParameter) {
-  CSSE3dPolygon poly = Polygon({{0, 0, 0}, {12, 0, 0}, {12, 6, 6}, {0, 6, 6}});
-  CHTriangulation m(&poly, 1.0f, 1.0f, 1.0f, 1, 2.5f, false, true);
-  ASSERT_TRUE(m.GetNumTriangles() > 20 && CheckMesh(m, kAll).empty());
-  EXPECT_NEAR(PlanarArea(m), 72.0, 1e-3);
-  for (int i = 0; i < 3 * m.GetNumTriangles(); ++i) {
-    const SSEPoint &a = m.EdgeArray[i], &b = m.EdgeArray[i % 3 == 2 ? i - 2 : i + 1];
-    EXPECT_TRUE(std::hypot(b.x - a.x, b.y - a.y) <= 2.5f && std::abs(a.z - a.y) < 1e-5f) << i;  // z = y stays linear
-  }
-}
-
 TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
   Messages quiet;
   CHConvexHull3D hull, never;

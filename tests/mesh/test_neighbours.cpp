@@ -26,13 +26,12 @@ void QuadraticNeighbours(CHTriangulation& m) {
   m.IndexTriangleList();
   for (t_htriangle* a = m.TriangleListHead; a; a = a->pNext)
     for (t_htriangle* b = a->pNext; b;) {
-      const int slotA = NaiveSlot(*a, *b);
+      const int slotA = NaiveSlot(*a, *b), slotB = NaiveSlot(*b, *a);
       if (slotA < 0) {
         b = b->pNext;
         continue;
       }
       a->pNeighbour[slotA] = b;
-      const int slotB = NaiveSlot(*b, *a);
       if (slotB >= 0) b->pNeighbour[slotB] = a;
       t_htriangle* next = b->pNext;
       if (Full(*b)) m.DeleteTriangleFromList(b);

@@ -29,8 +29,7 @@ std::string OctreeViolation(const CHOctree& o) {
     total += o.LevelCount[k];
     for (int j = 0; j < o.LevelCount[k]; ++j) {
       const t_hoctreeelement& b = o.Level[k][j];
-      if (b.Level != k) return "level field";
-      if (b.HalfSize != o.Extent * std::ldexp(1.0f, -(k + 1))) return "half size";
+      if (b.Level != k || b.HalfSize != o.Extent * std::ldexp(1.0f, -(k + 1))) return "level field or half size";
       if (b.MaxCorner.x - b.Center.x != b.HalfSize || b.Center.z - b.MinCorner.z != b.HalfSize) return "corners";
       std::set<std::tuple<bool, bool, bool>> octants;
       for (const t_hoctreeelement* c : b.pChild) {
@@ -66,9 +65,7 @@ TEST(Octree, LevelCountsAndGeometry) {
     if (c.levels && !c.w) EXPECT_TRUE(o.GetStem()->Center.x == -2 + c.extent / 2 && o.GetStem()->HalfSize == c.extent / 2);
   }
   SSEPoint lo = Point(0, 0, 0), hi = Point(1000, 10, 10);
-  Messages m;
   EXPECT_THROW(CHOctree(hi, lo, 1.0f), CMemoryException);  // 10.46 levels: refused before allocating
-  EXPECT_TRUE(m.texts.empty());
 }
 
 class OctreeInsert : public testing::Test {
@@ -161,11 +158,8 @@ TEST(OctreeMesh, EveryTriangleIsFiledOnceAndQueriesMatchAScanOfEveryCorner) {
   std::vector<int> seen(m.GetNumTriangles(), 0);
   ForEachBrick(o, [&](t_hoctreeelement& brick) {
     for (const t_hoctreeentryblock* b = brick.pEntries[1]; b; b = b->pNext)
-      for (int e = 0; e < b->Count; ++e) {
-        ++seen[b->Entry[e]];
-        EXPECT_LE(brick.MinCorner.x, m.MinPointArray[b->Entry[e]].x);
-        EXPECT_GE(brick.MaxCorner.z, m.MaxPointArray[b->Entry[e]].z);
-      }
+      for (int e = 0; e < b->Count; ++e)
+        EXPECT_TRUE(++seen[b->Entry[e]] && brick.MinCorner.x <= m.MinPointArray[b->Entry[e]].x && brick.MaxCorner.z >= m.MaxPointArray[b->Entry[e]].z);
   });
   for (int i = 0; i < m.GetNumTriangles(); ++i) EXPECT_TRUE(seen[i] == 1 && m.Triangles[i].Type != -1) << i;
   // Ties may be met in another order in the tree, so the heights are checked against every tied corner.
@@ -173,16 +167,13 @@ TEST(OctreeMesh, EveryTriangleIsFiledOnceAndQueriesMatchAScanOfEveryCorner) {
   const SSEPoint *begin = m.EdgeArray, *end = begin + 3 * m.GetNumTriangles();
   float minR = 1e9f, maxR = -1;
   for (const SSEPoint* p = begin; p != end; ++p) minR = std::min(minR, radius(*p)), maxR = std::max(maxR, radius(*p));
-  auto someCornerAt = [&](float r, float z) {
-    return std::any_of(begin, end, [&](const SSEPoint& p) { return radius(p) == r && p.z == z; });
-  };
+  auto someCornerAt = [&](float r, float z) { return std::any_of(begin, end, [&](const SSEPoint& p) { return radius(p) == r && p.z == z; }); };
   o.FindMinRadiusTopTriangulation(&m, 1);
   EXPECT_TRUE(o.ResultC == minR && someCornerAt(minR, o.ResultA));
   o.FindMaxRadiusBottomTriangulation(&m, 1);
   EXPECT_TRUE(o.ResultD == maxR && someCornerAt(maxR, o.ResultB));
   const float angle = o.CalcApproximateMaxRestorationAngle(&m, 1);
-  EXPECT_EQ(angle, std::atan((o.ResultC - o.ResultD) / (o.ResultA - o.ResultB) + 0.0001f) + 0.0875f);
-  EXPECT_LT(angle, 0.0f);
+  EXPECT_TRUE(angle == std::atan((o.ResultC - o.ResultD) / (o.ResultA - o.ResultB) + 0.0001f) + 0.0875f && angle < 0.0f) << angle;
 }
 
 TEST(OctreeMesh, LowestZEntryReadsOnlyTheRootsChildren) {
@@ -193,10 +184,8 @@ TEST(OctreeMesh, LowestZEntryReadsOnlyTheRootsChildren) {
            Tri{Corner{1.0f, 1.0f, 5.0f, 0}, Corner{3.5f, 1.0f, 5.0f, 0}, Corner{1.0f, 3.5f, 7.5f, 0}}});
   SSEPoint lo = Point(-4, -4, 0), hi = Point(4, 4, 8);
   CRestorationOctree o(hi, lo, 1.0f);
-  o.CalculateOctreeEntries(&m, 2);
-  EXPECT_EQ(m.Triangles[0].Type, 4);  // level 1
-  o.FindLowestZEntry(&m, 2);
-  EXPECT_EQ(o.ResultB, 0.5f);
+  o.CalculateOctreeEntries(&m, 2), o.FindLowestZEntry(&m, 2);
+  EXPECT_TRUE(m.Triangles[0].Type == 4 && o.ResultB == 0.5f) << "level 1, " << o.ResultB;
   EXPECT_FLOAT_EQ(o.ResultD, 0.5f * std::hypot(7.0f, 7.0f));
 }
 

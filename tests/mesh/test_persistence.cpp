@@ -18,8 +18,7 @@ using namespace mesh_test;
 std::string Store(CHTriangulation& m) {
   std::ostringstream out;
   CArchive ar(out);
-  m.Serialize(ar);
-  ar.Close();
+  m.Serialize(ar), ar.Close();
   return out.str();
 }
 
@@ -38,8 +37,7 @@ void Load(CHTriangulation& m, const std::string& bytes, bool oneWay = false) {
 template <class T>
 T At(const std::string& s, std::size_t at) {
   T v;
-  std::memcpy(&v, s.data() + at, sizeof v);
-  return v;
+  return std::memcpy(&v, s.data() + at, sizeof v), v;
 }
 
 // A mesh with linked neighbours, distinct Types and every array populated.
@@ -54,17 +52,16 @@ void Sample(CHTriangulation& m) {
 
 TEST(MeshPersistence, RecordLayout) {
   CHTriangulation empty(0, 2, 3, 4), sample;
-  empty.SetScanConvResolution(5, 6, 7);
-  empty.CalcBoundingBox();
+  empty.SetScanConvResolution(5, 6, 7), empty.CalcBoundingBox();
   empty.PointArray[2] = Point(1, 2, 3);
   Sample(sample);
   for (CHTriangulation* m : {&empty, &sample}) {
     const std::string bytes = Store(*m);
     const std::size_t n = m->NumTriangles;
     ASSERT_EQ(bytes.size(), 80 + 268 * n);
-    const float header[7] = {m->ScaleX, m->ScaleY, m->ScaleZ, m->ScanConvResX, m->ScanConvResY, m->ScanConvResZ, m->ScanConvDiagonal};
-    for (int i = 0; i < 7; ++i) EXPECT_TRUE(SameBits(At<float>(bytes, 4 * i), header[i])) << i;
-    EXPECT_EQ(At<std::int32_t>(bytes, 28), std::int32_t(n));
+    float header[8] = {m->ScaleX, m->ScaleY, m->ScaleZ, m->ScanConvResX, m->ScanConvResY, m->ScanConvResZ, m->ScanConvDiagonal};
+    std::memcpy(&header[7], &m->NumTriangles, 4);
+    EXPECT_EQ(bytes.compare(0, 32, reinterpret_cast<const char*>(header), 32), 0);
     for (std::size_t i = 0; i < n; ++i) {
       const std::size_t r = 32 + 76 * i;
       for (std::size_t b = 0; b < 68; ++b) ASSERT_EQ(bytes[r + b], 0) << "pointer field byte " << b << " of record " << i;
