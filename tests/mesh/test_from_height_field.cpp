@@ -137,8 +137,7 @@ TEST(MeshFromField, ConstructorsRunTheirPassesOverTheUnwrittenTail) {
   // the zero tail pulls the box to the origin. Heights are not scaled; x and y are.
   for (int i = 2 * 5 * 4; i < m.NumTriangles; ++i)
     EXPECT_TRUE(m.Triangles[i].Type == -1 && SameBits(m.EdgeArray[3 * i], Point(0, 0, 0)) && SameBits(m.EdgeArray[3 * i + 2], Point(0, 0, 0))) << i;
-  EXPECT_TRUE(SameBits(m.PointArray[0], Point(0, 0, 0)));
-  EXPECT_TRUE(SameBits(m.PointArray[1], Point(2.5f, 1.0f, 1.0f + 0.25f * 5 + 40.0f, 0)));
+  EXPECT_TRUE(SameBits(m.PointArray[0], Point(0, 0, 0)) && SameBits(m.PointArray[1], Point(2.5f, 1.0f, 1.0f + 0.25f * 5 + 40.0f, 0)));
   // Empty fields and zero steps change nothing.
   zero.Create(5, 5);
   for (CSSEMatrix* f : {&zero, &none, static_cast<CSSEMatrix*>(nullptr)}) {

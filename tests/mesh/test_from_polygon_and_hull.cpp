@@ -31,8 +31,7 @@ double PlanarArea(const CHTriangulation& m) {
 TEST(MeshFromPolygon, FanStartsWithTheClosingEdge) {
   CSSE3dPolygon square = Polygon({{0, 0, 1}, {2, 0, 1}, {2, 2, 3}, {0, 2, 3}}), one = Polygon({{3, 4, 5}}), none;
   CHTriangulation m(&square, 1.0f, 1.0f, 1.0f, 1, 0.0f, true, false);
-  ASSERT_EQ(m.GetNumTriangles(), 4);
-  EXPECT_EQ(CheckMesh(m, kAll), "");
+  ASSERT_TRUE(m.GetNumTriangles() == 4 && CheckMesh(m, kAll).empty());
   for (int t = 0; t < 4; ++t)
     EXPECT_TRUE(SameBits(m.EdgeArray[3 * t], PolygonPoint(square, (t + 3) % 4)) && SameBits(m.EdgeArray[3 * t + 1], PolygonPoint(square, t)) &&
                 SameBits(m.EdgeArray[3 * t + 2], Point(1, 1, 2))) << t;
@@ -41,8 +40,7 @@ TEST(MeshFromPolygon, FanStartsWithTheClosingEdge) {
   EXPECT_EQ(own.x, 0.0f) << "the caller's polygon keeps its own centre record";
   // One point gives one degenerate triangle, none gives none.
   m.CreateSimpleFanTriangulationFromPolygon(&one);
-  ASSERT_EQ(m.GetNumTriangles(), 1);
-  EXPECT_TRUE(SameBits(m.EdgeArray[0], Point(3, 4, 5)) && SameBits(m.EdgeArray[2], Point(3, 4, 5)));
+  EXPECT_TRUE(m.GetNumTriangles() == 1 && SameBits(m.EdgeArray[0], Point(3, 4, 5)) && SameBits(m.EdgeArray[2], Point(3, 4, 5)));
   m.CreateSimpleFanTriangulationFromPolygon(&none);
   EXPECT_EQ(m.GetNumTriangles(), 0);
 }
@@ -78,9 +76,7 @@ TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
     EXPECT_TRUE(dot > 0.0 && m.Triangles[i].Type == -1) << "face " << i << " faces inwards";
   }
   // The divisor is the caller's: 1 leaves the stored tenths.
-  float largest = 0;
-  for (int i = 0; i < 12; ++i) largest = std::max(largest, tenths.EdgeArray[i].x);
-  EXPECT_EQ(largest, 30.0f);
+  EXPECT_EQ(std::max_element(tenths.EdgeArray, tenths.EdgeArray + 12, [](auto& p, auto& q) { return p.x < q.x; })->x, 30.0f);
 
   CH2DDelaunay d;
   for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}}) d.AppendVertex(p[0], p[1], -1, false);
@@ -95,8 +91,7 @@ TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
 
   // Empty sources give empty meshes.
   CHTriangulation a(&never, 1.0f, 1.0f, 1.0f, 10.0f), b;
-  b.CreateTriangulationFromHull3D(nullptr, 10.0f);
-  b.CreateTriangulationFrom2DDelaunay(nullptr, true);
+  b.CreateTriangulationFromHull3D(nullptr, 10.0f), b.CreateTriangulationFrom2DDelaunay(nullptr, true);
   b.CreateTriangulationFromPolygon(nullptr, 1, 0.0f, false);
   EXPECT_TRUE(a.GetNumTriangles() == 0 && b.GetNumTriangles() == 0 && CheckMesh(b).empty());
 }
