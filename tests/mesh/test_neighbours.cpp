@@ -67,14 +67,10 @@ std::vector<Tri> RandomSoup(std::mt19937& rng, int n) {
     pool.push_back({xs[pick(rng) % 5], ys[pick(rng) % 3], zs[pick(rng) % 5], pick(rng) < 5 ? 1.0f : 0.0f});
   std::vector<Tri> soup(n);
   for (Tri& t : soup)
-    for (Corner& c : t) {
+    for (Corner& c : t) {  // 70% pool corners, 27% lanes mixed from different pool corners, 3% NaN
       const int r = pick(rng);
-      if (r < 70)
-        c = pool[pick(rng) % 12];
-      else if (r < 97)  // lanes mixed from different pool corners
-        c = {pool[pick(rng) % 12].x, pool[pick(rng) % 12].y, pool[pick(rng) % 12].z, 0};
-      else
-        c = {std::numeric_limits<float>::quiet_NaN(), 0, 0, 0};
+      c = r < 70 ? pool[pick(rng) % 12] : r < 97 ? Corner{pool[pick(rng) % 12].x, pool[pick(rng) % 12].y, pool[pick(rng) % 12].z, 0}
+                                                 : Corner{std::numeric_limits<float>::quiet_NaN(), 0, 0, 0};
     }
   return soup;
 }
