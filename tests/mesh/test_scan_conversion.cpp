@@ -64,17 +64,6 @@ TEST(MeshScanConversion, MatchesThePlainSampleLoopOnRandomMeshes) {
 }
 
 TEST(MeshScanConversion, FrameRules) {
-  // A flat floor spanning x = 0 .. 10 defines a raster 10 cells wide; a small
-  // high triangle near x = 0 maps to column 0, the outer ring, and is
-  // dropped; one near x = 1 is stamped and its cross reaches column 0.
-  for (auto [x, expected] : {std::pair{0.1f, 1.0f}, {1.1f, 5.0f}}) {
-    CHTriangulation m;
-    Fill(m, {Tri{{{0, 0, 1, 0}, {10, 0, 1, 0}, {0, 10, 1, 0}}}, Tri{{{10, 0, 1, 0}, {10, 10, 1, 0}, {0, 10, 1, 0}}},
-             Tri{{{x, 5, 5, 0}, {x + 0.1f, 5, 5, 0}, {x, 5.1f, 5, 0}}}});
-    CSSEMatrix out;
-    Scan(m, &out, 0.0f, true);
-    EXPECT_TRUE(out.GetSizeX() == 10 && out.GetPoint(1, 5) == expected) << x;
-  }
   // Nothing to convert (no triangles, a box narrower than half a cell) leaves the raster alone.
   for (const std::vector<Tri>& soup : {std::vector<Tri>{}, {Tri{{{0, 0, 1, 0}, {0.4f, 0, 1, 0}, {0, 9, 1, 0}}}}}) {
     CHTriangulation m;
