@@ -76,18 +76,14 @@ TEST(MeshModel, ListsUnlinkInPlaceAndPushStretchesAtTheFront) {
 }
 
 TEST(MeshTransforms, ScaleBlowShift) {
-  struct Case {
-    void (*apply)(CHTriangulation&);
-    float fx, fy, fz, dx, dy, dz;
-    bool derivedUpdated;
-  } cases[] = {
+  const struct { void (*apply)(CHTriangulation&); float fx, fy, fz, dx, dy, dz; bool derivedUpdated; } cases[] = {
       {[](CHTriangulation& m) { m.ScaleTriangulation(); }, 2, 3, 4, 0, 0, 0, false},
       {[](CHTriangulation& m) { m.ScaleTriangulationXY(); }, 2, 3, 1, 0, 0, 0, false},
       {[](CHTriangulation& m) { m.ReScaleTriangulation(5, 6, 7); }, 5, 6, 7, 0, 0, 0, true},
       {[](CHTriangulation& m) { m.BlowTriangulation(0.5f, -1, 3); }, 0.5f, -1, 3, 0, 0, 0, true},
       {[](CHTriangulation& m) { m.ShiftTriangulation(1, -2, 0.25f); }, 1, 1, 1, 1, -2, 0.25f, true},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     CHTriangulation m(0, 2, 3, 4);
     std::vector<Tri> soup = SmallSoup();
     soup[0][0].w = 9;  // every transform but the shift clears w
@@ -142,9 +138,9 @@ TEST(MeshCopies, DeepCopyFillsMaximaFromMinima) {
   EXPECT_TRUE(copy.ScaleX == 2.0f && copy.ScanConvResY == 0.25f && SameBits(copy.ScanConvDiagonal, src.ScanConvDiagonal));
   for (int p = 0; p < 3; ++p) EXPECT_TRUE(SameBits(copy.PointArray[p], src.PointArray[p]));
   for (int i = 0; i < 3; ++i) {
-    EXPECT_TRUE(SameBits(copy.MaxPointArray[i], src.MinPointArray[i]) && SameBits(copy.MinPointArray[i], src.MinPointArray[i]));
-    EXPECT_TRUE(copy.Triangles[i].Type == src.Triangles[i].Type && copy.Triangles[i].pNext == nullptr);
-    for (int k = 0; k < 3; ++k) EXPECT_EQ(copy.Triangles[i].pNeighbour[k], src.Triangles[i].pNeighbour[k]);
+    const t_htriangle &c = copy.Triangles[i], &s = src.Triangles[i];
+    EXPECT_TRUE(SameBits(copy.MaxPointArray[i], src.MinPointArray[i]) && SameBits(copy.MinPointArray[i], src.MinPointArray[i]) &&
+                c.Type == s.Type && !c.pNext && std::equal(c.pNeighbour, c.pNeighbour + 3, s.pNeighbour)) << i;
   }
 }
 

@@ -85,14 +85,13 @@ TEST(MeshPersistence, StoreLoadStoreIsByteIdenticalThroughFiles) {
   const auto path = std::filesystem::temp_directory_path() / ("relief_mesh_" + std::to_string(getpid()) + ".bin");
   ASSERT_TRUE(m.Store(path) && loaded.Load(path));
   std::filesystem::remove(path);
-  ASSERT_EQ(CheckMesh(loaded), "");
-  ASSERT_EQ(loaded.NumTriangles, 3);
+  ASSERT_TRUE(CheckMesh(loaded).empty() && loaded.NumTriangles == 3);
   for (const t_htriangle& t : std::vector<t_htriangle>(loaded.Triangles, loaded.Triangles + 3))
     EXPECT_TRUE(!t.pNext && !t.pNeighbour[0] && !t.pNeighbour[1] && !t.pNeighbour[2]);
   // The resolution comes back as the scale, whatever it was when stored.
   CHTriangulation reference(0, 0.5f, 0.25f, 2.0f);
-  EXPECT_TRUE(loaded.ScanConvResX == 0.5f && loaded.ScanConvResY == 0.25f && loaded.ScanConvResZ == 2.0f);
-  EXPECT_TRUE(SameBits(loaded.ScanConvDiagonal, reference.ScanConvDiagonal));
+  EXPECT_TRUE(loaded.ScanConvResX == 0.5f && loaded.ScanConvResY == 0.25f && loaded.ScanConvResZ == 2.0f &&
+              SameBits(loaded.ScanConvDiagonal, reference.ScanConvDiagonal));
   loaded.SetScanConvResolution(0.125f, 0.0625f, 3);
   EXPECT_EQ(Store(loaded), first);
   // Files that cannot be opened fail and change nothing.
