@@ -25,9 +25,7 @@
 
 namespace mesh_test {
 
-struct Corner {
-  float x, y, z, w;
-};
+struct Corner { float x, y, z, w; };
 using Tri = std::array<Corner, 3>;
 
 // What CheckMesh verifies beyond the storage wiring.
@@ -55,8 +53,7 @@ inline bool SameBits(const SSEPoint& a, const SSEPoint& b) { return std::memcmp(
 
 inline SSEPoint Point(float x, float y, float z, float w = 0.0f) {
   SSEPoint p;
-  p.m = _mm_set_ps(w, z, y, x);
-  return p;
+  return p.m = _mm_set_ps(w, z, y, x), p;
 }
 
 // A field of the given size filled by f(x, y).

@@ -11,11 +11,7 @@ using namespace mesh_test;
 // B = (dX1, dY1), C = (dX1, dY0), D = (dX0, dY1).
 enum { P00, P01, P10, P11 };
 enum { A, B, C, D };
-struct Expected {
-  int mask0, mask1, triangles;
-  int corners[2][3];
-  int normals[2][3];
-};
+struct Expected { int mask0, mask1, triangles, corners[2][3], normals[2][3]; };
 const Expected kTable[] = {
     {3, 3, 2, {{P00, P11, P01}, {P00, P10, P11}}, {{A, B, C}, {A, D, B}}},
     {3, 1, 1, {{P00, P10, P01}}, {{A, D, C}}},
@@ -41,26 +37,24 @@ TEST(MeshFromField, AppendTriangleCaseTable) {
           m.EdgeArray[0].w = 7.0f;  // corner w is left as it was
           int count = 1;
           m.AppendTriangle(mask0, mask1, xs[0], xs[1], ys[0], ys[1], z[P00], z[P01], z[P10], z[P11], count, flip, fill);
-          ASSERT_EQ(count, 1 + (e ? e->triangles : 0));
-          EXPECT_EQ(m.EdgeArray[0].w, 7.0f);
+          ASSERT_TRUE(count == 1 + (e ? e->triangles : 0) && m.EdgeArray[0].w == 7.0f);
           for (int k = 3; !e && k < 9; ++k) EXPECT_TRUE(SameBits(m.EdgeArray[k], Point(0, 0, 0)));
           for (int t = 0; e && t < e->triangles; ++t) {
             __m128 sum;
             for (int k = 0; k < 3; ++k) {
               const int c = e->corners[t][k], w = e->normals[t][k];
-              EXPECT_TRUE(SameBits(m.EdgeArray[3 + 3 * t + k], Point(xs[c >> 1], ys[c & 1], z[c]))) << t << " corner " << k;
               SSEPoint n;
               n.m = CSSEFns::normalizevector(_mm_set_ps(0.0f, 1.0f, w == A || w == C ? dY0 : dY1, w == A || w == D ? dX0 : dX1));
               if (flip) n.m = _mm_xor_ps(n.m, _mm_set1_ps(-0.0f));
-              EXPECT_TRUE(SameBits(m.NormalArray[3 + 3 * t + k], n)) << t << " normal " << k;
+              EXPECT_TRUE(SameBits(m.EdgeArray[3 + 3 * t + k], Point(xs[c >> 1], ys[c & 1], z[c])) &&
+                          SameBits(m.NormalArray[3 + 3 * t + k], n)) << t << " corner " << k;
               sum = k ? _mm_add_ps(sum, n.m) : n.m;  // (n0 + n1) + n2: a -0 lane stays -0
             }
             SSEPoint main;
             main.m = CSSEFns::normalizevector(sum);
             EXPECT_TRUE(SameBits(m.MainNormalArray[1 + t], main)) << t;
           }
-          if (e) EXPECT_EQ(m.Triangles[1].pNeighbour[0], e->triangles == 2 ? m.Triangles + 2 : nullptr);
-          EXPECT_EQ(CheckMesh(m), "");
+          EXPECT_TRUE(CheckMesh(m).empty() && (!e || m.Triangles[1].pNeighbour[0] == (e->triangles == 2 ? m.Triangles + 2 : nullptr)));
         }
 }
 
@@ -84,17 +78,14 @@ int ReferenceCells(CHTriangulation& m, int xEnd, int yEnd, int stepX, int stepY,
 void ExpectSameMesh(const CHTriangulation& a, const CHTriangulation& b) {
   ASSERT_EQ(CheckMesh(a), "");
   ASSERT_EQ(a.NumTriangles, b.NumTriangles);
+  ASSERT_EQ(std::memcmp(a.EdgeArray, b.EdgeArray, 48 * a.NumTriangles), 0);
+  ASSERT_EQ(std::memcmp(a.NormalArray, b.NormalArray, 48 * a.NumTriangles), 0);
   for (int i = 0; i < a.NumTriangles; ++i) {
-    SCOPED_TRACE(testing::Message() << "triangle " << i);
-    for (int k = 0; k < 3; ++k) {
-      ASSERT_TRUE(SameBits(a.EdgeArray[3 * i + k], b.EdgeArray[3 * i + k]));
-      ASSERT_TRUE(SameBits(a.NormalArray[3 * i + k], b.NormalArray[3 * i + k]));
-      const t_htriangle *na = a.Triangles[i].pNeighbour[k], *nb = b.Triangles[i].pNeighbour[k];
-      ASSERT_EQ(na ? na - a.Triangles : -1, nb ? nb - b.Triangles : -1);
-    }
+    const t_htriangle &ta = a.Triangles[i], &tb = b.Triangles[i];
     ASSERT_TRUE(SameBits(a.MainNormalArray[i], b.MainNormalArray[i]) && SameBits(a.SArray[i], b.SArray[i]) &&
-                SameBits(a.TArray[i], b.TArray[i]) && SameBits(a.VArray[i], b.VArray[i]));
-    ASSERT_TRUE(a.Triangles[i].Index == b.Triangles[i].Index && a.Triangles[i].Type == b.Triangles[i].Type);
+                SameBits(a.TArray[i], b.TArray[i]) && SameBits(a.VArray[i], b.VArray[i]) && ta.Index == tb.Index && ta.Type == tb.Type) << i;
+    for (int k = 0; k < 3; ++k)
+      ASSERT_EQ(ta.pNeighbour[k] ? ta.pNeighbour[k] - a.Triangles : -1, tb.pNeighbour[k] ? tb.pNeighbour[k] - b.Triangles : -1) << i;
   }
 }
 
@@ -103,16 +94,14 @@ TEST(MeshFromField, BuildersMatchTheCellByCellReference) {
   for (unsigned seed = 1; seed <= 60; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     std::mt19937 rng(seed);
-    const int sx = sizes[rng() % 12], sy = sizes[rng() % 12];
+    const int sx = sizes[rng() % 12], sy = sizes[rng() % 12], density = 1 + int(rng() % 10);  // tenths valid
     const bool above = rng() % 2;
-    const int density = 1 + int(rng() % 10);  // share of valid pixels in tenths
     std::uniform_real_distribution<float> height(0.5f, 4.0f);
     // Every fifth seed has infinite heights among the valid pixels: their
     // differences give infinite and NaN normals, whose bits must agree too.
-    const bool infinities = seed % 5 == 0;
     CSSEMatrix field;
     MakeField(field, sx, sy, [&](int, int) {
-      const float h = infinities && rng() % 7 == 0 ? std::numeric_limits<float>::infinity() : height(rng);
+      const float h = seed % 5 == 0 && rng() % 7 == 0 ? std::numeric_limits<float>::infinity() : height(rng);
       return int(rng() % 10) < density ? (above ? h : -h) : 0.0f;
     });
     __m128** lines = field.GetMatrixDataDirectly();
@@ -126,17 +115,13 @@ TEST(MeshFromField, BuildersMatchTheCellByCellReference) {
     CHTriangulation fast(0, sX, sY, 1), slow(0, sX, sY, 1);
     fast.CreateTriangulationFromSSEField(&field, 0.0f, above);
     const int valid = above ? field.NumValuesAbove(0.0f) : field.NumValuesBelow(0.0f);
-    if (valid > 0) {
-      slow.CreateTriangulation(2 * valid);
-      ReferenceCells(slow, field.GetSSESizeX() - 1, 4 * (field.GetSSESizeY() - 1), 1, 1, above, lane);
-    }
+    if (valid > 0) slow.CreateTriangulation(2 * valid), ReferenceCells(slow, field.GetSSESizeX() - 1, 4 * (field.GetSSESizeY() - 1), 1, 1, above, lane);
     ExpectSameMesh(fast, slow);
     // The subsampled builder: the coarse grid inside the field, trimmed to the cells written.
     const int stepX = 1 + int(rng() % 4), stepY = 1 + int(rng() % 4);
     CHTriangulation sub(0, 0.5f, 2.0f, 1), ref(2 * sx * sy + 2, 0.5f, 2.0f, 1);
     sub.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, above, stepX, stepY);
-    ref.NumTriangles = ReferenceCells(ref, sx - stepX, sy - stepY, stepX, stepY, above,
-                                      [&](int x, int y) { return field.GetPoint(x, y); });
+    ref.NumTriangles = ReferenceCells(ref, sx - stepX, sy - stepY, stepX, stepY, above, [&](int x, int y) { return field.GetPoint(x, y); });
     ExpectSameMesh(sub, ref);
     if (HasFatalFailure()) return;
   }
@@ -150,21 +135,16 @@ TEST(MeshFromField, ConstructorsRunTheirPassesOverTheUnwrittenTail) {
   ASSERT_EQ(m.NumTriangles, 2 * 30);  // padding lanes hold 0 and are not valid
   // 5 columns x 4 rows of cells are written (rows from 4 on are not visited);
   // the zero tail pulls the box to the origin. Heights are not scaled; x and y are.
-  for (int i = 2 * 5 * 4; i < m.NumTriangles; ++i) {
-    EXPECT_EQ(m.Triangles[i].Type, -1);
-    for (int k = 0; k < 3; ++k) EXPECT_TRUE(SameBits(m.EdgeArray[3 * i + k], Point(0, 0, 0))) << i;
-  }
-  EXPECT_TRUE(SameBits(m.PointArray[0], Point(0, 0, 0)));
-  EXPECT_TRUE(m.PointArray[1].x == 2.5f && m.PointArray[1].y == 1.0f && m.PointArray[1].z == 1.0f + 0.25f * 5 + 40.0f)
-      << m.PointArray[1].x << " " << m.PointArray[1].y << " " << m.PointArray[1].z;
+  for (int i = 2 * 5 * 4; i < m.NumTriangles; ++i)
+    EXPECT_TRUE(m.Triangles[i].Type == -1 && SameBits(m.EdgeArray[3 * i], Point(0, 0, 0)) && SameBits(m.EdgeArray[3 * i + 2], Point(0, 0, 0))) << i;
+  EXPECT_TRUE(SameBits(m.PointArray[0], Point(0, 0, 0)) && SameBits(m.PointArray[1], Point(2.5f, 1.0f, 1.0f + 0.25f * 5 + 40.0f, 0)));
   // Empty fields and zero steps change nothing.
   zero.Create(5, 5);
   for (CSSEMatrix* f : {&zero, &none, static_cast<CSSEMatrix*>(nullptr)}) {
     CHTriangulation e(f, 0.0f, true, 1, 1, 1), s(f, 0.0f, true, 1, 1, 1, 2, 2);
     EXPECT_TRUE(e.NumTriangles == 0 && s.NumTriangles == 0 && CheckMesh(e).empty());
   }
-  m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 0, 3);
-  m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 2, 0);
+  m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 0, 3), m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 2, 0);
   EXPECT_EQ(m.NumTriangles, 60);
 }
 

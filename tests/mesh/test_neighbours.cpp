@@ -9,16 +9,14 @@ using namespace mesh_test;
 // A corner lies on a triangle when each of its lanes equals that lane of some corner.
 bool NaiveLiesOn(const SSEPoint& p, const t_htriangle& b) {
   for (int l = 0; l < 4; ++l) {
-    bool found = false;
-    for (int k = 0; k < 3; ++k) found = found || (&p.x)[l] == (&b.pPoint[k]->x)[l];
-    if (!found) return false;
+    const float v = (&p.x)[l];
+    if (v != (&b.pPoint[0]->x)[l] && v != (&b.pPoint[1]->x)[l] && v != (&b.pPoint[2]->x)[l]) return false;
   }
   return true;
 }
 
 int NaiveSlot(const t_htriangle& self, const t_htriangle& other) {
-  const bool on0 = NaiveLiesOn(*self.pPoint[0], other), on1 = NaiveLiesOn(*self.pPoint[1], other),
-             on2 = NaiveLiesOn(*self.pPoint[2], other);
+  const bool on0 = NaiveLiesOn(*self.pPoint[0], other), on1 = NaiveLiesOn(*self.pPoint[1], other), on2 = NaiveLiesOn(*self.pPoint[2], other);
   return on0 && on1 ? 0 : on1 && on2 ? 1 : on0 && on2 ? 2 : -1;
 }
 
@@ -28,13 +26,12 @@ void QuadraticNeighbours(CHTriangulation& m) {
   m.IndexTriangleList();
   for (t_htriangle* a = m.TriangleListHead; a; a = a->pNext)
     for (t_htriangle* b = a->pNext; b;) {
-      const int slotA = NaiveSlot(*a, *b);
+      const int slotA = NaiveSlot(*a, *b), slotB = NaiveSlot(*b, *a);
       if (slotA < 0) {
         b = b->pNext;
         continue;
       }
       a->pNeighbour[slotA] = b;
-      const int slotB = NaiveSlot(*b, *a);
       if (slotB >= 0) b->pNeighbour[slotB] = a;
       t_htriangle* next = b->pNext;
       if (Full(*b)) m.DeleteTriangleFromList(b);
@@ -70,14 +67,10 @@ std::vector<Tri> RandomSoup(std::mt19937& rng, int n) {
     pool.push_back({xs[pick(rng) % 5], ys[pick(rng) % 3], zs[pick(rng) % 5], pick(rng) < 5 ? 1.0f : 0.0f});
   std::vector<Tri> soup(n);
   for (Tri& t : soup)
-    for (Corner& c : t) {
+    for (Corner& c : t) {  // 70% pool corners, 27% lanes mixed from different pool corners, 3% NaN
       const int r = pick(rng);
-      if (r < 70)
-        c = pool[pick(rng) % 12];
-      else if (r < 97)  // lanes mixed from different pool corners
-        c = {pool[pick(rng) % 12].x, pool[pick(rng) % 12].y, pool[pick(rng) % 12].z, 0};
-      else
-        c = {std::numeric_limits<float>::quiet_NaN(), 0, 0, 0};
+      c = r < 70 ? pool[pick(rng) % 12] : r < 97 ? Corner{pool[pick(rng) % 12].x, pool[pick(rng) % 12].y, pool[pick(rng) % 12].z, 0}
+                                                 : Corner{std::numeric_limits<float>::quiet_NaN(), 0, 0, 0};
     }
   return soup;
 }
@@ -99,29 +92,8 @@ TEST(MeshNeighbours, MatchesTheQuadraticScanOnRandomSoupsAndGrids) {
     fast.CalcNeighbours();
     QuadraticNeighbours(slow);
     ASSERT_EQ(CheckMesh(fast), "") << "seed " << seed;
-    const std::vector<long> a = Links(fast), b = Links(slow);
-    ASSERT_EQ(a.size(), b.size());
-    for (std::size_t i = 0; i < a.size(); ++i)
-      ASSERT_EQ(a[i], b[i]) << "seed " << seed << ", link entry " << i << " (triangle " << (i - 1) / 6 << ", field "
-                            << (i - 1) % 6 << ")";
+    ASSERT_EQ(Links(fast), Links(slow)) << "seed " << seed << " (head, then per triangle: 3 neighbours, next, prev, Type)";
   }
-}
-
-TEST(MeshNeighbours, SharedEdgesFillTheMatchingSlots) {
-  // The first triangle's edge P0-P1 is the second's P2-P0. In the last pair,
-  // (1, 1) is no corner of the second triangle, but its x is one corner's and
-  // its y another's: the lane-wise test counts it as lying on the triangle.
-  CHTriangulation m;
-  Fill(m, {Tri{{{0, 0, 0, 0}, {1, 0, 0, 0}, {0, 1, 0, 0}}}, Tri{{{1, 0, 0, 0}, {0, -1, 0, 0}, {0, 0, 0, 0}}},
-           Tri{{{5, 5, 5, 0}, {6, 5, 5, 0}, {5, 6, 5, 0}}}, Tri{{{10, 10, 0, 0}, {11, 11, 0, 0}, {10, 15, 0, 0}}},
-           Tri{{{10, 11, 0, 0}, {11, 10, 0, 0}, {19, 19, 0, 0}}}});
-  m.CalcNeighbours();
-  ASSERT_EQ(CheckMesh(m), "");
-  const t_htriangle* t = m.Triangles;
-  EXPECT_TRUE(t[0].pNeighbour[0] == t + 1 && t[1].pNeighbour[2] == t && t[0].pNeighbour[1] == nullptr);
-  for (int k = 0; k < 3; ++k) EXPECT_EQ(t[2].pNeighbour[k], nullptr);
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(t[i].Type, 13) << i;
-  EXPECT_EQ(t[3].pNeighbour[0], t + 4);
 }
 
 TEST(MeshNeighbours, InteriorOfAGridMeshIsFullyLinked) {
@@ -133,12 +105,8 @@ TEST(MeshNeighbours, InteriorOfAGridMeshIsFullyLinked) {
   int border = 0;
   for (int i = 0; i < m.NumTriangles; ++i) {
     const t_htriangle& t = m.Triangles[i];
-    if (t.Type == 13) {
-      ++border;
-      continue;
-    }
-    // Every neighbour shares an edge: two corners in common.
-    for (int k = 0; k < 3; ++k) {
+    border += t.Type == 13;
+    for (int k = 0; t.Type != 13 && k < 3; ++k) {  // every neighbour shares an edge: two corners in common
       int shared = 0;
       for (int a = 0; a < 9; ++a) shared += SameBits(*t.pPoint[a / 3], *t.pNeighbour[k]->pPoint[a % 3]);
       EXPECT_EQ(shared, 2) << "triangle " << i << " slot " << k;

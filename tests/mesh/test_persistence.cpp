@@ -18,8 +18,7 @@ using namespace mesh_test;
 std::string Store(CHTriangulation& m) {
   std::ostringstream out;
   CArchive ar(out);
-  m.Serialize(ar);
-  ar.Close();
+  m.Serialize(ar), ar.Close();
   return out.str();
 }
 
@@ -38,42 +37,35 @@ void Load(CHTriangulation& m, const std::string& bytes, bool oneWay = false) {
 template <class T>
 T At(const std::string& s, std::size_t at) {
   T v;
-  std::memcpy(&v, s.data() + at, sizeof v);
-  return v;
+  return std::memcpy(&v, s.data() + at, sizeof v), v;
 }
 
 // A mesh with linked neighbours, distinct Types and every array populated.
 void Sample(CHTriangulation& m) {
   m.BaseInitialization(0.5f, 0.25f, 2.0f);
   Fill(m, SmallSoup());
-  m.CalcNormalsFromVertices();
-  m.CalcNeighbours();
-  m.CalcCenterPoint();
-  m.Triangles[1].Type = 42;
-  m.Triangles[2].Index = 77;
+  m.CalcNormalsFromVertices(), m.CalcNeighbours(), m.CalcCenterPoint();
+  m.Triangles[1].Type = 42, m.Triangles[2].Index = 77;
   for (int i = 0; i < 3; ++i) m.MainNormalArray[i] = Point(float(i), 0.5f, -1, 0);
   m.SetScanConvResolution(0.125f, 0.0625f, 3);
 }
 
 TEST(MeshPersistence, RecordLayout) {
   CHTriangulation empty(0, 2, 3, 4), sample;
-  empty.SetScanConvResolution(5, 6, 7);
-  empty.CalcBoundingBox();
+  empty.SetScanConvResolution(5, 6, 7), empty.CalcBoundingBox();
   empty.PointArray[2] = Point(1, 2, 3);
   Sample(sample);
   for (CHTriangulation* m : {&empty, &sample}) {
     const std::string bytes = Store(*m);
     const std::size_t n = m->NumTriangles;
-    SCOPED_TRACE(n);
     ASSERT_EQ(bytes.size(), 80 + 268 * n);
-    const float header[7] = {m->ScaleX, m->ScaleY, m->ScaleZ, m->ScanConvResX, m->ScanConvResY, m->ScanConvResZ, m->ScanConvDiagonal};
-    for (int i = 0; i < 7; ++i) EXPECT_TRUE(SameBits(At<float>(bytes, 4 * i), header[i])) << i;
-    EXPECT_EQ(At<std::int32_t>(bytes, 28), std::int32_t(n));
+    float header[8] = {m->ScaleX, m->ScaleY, m->ScaleZ, m->ScanConvResX, m->ScanConvResY, m->ScanConvResZ, m->ScanConvDiagonal};
+    std::memcpy(&header[7], &m->NumTriangles, 4);
+    EXPECT_EQ(bytes.compare(0, 32, reinterpret_cast<const char*>(header), 32), 0);
     for (std::size_t i = 0; i < n; ++i) {
       const std::size_t r = 32 + 76 * i;
       for (std::size_t b = 0; b < 68; ++b) ASSERT_EQ(bytes[r + b], 0) << "pointer field byte " << b << " of record " << i;
-      EXPECT_EQ(At<std::int32_t>(bytes, r + 68), m->Triangles[i].Index);
-      EXPECT_EQ(At<std::int32_t>(bytes, r + 72), m->Triangles[i].Type);
+      EXPECT_TRUE(At<std::int32_t>(bytes, r + 68) == m->Triangles[i].Index && At<std::int32_t>(bytes, r + 72) == m->Triangles[i].Type);
     }
     // The arrays follow in a fixed order: corners, vertex normals, main
     // normals, T, S, V, the three-point block, minima, maxima.
@@ -90,28 +82,20 @@ TEST(MeshPersistence, StoreLoadStoreIsByteIdenticalThroughFiles) {
   CHTriangulation m, loaded;
   Sample(m);
   const std::string first = Store(m);
-  const std::filesystem::path path =
-      std::filesystem::temp_directory_path() / ("relief_mesh_" + std::to_string(getpid()) + ".bin");
-  ASSERT_TRUE(m.Store(path));
-  EXPECT_EQ(std::filesystem::file_size(path), first.size());
-  ASSERT_TRUE(loaded.Load(path));
+  const auto path = std::filesystem::temp_directory_path() / ("relief_mesh_" + std::to_string(getpid()) + ".bin");
+  ASSERT_TRUE(m.Store(path) && loaded.Load(path));
   std::filesystem::remove(path);
-  ASSERT_EQ(CheckMesh(loaded), "");
-  ASSERT_EQ(loaded.NumTriangles, 3);
-  for (int i = 0; i < 3; ++i) {
-    const t_htriangle& t = loaded.Triangles[i];
-    EXPECT_TRUE(t.Index == m.Triangles[i].Index && t.Type == m.Triangles[i].Type && !t.pNext);
-    for (int k = 0; k < 3; ++k) EXPECT_EQ(t.pNeighbour[k], nullptr);
-  }
+  ASSERT_TRUE(CheckMesh(loaded).empty() && loaded.NumTriangles == 3);
+  for (const t_htriangle& t : std::vector<t_htriangle>(loaded.Triangles, loaded.Triangles + 3))
+    EXPECT_TRUE(!t.pNext && !t.pNeighbour[0] && !t.pNeighbour[1] && !t.pNeighbour[2]);
   // The resolution comes back as the scale, whatever it was when stored.
   CHTriangulation reference(0, 0.5f, 0.25f, 2.0f);
-  EXPECT_TRUE(loaded.ScanConvResX == 0.5f && loaded.ScanConvResY == 0.25f && loaded.ScanConvResZ == 2.0f);
-  EXPECT_TRUE(SameBits(loaded.ScanConvDiagonal, reference.ScanConvDiagonal));
+  EXPECT_TRUE(loaded.ScanConvResX == 0.5f && loaded.ScanConvResY == 0.25f && loaded.ScanConvResZ == 2.0f &&
+              SameBits(loaded.ScanConvDiagonal, reference.ScanConvDiagonal));
   loaded.SetScanConvResolution(0.125f, 0.0625f, 3);
   EXPECT_EQ(Store(loaded), first);
   // Files that cannot be opened fail and change nothing.
-  EXPECT_FALSE(loaded.Load(path));
-  EXPECT_EQ(loaded.NumTriangles, 3);
+  EXPECT_TRUE(!loaded.Load(path) && loaded.NumTriangles == 3);
   EXPECT_FALSE(m.Store(std::filesystem::path("/nonexistent-dir/x/mesh.bin")));
 }
 
@@ -122,14 +106,13 @@ TEST(MeshPersistence, EveryTruncatedPrefixThrows) {
   for (std::size_t len = 0; len < bytes.size(); ++len) {
     CHTriangulation target(1, 9, 9, 9);
     target.EdgeArray[0] = Point(1, 2, 3);
-    bool threw = false;
+    int cause = -1;
     try {
       Load(target, bytes.substr(0, len));
     } catch (const CArchiveException& e) {
-      threw = e.m_cause == CArchiveException::endOfFile;
+      cause = e.m_cause;
     }
-    ASSERT_TRUE(threw) << "prefix of " << len << " bytes";
-    ASSERT_EQ(CheckMesh(target), "") << len;
+    ASSERT_TRUE(cause == CArchiveException::endOfFile && CheckMesh(target).empty()) << "prefix of " << len << " bytes";
     // Up to the count the record is checked before anything changes.
     if (len < 32 + 268 * 3 + 48)
       ASSERT_TRUE(target.NumTriangles == 1 && target.ScaleX == 9.0f && SameBits(target.EdgeArray[0], Point(1, 2, 3))) << len;
@@ -143,10 +126,8 @@ TEST(MeshPersistence, ImpossibleCountsAreRefusedBeforeAllocating) {
     std::memcpy(&bytes[28], &n, 4);
     bytes += std::string(200, '\x11');
     CHTriangulation target(2, 3, 3, 3);
-    if (n < 0)
-      EXPECT_THROW(Load(target, bytes), CMemoryException) << n;
-    else
-      EXPECT_THROW(Load(target, bytes), CArchiveException) << n;
+    if (n < 0) EXPECT_THROW(Load(target, bytes), CMemoryException) << n;
+    if (n >= 0) EXPECT_THROW(Load(target, bytes), CArchiveException) << n;
     EXPECT_TRUE(target.NumTriangles == 2 && target.ScaleX == 3.0f) << n;
   }
 }
@@ -159,12 +140,8 @@ TEST(MeshPersistence, RecordCutShortOnAStreamOfUnknownLengthLeavesAnEmptyMesh) {
   for (std::size_t len : {bytes.size() - 1, bytes.size() - 700, std::size_t(4500)}) {
     CHTriangulation target(3, 2, 2, 2);
     EXPECT_THROW(Load(target, bytes.substr(0, len), true), CArchiveException) << len;
-    EXPECT_TRUE(target.NumTriangles == 0 && target.ScaleX == 0.5f) << "re-initialised with the stored scale";
-    EXPECT_EQ(CheckMesh(target), "");
+    EXPECT_TRUE(target.NumTriangles == 0 && target.ScaleX == 0.5f && CheckMesh(target).empty()) << "re-initialised, stored scale";
   }
-  CHTriangulation whole;
-  Load(whole, bytes, true);
-  EXPECT_EQ(whole.NumTriangles, 24);
 }
 
 }  // namespace
