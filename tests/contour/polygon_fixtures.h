@@ -51,6 +51,7 @@ inline SSEPoint V(float x, float y, float z = 0, float w = 0) {
   p.m = _mm_setr_ps(x, y, z, w);
   return p;
 }
+inline bool Same(const SSEPoint& a, const SSEPoint& b) { return _mm_movemask_ps(_mm_cmpeq_ps(a.m, b.m)) == 0xF; }
 // The polygon's SSE queries take non-const references: this lends them a temporary.
 inline SSEPoint& Lv(SSEPoint&& p) { return p; }
 

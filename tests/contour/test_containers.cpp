@@ -60,8 +60,6 @@ TEST(Polygon2d, OddMeasures) {
   EXPECT_EQ(p.ClosestPointX(0), -1);
 }
 
-bool Same(const SSEPoint& a, const SSEPoint& b) { return _mm_movemask_ps(_mm_cmpeq_ps(a.m, b.m)) == 0xF; }
-
 TEST(VertexContainer, FixedCapacityAndRealloc) {
   TaCSSEVertexContainer c(2);
   for (float x : {1.0f, 2.0f, 3.0f}) c.AppendVertex(Lv(V(x, x, x, 7)));  // the third does not fit

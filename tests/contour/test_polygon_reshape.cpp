@@ -139,12 +139,8 @@ TEST(PolygonTransform, MatchesWrittenOutMatrices) {
          const P3 q = Apply(tv, {p.x - c.x, p.y - c.y, p.z - c.z});
          return P3{q.x + c.x, q.y + c.y, q.z + c.z};
        }, 1},
-      {"BlowLineAroundCenter", [](CSSE3dPolygon& p) { p.BlowLineAroundCenter(2, 3, 4, false); },
-       [&](P3 p) { return P3{(p.x - c.x) * 2 + c.x, (p.y - c.y) * 3 + c.y, (p.z - c.z) * 4 + c.z}; }, -1},
       {"ShiftLine", [](CSSE3dPolygon& p) { p.ShiftLine(1, -2, 0.5f); },
        [](P3 p) { return P3{p.x + 1, p.y - 2, p.z + 0.5f}; }, 1},
-      {"BlowLine", [](CSSE3dPolygon& p) { p.BlowLine(2, 0.5f, -1, false); },
-       [](P3 p) { return P3{p.x * 2, p.y * 0.5f, -p.z}; }, -1},
   };
   for (const auto& [name, edit, expect, boxAfter] : cases) {
     CSSE3dPolygon poly = Make(shape);
