@@ -59,10 +59,7 @@ inline SSEPoint& Lv(SSEPoint&& p) { return p; }
 enum class Shape { Convex, Star, Collinear, PixelCentres, Wild, Slivers };
 constexpr Shape kAllShapes[] = {Shape::Convex, Shape::Star, Shape::Collinear,
                                 Shape::PixelCentres, Shape::Wild, Shape::Slivers};
-inline const char* ShapeName(Shape s) {
-  static const char* names[] = {"convex", "star", "collinear", "pixel-centres", "self-intersecting", "slivers"};
-  return names[static_cast<int>(s)];
-}
+inline std::ostream& operator<<(std::ostream& os, Shape s) { return os << "shape " << static_cast<int>(s); }
 
 // A shape centred at (cx, cy) with radius up to r, n vertices, drawn from rng.
 inline Pts RandomShape(Shape shape, std::mt19937& rng, int n, float cx, float cy, float r) {

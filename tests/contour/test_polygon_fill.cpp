@@ -16,8 +16,7 @@ int Clamp(int v, int size) { return std::max(0, std::min(size - 1, v)); }
 
 CSSEMatrix Raster(int sx, int sy, float value = 0) {
   CSSEMatrix m;  // returned through the deep copy constructor
-  m.Create(sx, sy);
-  m.Fill(value);
+  m.Create(sx, sy), m.Fill(value);
   return m;
 }
 
@@ -88,7 +87,7 @@ TEST_P(FillAgainstPerPixel, RandomPolygons) {
       const float yTo = round % 2 ? 1000.0f : yFrom + frac(rng) * r;
       const Pts pts = RandomShape(shape, rng, n, cx, cy, r);
       ASSERT_EQ(CompareFill(pts, 2.5f, sx, sy, round % 3 == 2, yFrom, yTo, GetParam()), "")
-          << "seed " << seed << " round " << round << " " << ShapeName(shape) << " n " << n << " raster " << sx << "x"
+          << "seed " << seed << " round " << round << " " << shape << " n " << n << " raster " << sx << "x"
           << sy;
     }
 }

@@ -56,7 +56,7 @@ TEST(PolygonContainment, MatchesNaiveRuleOnRandomPolygons) {
         float x = u(rng), y = u(rng);
         if (q % 2) x = std::round(x), y = std::round(y);
         ASSERT_EQ(poly.PointInLineInnerArea(x, y, 1), NaiveInside(pts, x, y))
-            << "seed " << seed << " " << ShapeName(shape) << " n " << n << " at " << x << "," << y;
+            << "seed " << seed << " " << shape << " n " << n << " at " << x << "," << y;
       }
     }
 }
