@@ -65,7 +65,8 @@ inline std::ostream& operator<<(std::ostream& os, Shape s) { return os << "shape
 inline Pts RandomShape(Shape shape, std::mt19937& rng, int n, float cx, float cy, float r) {
   std::uniform_real_distribution<float> unit(0.0f, 1.0f);
   auto polar = [&](int i, float rr) {
-    return P3{cx + rr * float(std::cos(6.283185307179586 * i / n)), cy + rr * float(std::sin(6.283185307179586 * i / n)), 0};
+    const double a = 6.283185307179586 * i / n;
+    return P3{cx + rr * float(std::cos(a)), cy + rr * float(std::sin(a)), 0};
   };
   Pts pts;
   const float x0 = std::floor(cx - r), x1 = std::floor(cx + r), y0 = std::floor(cy - r), y1 = std::floor(cy + r);
@@ -83,7 +84,7 @@ inline Pts RandomShape(Shape shape, std::mt19937& rng, int n, float cx, float cy
                         : P3{x0, y1 - (y1 - y0) * (0.5f + 0.5f * t), 0};
         break;
       case Shape::PixelCentres: p = {std::round(p.x), std::round(p.y), 0}; break;
-      case Shape::Wild: p = {cx + r * (2 * unit(rng) - 1), cy + r * (2 * unit(rng) - 1), 0}; break;  // self-intersecting
+      case Shape::Wild: p = {cx + r * (2 * unit(rng) - 1), cy + r * (2 * unit(rng) - 1), 0}; break;  // crossing
       // Edges a hair beside integer columns and rows: crossing thresholds
       // fall right next to pixel positions.
       case Shape::Slivers:

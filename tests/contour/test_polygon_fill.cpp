@@ -125,7 +125,8 @@ TEST(PolygonFill, ByteRasterMatchesFloatRaster) {
     poly.DrawInMatrixAndFillFine(1.0f, &f, round == 3, 5.0f + round, 30.0f);
     poly.DrawInCharMatrixAndFillFine(char(-7), &c, round == 3, 5.0f + round, 30.0f);
     for (int i = 0; i < 45 * 37; ++i)
-      ASSERT_EQ(c.GetPoint(i % 45, i / 45) == char(-7), f.GetPoint(i % 45, i / 45) == 1.0f) << "seed " << seed << " " << i;
+      ASSERT_EQ(c.GetPoint(i % 45, i / 45) == char(-7), f.GetPoint(i % 45, i / 45) == 1.0f)
+          << "seed " << seed << " pixel " << i;
   }
 }
 
@@ -207,7 +208,8 @@ TEST(PolygonDraw, RayFillDirectionAndWalls) {
 
 TEST(PolygonDistance, NearPixelsTakePlanarDistanceFarOnesBlend) {
   Pts pts;
-  for (int i = 0; i < 64; ++i) pts.push_back({float(16 + 8 * std::cos(i * M_PI / 32)), float(16 + 8 * std::sin(i * M_PI / 32)), 0});
+  for (int i = 0; i < 64; ++i)
+    pts.push_back({float(16 + 8 * std::cos(i * M_PI / 32)), float(16 + 8 * std::sin(i * M_PI / 32))});
   CSSE3dPolygon poly = Make(pts);
   CSSEMatrix heights = Raster(32, 32, 0.5f);
   t_resolutiondata r{0.125f, 0.125f, 1.0f};  // factors of 1/8 keep the accumulated positions exact
