@@ -60,7 +60,7 @@ TEST(Polygon2d, OddMeasures) {
   EXPECT_EQ(p.ClosestPointX(0), -1);
 }
 
-TEST(VertexContainer, FixedCapacityAndRealloc) {
+TEST(VertexContainer, CapacityExtremesAndLookups) {
   TaCSSEVertexContainer c(2);
   for (float x : {1.0f, 2.0f, 3.0f}) c.AppendVertex(Lv(V(x, x, x, 7)));  // the third does not fit
   ASSERT_EQ(c.GetNumVertices(), 2);
@@ -73,10 +73,7 @@ TEST(VertexContainer, FixedCapacityAndRealloc) {
   c.CreateVertexArray(-3);  // a negative capacity holds nothing
   c.AppendVertex(Lv(V(1, 1)));
   EXPECT_EQ(c.GetNumVertices(), 0);
-}
-
-TEST(VertexContainer, ExtremesAndLookups) {
-  TaCSSEVertexContainer c(4);
+  c.CreateVertexArray(4);
   EXPECT_TRUE(Same(c.MinPoint(), V(999999.875f, 999999.875f, 999999.875f, 999999.875f)));
   c.AppendVertex(Lv(V(0, 5, 1, 2)));
   c.AppendVertex(Lv(V(5, 0, -1, 3)));
