@@ -26,7 +26,6 @@ TEST(PolygonResample, CountsAfterResampling) {
       {"2.5 / 1 gives N = 2 on 0->1 and 2->0", {{0, 0, 0}, {2.5f, 0, 0}, {0, 0.5f, 0}}, closed, 3 + 2 + 2},
       {"open omits the closing edge", spur, [](CSSE3dPolygon& p) { p.ReParametrizeOpen(1.0f); }, 3 + 9},
       {"capped at 99999 points", Square(0, 0, 100000), closed, 99999},
-      {"zero spacing", Square(0, 0, 10), spacing(0), 4},
       {"NaN spacing", Square(0, 0, 10), spacing(NAN), 4},
       // Sides of 3 at spacing 0.6f: 3 / 0.6f is just below 5, so 4 extra points each.
       {"blow with resampling", Square(0, 0, 1), [](CSSE3dPolygon& p) { p.BlowLine(3, 3, 1, true); }, 4 + 4 * 4},
