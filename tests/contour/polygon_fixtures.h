@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <ostream>
 #include <random>
@@ -50,6 +51,7 @@ inline SSEPoint V(float x, float y, float z = 0, float w = 0) {
   p.m = _mm_setr_ps(x, y, z, w);
   return p;
 }
+inline bool Same(const SSEPoint& a, const SSEPoint& b) { return _mm_movemask_ps(_mm_cmpeq_ps(a.m, b.m)) == 0xF; }
 // The polygon's SSE queries take non-const references: this lends them a temporary.
 inline SSEPoint& Lv(SSEPoint&& p) { return p; }
 
@@ -57,64 +59,41 @@ inline SSEPoint& Lv(SSEPoint&& p) { return p; }
 enum class Shape { Convex, Star, Collinear, PixelCentres, Wild, Slivers };
 constexpr Shape kAllShapes[] = {Shape::Convex, Shape::Star, Shape::Collinear,
                                 Shape::PixelCentres, Shape::Wild, Shape::Slivers};
-inline const char* ShapeName(Shape s) {
-  static const char* names[] = {"convex", "star", "collinear", "pixel-centres", "self-intersecting", "slivers"};
-  return names[static_cast<int>(s)];
-}
+inline std::ostream& operator<<(std::ostream& os, Shape s) { return os << "shape " << static_cast<int>(s); }
 
 // A shape centred at (cx, cy) with radius up to r, n vertices, drawn from rng.
 inline Pts RandomShape(Shape shape, std::mt19937& rng, int n, float cx, float cy, float r) {
   std::uniform_real_distribution<float> unit(0.0f, 1.0f);
-  Pts pts;
-  const double twoPi = 6.283185307179586;
-  auto polar = [&](int i, float rx, float ry) {
-    const double a = twoPi * i / n;
-    return P3{cx + rx * float(std::cos(a)), cy + ry * float(std::sin(a)), 0};
+  auto polar = [&](int i, float rr) {
+    const double a = 6.283185307179586 * i / n;
+    return P3{cx + rr * float(std::cos(a)), cy + rr * float(std::sin(a)), 0};
   };
-  auto push = [&](P3 p, bool snap) { pts.push_back(snap ? P3{std::round(p.x), std::round(p.y), 0} : p); };
-  switch (shape) {
-    case Shape::Convex:  // an ellipse, z drawn too
-      for (int i = 0; i < n; ++i) push(polar(i, r, r * 0.7f), false), pts.back().z = unit(rng);
-      break;
-    case Shape::Star:
-      for (int i = 0; i < n; ++i) {
-        const float rr = r * (i % 2 ? 0.35f + 0.3f * unit(rng) : 0.8f + 0.2f * unit(rng));
-        push(polar(i, rr, rr), false);
-      }
-      break;
-    case Shape::Collinear: {
-      // A rectangle and a slanted side, each split into runs of collinear
-      // points, some of them on integer positions.
-      const float x0 = std::floor(cx - r), x1 = std::floor(cx + r), y0 = std::floor(cy - r), y1 = std::floor(cy + r);
-      const int k = n / 4 > 2 ? n / 4 : 2;
-      for (int i = 0; i < k; ++i) pts.push_back({x0 + (x1 - x0) * i / k, y0, 0});
-      for (int i = 0; i < k; ++i) pts.push_back({x1, y0 + (y1 - y0) * i / k, 0});
-      for (int i = 0; i < k; ++i) pts.push_back({x1 - (x1 - x0) * i / k, y1 - (y1 - y0) * 0.5f * i / k, 0});
-      for (int i = 0; i < k; ++i) pts.push_back({x0, y1 - (y1 - y0) * 0.5f - (y1 - y0) * 0.5f * i / k, 0});
-      break;
+  Pts pts;
+  const float x0 = std::floor(cx - r), x1 = std::floor(cx + r), y0 = std::floor(cy - r), y1 = std::floor(cy + r);
+  const int k = std::max(n / 4, 2);
+  for (int i = 0; i < (shape == Shape::Collinear ? 4 * k : n); ++i) {
+    const float t = float(i % k) / k, hair = (i % 3 - 1) * 1e-4f;
+    P3 p = polar(i, r * (0.3f + 0.7f * unit(rng)));
+    switch (shape) {
+      case Shape::Convex: p = polar(i, r), p.y = cy + (p.y - cy) * 0.7f, p.z = unit(rng); break;  // ellipse
+      case Shape::Star: p = polar(i, r * (i % 2 ? 0.35f + 0.3f * unit(rng) : 0.8f + 0.2f * unit(rng))); break;
+      // A rectangle with a slanted side, in runs of collinear points.
+      case Shape::Collinear:
+        p = i < k ? P3{x0 + (x1 - x0) * t, y0, 0} : i < 2 * k ? P3{x1, y0 + (y1 - y0) * t, 0}
+            : i < 3 * k ? P3{x1 - (x1 - x0) * t, y1 - (y1 - y0) * 0.5f * t, 0}
+                        : P3{x0, y1 - (y1 - y0) * (0.5f + 0.5f * t), 0};
+        break;
+      case Shape::PixelCentres: p = {std::round(p.x), std::round(p.y), 0}; break;
+      case Shape::Wild: p = {cx + r * (2 * unit(rng) - 1), cy + r * (2 * unit(rng) - 1), 0}; break;  // crossing
+      // Edges a hair beside integer columns and rows: crossing thresholds
+      // fall right next to pixel positions.
+      case Shape::Slivers:
+        p = {std::round(p.x), std::round(p.y), 0};
+        pts.push_back({i % 2 ? p.x + hair : p.x, i % 2 ? p.y : p.y + hair, 0});
+        p = {i % 2 ? p.x - hair : p.x + 3, i % 2 ? p.y + 5 : p.y - hair, 0};
+        break;
     }
-    case Shape::PixelCentres:  // star-like, every vertex on a pixel centre
-      for (int i = 0; i < n; ++i) {
-        const float rr = r * (0.3f + 0.7f * unit(rng));
-        push(polar(i, rr, rr), true);
-      }
-      break;
-    case Shape::Slivers:
-      // Nearly vertical edges a hair beside integer columns and nearly
-      // horizontal ones a hair beside integer rows: crossing thresholds fall
-      // right next to pixel positions.
-      for (int i = 0; i < n; ++i) {
-        const float hair = (i % 3 - 1) * 1e-4f;
-        const float rr = r * (0.4f + 0.6f * unit(rng));
-        const P3 p = polar(i, rr, rr);
-        const float x = std::round(p.x), y = std::round(p.y);
-        pts.push_back({i % 2 ? x + hair : x, i % 2 ? y : y + hair, 0});
-        pts.push_back({i % 2 ? x - hair : x + 3, i % 2 ? y + 5 : y - hair, 0});
-      }
-      break;
-    case Shape::Wild:  // self-intersecting: random vertices in the square
-      for (int i = 0; i < n; ++i) pts.push_back({cx + r * (2 * unit(rng) - 1), cy + r * (2 * unit(rng) - 1), 0});
-      break;
+    pts.push_back(p);
   }
   return pts;
 }
@@ -124,12 +103,9 @@ inline Pts RandomShape(Shape shape, std::mt19937& rng, int n, float cx, float cy
 inline bool NaiveInside(const Pts& p, float x, float y) {
   const int n = static_cast<int>(p.size());
   if (n < 3) return false;
-  float minX = p[0].x, maxX = p[0].x, minY = p[0].y, maxY = p[0].y;
-  for (const P3& q : p) {
-    minX = std::fmin(minX, q.x), maxX = std::fmax(maxX, q.x);
-    minY = std::fmin(minY, q.y), maxY = std::fmax(maxY, q.y);
-  }
-  if (x < minX || x > maxX || y < minY || y > maxY) return false;
+  bool left = true, right = true, below = true, above = true;  // the box pre-test: all vertices on one side
+  for (const P3& q : p) left &= x < q.x, right &= x > q.x, below &= y < q.y, above &= y > q.y;
+  if (left || right || below || above) return false;
   bool inside = false;
   for (int i = 0; i < n; ++i) {
     const P3& cur = p[i];

@@ -17,10 +17,9 @@ namespace {
 
 std::string Store(CSSE3dPolygon& poly) {
   std::ostringstream out;
-  {
-    CArchive ar(out);
-    poly.Serialize(ar);
-  }
+  CArchive ar(out);
+  poly.Serialize(ar);
+  ar.Flush();
   return out.str();
 }
 
@@ -48,8 +47,7 @@ std::string Bytes(std::int32_t count, const std::string& rest) {
 const Pts kFive = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}, {10, 11, 12}, {13, 14, 15}};
 
 TEST(PolygonPersistence, RecordLayoutAndSizes) {
-  CSSE3dPolygon poly;
-  Fill(poly, kFive);
+  CSSE3dPolygon poly = Make(kFive);
   const std::string bytes = Store(poly);
   // Count, then per group of four: x of four points, y of four, z of four;
   // the last group zero-padded.
@@ -62,9 +60,7 @@ TEST(PolygonPersistence, RecordLayoutAndSizes) {
 }
 
 TEST(PolygonPersistence, LoadDuplicatesSecondToLastAndKeepsRecords) {
-  CSSE3dPolygon poly, back, zero, one;
-  Fill(poly, kFive);
-  Fill(back, Square(-100, -100, 1));
+  CSSE3dPolygon poly = Make(kFive), back = Make(Square(-100, -100, 1)), zero, one = Make({{5, 6, 7}});
   back.CalcBoundingBox();
   for (bool seekable : {true, false}) {
     Load(back, Store(poly), seekable);
@@ -76,14 +72,12 @@ TEST(PolygonPersistence, LoadDuplicatesSecondToLastAndKeepsRecords) {
   }
   Load(back, Store(zero));
   EXPECT_EQ(back.GetNumPoints(), 0);
-  Fill(one, {{5, 6, 7}});
   Load(back, Store(one));
   EXPECT_EQ(Points(back), (Pts{{0, 0, 0}}));  // no predecessor to copy: zeros
 }
 
 TEST(PolygonPersistence, DamagedRecordsThrowAndLeavePolygon) {
-  CSSE3dPolygon poly;
-  Fill(poly, kFive);
+  CSSE3dPolygon poly = Make(kFive);
   const std::string good = Store(poly);
   struct Case { std::string name, bytes; bool memory, seekable; };  // memory: CMemoryException, not CArchiveException
   std::vector<Case> cases;
@@ -97,8 +91,7 @@ TEST(PolygonPersistence, DamagedRecordsThrowAndLeavePolygon) {
   // Unseekable: a forged count that would ask for 1.2 GB must not be allocated first.
   cases.push_back({"unseekable forged count", Bytes(100000000, std::string(96, '\0')), false, false});
   for (const Case& c : cases) {
-    CSSE3dPolygon target;
-    Fill(target, Square(3, 3, 3));
+    CSSE3dPolygon target = Make(Square(3, 3, 3));
     if (c.memory)
       EXPECT_THROW(Load(target, c.bytes, c.seekable), CMemoryException) << c.name;
     else
