@@ -98,12 +98,14 @@ TEST(DelaunayRefine, BorderRefinementFeedsThePartner) {
 TEST(DelaunayRefine, CentroidInsertionTakesTheFieldHeight) {
   CSSEMatrix field;
   Fill(field, 20, 20, [](int, int) { return 5.0f; });
-  TaCIncrementalDelaunay2D d;
-  Build(d, Square(0, 0, 0, 0), true, true, -1, 4);
-  d.HighDerivationInsertPoints(&field, 1.0f, true);
-  ASSERT_TRUE(d.IsFinalized() && d.GetNumVertices() == 6);
-  EXPECT_TRUE(d.GetVertex(4).z == 5.0f && d.GetVertex(5).z == 5.0f);
-  EXPECT_EQ(Check(d, d.GetFinalTriangleList(), kDelaunay), "");
+  for (float tolerance : {1.0f, 5.0f}) {  // a height step equal to the tolerance does not count (strict)
+    TaCIncrementalDelaunay2D d;
+    Build(d, Square(0, 0, 0, 0), true, true, -1, 4);
+    d.HighDerivationInsertPoints(&field, tolerance, true);
+    ASSERT_TRUE(d.IsFinalized() && d.GetNumVertices() == (tolerance < 5.0f ? 6 : 4)) << tolerance;
+    if (tolerance < 5.0f) EXPECT_TRUE(d.GetVertex(4).z == 5.0f && d.GetVertex(5).z == 5.0f);
+    EXPECT_EQ(Check(d, d.GetFinalTriangleList(), kDelaunay), "");
+  }
 }
 
 TEST(DelaunayRefine, GridPointsOnlyStrictlyInsideTriangles) {
