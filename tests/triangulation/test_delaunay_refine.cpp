@@ -17,9 +17,8 @@ std::vector<Pt> Square(float z00, float z10, float z11, float z01, float side = 
 
 TEST(DelaunayRefine, ZeroPassesOrAFlatSurfaceChangeNothing) {
   for (bool flat : {false, true}) {
-    std::vector<Pt> pts = MakeCloud(Cloud::kUniform, flat ? 40 : 50, flat ? 8 : 4);
-    if (flat)
-      for (Pt& p : pts) p.z = 7.0f;
+    std::vector<Pt> pts = MakeCloud(Cloud::kUniform, 50, 4);
+    for (Pt& p : pts) p.z = flat ? 7.0f : p.z;
     TaCIncrementalDelaunay2D d;
     Build(d, pts, false, !flat);
     const auto before = Snapshot(d.GetTriangleList());
