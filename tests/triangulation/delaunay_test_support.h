@@ -37,8 +37,7 @@ inline void Load(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, int ex
 }
 
 // Load, then triangulate the first n points (all when n < 0).
-inline void Build(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, bool final, bool box, int n = -1,
-                  int extra = 8) {
+inline void Build(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, bool final, bool box, int n = -1, int extra = 8) {
   Load(d, pts, extra);
   d.Triangulate(n < 0 ? static_cast<int>(pts.size()) : n, final, box);
 }
@@ -53,8 +52,7 @@ void Fill(CSSEMatrix& m, int w, int h, F f) {
 enum class Cloud { kUniform, kClustered, kGrid, kGridSorted, kSeparated, kDegenerate };
 
 inline const char* Name(Cloud c) {
-  return std::array<const char*, 6>{"uniform", "clustered", "grid", "grid_sorted", "separated",
-                                    "degenerate"}[static_cast<int>(c)];
+  return std::array<const char*, 6>{"uniform", "clustered", "grid", "grid_sorted", "separated", "degenerate"}[int(c)];
 }
 
 // Points in [0, 100)^2 with z a smooth function of x and y. The grid clouds
@@ -119,9 +117,7 @@ inline double Orient(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) {
 
 // Positive when d lies inside the circle through the counter-clockwise a, b, c.
 inline double InCircle(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c, const SSEPoint& d) {
-  const double adx = a.x - static_cast<double>(d.x), ady = a.y - static_cast<double>(d.y);
-  const double bdx = b.x - static_cast<double>(d.x), bdy = b.y - static_cast<double>(d.y);
-  const double cdx = c.x - static_cast<double>(d.x), cdy = c.y - static_cast<double>(d.y);
+  const double dx = d.x, dy = d.y, adx = a.x - dx, ady = a.y - dy, bdx = b.x - dx, bdy = b.y - dy, cdx = c.x - dx, cdy = c.y - dy;
   return (adx * adx + ady * ady) * (bdx * cdy - cdx * bdy) - (bdx * bdx + bdy * bdy) * (adx * cdy - cdx * ady) +
          (cdx * cdx + cdy * cdy) * (adx * bdy - bdx * ady);
 }
@@ -207,9 +203,8 @@ inline std::vector<Record> Snapshot(const CDelaunayTriangleList& list) {
       const auto it = index.find(t->pNeighbour[k]);
       r.n[k] = t->pNeighbour[k] ? (it == index.end() ? -2 : it->second) : -1;
     }
-    std::memcpy(&r.circle[0], &t->fCenterX, 4);
-    std::memcpy(&r.circle[1], &t->fCenterY, 4);
-    std::memcpy(&r.circle[2], &t->fRadiusSqr, 4);
+    const float circle[3] = {t->fCenterX, t->fCenterY, t->fRadiusSqr};
+    std::memcpy(r.circle, circle, sizeof circle);
     r.marks[0] = t->bKill, r.marks[1] = t->bOutside, r.marks[2] = t->bBorder, r.marks[3] = t->bLocked;
     out.push_back(r);
   }

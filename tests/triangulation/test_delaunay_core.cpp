@@ -18,29 +18,21 @@ TEST(DelaunayCore, DegenerateStartsLeaveTheObjectEmpty) {
   TaCIncrementalDelaunay2D two, noRoom, full;
   Build(two, {{0, 0, 0}, {1, 1, 0}}, true, false);
   two.Triangulate(2, true, true);
-  EXPECT_TRUE(two.GetTriangleList().IsEmpty());
-  EXPECT_TRUE(two.GetFinalTriangleList().IsEmpty());
-  EXPECT_FALSE(two.IsFinalized());
+  EXPECT_TRUE(two.GetTriangleList().IsEmpty() && two.GetFinalTriangleList().IsEmpty() && !two.IsFinalized());
   Build(noRoom, {{1, 1, 0}, {9, 5, 0}, {4, 8, 0}}, false, true, -1, 2);  // a box start without room for a corner
   EXPECT_TRUE(noRoom.GetTriangleList().IsEmpty());
   Build(full, {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}}, false, false, -1, 0);
   full.InsertVertexIntoTriangulation(2.0f, 2.0f, false);  // a full container drops the insertion
-  EXPECT_EQ(full.GetNumVertices(), 3);
-  EXPECT_EQ(full.GetTriangleList().GetCount(), 1);
+  EXPECT_TRUE(full.GetNumVertices() == 3 && full.GetTriangleList().GetCount() == 1);
 }
 
 TEST(DelaunayCore, PointWhereIsStrictAndKeepsCornersOutside) {
   TaCIncrementalDelaunay2D d;
   Build(d, {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}}, false, false);
-  const struct {
-    float x, y;
-    EPointWhere where;
-  } cases[] = {
-      {2, 2, ePointInside},       {5, 0, ePointOnSide0},      {5, 5, ePointOnSide1},
-      {0, 5, ePointOnSide2},      {-1, 5, ePointOutside},     {0.0001f, 0.0001f, ePointOutside},
-      {5, -0.0004f, ePointOnSide0},  // cross product -0.004: within the tolerance
-      {5, 0.0005f, ePointInside},    // s0 = 10 * y = 0.005 exactly: neither inside nor on the side
-  };
+  // (5, -0.0004): cross product -0.004, within the tolerance; (5, 0.0005): s0 = 10 * y = 0.005 exactly.
+  const struct { float x, y; EPointWhere where; } cases[] = {
+      {2, 2, ePointInside}, {5, 0, ePointOnSide0}, {5, 5, ePointOnSide1}, {0, 5, ePointOnSide2}, {-1, 5, ePointOutside},
+      {0.0001f, 0.0001f, ePointOutside}, {5, -0.0004f, ePointOnSide0}, {5, 0.0005f, ePointInside}};
   for (const auto& c : cases) EXPECT_EQ(d.PointWhere(c.x, c.y, d.GetTriangleList().GetHead()), c.where) << c.x << ", " << c.y;
 }
 
@@ -51,13 +43,8 @@ TEST(DelaunayCore, PointWhereIsStrictAndKeepsCornersOutside) {
 TEST(DelaunayCore, SmallConfigurations) {
   const std::vector<Pt> box = {{0, 0, 0}, {10, 10, 0}, {0, 10, 0}, {10, 0, 0}};
   const auto with = [](std::vector<Pt> p, Pt q) { return p.push_back(q), p; };
-  const struct {
-    const char* name;
-    std::vector<Pt> pts;
-    int first;
-    bool final, fromBox;
-    int vertices, triangles, vertex, using_;
-    std::vector<int> head;  // corners of the first triangle, when given
+  const struct {  // head: corners of the first triangle, when given
+    const char* name; std::vector<Pt> pts; int first; bool final, fromBox; int vertices, triangles, vertex, using_; std::vector<int> head;
   } cases[] = {
       // The first triangle is counter-clockwise; nearly collinear counts as clockwise: reordered, not rejected.
       {"counter-clockwise", {{0, 0, 0}, {4, 0, 0}, {0, 3, 0}}, 3, false, false, 3, 1, 0, 1, {0, 1, 2}},
@@ -84,9 +71,7 @@ TEST(DelaunayCore, SmallConfigurations) {
     std::set<const t_hdelaunaytriangle*> old;
     for (t_hdelaunaytriangle* t : list) old.insert(t);
     for (int i = c.first; i < static_cast<int>(c.pts.size()); ++i) d.InsertVertexIntoTriangulation(i);
-    EXPECT_EQ(d.GetNumVertices(), c.vertices);
-    EXPECT_EQ(list.GetCount(), c.triangles);
-    EXPECT_EQ(CountUsing(list, c.vertex), c.using_);
+    EXPECT_TRUE(d.GetNumVertices() == c.vertices && list.GetCount() == c.triangles && CountUsing(list, c.vertex) == c.using_);
     // The reordered nearly collinear corners really turn clockwise (by -0.004).
     EXPECT_EQ(Check(d, list, {std::string(c.name) != "nearly collinear", c.fromBox || c.final}), "");
     if (!c.head.empty()) EXPECT_EQ(std::vector<int>(list.GetHead()->nVertex, list.GetHead()->nVertex + 3), c.head);
@@ -117,8 +102,7 @@ TEST(DelaunayCore, FinalisationRoundTripsTheList) {
   d.FinalizeTriangleList();
   // Inserting after finalisation works on the working list and finalizes again.
   d.InsertVertexIntoTriangulation(33.3f, 66.6f, true);
-  EXPECT_TRUE(d.IsFinalized());
-  EXPECT_EQ(d.GetFinalTriangleList().GetCount(), static_cast<int>(working.size()) + 2);
+  EXPECT_TRUE(d.IsFinalized() && d.GetFinalTriangleList().GetCount() == static_cast<int>(working.size()) + 2);
   EXPECT_EQ(Check(d, d.GetFinalTriangleList(), kDelaunay), "");
 }
 
@@ -152,9 +136,8 @@ TEST(DelaunayProperty, CirclesAreEmptyAndCountMatchesHull) {
       const std::vector<Pt> pts = MakeCloud(Cloud::kSeparated, n, seed);
       TaCIncrementalDelaunay2D d;
       Build(d, pts, true, false);
-      SCOPED_TRACE("seed " + std::to_string(seed) + ", n " + std::to_string(n));
-      EXPECT_EQ(Check(d, d.GetFinalTriangleList(), kDelaunay), "");
-      EXPECT_EQ(d.GetFinalTriangleList().GetCount(), 2 * n - 2 - HullSize(pts));
+      EXPECT_EQ(Check(d, d.GetFinalTriangleList(), kDelaunay), "") << "seed " << seed << ", n " << n;
+      EXPECT_EQ(d.GetFinalTriangleList().GetCount(), 2 * n - 2 - HullSize(pts)) << "seed " << seed << ", n " << n;
     }
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
+#include <random>
 #include <vector>
 
 // The deliberately plain reference hull of the tests (and the timing
@@ -26,4 +28,11 @@ std::vector<P> MonotoneChainHull(std::vector<P> p, Cross cross) {
   }
   h.resize(k - 1);
   return h;
+}
+
+// Seed of a property test: RELIEF_TEST_SEED when set (to replay a printed
+// failure), otherwise a fresh one.
+inline unsigned TestSeed() {
+  if (const char* s = std::getenv("RELIEF_TEST_SEED")) return static_cast<unsigned>(std::strtoul(s, nullptr, 10));
+  return std::random_device{}();
 }
