@@ -29,10 +29,12 @@ TEST(DelaunayCore, DegenerateStartsLeaveTheObjectEmpty) {
 TEST(DelaunayCore, PointWhereIsStrictAndKeepsCornersOutside) {
   TaCIncrementalDelaunay2D d;
   Build(d, {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}}, false, false);
-  // (5, -0.0004): cross product -0.004, within the tolerance; (5, 0.0005): s0 = 10 * y = 0.005 exactly.
+  // (5, -0.0004): cross product -0.004, within the tolerance; (5, 0.0005): s0 rounds to just above 0.005;
+  // the hex y makes s0 exactly 0.005f, which is neither inside nor on the line.
   const struct { float x, y; EPointWhere where; } cases[] = {
       {2, 2, ePointInside}, {5, 0, ePointOnSide0}, {5, 5, ePointOnSide1}, {0, 5, ePointOnSide2}, {-1, 5, ePointOutside},
-      {0.0001f, 0.0001f, ePointOutside}, {5, -0.0004f, ePointOnSide0}, {5, 0.0005f, ePointInside}};
+      {0.0001f, 0.0001f, ePointOutside}, {5, -0.0004f, ePointOnSide0}, {5, 0.0005f, ePointInside},
+      {5, 0x1.0624dcp-11f, ePointOutside}};
   for (const auto& c : cases) EXPECT_EQ(d.PointWhere(c.x, c.y, d.GetTriangleList().GetHead()), c.where) << c.x << ", " << c.y;
 }
 
