@@ -70,19 +70,16 @@ bool CCircleGrid::Level::TryInsert(t_hdelaunaytriangle* t, const Entry& e, const
   t->nGridBox[3] = static_cast<int16_t>(iy1);
   Entry copy = e;
   copy.nRecord |= kHome;
-  for (int iy = iy0; iy <= iy1; ++iy)
-    for (int ix = ix0; ix <= ix1; ++ix) {
-      cells[static_cast<std::size_t>(iy) * nX + ix].push_back(copy);
-      copy.nRecord = e.nRecord;
-    }
+  ForEachCellOf(*this, t->nGridBox, [&](std::vector<Entry>& cell) {
+    cell.push_back(copy);
+    copy.nRecord = e.nRecord;
+  });
   return true;
 }
 
 void CCircleGrid::Level::Erase(const t_hdelaunaytriangle* t) {
   const uint32_t record = static_cast<uint32_t>(t->nPoolIndex);
-  for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
-    for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix)
-      RemoveEntry(cells[static_cast<std::size_t>(iy) * nX + ix], record);
+  ForEachCellOf(*this, t->nGridBox, [record](std::vector<Entry>& cell) { RemoveEntry(cell, record); });
 }
 
 void CCircleGrid::Level::CollectOnce(std::vector<Entry>& out) const {
@@ -119,7 +116,7 @@ void CCircleGrid::Relayout(double x0, double y0, double x1, double y1, std::size
   m_Coarse.CollectOnce(filed);
   filed.insert(filed.end(), m_Unbounded.begin(), m_Unbounded.end());
   Layout(x0, y0, x1, y1, cells);
-  for (const Entry& e : filed) File(e);
+  for (const Entry& e : filed) File(m_Pool.At(e.Record()), e);
 }
 
 void CCircleGrid::Clear() {
@@ -129,8 +126,7 @@ void CCircleGrid::Clear() {
   m_nCount = 0;
 }
 
-void CCircleGrid::File(const Entry& e) {
-  t_hdelaunaytriangle* t = m_Pool.At(e.Record());
+void CCircleGrid::File(t_hdelaunaytriangle* t, const Entry& e) {
   if (HoldsNothing(e.fCenterX, e.fCenterY, e.fRadiusSqr)) {
     t->nGridLevel = kHoldsNothing;
     return;
@@ -152,7 +148,7 @@ void CCircleGrid::File(const Entry& e) {
 
 void CCircleGrid::Insert(t_hdelaunaytriangle* t) {
   ++m_nCount;
-  File(Entry{t->fCenterX, t->fCenterY, t->fRadiusSqr, static_cast<uint32_t>(t->nPoolIndex)});
+  File(t, Entry{t->fCenterX, t->fCenterY, t->fRadiusSqr, static_cast<uint32_t>(t->nPoolIndex)});
 }
 
 void CCircleGrid::PrefetchQuery(float x, float y) const {
@@ -165,11 +161,11 @@ void CCircleGrid::PrefetchQuery(float x, float y) const {
 
 void CCircleGrid::Prefetch(const t_hdelaunaytriangle* t) const {
   if (t->nGridLevel != kFine && t->nGridLevel != kCoarse) return;
-  const Level& level = t->nGridLevel == kFine ? m_Fine : m_Coarse;
-  for (int iy = t->nGridBox[1]; iy <= t->nGridBox[3]; ++iy)
-    for (int ix = t->nGridBox[0]; ix <= t->nGridBox[2]; ++ix)
-      _mm_prefetch(reinterpret_cast<const char*>(level.cells[static_cast<std::size_t>(iy) * level.nX + ix].data()),
-                   _MM_HINT_T0);
+  // The first line of each cell: the search for t's entry starts there, and
+  // asking for whole cells measured no faster.
+  ForEachCellOf(t->nGridLevel == kFine ? m_Fine : m_Coarse, t->nGridBox, [](const std::vector<Entry>& cell) {
+    _mm_prefetch(reinterpret_cast<const char*>(cell.data()), _MM_HINT_T0);
+  });
 }
 
 void CCircleGrid::Erase(t_hdelaunaytriangle* t) {

@@ -85,8 +85,8 @@ class CCircleGrid {
   static bool CircleBox(const Entry& e, double lo[2], double hi[2]);
   // Removes the entry of a record; the order of the rest does not matter.
   static void RemoveEntry(std::vector<Entry>& entries, uint32_t record);
-  // Files the entry in a level or the unbounded list and notes where in its triangle.
-  void File(const Entry& e);
+  // Files t's entry in a level or the unbounded list and notes where in t.
+  void File(t_hdelaunaytriangle* t, const Entry& e);
 
   struct Level {
     double fX0 = 0.0, fY0 = 0.0, fInv = 1.0;
@@ -110,6 +110,13 @@ class CCircleGrid {
     void CollectOnce(std::vector<Entry>& out) const;
   };
   void Layout(double x0, double y0, double x1, double y1, std::size_t cells);
+  // Calls f(cell) for every cell of a filing's box (x0, y0, x1, y1), the
+  // box's first cell first.
+  template <class L, class F>
+  static void ForEachCellOf(L& level, const int16_t box[4], F&& f) {
+    for (int iy = box[1]; iy <= box[3]; ++iy)
+      for (int ix = box[0]; ix <= box[2]; ++ix) f(level.cells[static_cast<std::size_t>(iy) * level.nX + ix]);
+  }
 
   const CTrianglePool& m_Pool;
   Level m_Fine, m_Coarse;

@@ -50,14 +50,12 @@ class CFlipHistory {
 // Passes after which a legalisation that still flips is watched for cycles.
 constexpr int kWatchFromPass = 4;
 
-// The first pass reads every neighbour of the affected triangles and the
-// corner opposite each shared side: records and vertices spread over the
-// whole triangulation. Asking for all of them up front lets the misses
-// overlap instead of being met one at a time.
-void PrefetchNeighbourhood(const CDelaunayTriangleList& affected, const SSEPoint* vertices) {
-  for (const t_hdelaunaytriangle* t : affected)
-    for (const t_hdelaunaytriangle* n : t->pNeighbour)
-      if (n) _mm_prefetch(reinterpret_cast<const char*>(n), _MM_HINT_T0);
+// The first pass reads the corner opposite each shared side, one vertex
+// per neighbour, spread over the whole vertex array. The neighbours
+// themselves were requested when the affected triangles were found; asking
+// for all their corners up front lets the misses overlap instead of being
+// met one at a time.
+void PrefetchOppositeCorners(const CDelaunayTriangleList& affected, const SSEPoint* vertices) {
   for (const t_hdelaunaytriangle* t : affected)
     for (const t_hdelaunaytriangle* n : t->pNeighbour)
       if (n)
@@ -93,7 +91,7 @@ void PrefetchNeighbourhood(const CDelaunayTriangleList& affected, const SSEPoint
 void TaCIncrementalDelaunay2D::LegalizeEdges() {
   static constexpr int kNext[3] = {1, 2, 0}, kPrev[3] = {2, 0, 1};
   const int passLimit = GetNumVertices();
-  PrefetchNeighbourhood(m_AffectedTriangleList, m_pVertices);
+  PrefetchOppositeCorners(m_AffectedTriangleList, m_pVertices);
   // checkedAt[i]: the flip clock when the checks of the i-th triangle last began.
   uint64_t fewStamps[64];
   std::vector<uint64_t> manyStamps;

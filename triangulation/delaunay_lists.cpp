@@ -32,16 +32,6 @@ void CDelaunayTriangleList::RemoveAll() {
   m_nCount = 0;
 }
 
-void CDelaunayTriangleList::DeleteAll() {
-  for (t_hdelaunaytriangle* t = m_pHead; t;) {
-    t_hdelaunaytriangle* next = t->pNext;
-    delete t;
-    t = next;
-  }
-  m_pHead = m_pTail = nullptr;
-  m_nCount = 0;
-}
-
 TaCIncrementalDelaunay2D::TaCIncrementalDelaunay2D() : TaCSSEVertexContainer() { Construct(); }
 
 TaCIncrementalDelaunay2D::TaCIncrementalDelaunay2D(int maxVertices) : TaCSSEVertexContainer(maxVertices) {

@@ -21,42 +21,47 @@ std::int64_t CH2DDelaunay::NormZ(const tFaceStructure* f) const {
   return static_cast<std::int64_t>(n > hi ? hi : (n < lo ? lo : n));
 }
 
+namespace {
+
+// Visits every record of a circular list once, as the circle stood at the
+// start; visit may delete the record it is given.
+template <typename T, typename F>
+void ForEachOnceRound(T* head, F&& visit) {
+  if (!head) return;
+  T* const last = head->prev;
+  for (T* r = head;;) {
+    T* const following = r->next;
+    const bool done = r == last;
+    visit(r);
+    if (done) return;
+    r = following;
+  }
+}
+
+}  // namespace
+
 void CH2DDelaunay::LowerFaces() {
-  tFaceStructure* f = m_pFaces;
-  if (!f) return;
-  // Walk once round the circle as it stood, deciding each face.
-  tFaceStructure* const last = f->prev;
-  for (;;) {
-    tFaceStructure* following = f->next;
-    const bool done = f == last;
+  if (!m_pFaces) return;
+  ForEachOnceRound(m_pFaces, [this](tFaceStructure* f) {
     if (NormZ(f) < 0) {
       f->lower = true;
-    } else {
-      for (tEdgeStructure* e : f->edge) {
-        if (e->adjface[0] == f) e->adjface[0] = nullptr;
-        if (e->adjface[1] == f) e->adjface[1] = nullptr;
-      }
-      DeleteFace(f);
+      return;
     }
-    if (done) break;
-    f = following;
-  }
+    for (tEdgeStructure* e : f->edge) {
+      if (e->adjface[0] == f) e->adjface[0] = nullptr;
+      if (e->adjface[1] == f) e->adjface[1] = nullptr;
+    }
+    DeleteFace(f);
+  });
   // Edges with no face left belonged only to the upper hull.
-  tEdgeStructure* e = m_pEdges;
-  if (!e) return;
-  tEdgeStructure* const lastEdge = e->prev;
-  for (;;) {
-    tEdgeStructure* following = e->next;
-    const bool done = e == lastEdge;
+  ForEachOnceRound(m_pEdges, [this](tEdgeStructure* e) {
     if (!e->adjface[0] && !e->adjface[1]) {
       DeleteEdge(e);
     } else if (!e->adjface[0]) {
       e->adjface[0] = e->adjface[1];
       e->adjface[1] = nullptr;
     }
-    if (done) break;
-    e = following;
-  }
+  });
 }
 
 void CH2DDelaunay::CalcDelaunayTriangulation() {

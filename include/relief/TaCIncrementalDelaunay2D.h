@@ -122,8 +122,6 @@ class RELIEF_API CDelaunayTriangleList {
     m_pHead = m_pTail = nullptr;
     m_nCount = 0;
   }
-  // Deletes every triangle (records from InitNewTriangle) and empties the list.
-  void DeleteAll();
 
  private:
   t_hdelaunaytriangle* m_pHead = nullptr;
