@@ -47,10 +47,13 @@ void CHConvexHull2D::FlagHiddenRayPoints() {
   // Compare flags the nearer of two points on one ray from point 0, but a
   // sort need not compare every such pair: with repeated points an equal
   // pivot can send two points of one ray to different sides, and the one
-  // that is never compared with a farther point stays. After the sort each
-  // ray is one contiguous run, farthest last, so every run is settled here:
-  // all its points but the farthest are flagged (of coincident farthest
-  // points the one with the largest vnum stays, as Compare would keep it).
+  // that is never compared with a farther point stays. After the sort the
+  // points of a ray lie in one run of points collinear with the run's first
+  // within the tolerance. The tolerance chains, though: a run that starts
+  // near point 0 can take in points of neighbouring directions, and their
+  // order in it is the sort's. So each run keeps its farthest point (of
+  // coincident farthest points the one with the largest vnum, as Compare
+  // would keep it) and flags only the points collinear with that one.
   const tPointStruc& p0 = m_pPoints[0];
   auto flag = [&](tPointStruc& p) {
     if (!p.del) {
@@ -68,12 +71,18 @@ void CHConvexHull2D::FlagHiddenRayPoints() {
       if (area > kTolerance || area < -kTolerance) break;
       ++e;
     }
-    int keep = e;
-    for (int k = e - 1; k >= s && m_pPoints[k].x == m_pPoints[e].x && m_pPoints[k].y == m_pPoints[e].y; --k) {
-      if (m_pPoints[k].vnum > m_pPoints[keep].vnum) keep = k;
+    const auto distance = [&](const tPointStruc& p) {
+      const double dx = static_cast<double>(p.x) - p0.x, dy = static_cast<double>(p.y) - p0.y;
+      return dx * dx + dy * dy;
+    };
+    int keep = s;
+    for (int k = s + 1; k <= e; ++k) {
+      const double dk = distance(m_pPoints[k]), dkeep = distance(m_pPoints[keep]);
+      if (dk > dkeep || (dk == dkeep && m_pPoints[k].vnum > m_pPoints[keep].vnum)) keep = k;
     }
     for (int k = s; k <= e; ++k) {
-      if (k != keep) flag(m_pPoints[k]);
+      const float area = Area(p0, m_pPoints[k], m_pPoints[keep]);
+      if (k != keep && area <= kTolerance && area >= -kTolerance) flag(m_pPoints[k]);
     }
     s = e + 1;
   }
