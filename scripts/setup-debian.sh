@@ -6,9 +6,9 @@
 set -euo pipefail
 
 purpose=${1:-build}
-packages=(cmake g++ ninja-build pkg-config libcli11-dev libpng-dev libtiff-dev)
+packages=(cmake g++ ninja-build pkg-config libcli11-dev libpng-dev libtiff-dev libjs-three)
 if [[ $purpose == test ]]; then
-  packages+=(libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev)
+  packages+=(libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev chromium python3)
 fi
 
 missing=()

@@ -24,7 +24,7 @@ int Run(int argc, char** argv) {
 
   const std::vector<std::pair<const char*, CommandRun>> commands = {
       {"demo", AddDemoCommand(app)},   {"mesh", AddMeshCommand(app)}, {"rasterize", AddRasterizeCommand(app)},
-      {"refine", AddRefineCommand(app)}, {"info", AddInfoCommand(app)}};
+      {"refine", AddRefineCommand(app)}, {"info", AddInfoCommand(app)}, {"view", AddViewCommand(app)}};
 
   try {
     app.parse(argc, argv);

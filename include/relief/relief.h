@@ -11,6 +11,7 @@
 #include "relief/CHPolygonTriangulator.h"
 #include "relief/CHSimpleBasisFcns.h"
 #include "relief/CHTriangulation.h"
+#include "relief/CHTriangulationDlg.h"
 #include "relief/CImgFromToArray.h"
 #include "relief/CMemoryException.h"
 #include "relief/CPixelChain.h"

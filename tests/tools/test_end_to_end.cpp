@@ -185,7 +185,7 @@ TEST(ToolEndToEnd, DemoFiguresMatchTheFilesItWrote) {
   const ToolRun run = RunTool("demo --out " + Quote(dir.Path()));
   ASSERT_EQ(run.exitCode, 0) << run.err;
   for (const char* f : {"tooth.ply", "tooth-adaptive.ply", "field.npy", "roundtrip.npy", "field.png", "mask.png",
-                        "difference.png"})
+                        "difference.png", "view.html"})
     EXPECT_TRUE(std::filesystem::exists(dir / f)) << f;
 
   std::smatch m;

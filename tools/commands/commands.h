@@ -17,5 +17,6 @@ CommandRun AddMeshCommand(CLI::App& app);
 CommandRun AddRasterizeCommand(CLI::App& app);
 CommandRun AddRefineCommand(CLI::App& app);
 CommandRun AddInfoCommand(CLI::App& app);
+CommandRun AddViewCommand(CLI::App& app);
 
 }  // namespace relief::tool

@@ -11,6 +11,7 @@
 #include "commands/options.h"
 #include "demo_field.h"
 #include "demo_steps.h"
+#include "demo_view.h"
 #include "errors.h"
 #include "io/mesh_io.h"
 #include "io/raster_io.h"
@@ -127,7 +128,9 @@ int RunDemo(const DemoArgs& args) {
   written.push_back(dir / "field.png");
   written.push_back(dir / "mask.png");
   written.push_back(dir / "difference.png");
-  steps.push_back({"write files", std::to_string(written.size()) + " files", "npy data, PNG previews",
+  written.push_back(WriteDemoView(dir, field, mesh, dir / "tooth-adaptive.ply", difference,
+                                  fieldSummary.minimum - 20.0f));
+  steps.push_back({"write files", std::to_string(written.size()) + " files", "npy data, previews, view.html",
                    timer.Seconds()});
 
   Say("relief demo: a synthetic tooth from height field to mesh and back\n\n");

@@ -1,0 +1,90 @@
+#include "view_page.h"
+
+#include <fstream>
+#include <memory>
+#include <vector>
+
+#include "errors.h"
+#include "io/extension.h"
+#include "io/mesh_io.h"
+#include "io/obj_reader.h"
+#include "io/raster_io.h"
+#include "relief/CArchive.h"
+#include "relief/CHTriangulation.h"
+#include "relief/CHTriangulationDlg.h"
+#include "relief/CSSE3dPolygon.h"
+
+namespace relief::tool {
+
+unsigned LayerColour(int layer) {
+  static const unsigned kColours[] = {0xc8b89a, 0x4fa3e0, 0xe07a4f, 0x7cc47c, 0xc57ce0, 0xe0d24f};
+  return kColours[layer % 6];
+}
+
+std::unique_ptr<CHTriangulation> ReadMeshForView(const std::filesystem::path& path) {
+  std::vector<float> corners;
+  if (LowerExtension(path) == ".obj") {
+    corners = ReadObjTriangles(path);
+  } else {
+    auto reader = OpenTriangleReader(path);
+    while (reader->Next(corners, 1 << 20)) {
+    }
+  }
+  const std::size_t n = corners.size() / 9;
+  if (n > std::size_t(INT32_MAX / 3)) throw BadInput(path, "too many triangles to show");
+  auto mesh = std::make_unique<CHTriangulation>(static_cast<int>(n), 1.0f, 1.0f, 1.0f);
+  SSEPoint* p = mesh->GetEdgeArray();
+  for (std::size_t i = 0; i < 3 * n; ++i) {
+    p[i].x = corners[3 * i];
+    p[i].y = corners[3 * i + 1];
+    p[i].z = corners[3 * i + 2];
+    p[i].w = 0.0f;
+  }
+  return mesh;
+}
+
+namespace {
+
+std::unique_ptr<CSSE3dPolygon> ReadPolygonRecord(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw BadInput(path, "cannot open for reading");
+  auto polygon = std::make_unique<CSSE3dPolygon>();
+  try {
+    CArchive archive(in);
+    polygon->Serialize(archive);
+  } catch (const CArchiveException&) {
+    throw BadInput(path, "corrupt or truncated polygon record");
+  } catch (const std::bad_alloc&) {
+    throw BadInput(path, "corrupt polygon record (impossible point count)");
+  }
+  if (polygon->GetNumPoints() == 0) throw BadInput(path, "empty polygon record");
+  return polygon;
+}
+
+}  // namespace
+
+void AddFileToView(CHTriangulationDlg& view, const std::filesystem::path& path) {
+  const std::string ext = LowerExtension(path);
+  const std::string name = path.filename().string();
+  const unsigned colour = LayerColour(view.GetNumLayers());
+  if (!std::filesystem::is_regular_file(path)) throw BadInput(path, "no such file");
+  if (ext == ".rpoly") {
+    view.AddPolygon(*ReadPolygonRecord(path), name, colour, true);
+  } else if (IsRasterPath(path)) {
+    view.AddHeightField(*ReadRaster(path), name, colour);
+  } else if (ext == ".rmesh") {
+    view.AddTriangulation(*ReadRmesh(path), name, colour);
+  } else if (IsMeshPath(path)) {
+    view.AddTriangulation(*ReadMeshForView(path), name, colour);
+  } else {
+    throw BadInput(path, "unknown kind of file (meshes .ply .stl .obj .rmesh, height fields .png .tif .npy .rsm, "
+                         "polygons .rpoly)");
+  }
+}
+
+void WriteViewPage(const CHTriangulationDlg& view, const std::filesystem::path& path) {
+  if (std::filesystem::is_directory(path)) throw BadInput(path, "is a folder, not a file");
+  if (!view.WriteHtml(path)) throw WorkFailed(path, "cannot write the page");
+}
+
+}  // namespace relief::tool

@@ -1,0 +1,28 @@
+#pragma once
+
+// Files into the viewer: one layer per file, chosen by the extension.
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+class CHTriangulationDlg;
+class CHTriangulation;
+
+namespace relief::tool {
+
+// Meshes (.ply .stl .obj .rmesh), height fields (.png .tif .tiff .npy .rsm)
+// and polygon records (.rpoly); throws BadInput for anything unreadable or of
+// another kind. Colours cycle with the layer count.
+void AddFileToView(CHTriangulationDlg& view, const std::filesystem::path& path);
+
+// A mesh of the triangles in a PLY, STL or OBJ file (scale 1).
+std::unique_ptr<CHTriangulation> ReadMeshForView(const std::filesystem::path& path);
+
+// The colour of the next layer.
+unsigned LayerColour(int layer);
+
+// Writes the page; WorkFailed when it cannot be written.
+void WriteViewPage(const CHTriangulationDlg& view, const std::filesystem::path& path);
+
+}  // namespace relief::tool
