@@ -13,9 +13,12 @@ std::filesystem::path WriteDemoView(const std::filesystem::path& dir, const CSSE
   CHTriangulationDlg view;
   view.SetTitle("relief demo: a synthetic tooth");
   view.AddTriangulation(mesh, "mesh (full resolution)", LayerColour(0));
-  if (std::filesystem::exists(adaptivePath))
-    view.SetLayerVisible(view.AddTriangulation(*ReadMeshForView(adaptivePath), "adaptive mesh", LayerColour(1)),
+  if (std::filesystem::exists(adaptivePath)) {
+    const std::vector<float> adaptive = ReadTrianglesForView(adaptivePath);
+    view.SetLayerVisible(view.AddTriangles(adaptive.data(), std::int64_t(adaptive.size() / 9), "adaptive mesh",
+                                           LayerColour(1)),
                          false);
+  }
   view.SetLayerVisible(view.AddHeightField(field, "height field", LayerColour(2)), false);
   // The error map lies flat below the crown, every pixel shown: 0 is an
   // exact round trip there, not missing data. It saturates at 2, like the

@@ -21,26 +21,13 @@ unsigned LayerColour(int layer) {
   return kColours[layer % 6];
 }
 
-std::unique_ptr<CHTriangulation> ReadMeshForView(const std::filesystem::path& path) {
+std::vector<float> ReadTrianglesForView(const std::filesystem::path& path) {
+  if (LowerExtension(path) == ".obj") return ReadObjTriangles(path);
   std::vector<float> corners;
-  if (LowerExtension(path) == ".obj") {
-    corners = ReadObjTriangles(path);
-  } else {
-    auto reader = OpenTriangleReader(path);
-    while (reader->Next(corners, 1 << 20)) {
-    }
+  auto reader = OpenTriangleReader(path);
+  while (reader->Next(corners, 1 << 20)) {
   }
-  const std::size_t n = corners.size() / 9;
-  if (n > std::size_t(INT32_MAX / 3)) throw BadInput(path, "too many triangles to show");
-  auto mesh = std::make_unique<CHTriangulation>(static_cast<int>(n), 1.0f, 1.0f, 1.0f);
-  SSEPoint* p = mesh->GetEdgeArray();
-  for (std::size_t i = 0; i < 3 * n; ++i) {
-    p[i].x = corners[3 * i];
-    p[i].y = corners[3 * i + 1];
-    p[i].z = corners[3 * i + 2];
-    p[i].w = 0.0f;
-  }
-  return mesh;
+  return corners;
 }
 
 namespace {
@@ -75,7 +62,8 @@ void AddFileToView(CHTriangulationDlg& view, const std::filesystem::path& path) 
   } else if (ext == ".rmesh") {
     view.AddTriangulation(*ReadRmesh(path), name, colour);
   } else if (IsMeshPath(path)) {
-    view.AddTriangulation(*ReadMeshForView(path), name, colour);
+    const std::vector<float> corners = ReadTrianglesForView(path);
+    view.AddTriangles(corners.data(), std::int64_t(corners.size() / 9), name, colour);
   } else {
     throw BadInput(path, "unknown kind of file (meshes .ply .stl .obj .rmesh, height fields .png .tif .npy .rsm, "
                          "polygons .rpoly)");

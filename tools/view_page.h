@@ -3,7 +3,7 @@
 // Files into the viewer: one layer per file, chosen by the extension.
 
 #include <filesystem>
-#include <memory>
+#include <vector>
 #include <string>
 
 class CHTriangulationDlg;
@@ -16,8 +16,8 @@ namespace relief::tool {
 // another kind. Colours cycle with the layer count.
 void AddFileToView(CHTriangulationDlg& view, const std::filesystem::path& path);
 
-// A mesh of the triangles in a PLY, STL or OBJ file (scale 1).
-std::unique_ptr<CHTriangulation> ReadMeshForView(const std::filesystem::path& path);
+// The triangles of a PLY, STL or OBJ file, nine floats each.
+std::vector<float> ReadTrianglesForView(const std::filesystem::path& path);
 
 // The colour of the next layer.
 unsigned LayerColour(int layer);

@@ -91,24 +91,48 @@ std::string DecimationNote(std::int64_t source, std::int64_t shown, const char* 
 
 }  // namespace
 
-int CHTriangulationDlg::AddTriangulation(const CHTriangulation& mesh, const std::string& name, std::uint32_t colour) {
+namespace {
+
+// Merges a triangle soup's corners into one mesh layer. corner(t, k) gives
+// corner k of triangle t as three floats.
+template <class Corner>
+std::string SoupLayerJson(std::int64_t count, Corner corner, const std::string& name, std::uint32_t colour,
+                          std::int64_t limit) {
   GeometryBuilder builder(3);
-  const SSEPoint* corners = mesh.GetEdgeArray();
-  for (int t = 0; corners && t < mesh.GetNumTriangles(); ++t) {
-    const SSEPoint* p = corners + 3 * t;
+  for (std::int64_t t = 0; t < count; ++t) {
+    const float* p[3] = {corner(t, 0), corner(t, 1), corner(t, 2)};
     bool usable = true;
-    for (int k = 0; k < 3; ++k) usable = usable && Finite(p[k].x, p[k].y, p[k].z);
-    const bool unused = p[0].x == p[1].x && p[0].y == p[1].y && p[0].z == p[1].z && p[0].x == p[2].x &&
-                        p[0].y == p[2].y && p[0].z == p[2].z;
+    for (int k = 0; k < 3; ++k) usable = usable && Finite(p[k][0], p[k][1], p[k][2]);
+    // Three equal corners: an unused record of the full-resolution builder.
+    const bool unused = std::equal(p[0], p[0] + 3, p[1]) && std::equal(p[0], p[0] + 3, p[2]);
     if (!usable || unused) continue;
-    for (int k = 0; k < 3; ++k) builder.Index(builder.Point(p[k].x, p[k].y, p[k].z));
+    for (int k = 0; k < 3; ++k) builder.Index(builder.Point(p[k][0], p[k][1], p[k][2]));
   }
   const std::int64_t source = std::int64_t(builder.NumPrimitives());
   IndexedGeometry g = builder.Finish();
-  DecimateTriangles(g, m_triangleLimit);
+  DecimateTriangles(g, limit);
+  return MeshLayerJson("mesh", name, colour, g, source,
+                       DecimationNote(source, std::int64_t(g.indices.size() / 3), "triangles"));
+}
+
+}  // namespace
+
+int CHTriangulationDlg::AddTriangulation(const CHTriangulation& mesh, const std::string& name, std::uint32_t colour) {
+  const SSEPoint* corners = mesh.GetEdgeArray();
   auto layer = std::make_unique<Layer>();
-  layer->json = MeshLayerJson("mesh", name, colour, g, source,
-                              DecimationNote(source, std::int64_t(g.indices.size() / 3), "triangles"));
+  layer->json = SoupLayerJson(
+      corners ? mesh.GetNumTriangles() : 0, [corners](std::int64_t t, int k) { return &corners[3 * t + k].x; }, name,
+      colour, m_triangleLimit);
+  m_layers.push_back(std::move(layer));
+  return int(m_layers.size()) - 1;
+}
+
+int CHTriangulationDlg::AddTriangles(const float* corners, std::int64_t count, const std::string& name,
+                                     std::uint32_t colour) {
+  auto layer = std::make_unique<Layer>();
+  layer->json = SoupLayerJson(
+      corners ? std::max<std::int64_t>(count, 0) : 0, [corners](std::int64_t t, int k) { return corners + 9 * t + 3 * k; },
+      name, colour, m_triangleLimit);
   m_layers.push_back(std::move(layer));
   return int(m_layers.size()) - 1;
 }

@@ -50,6 +50,10 @@ class RELIEF_API CHTriangulationDlg {
   // records of the full-resolution builder) and non-finite corners are
   // skipped. Returns the layer's index.
   int AddTriangulation(const CHTriangulation& mesh, const std::string& name, std::uint32_t colour);
+  // The same for a plain triangle list: nine floats (x0, y0, z0, x1, ...)
+  // per triangle, count triangles (a null list or count <= 0 adds an empty
+  // layer). For meshes read from files, without building a CHTriangulation.
+  int AddTriangles(const float* corners, std::int64_t count, const std::string& name, std::uint32_t colour);
   // A height field as a surface: pixel (x, y) with value v > 0 becomes the
   // point (x sx, y sy, v sz); every 2 x 2 cell of valid pixels gives two
   // triangles, 0 (no data) leaves a hole. Coloured by a height ramp with a
