@@ -1,13 +1,12 @@
 // The tolerant planar predicates of the ear-clipping triangulator.
 
 #include "relief/CHSimpleBasisFcns.h"
+#include "triangulation/earclip_area.h"
 
 float CHSimpleBasisFcns::AreaSign(const t_h2dpoint* a, const t_h2dpoint* b, const t_h2dpoint* c) {
   // Double products, then one rounding to float: the tolerance below is
   // applied to exactly this value.
-  const double area = (static_cast<double>(b->x) - a->x) * (static_cast<double>(c->y) - a->y) -
-                      (static_cast<double>(c->x) - a->x) * (static_cast<double>(b->y) - a->y);
-  return static_cast<float>(area);
+  return relief::detail::DoubledArea(a, b, c);
 }
 
 bool CHSimpleBasisFcns::Left(const t_h2dpoint* a, const t_h2dpoint* b, const t_h2dpoint* c) {
@@ -39,8 +38,8 @@ bool CHSimpleBasisFcns::IntersectProp(const t_h2dpoint* a, const t_h2dpoint* b, 
 
 bool CHSimpleBasisFcns::Intersect(const t_h2dpoint* a, const t_h2dpoint* b, const t_h2dpoint* c,
                                   const t_h2dpoint* d) {
-  return IntersectProp(a, b, c, d) || Between(a, b, c) || Between(a, b, d) || Between(c, d, a) ||
-         Between(c, d, b);
+  // IntersectProp or one of the four Between tests, with each area computed once.
+  return relief::detail::SegmentsMeet(a, b, c, d);
 }
 
 bool CHSimpleBasisFcns::InCone(const t_hvertex* a, const t_hvertex* b) {

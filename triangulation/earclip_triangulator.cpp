@@ -6,6 +6,9 @@
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSE3dPolygon.h"
 #include "relief/SafeMemory.h"
+#include "triangulation/earclip_area.h"
+#include "triangulation/earclip_ear_index.h"
+#include "triangulation/earclip_edge_grid.h"
 
 namespace {
 
@@ -101,6 +104,7 @@ void CHPolygonTriangulator::CopyFrom(const CHPolygonTriangulator& other) {
   m_fScaleZ = other.m_fScaleZ;
   m_nNumTriangles = other.m_nNumTriangles;
   m_bMode = other.m_bMode;
+  m_bReferenceScans = other.m_bReferenceScans;
   if (!other.m_pVertices) return;
   const int n = m_nNumVertices;
   m_pVertices = ZeroArray<t_hvertex>(n);
@@ -119,6 +123,17 @@ void CHPolygonTriangulator::CopyFrom(const CHPolygonTriangulator& other) {
 }
 
 bool CHPolygonTriangulator::Diagonalie(t_hvertex* a, t_hvertex* b) const {
+  auto meets = [a, b](const t_hvertex* c) {
+    const t_hvertex* c1 = c->next;
+    return c != a && c1 != a && c != b && c1 != b && relief::detail::SegmentsMeet(a, b, c, c1);
+  };
+  if (m_pEdgeGrid) {
+    switch (m_pEdgeGrid->Any(a, b, meets)) {
+      case relief::detail::CEarClipEdgeGrid::Result::kFound: return false;
+      case relief::detail::CEarClipEdgeGrid::Result::kNone: return true;
+      case relief::detail::CEarClipEdgeGrid::Result::kTooWide: break;  // walk
+    }
+  }
   const t_hvertex* c = m_pHead;
   do {
     const t_hvertex* c1 = c->next;
@@ -141,18 +156,55 @@ void CHPolygonTriangulator::EarInit() {
   }
 }
 
+void CHPolygonTriangulator::Retriangulate(bool referenceScans) {
+  if (!m_pVertices) return;
+  const int n = m_nNumVertices;
+  for (int i = 0; i < n; ++i) {
+    m_pVertices[i].ear = false;
+    m_pVertices[i].next = &m_pVertices[(i + 1) % n];
+    m_pVertices[i].previous = &m_pVertices[(i + n - 1) % n];
+  }
+  m_pHead = m_pVertices;
+  std::memset(static_cast<void*>(m_pDiagonals), 0, sizeof(t_hdiagonal) * n);
+  std::memset(static_cast<void*>(m_pConnectivity), 0, sizeof(t_htriangleconnectivity) * n);
+  m_nNumDiagonals = 0;
+  m_nNumTriangles = 0;
+  m_bReferenceScans = referenceScans;
+  Triangulate();
+}
+
 void CHPolygonTriangulator::Triangulate() {
   for (int i = 0; i < m_nNumVertices; ++i) m_pDiagonals[i].Exists = false;
+  // The grid answers the diagonal tests exactly as the walk would; it lives
+  // for this run only.
+  relief::detail::CEarClipEdgeGrid grid;
+  m_pEdgeGrid =
+      !m_bReferenceScans && grid.Build(m_pVertices, m_nNumVertices, m_pHead, m_nNumVertices) ? &grid : nullptr;
+  int gridBuiltFor = m_nNumVertices;
   EarInit();
+  // The ear search walks the circle from its start to the first flagged
+  // vertex; the index finds the same vertex without the walk.
+  relief::detail::CEarIndex ears;
+  const bool indexed = !m_bReferenceScans;
+  if (indexed) {
+    ears.Reset(m_nNumVertices);
+    for (int i = 0; i < m_nNumVertices; ++i) ears.Set(i, m_pVertices[i].ear);
+  }
 
   for (int n = m_nNumVertices; n >= 3; --n) {
     t_hvertex* const start = m_bMode ? m_pHead->next : m_pHead;
     t_hvertex* v = start;
     bool found = false;
-    for (int k = 0; k < m_nNumVertices; ++k, v = v->next) {
-      if (v->ear) {
-        found = true;
-        break;
+    if (indexed) {
+      const int ear = ears.FindFrom(start->index);
+      found = ear >= 0;
+      if (found) v = &m_pVertices[ear];
+    } else {
+      for (int k = 0; k < m_nNumVertices; ++k, v = v->next) {
+        if (v->ear) {
+          found = true;
+          break;
+        }
       }
     }
     if (!found) {
@@ -177,6 +229,11 @@ void CHPolygonTriangulator::Triangulate() {
 
     p->ear = Diagonal(pp, q);
     q->ear = Diagonal(p, qq);
+    if (indexed) {
+      ears.Set(p->index, p->ear);
+      ears.Set(q->index, q->ear);
+      ears.Set(v->index, false);  // leaves the circle
+    }
 
     t_htriangleconnectivity& t = m_pConnectivity[m_nNumTriangles++];
     t.Vertex[0] = p->index;
@@ -186,7 +243,17 @@ void CHPolygonTriangulator::Triangulate() {
     p->next = q;
     q->previous = p;
     m_pHead = q;
+    if (m_pEdgeGrid) {
+      m_pEdgeGrid->Remove(v);
+      m_pEdgeGrid->Refile(p);
+      // Fewer, longer edges want larger cells.
+      if (4 * (n - 1) < gridBuiltFor && n - 1 >= 64) {
+        gridBuiltFor = n - 1;
+        m_pEdgeGrid->Build(m_pVertices, m_nNumVertices, m_pHead, gridBuiltFor);
+      }
+    }
   }
+  m_pEdgeGrid = nullptr;
 }
 
 void CHPolygonTriangulator::GetPoint(int i, float& x, float& y) const {

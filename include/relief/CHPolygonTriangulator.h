@@ -8,6 +8,9 @@
 
 class CSSE2dPolygon;
 class CSSE3dPolygon;
+namespace relief::detail {
+class CEarClipEdgeGrid;
+}
 
 // One triangle as three vertex indices (into the vertex array), in the
 // order previous, ear, next of the clip that produced it.
@@ -51,8 +54,14 @@ struct t_hdiagonal {
 // it. The mode flag only moves where each ear search starts: at the head's
 // successor when set, at the head itself when not.
 //
-// Cost: every flag test walks the whole remaining polygon, so a polygon of
-// n vertices takes O(n^2) predicate evaluations.
+// Cost: a flag test asks whether any edge of the remaining polygon meets
+// the candidate diagonal. A uniform grid over the edges answers it from the
+// edges near the diagonal, with exactly the walk's answer (tolerances
+// included), so typical polygons take about O(n) predicate evaluations in
+// all; a diagonal whose tolerant reach covers much of the polygon, and
+// coordinates beyond +-1e5 (where the rounded areas could differ from the
+// true ones by more than the tolerance allows), fall back to walking the
+// whole circle, the plain algorithm's O(n) per test.
 //
 // The object owns its arrays (zero-filled) and frees them in the
 // destructor; it never owns the polygon, which must outlive it for
@@ -93,6 +102,12 @@ class RELIEF_API CHPolygonTriangulator {
   const t_hdiagonal* GetDiagonal(int i) const;
   // Its exists flag; false outside the array.
   bool DiagonalExists(int i) const;
+  // Relinks the circle from the vertex array, clears the results and runs
+  // the triangulation again. With referenceScans every diagonal test walks
+  // the whole circle, as the plain algorithm does: the grid's reference,
+  // which must give the same triangles and diagonals. An empty object stays
+  // empty.
+  void Retriangulate(bool referenceScans);
 
  protected:
   void Triangulate();
@@ -121,4 +136,6 @@ class RELIEF_API CHPolygonTriangulator {
   t_htriangleconnectivity* m_pConnectivity = nullptr;
   int m_nNumTriangles = 0;
   bool m_bMode = false;
+  bool m_bReferenceScans = false;
+  relief::detail::CEarClipEdgeGrid* m_pEdgeGrid = nullptr;  // set while Triangulate runs
 };
