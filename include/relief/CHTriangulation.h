@@ -13,6 +13,7 @@ class CHConvexHull3D;
 class CH2DDelaunay;
 class NyTriangulationStatic;
 class NyTriangulationDynamic;
+class TaCFieldRange;
 
 // One triangle of a CHTriangulation. The record only points into the mesh's
 // arrays: corners, vertex normals and the per-triangle vectors live there, so
@@ -305,15 +306,51 @@ class RELIEF_API CHTriangulation {
   void ScanConvertTriangulationMax(CSSEMatrix* out, float zOffset);
   // The mirror image: fill +999999.875, cross keeping the minimum.
   void ScanConvertTriangulationMin(CSSEMatrix* out, float zOffset);
-  // The same over the given box (min, max) instead of the mesh's own.
+  // The same over the given box (min, max) instead of the mesh's own. A box
+  // less than one cell wide or high (min above max among them) leaves out
+  // untouched.
   void ScanConvertTriangulationMax_MinMaxPoint(CSSEMatrix* out, float zOffset, SSEPoint& min, SSEPoint& max);
   void ScanConvertTriangulationMin_MinMaxPoint(CSSEMatrix* out, float zOffset, SSEPoint& min, SSEPoint& max);
+  // Stamps into out as it stands, to gather several meshes in one raster:
+  // out is neither re-created nor filled and keeps its size (a raster
+  // without storage is first created over the mesh's box and cleared to 0).
+  // Cell (c, r) lies at origin + (c ResX, r ResY), the origin being the box
+  // minimum when boxFrame, else (0, 0) (the frame of a mesh built from that
+  // raster). With zeroIsNoData a cell holding 0 takes the sample as it is;
+  // otherwise 0 competes like any height. No height offset; samples in the
+  // raster's outermost ring are dropped as in the plain conversion.
+  void ScanConvertTriangulationMaxNoDelete(CSSEMatrix* out, bool boxFrame, bool zeroIsNoData);
+  void ScanConvertTriangulationMinNoDelete(CSSEMatrix* out, bool boxFrame, bool zeroIsNoData);
+  // NoDelete(out, false, true) limited to the band of rows r with yFrom <=
+  // r ResY <= yTo (in double): cells of other rows are never written, the
+  // crosses are clipped at the band's edges. yFrom above yTo writes nothing.
+  void ScanConvertTriangulationMaxNoDeleteInYArea(CSSEMatrix* out, float yFrom, float yTo);
+  void ScanConvertTriangulationMinNoDeleteInYArea(CSSEMatrix* out, float yFrom, float yTo);
+  // The plain conversion (same frame, fill and clean-up), then every cell
+  // (c, r) outside polygon (PointInLineInnerArea(c, r, 1), the polygon in
+  // the output raster's pixels) becomes 0; triangles far from the polygon's
+  // box are not sampled. A null polygon leaves out untouched; one with fewer
+  // than three points leaves the raster all 0.
+  void ScanConvertThroughLineMax(CSSEMatrix* out, CSSE3dPolygon* polygon, float zOffset);
+  void ScanConvertThroughLineMin(CSSEMatrix* out, CSSE3dPolygon* polygon, float zOffset);
+  // Second pass over an image made by ScanConvertTriangulationMin (Refine)
+  // or ...Max (Top) of this mesh: every triangle is sampled again on the
+  // lattice shifted by half a step in u and v, which closes the pinholes
+  // the first lattice leaves on steep triangles, and stamped into out as it
+  // stands; a cell holding 0 takes the sample, others keep the lower (Top:
+  // higher) value. out must have the frame's size, otherwise nothing happens.
+  void RefineScanConvImage(CSSEMatrix* out, float zOffset);
+  void RefineScanConvImageTop(CSSEMatrix* out, float zOffset);
   // Pulls the corners onto a height field given in the corners' own units
   // (pixel (x, y) at corner (x, y), nearest pixel, clamped): with top, a
   // corner lower than field + offset is raised to it; otherwise a corner
   // higher than field - offset is lowered to it. Pixels holding 0 (no data)
   // constrain nothing. Derived data are not recomputed.
   void ConstrainWithHeightField(bool top, CSSEMatrix* field, float offset);
+  // Both bounds of range at once: corners are lowered to upper - Offset,
+  // then raised to lower + Offset, so where the bounds cross the lower one
+  // wins. A null field is no bound.
+  void ConstrainWithHeightField(TaCFieldRange& range);
 
   // ---- meshes from polygons, hulls and Delaunay results; clean-up --------
   // Ear-clipping triangulation of polygon (step picks every step-th point);
