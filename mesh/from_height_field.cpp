@@ -381,24 +381,3 @@ void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* fiel
   _mm_sfence();
   NumTriangles = count;
 }
-
-// The polygon, sub-rectangle and two-field variants are not built in this
-// version; they leave an empty mesh so that their constructors skip the
-// derived passes.
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix*, float, bool, int, int, CSSE3dPolygon*) {
-  FreeTriangulation();
-}
-
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix*, float, bool, int, int, int, int, int, int,
-                                                                bool) {
-  FreeTriangulation();
-}
-
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix*, CSSEMatrix*, bool, int, int) {
-  FreeTriangulation();
-}
-
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix*, CSSEMatrix*, bool, int, int, int,
-                                                                         int, int, int) {
-  FreeTriangulation();
-}

@@ -84,15 +84,15 @@ class RELIEF_API CHTriangulation {
   // The polygon variant of the subsampled builder; then CalcBoundingBox, CalcSTV.
   CHTriangulation(CSSEMatrix* field, float threshold, bool above, float sx, float sy, float sz, int stepX,
                   int stepY, CSSE3dPolygon* polygon);
-  // The six-int variant of the subsampled builder; then CalcBoundingBox, CalcSTV.
-  CHTriangulation(CSSEMatrix* field, float threshold, bool above, float sx, float sy, float sz, int a, int b,
-                  int c, int d, int e, int f, bool flag);
+  // The sub-rectangle variant of the subsampled builder; then CalcBoundingBox, CalcSTV.
+  CHTriangulation(CSSEMatrix* field, float threshold, bool above, float sx, float sy, float sz, int xFrom,
+                  int xTo, int yFrom, int yTo, int stepX, int stepY, bool fillCells);
   // The two-field builders; then CalcNeighbours, CalcBoundingBox, CalcSTV,
   // CalcNormalsFromVertices.
-  CHTriangulation(CSSEMatrix* top, CSSEMatrix* bottom, bool flag, float sx, float sy, float sz, int stepX,
+  CHTriangulation(CSSEMatrix* top, CSSEMatrix* bottom, bool closeSides, float sx, float sy, float sz, int stepX,
                   int stepY);
-  CHTriangulation(CSSEMatrix* top, CSSEMatrix* bottom, bool flag, float sx, float sy, float sz, int a, int b,
-                  int c, int d, int e, int f);
+  CHTriangulation(CSSEMatrix* top, CSSEMatrix* bottom, bool closeSides, float sx, float sy, float sz, int xFrom,
+                  int xTo, int yFrom, int yTo, int stepX, int stepY);
   // fan: CreateSimpleFanTriangulationFromPolygon(polygon); otherwise
   // CreateTriangulationFromPolygon(polygon, step, parameter, refine). Then
   // ScaleTriangulation, CalcSTV, CalcNormalsFromVertices, CalcBoundingBox.
@@ -103,11 +103,22 @@ class RELIEF_API CHTriangulation {
   // ScaleTriangulation, CalcSTV, CalcNormalsFromVertices, CalcBoundingBox.
   CHTriangulation(CSSE3dPolygon* polygon, float sx, float sy, float sz, CSSEMatrix* field, bool top, float offset,
                   int step, float parameter, bool refine);
-  // Loft between two border polygons. Not built in this version: the mesh
-  // stays empty (initialised, no triangles).
-  CHTriangulation(CSSE3dPolygon* first, CSSE3dPolygon* second, float sx, float sy, float sz, bool a, bool b);
-  CHTriangulation(CSSE3dPolygon* first, CSSE3dPolygon* second, float sx, float sy, float sz, int n, bool a,
-                  bool b);
+  // Loft: a band of triangles between two closed border polygons (e.g. a
+  // preparation margin and the outline of the restoration above it), one
+  // triangle per point of either ring, every point used. second is turned
+  // to run the same way round as first and starts at its point nearest
+  // first's point 0; the rings are matched by normalised arc length, so a
+  // star-shaped pair gives a band without folds. With first below second,
+  // both counter-clockwise seen from +z, the band faces outward; flip
+  // reverses every triangle. closeEnds adds a fan over each ring around its
+  // mean point, facing away from the band, making a closed solid. step uses
+  // every step-th point of both polygons (below 1: every point). A null
+  // polygon or one of fewer than three points gives an empty mesh. Then
+  // ScaleTriangulation, CalcSTV, CalcNormalsFromVertices, CalcBoundingBox.
+  CHTriangulation(CSSE3dPolygon* first, CSSE3dPolygon* second, float sx, float sy, float sz, bool flip,
+                  bool closeEnds);
+  CHTriangulation(CSSE3dPolygon* first, CSSE3dPolygon* second, float sx, float sy, float sz, int step, bool flip,
+                  bool closeEnds);
   // CreateTriangulationFrom2DDelaunay(delaunay, flat); then ScaleTriangulation,
   // CalcSTV, CalcNormalsFromVertices, CalcBoundingBox.
   CHTriangulation(CH2DDelaunay* delaunay, float sx, float sy, float sz, bool flat);
@@ -273,16 +284,38 @@ class RELIEF_API CHTriangulation {
   // 1 leaves the mesh as it was.
   void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* field, float threshold, bool above, int stepX,
                                                  int stepY);
-  // Variants not built in this version: each releases the triangles and
-  // leaves the mesh empty.
+  // Only the cells whose centre (x + stepX / 2, y + stepY / 2), in pixels,
+  // lies inside polygon by PointInLineInnerArea(.., 1) (the polygon's x, y
+  // in raster pixels); otherwise as above, same cells, same triangles. A
+  // null polygon or one with fewer than three points gives an empty mesh.
   void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* field, float threshold, bool above, int stepX,
                                                  int stepY, CSSE3dPolygon* polygon);
-  void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* field, float threshold, bool above, int a, int b,
-                                                 int c, int d, int e, int f, bool flag);
-  void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* top, CSSEMatrix* bottom, bool flag,
+  // Over the sub-rectangle xFrom..xTo, yFrom..yTo (pixels, inclusive,
+  // clipped to the raster): cells with lower corner x = xFrom, xFrom +
+  // stepX, .. while x + stepX <= xTo, likewise y; the whole raster gives the
+  // plain subsampled builder's mesh. fillCells is AppendTriangle's fillCell
+  // (a cell with a valid corner in each column becomes full, taking the
+  // invalid corners' values as heights). No cell in the rectangle (xFrom
+  // above xTo among them): empty mesh; a step below 1 leaves the mesh alone.
+  void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* field, float threshold, bool above, int xFrom, int xTo,
+                                                 int yFrom, int yTo, int stepX, int stepY, bool fillCells);
+  // A closed solid between two rasters of the same size: the top surface
+  // from top, the bottom surface from bottom, over the cells of the
+  // subsampled builder where a pixel is valid when both rasters hold data
+  // (non-zero) there; same case table, top triangles wound counter-clockwise
+  // seen from +z (normals up), bottom ones reversed (down). With closeSides
+  // every border edge of the region gets a wall of two triangles facing
+  // out, so each edge is shared by exactly two triangles (except at a pixel
+  // where two parts touch only at a corner: four). Writes corners only; the
+  // constructors derive the rest. Rasters of different sizes: empty mesh;
+  // a step below 1 leaves the mesh alone.
+  void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* top, CSSEMatrix* bottom, bool closeSides,
                                                           int stepX, int stepY);
-  void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* top, CSSEMatrix* bottom, bool flag, int a,
-                                                          int b, int c, int d, int e, int f);
+  // The same over the sub-rectangle xFrom..xTo, yFrom..yTo (as the six-int
+  // subsampled builder).
+  void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* top, CSSEMatrix* bottom, bool closeSides,
+                                                          int xFrom, int xTo, int yFrom, int yTo, int stepX,
+                                                          int stepY);
   // Writes the triangles of one cell into records count, count+1 (which must
   // exist) and advances count. mask0: bit 0 validity of (x0, y0), bit 1 of
   // (x0, y1); mask1 likewise for x1. Cases (mask0, mask1): (3,3) P00 P11 P01

@@ -1,0 +1,85 @@
+#pragma once
+
+// The cell walk shared by the variants of the subsampled height-field
+// builder: cells of stepX x stepY pixels over a window of the raster, each
+// admitted cell written through AppendTriangle with the validity masks of
+// its four corners.
+
+#include <emmintrin.h>
+
+#include "relief/CHTriangulation.h"
+#include "relief/CSSEMatrix.h"
+
+namespace relief::detail {
+
+// Cells with lower corner (x, y) for x = x0, x0 + stepX, ... while x +
+// stepX <= x1, likewise y; all four corners lie in x0..x1, y0..y1.
+struct CellWindow {
+  int x0, x1, y0, y1;
+  int stepX, stepY;
+};
+
+// The window clipped to the raster; false when no cell fits.
+inline bool ClipWindow(const CSSEMatrix& field, CellWindow& w) {
+  if (w.x0 < 0) w.x0 = 0;
+  if (w.y0 < 0) w.y0 = 0;
+  if (w.x1 > field.GetSizeX() - 1) w.x1 = field.GetSizeX() - 1;
+  if (w.y1 > field.GetSizeY() - 1) w.y1 = field.GetSizeY() - 1;
+  return w.stepX >= 1 && w.stepY >= 1 && static_cast<long long>(w.x0) + w.stepX <= w.x1 &&
+         static_cast<long long>(w.y0) + w.stepY <= w.y1;
+}
+
+// Triangles AppendTriangle writes for a cell with these masks.
+inline int TrianglesOfCell(int mask0, int mask1, bool fillCell) {
+  if (fillCell) {
+    if (mask1 == 1 || mask1 == 2) mask1 = 3;
+    if (mask0 == 1 || mask0 == 2) mask0 = 3;
+  }
+  if (mask0 == 3 && mask1 == 3) return 2;
+  return (mask0 == 3 && (mask1 == 1 || mask1 == 2)) || (mask1 == 3 && (mask0 == 1 || mask0 == 2)) ? 1 : 0;
+}
+
+// Re-creates m with one triangle set per admitted cell (admit(x, y) on the
+// cell's lower corner), columns outer and rows inner as the plain builder:
+// corners at (x ScaleX, y ScaleY), validity v > threshold (above) or v <
+// threshold, normals flipped when !above. NumTriangles = triangles written.
+template <class Admit>
+void BuildCells(CHTriangulation& m, const CSSEMatrix& field, float threshold, bool above, const CellWindow& w,
+                bool fillCell, Admit admit) {
+  const __m128 t = _mm_set1_ps(threshold);
+  auto valid = [&](int x, int y) {
+    const __m128 v = _mm_set_ss(field.GetPoint(x, y));
+    return (_mm_movemask_ps(above ? _mm_cmpgt_ss(v, t) : _mm_cmplt_ss(v, t)) & 1) != 0;
+  };
+  auto masks = [&](int x, int y, int& mask0, int& mask1) {
+    mask0 = int(valid(x, y)) | int(valid(x, y + w.stepY)) << 1;
+    mask1 = int(valid(x + w.stepX, y)) | int(valid(x + w.stepX, y + w.stepY)) << 1;
+  };
+  int needed = 0;
+  for (int x = w.x0; x <= w.x1 - w.stepX; x += w.stepX)
+    for (int y = w.y0; y <= w.y1 - w.stepY; y += w.stepY) {
+      if (!admit(x, y)) continue;
+      int mask0, mask1;
+      masks(x, y, mask0, mask1);
+      needed += TrianglesOfCell(mask0, mask1, fillCell);
+    }
+  m.CreateTriangulation(needed);
+  int count = 0;
+  for (int x = w.x0; x <= w.x1 - w.stepX; x += w.stepX) {
+    const float x0 = static_cast<float>(x) * m.ScaleX;
+    const float x1 = static_cast<float>(x + w.stepX) * m.ScaleX;
+    for (int y = w.y0; y <= w.y1 - w.stepY; y += w.stepY) {
+      if (!admit(x, y)) continue;
+      int mask0, mask1;
+      masks(x, y, mask0, mask1);
+      if (!TrianglesOfCell(mask0, mask1, fillCell)) continue;
+      m.AppendTriangle(mask0, mask1, x0, x1, static_cast<float>(y) * m.ScaleY,
+                       static_cast<float>(y + w.stepY) * m.ScaleY, field.GetPoint(x, y), field.GetPoint(x, y + w.stepY),
+                       field.GetPoint(x + w.stepX, y), field.GetPoint(x + w.stepX, y + w.stepY), count, !above,
+                       fillCell);
+    }
+  }
+  m.NumTriangles = count;
+}
+
+}  // namespace relief::detail
