@@ -59,7 +59,9 @@ class RELIEF_API CH2DDelaunay : public CHConvexHull3D {
   // points (x, y and z, not the quantised ones); then CalcSTV,
   // CalcNormalsFromVertices, CalcBoundingBox (out's scale is not applied).
   // The lines should be nested in x-y and their points at least 0.1 apart
-  // (closer points merge in the quantised hull). Degenerate input (fewer
+  // (closer points merge in the quantised hull). Triangles are turned by
+  // their quantised corners: a sliver thinner than the quantisation may
+  // come out turned over on the exact corners. Degenerate input (fewer
   // than four distinct points, all collinear or cocircular) or a null
   // argument: out ends empty.
   void CreateTriangulationFromTwoBorderPolygons(CSSE3dPolygon* top, CSSE3dPolygon* bottom, CHTriangulation* out);
