@@ -381,3 +381,23 @@ void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* fiel
   _mm_sfence();
   NumTriangles = count;
 }
+
+// The variants of the subsampled builder pick their own cells and write
+// them here, the way the plain builder writes its cells.
+void relief::detail::WriteSubsampledCells(CHTriangulation& m, const CSSEMatrix& field, const SubsampledCell* cells,
+                                          int numCells, int needed, int stepX, int stepY, bool above, bool fillCell) {
+  AllocateTriangles(m, needed);
+  ClearEdgeVectors(m);
+  const TriangleSink<true> sink{m, {}};
+  int count = 0;
+  for (int k = 0; k < numCells; ++k) {
+    const int x = cells[k].x, y = cells[k].y;
+    EmitCell(sink, cells[k].mask0, cells[k].mask1, static_cast<float>(x) * m.ScaleX,
+             static_cast<float>(x + stepX) * m.ScaleX, static_cast<float>(y) * m.ScaleY,
+             static_cast<float>(y + stepY) * m.ScaleY, field.GetPoint(x, y), field.GetPoint(x, y + stepY),
+             field.GetPoint(x + stepX, y), field.GetPoint(x + stepX, y + stepY), count, !above, fillCell);
+  }
+  _mm_sfence();
+  relief::detail::ResetTriangles(m, count, m.NumTriangles);
+  m.NumTriangles = count;
+}

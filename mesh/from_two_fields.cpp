@@ -16,6 +16,8 @@
 // triangles reversed. Every edge is then shared by two triangles running it
 // in opposite directions.
 
+#include <emmintrin.h>
+
 #include <vector>
 
 #include "mesh/subsampled_cells.h"
@@ -27,14 +29,20 @@ namespace {
 class SolidBuilder {
  public:
   SolidBuilder(CHTriangulation& m, const CSSEMatrix& top, const CSSEMatrix& bottom, const CellWindow& w, bool walls)
-      : m_(m), top_(top), bottom_(bottom), w_(w), walls_(walls) {
+      : m_(m), w_(w), walls_(walls) {
     nx_ = (w.x1 - w.x0) / w.stepX;
     ny_ = (w.y1 - w.y0) / w.stepY;
-    valid_.resize(std::size_t(nx_ + 1) * (ny_ + 1));
+    const std::size_t vertices = std::size_t(nx_ + 1) * (ny_ + 1);
+    valid_.resize(vertices);
+    topZ_.resize(vertices);
+    bottomZ_.resize(vertices);
     for (int i = 0; i <= nx_; ++i)
       for (int j = 0; j <= ny_; ++j) {
         const int x = X(i), y = Y(j);
-        valid_[Vertex(i, j)] = top.GetPoint(x, y) != 0.0f && bottom.GetPoint(x, y) != 0.0f;
+        const std::size_t v = Vertex(i, j);
+        topZ_[v] = top.GetPoint(x, y);
+        bottomZ_[v] = bottom.GetPoint(x, y);
+        valid_[v] = topZ_[v] != 0.0f && bottomZ_[v] != 0.0f;
       }
     cells_.resize(std::size_t(nx_) * ny_);
     for (int i = 0; i < nx_; ++i)
@@ -53,6 +61,7 @@ class SolidBuilder {
     int count = 0;
     for (int i = 0; i < nx_; ++i)
       for (int j = 0; j < ny_; ++j) Emit(i, j, &count);
+    _mm_sfence();
   }
 
  private:
@@ -69,11 +78,10 @@ class SolidBuilder {
 
   // Grid vertex (i, j) on the top or the bottom surface.
   SSEPoint Point(int i, int j, bool onTop) const {
-    const int x = X(i), y = Y(j);
     SSEPoint p;
-    p.x = static_cast<float>(x) * m_.ScaleX;
-    p.y = static_cast<float>(y) * m_.ScaleY;
-    p.z = onTop ? top_.GetPoint(x, y) : bottom_.GetPoint(x, y);
+    p.x = static_cast<float>(X(i)) * m_.ScaleX;
+    p.y = static_cast<float>(Y(j)) * m_.ScaleY;
+    p.z = onTop ? topZ_[Vertex(i, j)] : bottomZ_[Vertex(i, j)];
     p.w = 0.0f;
     return p;
   }
@@ -82,9 +90,13 @@ class SolidBuilder {
     int i, j;
   };
 
+  // The corners were just cleared and are not read again here: stored past
+  // the caches (the builder fences once at the end).
   void Put(int* count, const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) {
     SSEPoint* e = m_.EdgeArray + 3 * (*count)++;
-    e[0] = a, e[1] = b, e[2] = c;
+    _mm_stream_ps(&e[0].x, a.m);
+    _mm_stream_ps(&e[1].x, b.m);
+    _mm_stream_ps(&e[2].x, c.m);
   }
 
   // The top triangle a, b, c, its mirror on the bottom, and the walls of
@@ -139,12 +151,11 @@ class SolidBuilder {
   }
 
   CHTriangulation& m_;
-  const CSSEMatrix& top_;
-  const CSSEMatrix& bottom_;
   CellWindow w_;
   bool walls_;
   int nx_ = 0, ny_ = 0;
   std::vector<unsigned char> valid_;  // per grid vertex: both fields hold data
+  std::vector<float> topZ_, bottomZ_;  // per grid vertex
   std::vector<unsigned char> cells_;  // per cell: triangles of the top surface
 };
 

@@ -7,6 +7,9 @@
 
 #include <emmintrin.h>
 
+#include <vector>
+
+#include "mesh/triangle_storage.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CSSEMatrix.h"
 
@@ -40,9 +43,10 @@ inline int TrianglesOfCell(int mask0, int mask1, bool fillCell) {
 }
 
 // Re-creates m with one triangle set per admitted cell (admit(x, y) on the
-// cell's lower corner), columns outer and rows inner as the plain builder:
-// corners at (x ScaleX, y ScaleY), validity v > threshold (above) or v <
-// threshold, normals flipped when !above. NumTriangles = triangles written.
+// cell's lower corner), columns outer and rows inner as the plain builder,
+// written as the plain builder writes its cells: corners at (x ScaleX, y
+// ScaleY), validity v > threshold (above) or v < threshold, normals flipped
+// when !above. NumTriangles = triangles written.
 template <class Admit>
 void BuildCells(CHTriangulation& m, const CSSEMatrix& field, float threshold, bool above, const CellWindow& w,
                 bool fillCell, Admit admit) {
@@ -51,35 +55,20 @@ void BuildCells(CHTriangulation& m, const CSSEMatrix& field, float threshold, bo
     const __m128 v = _mm_set_ss(field.GetPoint(x, y));
     return (_mm_movemask_ps(above ? _mm_cmpgt_ss(v, t) : _mm_cmplt_ss(v, t)) & 1) != 0;
   };
-  auto masks = [&](int x, int y, int& mask0, int& mask1) {
-    mask0 = int(valid(x, y)) | int(valid(x, y + w.stepY)) << 1;
-    mask1 = int(valid(x + w.stepX, y)) | int(valid(x + w.stepX, y + w.stepY)) << 1;
-  };
+  std::vector<SubsampledCell> cells;
   int needed = 0;
   for (int x = w.x0; x <= w.x1 - w.stepX; x += w.stepX)
     for (int y = w.y0; y <= w.y1 - w.stepY; y += w.stepY) {
       if (!admit(x, y)) continue;
-      int mask0, mask1;
-      masks(x, y, mask0, mask1);
-      needed += TrianglesOfCell(mask0, mask1, fillCell);
+      const int mask0 = int(valid(x, y)) | int(valid(x, y + w.stepY)) << 1;
+      const int mask1 = int(valid(x + w.stepX, y)) | int(valid(x + w.stepX, y + w.stepY)) << 1;
+      const int triangles = TrianglesOfCell(mask0, mask1, fillCell);
+      if (!triangles) continue;
+      needed += triangles;
+      cells.push_back({x, y, mask0, mask1});
     }
-  m.CreateTriangulation(needed);
-  int count = 0;
-  for (int x = w.x0; x <= w.x1 - w.stepX; x += w.stepX) {
-    const float x0 = static_cast<float>(x) * m.ScaleX;
-    const float x1 = static_cast<float>(x + w.stepX) * m.ScaleX;
-    for (int y = w.y0; y <= w.y1 - w.stepY; y += w.stepY) {
-      if (!admit(x, y)) continue;
-      int mask0, mask1;
-      masks(x, y, mask0, mask1);
-      if (!TrianglesOfCell(mask0, mask1, fillCell)) continue;
-      m.AppendTriangle(mask0, mask1, x0, x1, static_cast<float>(y) * m.ScaleY,
-                       static_cast<float>(y + w.stepY) * m.ScaleY, field.GetPoint(x, y), field.GetPoint(x, y + w.stepY),
-                       field.GetPoint(x + w.stepX, y), field.GetPoint(x + w.stepX, y + w.stepY), count, !above,
+  WriteSubsampledCells(m, field, cells.data(), static_cast<int>(cells.size()), needed, w.stepX, w.stepY, above,
                        fillCell);
-    }
-  }
-  m.NumTriangles = count;
 }
 
 }  // namespace relief::detail
