@@ -23,15 +23,17 @@ double Seconds(std::chrono::steady_clock::time_point since) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
 }
 
-// A circle of n points around the raster's middle covering most of it.
-CSSE3dPolygon& Circle(int n, double radius) {
-  static std::map<std::pair<int, double>, CSSE3dPolygon> circles;
-  CSSE3dPolygon& p = circles[{n, radius}];
+// A circle of n points around the middle of a raster of the given size,
+// covering most of it.
+CSSE3dPolygon& Circle(int n, int rasterSize) {
+  static std::map<std::pair<int, int>, CSSE3dPolygon> circles;
+  CSSE3dPolygon& p = circles[{n, rasterSize}];
   if (p.GetNumPoints() == 0) {
+    const double radius = 0.45 * rasterSize;
     p.Create(n);
     for (int i = 0; i < n; ++i) {
       const double a = 6.283185307179586 * i / n;
-      p.SetPoint(i, float(kSize / 2 + radius * std::cos(a)), float(kSize / 2 + radius * std::sin(a)), 0);
+      p.SetPoint(i, float(rasterSize / 2 + radius * std::cos(a)), float(rasterSize / 2 + radius * std::sin(a)), 0);
     }
   }
   return p;
@@ -77,7 +79,7 @@ void BM_Build_Polygon(benchmark::State& state) {
   const int step = int(state.range(0));
   BuildBenchmark(state, false, [&](CHTriangulation& m) {
     m.CreateTriangulationFromSSEFieldSubSampled(&mesh_bench::SmoothField(kSize), 0.0f, true, step, step,
-                                                &Circle(2000, kSize * 0.45));
+                                                &Circle(2000, kSize));
   });
 }
 
@@ -117,7 +119,13 @@ void BM_Loft(benchmark::State& state) {
 }
 
 CHTriangulation& GridMesh() {
-  static CHTriangulation* m = new CHTriangulation(&mesh_bench::SmoothField(kSize), 0.0f, true, 1.0f, 1.0f, 1.0f);
+  // Half-pixel resolution: several samples per triangle, so the refinement's
+  // shifted lattice has samples too.
+  static CHTriangulation* m = [] {
+    auto* mesh = new CHTriangulation(&mesh_bench::SmoothField(kSize), 0.0f, true, 1.0f, 1.0f, 1.0f);
+    mesh->SetScanConvResolution(0.5f, 0.5f, 1.0f);
+    return mesh;
+  }();
   return *m;
 }
 
@@ -142,7 +150,7 @@ void BM_Scan_PlainMax(benchmark::State& state) {
 }
 void BM_Scan_ThroughLineMax(benchmark::State& state) {
   ScanBenchmark(state, false, [](CHTriangulation& m, CSSEMatrix& out) {
-    m.ScanConvertThroughLineMax(&out, &Circle(2000, kSize * 0.45), 0.0f);
+    m.ScanConvertThroughLineMax(&out, &Circle(2000, out.GetSizeX()), 0.0f);
   });
 }
 void BM_Scan_MaxNoDelete(benchmark::State& state) {

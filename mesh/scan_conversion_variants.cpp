@@ -45,15 +45,16 @@ bool NoDeleteFrame(const CHTriangulation& mesh, CSSEMatrix* out, bool boxFrame, 
 }
 
 template <class Rule>
-void NoDelete(const CHTriangulation& mesh, CSSEMatrix* out, bool boxFrame, bool zeroIsNoData, Rule rule) {
+void NoDelete(const CHTriangulation& mesh, CSSEMatrix* out, bool boxFrame, bool zeroIsNoData, float fill, Rule rule) {
   ScanFrame frame;
   if (!NoDeleteFrame(mesh, out, boxFrame, frame)) return;
-  __m128** lines = out->GetMatrixDataDirectly();
+  auto sample = [&](auto stamp) {
+    SampleTriangles(mesh, frame, mesh.ScanConvDiagonal, 0.0f, EveryTriangle(), stamp);
+  };
   if (zeroIsNoData)
-    SampleTriangles(mesh, frame, mesh.ScanConvDiagonal, 0.0f, EveryTriangle(),
-                    CrossStamp<ZeroIsEmpty<Rule>>{lines, {rule}});
+    StampOverNoData(*out, fill, rule, sample);
   else
-    SampleTriangles(mesh, frame, mesh.ScanConvDiagonal, 0.0f, EveryTriangle(), CrossStamp<Rule>{lines, rule});
+    sample(CrossStamp<Rule>{out->GetMatrixDataDirectly(), rule});
 }
 
 // Rows r of the band yFrom <= r resY <= yTo (products in double), clipped
@@ -91,7 +92,7 @@ struct BandCrossStamp {
 };
 
 template <class Rule>
-void NoDeleteInBand(const CHTriangulation& mesh, CSSEMatrix* out, float yFrom, float yTo, Rule rule) {
+void NoDeleteInBand(const CHTriangulation& mesh, CSSEMatrix* out, float yFrom, float yTo, float fill, Rule rule) {
   ScanFrame frame;
   if (!NoDeleteFrame(mesh, out, false, frame)) return;
   int first, last;
@@ -103,9 +104,9 @@ void NoDeleteInBand(const CHTriangulation& mesh, CSSEMatrix* out, float yFrom, f
     CornerBox(mesh, i, a, b);
     return !(double(b.y) < double(yFrom) - margin || double(a.y) > double(yTo) + margin);
   };
-  using Stamp = BandCrossStamp<ZeroIsEmpty<Rule>>;
-  SampleTriangles(mesh, frame, mesh.ScanConvDiagonal, 0.0f, nearBand,
-                  Stamp{{out->GetMatrixDataDirectly(), {rule}}, first, last});
+  StampOverNoData(*out, fill, rule, [&](CrossStamp<Rule> cross) {
+    SampleTriangles(mesh, frame, mesh.ScanConvDiagonal, 0.0f, nearBand, BandCrossStamp<Rule>{cross, first, last});
+  });
 }
 
 // Every cell (c, r) of out for which polygon.PointInLineInnerArea(c, r, 1)
@@ -156,31 +157,32 @@ void ThroughLine(const CHTriangulation& mesh, CSSEMatrix* out, CSSE3dPolygon* po
 }
 
 template <class Rule>
-void Refine(const CHTriangulation& mesh, CSSEMatrix* out, float zOffset, Rule rule) {
+void Refine(const CHTriangulation& mesh, CSSEMatrix* out, float zOffset, float fill, Rule rule) {
   if (!out || !out->GetMatrixDataDirectly() || mesh.NumTriangles < 1 || !mesh.PointArray) return;
   ScanFrame frame;
   if (!FrameOfBox(mesh.PointArray[0], mesh.PointArray[1], mesh.ScanConvResX, mesh.ScanConvResY, frame)) return;
   if (out->GetSizeX() != frame.width || out->GetSizeY() != frame.height) return;
-  SampleTriangles(mesh, frame, mesh.ScanConvDiagonal, zOffset, EveryTriangle(),
-                  CrossStamp<ZeroIsEmpty<Rule>>{out->GetMatrixDataDirectly(), {rule}}, 0.5);
+  StampOverNoData(*out, fill, rule, [&](CrossStamp<Rule> cross) {
+    SampleTriangles(mesh, frame, mesh.ScanConvDiagonal, zOffset, EveryTriangle(), cross, 0.5);
+  });
 }
 
 }  // namespace
 
 void CHTriangulation::ScanConvertTriangulationMaxNoDelete(CSSEMatrix* out, bool boxFrame, bool zeroIsNoData) {
-  NoDelete(*this, out, boxFrame, zeroIsNoData, KeepMaximum());
+  NoDelete(*this, out, boxFrame, zeroIsNoData, kScanMaxFill, KeepMaximum());
 }
 
 void CHTriangulation::ScanConvertTriangulationMinNoDelete(CSSEMatrix* out, bool boxFrame, bool zeroIsNoData) {
-  NoDelete(*this, out, boxFrame, zeroIsNoData, KeepMinimum());
+  NoDelete(*this, out, boxFrame, zeroIsNoData, kScanMinFill, KeepMinimum());
 }
 
 void CHTriangulation::ScanConvertTriangulationMaxNoDeleteInYArea(CSSEMatrix* out, float yFrom, float yTo) {
-  NoDeleteInBand(*this, out, yFrom, yTo, KeepMaximum());
+  NoDeleteInBand(*this, out, yFrom, yTo, kScanMaxFill, KeepMaximum());
 }
 
 void CHTriangulation::ScanConvertTriangulationMinNoDeleteInYArea(CSSEMatrix* out, float yFrom, float yTo) {
-  NoDeleteInBand(*this, out, yFrom, yTo, KeepMinimum());
+  NoDeleteInBand(*this, out, yFrom, yTo, kScanMinFill, KeepMinimum());
 }
 
 void CHTriangulation::ScanConvertThroughLineMax(CSSEMatrix* out, CSSE3dPolygon* polygon, float zOffset) {
@@ -192,9 +194,9 @@ void CHTriangulation::ScanConvertThroughLineMin(CSSEMatrix* out, CSSE3dPolygon* 
 }
 
 void CHTriangulation::RefineScanConvImage(CSSEMatrix* out, float zOffset) {
-  Refine(*this, out, zOffset, KeepMinimum());
+  Refine(*this, out, zOffset, kScanMinFill, KeepMinimum());
 }
 
 void CHTriangulation::RefineScanConvImageTop(CSSEMatrix* out, float zOffset) {
-  Refine(*this, out, zOffset, KeepMaximum());
+  Refine(*this, out, zOffset, kScanMaxFill, KeepMaximum());
 }

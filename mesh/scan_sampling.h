@@ -34,14 +34,6 @@ struct KeepMinimum {
   float operator()(float old, float value) const { return value > old ? old : value; }
 };
 
-// A rule that treats a cell holding 0 (no data) as empty: it takes the
-// value as it is; other cells combine as Rule does.
-template <class Rule>
-struct ZeroIsEmpty {
-  Rule rule;
-  float operator()(float old, float value) const { return old == 0.0f ? value : rule(old, value); }
-};
-
 // Cell (c, r) lies at (originX + c resX, originY + r resY).
 struct ScanFrame {
   float originX, originY;
@@ -183,6 +175,18 @@ void ScanConvertFrame(const CHTriangulation& mesh, CSSEMatrix& out, const ScanFr
   out.Fill(fill);
   SampleTriangles(mesh, frame, mesh.ScanConvDiagonal, zOffset, useTriangle,
                   CrossStamp<Combine>{out.GetMatrixDataDirectly(), combine});
+  out.ReplaceValueWithValue(fill, 0.0f, 1.0f);
+}
+
+// Stamps into out as it stands while treating cells holding 0 (no data) as
+// empty: they are turned into fill first, sample(stamp) runs with the plain
+// cross stamp, and cells still near fill end as 0 again, as in the plain
+// conversion. (A cell that held a value within 1 of fill beforehand ends
+// as 0 too.)
+template <class Combine, class Sample>
+void StampOverNoData(CSSEMatrix& out, float fill, Combine combine, Sample sample) {
+  out.ReplaceValueWithValue(0.0f, fill);
+  sample(CrossStamp<Combine>{out.GetMatrixDataDirectly(), combine});
   out.ReplaceValueWithValue(fill, 0.0f, 1.0f);
 }
 

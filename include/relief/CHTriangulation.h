@@ -349,14 +349,17 @@ class RELIEF_API CHTriangulation {
   // without storage is first created over the mesh's box and cleared to 0).
   // Cell (c, r) lies at origin + (c ResX, r ResY), the origin being the box
   // minimum when boxFrame, else (0, 0) (the frame of a mesh built from that
-  // raster). With zeroIsNoData a cell holding 0 takes the sample as it is;
+  // raster). With zeroIsNoData a cell holding 0 (within 0.002) takes the
+  // first sample as it is, as the plain conversion's fill does (and a cell
+  // within 1 of that fill, -999999.875 / +999999.875, ends as 0);
   // otherwise 0 competes like any height. No height offset; samples in the
   // raster's outermost ring are dropped as in the plain conversion.
   void ScanConvertTriangulationMaxNoDelete(CSSEMatrix* out, bool boxFrame, bool zeroIsNoData);
   void ScanConvertTriangulationMinNoDelete(CSSEMatrix* out, bool boxFrame, bool zeroIsNoData);
   // NoDelete(out, false, true) limited to the band of rows r with yFrom <=
-  // r ResY <= yTo (in double): cells of other rows are never written, the
-  // crosses are clipped at the band's edges. yFrom above yTo writes nothing.
+  // r ResY <= yTo (in double): no sample reaches the cells of other rows,
+  // the crosses are clipped at the band's edges. yFrom above yTo, or a band
+  // outside the raster, changes nothing.
   void ScanConvertTriangulationMaxNoDeleteInYArea(CSSEMatrix* out, float yFrom, float yTo);
   void ScanConvertTriangulationMinNoDeleteInYArea(CSSEMatrix* out, float yFrom, float yTo);
   // The plain conversion (same frame, fill and clean-up), then every cell
@@ -370,8 +373,9 @@ class RELIEF_API CHTriangulation {
   // or ...Max (Top) of this mesh: every triangle is sampled again on the
   // lattice shifted by half a step in u and v, which closes the pinholes
   // the first lattice leaves on steep triangles, and stamped into out as it
-  // stands; a cell holding 0 takes the sample, others keep the lower (Top:
-  // higher) value. out must have the frame's size, otherwise nothing happens.
+  // stands; a cell holding 0 takes the sample (as with zeroIsNoData above),
+  // others keep the lower (Top: higher) value. out must have the frame's
+  // size, otherwise nothing happens.
   void RefineScanConvImage(CSSEMatrix* out, float zOffset);
   void RefineScanConvImageTop(CSSEMatrix* out, float zOffset);
   // Pulls the corners onto a height field given in the corners' own units
