@@ -198,7 +198,13 @@ void CH2DDelaunay::CreateTriangulationFromTwoBorderPolygons(CSSE3dPolygon* top, 
   std::vector<SSEPoint> corners;
   ForEachOnceRound(m_pFaces, [&](tFaceStructure* f) {
     SSEPoint p[3];
-    for (int c = 0; c < 3; ++c) (f->vertex[c]->flag ? top : bottom)->GetPointSSE(f->vertex[c]->index, p[c]);
+    for (int c = 0; c < 3; ++c) {
+      // Vertices appended before this call (an object that was not fresh)
+      // may name points the polygons do not have: such faces are left out.
+      const CSSE3dPolygon* line = f->vertex[c]->flag ? top : bottom;
+      if (f->vertex[c]->index < 0 || f->vertex[c]->index >= line->GetNumPoints()) return;
+      line->GetPointSSE(f->vertex[c]->index, p[c]);
+    }
     // Lower faces run clockwise seen from +z (NormZ < 0): turn them round.
     const bool clockwise = NormZ(f) < 0;
     corners.push_back(p[0]);
