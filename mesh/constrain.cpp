@@ -2,6 +2,7 @@
 
 #include "relief/CHTriangulation.h"
 #include "relief/CSSEMatrix.h"
+#include "relief/TaCFieldRange.h"
 
 namespace {
 
@@ -32,4 +33,9 @@ void CHTriangulation::ConstrainWithHeightField(bool top, CSSEMatrix* field, floa
       if (p.z > ceiling) p.z = ceiling;
     }
   }
+}
+
+void CHTriangulation::ConstrainWithHeightField(TaCFieldRange& range) {
+  ConstrainWithHeightField(false, range.pUpper, range.Offset);
+  ConstrainWithHeightField(true, range.pLower, range.Offset);
 }

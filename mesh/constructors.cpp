@@ -2,6 +2,7 @@
 // derived-data passes that the builder's output needs, skipped for an empty
 // result.
 
+#include "mesh/loft.h"
 #include "relief/CHTriangulation.h"
 
 namespace {
@@ -117,12 +118,18 @@ CHTriangulation::CHTriangulation(CSSE3dPolygon* polygon, float sx, float sy, flo
   GeometryPasses(*this);
 }
 
-CHTriangulation::CHTriangulation(CSSE3dPolygon*, CSSE3dPolygon*, float sx, float sy, float sz, bool, bool) {
+CHTriangulation::CHTriangulation(CSSE3dPolygon* first, CSSE3dPolygon* second, float sx, float sy, float sz, bool flip,
+                                 bool closeEnds) {
   BaseInitialization(sx, sy, sz);
+  relief::detail::LoftPolygons(*this, first, second, 1, flip, closeEnds);
+  GeometryPasses(*this);
 }
 
-CHTriangulation::CHTriangulation(CSSE3dPolygon*, CSSE3dPolygon*, float sx, float sy, float sz, int, bool, bool) {
+CHTriangulation::CHTriangulation(CSSE3dPolygon* first, CSSE3dPolygon* second, float sx, float sy, float sz, int step,
+                                 bool flip, bool closeEnds) {
   BaseInitialization(sx, sy, sz);
+  relief::detail::LoftPolygons(*this, first, second, step, flip, closeEnds);
+  GeometryPasses(*this);
 }
 
 CHTriangulation::CHTriangulation(CH2DDelaunay* delaunay, float sx, float sy, float sz, bool flat) {

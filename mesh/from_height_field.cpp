@@ -382,23 +382,22 @@ void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* fiel
   NumTriangles = count;
 }
 
-// The polygon, sub-rectangle and two-field variants are not built in this
-// version; they leave an empty mesh so that their constructors skip the
-// derived passes.
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix*, float, bool, int, int, CSSE3dPolygon*) {
-  FreeTriangulation();
-}
-
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix*, float, bool, int, int, int, int, int, int,
-                                                                bool) {
-  FreeTriangulation();
-}
-
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix*, CSSEMatrix*, bool, int, int) {
-  FreeTriangulation();
-}
-
-void CHTriangulation::CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix*, CSSEMatrix*, bool, int, int, int,
-                                                                         int, int, int) {
-  FreeTriangulation();
+// The variants of the subsampled builder pick their own cells and write
+// them here, the way the plain builder writes its cells.
+void relief::detail::WriteSubsampledCells(CHTriangulation& m, const CSSEMatrix& field, const SubsampledCell* cells,
+                                          int numCells, int needed, int stepX, int stepY, bool above, bool fillCell) {
+  AllocateTriangles(m, needed);
+  ClearEdgeVectors(m);
+  const TriangleSink<true> sink{m, {}};
+  int count = 0;
+  for (int k = 0; k < numCells; ++k) {
+    const int x = cells[k].x, y = cells[k].y;
+    EmitCell(sink, cells[k].mask0, cells[k].mask1, static_cast<float>(x) * m.ScaleX,
+             static_cast<float>(x + stepX) * m.ScaleX, static_cast<float>(y) * m.ScaleY,
+             static_cast<float>(y + stepY) * m.ScaleY, field.GetPoint(x, y), field.GetPoint(x, y + stepY),
+             field.GetPoint(x + stepX, y), field.GetPoint(x + stepX, y + stepY), count, !above, fillCell);
+  }
+  _mm_sfence();
+  relief::detail::ResetTriangles(m, count, m.NumTriangles);
+  m.NumTriangles = count;
 }

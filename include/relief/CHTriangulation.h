@@ -13,6 +13,7 @@ class CHConvexHull3D;
 class CH2DDelaunay;
 class NyTriangulationStatic;
 class NyTriangulationDynamic;
+class TaCFieldRange;
 
 // One triangle of a CHTriangulation. The record only points into the mesh's
 // arrays: corners, vertex normals and the per-triangle vectors live there, so
@@ -83,15 +84,15 @@ class RELIEF_API CHTriangulation {
   // The polygon variant of the subsampled builder; then CalcBoundingBox, CalcSTV.
   CHTriangulation(CSSEMatrix* field, float threshold, bool above, float sx, float sy, float sz, int stepX,
                   int stepY, CSSE3dPolygon* polygon);
-  // The six-int variant of the subsampled builder; then CalcBoundingBox, CalcSTV.
-  CHTriangulation(CSSEMatrix* field, float threshold, bool above, float sx, float sy, float sz, int a, int b,
-                  int c, int d, int e, int f, bool flag);
+  // The sub-rectangle variant of the subsampled builder; then CalcBoundingBox, CalcSTV.
+  CHTriangulation(CSSEMatrix* field, float threshold, bool above, float sx, float sy, float sz, int xFrom,
+                  int xTo, int yFrom, int yTo, int stepX, int stepY, bool fillCells);
   // The two-field builders; then CalcNeighbours, CalcBoundingBox, CalcSTV,
   // CalcNormalsFromVertices.
-  CHTriangulation(CSSEMatrix* top, CSSEMatrix* bottom, bool flag, float sx, float sy, float sz, int stepX,
+  CHTriangulation(CSSEMatrix* top, CSSEMatrix* bottom, bool closeSides, float sx, float sy, float sz, int stepX,
                   int stepY);
-  CHTriangulation(CSSEMatrix* top, CSSEMatrix* bottom, bool flag, float sx, float sy, float sz, int a, int b,
-                  int c, int d, int e, int f);
+  CHTriangulation(CSSEMatrix* top, CSSEMatrix* bottom, bool closeSides, float sx, float sy, float sz, int xFrom,
+                  int xTo, int yFrom, int yTo, int stepX, int stepY);
   // fan: CreateSimpleFanTriangulationFromPolygon(polygon); otherwise
   // CreateTriangulationFromPolygon(polygon, step, parameter, refine). Then
   // ScaleTriangulation, CalcSTV, CalcNormalsFromVertices, CalcBoundingBox.
@@ -102,11 +103,22 @@ class RELIEF_API CHTriangulation {
   // ScaleTriangulation, CalcSTV, CalcNormalsFromVertices, CalcBoundingBox.
   CHTriangulation(CSSE3dPolygon* polygon, float sx, float sy, float sz, CSSEMatrix* field, bool top, float offset,
                   int step, float parameter, bool refine);
-  // Loft between two border polygons. Not built in this version: the mesh
-  // stays empty (initialised, no triangles).
-  CHTriangulation(CSSE3dPolygon* first, CSSE3dPolygon* second, float sx, float sy, float sz, bool a, bool b);
-  CHTriangulation(CSSE3dPolygon* first, CSSE3dPolygon* second, float sx, float sy, float sz, int n, bool a,
-                  bool b);
+  // Loft: a band of triangles between two closed border polygons (e.g. a
+  // preparation margin and the outline of the restoration above it), one
+  // triangle per point of either ring, every point used. second is turned
+  // to run the same way round as first and starts at its point nearest
+  // first's point 0; the rings are matched by normalised arc length, so a
+  // star-shaped pair gives a band without folds. With first below second,
+  // both counter-clockwise seen from +z, the band faces outward; flip
+  // reverses every triangle. closeEnds adds a fan over each ring around its
+  // mean point, facing away from the band, making a closed solid. step uses
+  // every step-th point of both polygons (below 1: every point). A null
+  // polygon or one of fewer than three points gives an empty mesh. Then
+  // ScaleTriangulation, CalcSTV, CalcNormalsFromVertices, CalcBoundingBox.
+  CHTriangulation(CSSE3dPolygon* first, CSSE3dPolygon* second, float sx, float sy, float sz, bool flip,
+                  bool closeEnds);
+  CHTriangulation(CSSE3dPolygon* first, CSSE3dPolygon* second, float sx, float sy, float sz, int step, bool flip,
+                  bool closeEnds);
   // CreateTriangulationFrom2DDelaunay(delaunay, flat); then ScaleTriangulation,
   // CalcSTV, CalcNormalsFromVertices, CalcBoundingBox.
   CHTriangulation(CH2DDelaunay* delaunay, float sx, float sy, float sz, bool flat);
@@ -272,16 +284,38 @@ class RELIEF_API CHTriangulation {
   // 1 leaves the mesh as it was.
   void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* field, float threshold, bool above, int stepX,
                                                  int stepY);
-  // Variants not built in this version: each releases the triangles and
-  // leaves the mesh empty.
+  // Only the cells whose centre (x + stepX / 2, y + stepY / 2), in pixels,
+  // lies inside polygon by PointInLineInnerArea(.., 1) (the polygon's x, y
+  // in raster pixels); otherwise as above, same cells, same triangles. A
+  // null polygon or one with fewer than three points gives an empty mesh.
   void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* field, float threshold, bool above, int stepX,
                                                  int stepY, CSSE3dPolygon* polygon);
-  void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* field, float threshold, bool above, int a, int b,
-                                                 int c, int d, int e, int f, bool flag);
-  void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* top, CSSEMatrix* bottom, bool flag,
+  // Over the sub-rectangle xFrom..xTo, yFrom..yTo (pixels, inclusive,
+  // clipped to the raster): cells with lower corner x = xFrom, xFrom +
+  // stepX, .. while x + stepX <= xTo, likewise y; the whole raster gives the
+  // plain subsampled builder's mesh. fillCells is AppendTriangle's fillCell
+  // (a cell with a valid corner in each column becomes full, taking the
+  // invalid corners' values as heights). No cell in the rectangle (xFrom
+  // above xTo among them): empty mesh; a step below 1 leaves the mesh alone.
+  void CreateTriangulationFromSSEFieldSubSampled(CSSEMatrix* field, float threshold, bool above, int xFrom, int xTo,
+                                                 int yFrom, int yTo, int stepX, int stepY, bool fillCells);
+  // A closed solid between two rasters of the same size: the top surface
+  // from top, the bottom surface from bottom, over the cells of the
+  // subsampled builder where a pixel is valid when both rasters hold data
+  // (non-zero) there; same case table, top triangles wound counter-clockwise
+  // seen from +z (normals up), bottom ones reversed (down). With closeSides
+  // every border edge of the region gets a wall of two triangles facing
+  // out, so each edge is shared by exactly two triangles (except at a pixel
+  // where two parts touch only at a corner: four). Writes corners only; the
+  // constructors derive the rest. Rasters of different sizes: empty mesh;
+  // a step below 1 leaves the mesh alone.
+  void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* top, CSSEMatrix* bottom, bool closeSides,
                                                           int stepX, int stepY);
-  void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* top, CSSEMatrix* bottom, bool flag, int a,
-                                                          int b, int c, int d, int e, int f);
+  // The same over the sub-rectangle xFrom..xTo, yFrom..yTo (as the six-int
+  // subsampled builder).
+  void CreateTriangulationFromSSEFieldSubSampledTwoFields(CSSEMatrix* top, CSSEMatrix* bottom, bool closeSides,
+                                                          int xFrom, int xTo, int yFrom, int yTo, int stepX,
+                                                          int stepY);
   // Writes the triangles of one cell into records count, count+1 (which must
   // exist) and advances count. mask0: bit 0 validity of (x0, y0), bit 1 of
   // (x0, y1); mask1 likewise for x1. Cases (mask0, mask1): (3,3) P00 P11 P01
@@ -305,15 +339,55 @@ class RELIEF_API CHTriangulation {
   void ScanConvertTriangulationMax(CSSEMatrix* out, float zOffset);
   // The mirror image: fill +999999.875, cross keeping the minimum.
   void ScanConvertTriangulationMin(CSSEMatrix* out, float zOffset);
-  // The same over the given box (min, max) instead of the mesh's own.
+  // The same over the given box (min, max) instead of the mesh's own. A box
+  // less than one cell wide or high (min above max among them) leaves out
+  // untouched.
   void ScanConvertTriangulationMax_MinMaxPoint(CSSEMatrix* out, float zOffset, SSEPoint& min, SSEPoint& max);
   void ScanConvertTriangulationMin_MinMaxPoint(CSSEMatrix* out, float zOffset, SSEPoint& min, SSEPoint& max);
+  // Stamps into out as it stands, to gather several meshes in one raster:
+  // out is neither re-created nor filled and keeps its size (a raster
+  // without storage is first created over the mesh's box and cleared to 0).
+  // Cell (c, r) lies at origin + (c ResX, r ResY), the origin being the box
+  // minimum when boxFrame, else (0, 0) (the frame of a mesh built from that
+  // raster). With zeroIsNoData a cell holding 0 (within 0.002) takes the
+  // first sample as it is, as the plain conversion's fill does (and a cell
+  // within 1 of that fill, -999999.875 / +999999.875, ends as 0);
+  // otherwise 0 competes like any height. No height offset; samples in the
+  // raster's outermost ring are dropped as in the plain conversion.
+  void ScanConvertTriangulationMaxNoDelete(CSSEMatrix* out, bool boxFrame, bool zeroIsNoData);
+  void ScanConvertTriangulationMinNoDelete(CSSEMatrix* out, bool boxFrame, bool zeroIsNoData);
+  // NoDelete(out, false, true) limited to the band of rows r with yFrom <=
+  // r ResY <= yTo (in double): no sample reaches the cells of other rows,
+  // the crosses are clipped at the band's edges. yFrom above yTo, or a band
+  // outside the raster, changes nothing.
+  void ScanConvertTriangulationMaxNoDeleteInYArea(CSSEMatrix* out, float yFrom, float yTo);
+  void ScanConvertTriangulationMinNoDeleteInYArea(CSSEMatrix* out, float yFrom, float yTo);
+  // The plain conversion (same frame, fill and clean-up), then every cell
+  // (c, r) outside polygon (PointInLineInnerArea(c, r, 1), the polygon in
+  // the output raster's pixels) becomes 0; triangles far from the polygon's
+  // box are not sampled. A null polygon leaves out untouched; one with fewer
+  // than three points leaves the raster all 0.
+  void ScanConvertThroughLineMax(CSSEMatrix* out, CSSE3dPolygon* polygon, float zOffset);
+  void ScanConvertThroughLineMin(CSSEMatrix* out, CSSE3dPolygon* polygon, float zOffset);
+  // Second pass over an image made by ScanConvertTriangulationMin (Refine)
+  // or ...Max (Top) of this mesh: every triangle is sampled again on the
+  // lattice shifted by half a step in u and v, which closes the pinholes
+  // the first lattice leaves on steep triangles, and stamped into out as it
+  // stands; a cell holding 0 takes the sample (as with zeroIsNoData above),
+  // others keep the lower (Top: higher) value. out must have the frame's
+  // size, otherwise nothing happens.
+  void RefineScanConvImage(CSSEMatrix* out, float zOffset);
+  void RefineScanConvImageTop(CSSEMatrix* out, float zOffset);
   // Pulls the corners onto a height field given in the corners' own units
   // (pixel (x, y) at corner (x, y), nearest pixel, clamped): with top, a
   // corner lower than field + offset is raised to it; otherwise a corner
   // higher than field - offset is lowered to it. Pixels holding 0 (no data)
   // constrain nothing. Derived data are not recomputed.
   void ConstrainWithHeightField(bool top, CSSEMatrix* field, float offset);
+  // Both bounds of range at once: corners are lowered to upper - Offset,
+  // then raised to lower + Offset, so where the bounds cross the lower one
+  // wins. A null field is no bound.
+  void ConstrainWithHeightField(TaCFieldRange& range);
 
   // ---- meshes from polygons, hulls and Delaunay results; clean-up --------
   // Ear-clipping triangulation of polygon (step picks every step-th point);

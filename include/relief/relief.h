@@ -27,5 +27,6 @@
 #include "relief/NyTriangulationStatic.h"
 #include "relief/SSEPoint.h"
 #include "relief/SafeMemory.h"
+#include "relief/TaCFieldRange.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "relief/TaCSSEVertexContainer.h"

@@ -1,0 +1,220 @@
+// The loft between two border polygons, and the joins of a mesh or of the
+// lifted Delaunay triangulation to border lines.
+
+#include <set>
+
+#include "edge_use.h"
+#include "mesh_testing.h"
+#include "relief/CH2DDelaunay.h"
+
+namespace {
+
+using namespace mesh_test;
+
+constexpr double kPi = 3.141592653589793;
+
+// A closed ring of n points r(angle) around the z axis at height z, from
+// angle `phase` on, counter-clockwise or not.
+template <class Radius>
+void Ring(CSSE3dPolygon& p, int n, float z, double phase, bool ccw, Radius r) {
+  p.Create(n);
+  for (int i = 0; i < n; ++i) {
+    const double a = phase + (ccw ? 1 : -1) * 2 * kPi * i / n;
+    p.SetPoint(i, float(r(a) * std::cos(a)), float(r(a) * std::sin(a)), z);
+  }
+}
+
+void Circle(CSSE3dPolygon& p, int n, float z, double radius, double phase = 0.0, bool ccw = true) {
+  Ring(p, n, z, phase, ccw, [=](double) { return radius; });
+}
+
+// Every triangle faces away from the z axis (sign +1) or toward it (-1):
+// a band around the axis without folds. Names the first triangle that does not.
+testing::AssertionResult FacesRadially(const CHTriangulation& m, int sign) {
+  for (int i = 0; i < m.NumTriangles; ++i) {
+    const SSEPoint &a = m.EdgeArray[3 * i], &b = m.EdgeArray[3 * i + 1], &c = m.EdgeArray[3 * i + 2];
+    const double ux = double(b.x) - a.x, uy = double(b.y) - a.y, uz = double(b.z) - a.z;
+    const double vx = double(c.x) - a.x, vy = double(c.y) - a.y, vz = double(c.z) - a.z;
+    const double nx = uy * vz - uz * vy, ny = uz * vx - ux * vz;
+    const double mx = (double(a.x) + b.x + c.x) / 3, my = (double(a.y) + b.y + c.y) / 3;
+    if (sign * (nx * mx + ny * my) <= 0)
+      return testing::AssertionFailure() << "triangle " << i << " at (" << mx << ", " << my << ") folds over";
+  }
+  return testing::AssertionSuccess();
+}
+
+// Every point of the polygon is a corner of the mesh.
+testing::AssertionResult UsesEveryPoint(const CHTriangulation& m, const CSSE3dPolygon& p) {
+  std::set<CornerKey> corners;
+  for (int i = 0; i < 3 * m.NumTriangles; ++i) corners.insert(KeyOf(m.EdgeArray[i]));
+  for (int i = 0; i < p.GetNumPoints(); ++i) {
+    SSEPoint q;
+    p.GetPointSSE(i, q);
+    if (!corners.count(KeyOf(q))) return testing::AssertionFailure() << "point " << i << " is not used";
+  }
+  return testing::AssertionSuccess();
+}
+
+double Area(const CHTriangulation& m) {
+  double area = 0;
+  for (int i = 0; i < m.NumTriangles; ++i)
+    area += TriangleArea(m.EdgeArray[3 * i], m.EdgeArray[3 * i + 1], m.EdgeArray[3 * i + 2]);
+  return area;
+}
+
+TEST(MeshLoft, FrustumBetweenConcentricCircles) {
+  const double r1 = 10, r2 = 6, h = 8;
+  CSSE3dPolygon low, high;
+  Circle(low, 200, 0.0f, r1);
+  Circle(high, 150, float(h), r2, 1.234);
+  CHTriangulation band(&low, &high, 1, 1, 1, false, false);
+  ASSERT_EQ(band.NumTriangles, 350);
+  const double lateral = kPi * (r1 + r2) * std::sqrt((r1 - r2) * (r1 - r2) + h * h);
+  EXPECT_NEAR(Area(band), lateral, 0.01 * lateral);
+  EXPECT_TRUE(IsManifoldBand(band));
+  EXPECT_TRUE(FacesRadially(band, 1));
+  EXPECT_TRUE(UsesEveryPoint(band, low) && UsesEveryPoint(band, high));
+  CHTriangulation flipped(&low, &high, 1, 1, 1, true, false);
+  EXPECT_TRUE(FacesRadially(flipped, -1));
+  // Closed at both ends it is a solid with the frustum's volume.
+  CHTriangulation solid(&low, &high, 1, 1, 1, false, true);
+  EXPECT_TRUE(IsClosedSurface(solid));
+  const double volume = kPi * h / 3 * (r1 * r1 + r1 * r2 + r2 * r2);
+  EXPECT_NEAR(EnclosedVolume(solid), volume, 0.01 * volume);
+  // Every second point, scaled.
+  CHTriangulation coarse(&low, &high, 2, 2, 1, 2, false, true);
+  EXPECT_EQ(coarse.NumTriangles, 2 * (100 + 75));
+  EXPECT_TRUE(IsClosedSurface(coarse));
+  EXPECT_NEAR(EnclosedVolume(coarse), 4 * volume, 0.02 * 4 * volume);
+}
+
+TEST(MeshLoft, StarShapedPairsGiveBandsWithoutFolds) {
+  for (unsigned seed = 1; seed <= 40; ++seed) {
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> u(0.0, 1.0);
+    // Radii with a few lobes, the upper ring inside, outside or crossing the lower.
+    const double a1 = 0.3 * u(rng), a2 = 0.3 * u(rng), base2 = 4 + 8 * u(rng);
+    const int k1 = 1 + rng() % 5, k2 = 1 + rng() % 5;
+    CSSE3dPolygon low, high;
+    Ring(low, 3 + rng() % 300, 0.0f, 7 * u(rng), true, [&](double a) { return 8 * (1 + a1 * std::sin(k1 * a)); });
+    Ring(high, 3 + rng() % 300, float(1 + 10 * u(rng)), 7 * u(rng), rng() % 2,
+         [&](double a) { return base2 * (1 + a2 * std::cos(k2 * a)); });
+    CHTriangulation band(&low, &high, 1, 1, 1, false, false);
+    EXPECT_EQ(band.NumTriangles, low.GetNumPoints() + high.GetNumPoints()) << "seed " << seed;
+    EXPECT_TRUE(IsManifoldBand(band)) << "seed " << seed;
+    EXPECT_TRUE(UsesEveryPoint(band, low) && UsesEveryPoint(band, high)) << "seed " << seed;
+    // A fold shows as a triangle facing the axis (only meaningful when the
+    // band does not lie flat: the rings differ in height by at least 1).
+    EXPECT_TRUE(FacesRadially(band, 1)) << "seed " << seed;
+    CHTriangulation solid(&low, &high, 1, 1, 1, false, true);
+    EXPECT_TRUE(IsClosedSurface(solid)) << "seed " << seed;
+    EXPECT_GT(EnclosedVolume(solid), 0) << "seed " << seed;
+  }
+}
+
+TEST(MeshLoft, BadPolygonsGiveEmptyOrDegenerateBands) {
+  CSSE3dPolygon circle, two, line, empty;
+  Circle(circle, 12, 0.0f, 5);
+  two.Create(2), two.SetPoint(0, 0, 0, 1), two.SetPoint(1, 1, 0, 1);
+  line.Create(4);
+  for (int i = 0; i < 4; ++i) line.SetPoint(i, float(i), float(i), 3);  // zero area
+  for (CSSE3dPolygon* p : {&two, &empty, static_cast<CSSE3dPolygon*>(nullptr)}) {
+    CHTriangulation a(&circle, p, 1, 1, 1, false, true), b(p, &circle, 1, 1, 1, 3, true, false);
+    EXPECT_TRUE(a.NumTriangles == 0 && b.NumTriangles == 0);
+  }
+  CHTriangulation flat(&circle, &line, 1, 1, 1, false, false);
+  EXPECT_EQ(flat.NumTriangles, 16);
+  EXPECT_TRUE(IsManifoldBand(flat));
+  CHTriangulation huge(&circle, &circle, 1, 1, 1, 1 << 30, false, false);  // one point per ring
+  EXPECT_EQ(huge.NumTriangles, 0);
+}
+
+TEST(MeshLoft, JoinsAMeshToABorderLine) {
+  Messages quiet;
+  CSSE3dPolygon top, margin;
+  Circle(top, 64, 8.0f, 6);
+  Circle(margin, 90, 0.0f, 10, 0.5, false);  // runs the other way round
+  // A cap over the top ring (fan around its centre, facing up).
+  CHTriangulation cap(&top, 1, 1, 1, 1, 0.0f, true, false);
+  ASSERT_EQ(cap.NumTriangles, 64);
+  CH2DDelaunay d;
+  CHTriangulation joined;
+  d.LoftWith3DTriangulation(&cap, &margin, &joined);
+  EXPECT_EQ(joined.NumTriangles, 64 + 64 + 90);
+  EXPECT_TRUE(IsManifoldBand(joined));
+  EXPECT_TRUE(UsesEveryPoint(joined, margin));
+  // What is left open is exactly the margin.
+  int open = 0;
+  for (const auto& [edge, use] : EdgeUses(joined))
+    if (use.count == 1) open += std::get<2>(edge.first) == 0.0f && std::get<2>(edge.second) == 0.0f ? 1 : 1000;
+  EXPECT_EQ(open, 90);
+  // A border line of fewer than three points leaves the surface alone.
+  CSSE3dPolygon two;
+  two.Create(2);
+  d.LoftWith3DTriangulation(&cap, &two, &joined);
+  EXPECT_EQ(joined.NumTriangles, 64);
+  d.LoftWith3DTriangulation(nullptr, &margin, &joined);
+  EXPECT_EQ(joined.NumTriangles, 64);
+}
+
+TEST(MeshLoft, DelaunayBandBetweenTwoBorderPolygons) {
+  Messages quiet;
+  // Points on the hull's grid of tenths, away from the origin, so that its
+  // quantisation keeps them where they are.
+  CSSE3dPolygon top, bottom;
+  auto onGrid = [](CSSE3dPolygon& p) {
+    for (int i = 0; i < p.GetNumPoints(); ++i) {
+      float x, y, z;
+      p.GetPoint(i, x, y, z);
+      p.SetPoint(i, std::round(10 * (x + 20)) / 10, std::round(10 * (y + 20)) / 10, z);
+    }
+  };
+  Circle(top, 60, 7.0f, 6, 0.1);
+  Circle(bottom, 100, 0.0f, 10);
+  onGrid(top), onGrid(bottom);
+  CH2DDelaunay d;
+  CHTriangulation band;
+  d.CreateTriangulationFromTwoBorderPolygons(&top, &bottom, &band);
+  ASSERT_GT(band.NumTriangles, 0);
+  EXPECT_EQ(quiet.texts.size(), 1u);
+  EXPECT_TRUE(IsManifoldBand(band));
+  EXPECT_TRUE(UsesEveryPoint(band, top) && UsesEveryPoint(band, bottom));
+  // Counter-clockwise seen from above, covering the annulus between the polygons.
+  double projected = 0;
+  for (int i = 0; i < band.NumTriangles; ++i) {
+    const SSEPoint &a = band.EdgeArray[3 * i], &b = band.EdgeArray[3 * i + 1], &c = band.EdgeArray[3 * i + 2];
+    const double area = 0.5 * ((double(b.x) - a.x) * (double(c.y) - a.y) - (double(b.y) - a.y) * (double(c.x) - a.x));
+    ASSERT_GT(area, 0) << "triangle " << i;
+    projected += area;
+  }
+  auto shoelace = [](const CSSE3dPolygon& p) {
+    double a = 0;
+    for (int i = 0, k = p.GetNumPoints() - 1; i < p.GetNumPoints(); k = i++) {
+      float xi, yi, xk, yk;
+      p.GetPointXY(i, xi, yi), p.GetPointXY(k, xk, yk);
+      a += 0.5 * (double(xk) * yi - double(xi) * yk);
+    }
+    return a;
+  };
+  const double annulus = shoelace(bottom) - shoelace(top);
+  EXPECT_NEAR(projected, annulus, 1e-6 * annulus);
+  CSSE3dPolygon upper, lower;
+  d.GetBorderPointsTop(&upper);
+  d.GetBorderPointsBottom(&lower);
+  EXPECT_EQ(upper.GetNumPoints(), 60);
+  EXPECT_EQ(lower.GetNumPoints(), 100);
+  float x, y, z;
+  lower.GetPoint(0, x, y, z);
+  EXPECT_TRUE(x == 30.0f && y == 20.0f && z == 0.0f) << x << " " << y;
+
+  // Too few distinct points, or a missing polygon: an empty mesh.
+  CSSE3dPolygon three;
+  Circle(three, 3, 0.0f, 5);
+  CH2DDelaunay small, none;
+  small.CreateTriangulationFromTwoBorderPolygons(&three, &three, &band);  // the second copy merges
+  EXPECT_EQ(band.NumTriangles, 0);
+  none.CreateTriangulationFromTwoBorderPolygons(&top, nullptr, &band);
+  EXPECT_EQ(band.NumTriangles, 0);
+}
+
+}  // namespace
