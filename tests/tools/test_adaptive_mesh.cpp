@@ -1,0 +1,141 @@
+// The tool's adaptive mesh (tiles of Delaunay refinement) on fields of odd
+// sizes, smooth and rough, whole and with holes, in one tile and in many:
+// the result is edge-manifold without cracks, counter-clockwise, covers
+// every pixel of a whole field, and does not depend on where the data lies.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+#include <string>
+
+#include "adaptive_mesh.h"
+#include "relief/CSSEMatrix.h"
+#include "tool_test_support.h"
+#include "triangle_soup_checks.h"
+
+using namespace relief::tool;
+using relief_test::CounterClockwiseAndNonZero;
+using relief_test::EdgeManifold;
+using relief_test::Grid;
+
+namespace {
+
+enum class Surface { kSmooth, kRough, kHoles };
+
+Grid MakeField(Surface s, int width, int height, std::uint32_t seed) {
+  if (s != Surface::kSmooth)
+    return relief_test::RandomField(width, height, seed, 1.0f, 200.0f, s == Surface::kHoles ? 0.1 : 0.0);
+  Grid g{width, height, {}};
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) g.values.push_back(100.0f + 20.0f * std::sin(0.05f * x) * std::cos(0.04f * y));
+  return g;
+}
+
+// The same field placed at (offsetX, offsetY) in a larger raster of no data.
+CSSEMatrix Placed(const Grid& g, int offsetX, int offsetY) {
+  CSSEMatrix m;
+  m.Create(g.width + offsetX, g.height + offsetY);
+  for (int y = 0; y < g.height; ++y)
+    for (int x = 0; x < g.width; ++x) m.SetPoint(x + offsetX, y + offsetY, g.at(x, y));
+  return m;
+}
+
+std::int64_t DistinctCorners(const std::vector<float>& c) {
+  std::set<std::array<float, 2>> seen;
+  for (size_t i = 0; i < c.size(); i += 3) seen.insert({c[i], c[i + 1]});
+  return static_cast<std::int64_t>(seen.size());
+}
+
+struct AdaptiveCase { Surface surface; int width, height, spacing, tileSize; };
+
+class AdaptiveMeshCase : public ::testing::TestWithParam<AdaptiveCase> {};
+
+TEST_P(AdaptiveMeshCase, ManifoldCounterClockwiseCoveringAndTrueCounts) {
+  const AdaptiveCase c = GetParam();
+  const std::uint32_t seed = 977u * c.width + 13u * c.height + c.spacing + 7u * c.tileSize + unsigned(c.surface);
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  const Grid g = MakeField(c.surface, c.width, c.height, seed);
+  CSSEMatrix field = relief_test::ToMatrix(g);
+  AdaptiveOptions options;
+  options.tolerance = 0.5f;
+  options.seedSpacing = c.spacing;
+  options.tileSize = c.tileSize;
+  const AdaptiveMesh mesh = RefineField(field, options, "field");
+  ASSERT_GT(mesh.Triangles(), 0);
+  EXPECT_TRUE(CounterClockwiseAndNonZero(mesh.corners));
+  if (c.surface == Surface::kHoles) {
+    EXPECT_TRUE(EdgeManifold(mesh.corners));
+    return;
+  }
+  // A whole field: no crack anywhere, the triangles tile the box exactly,
+  // every pixel is covered and the counts are what the mesh holds.
+  const float right = float(c.width - 1), bottom = float(c.height - 1);
+  EXPECT_TRUE(EdgeManifold(mesh.corners, {0, 0}, {right, bottom}));
+  double area = 0;
+  for (size_t t = 0; t < mesh.corners.size() / 9; ++t) area += relief_test::DoubledArea(mesh.corners, t) / 2;
+  EXPECT_NEAR(area, double(right) * bottom, 1e-6 * right * bottom);
+  const ErrorFigures error = MeasureAgainstField(mesh.corners, field);
+  EXPECT_EQ(error.lost, 0) << "pixels not covered";
+  EXPECT_EQ(error.compared, std::int64_t(c.width) * c.height);
+  EXPECT_EQ(mesh.vertices, DistinctCorners(mesh.corners));
+  EXPECT_LE(mesh.inserted, mesh.vertices);
+  if (c.spacing == 1) EXPECT_EQ(error.maxAbs, 0.0) << "a seed at every pixel is the field itself";
+}
+
+std::vector<AdaptiveCase> AdaptiveCases() {
+  std::vector<AdaptiveCase> cases;
+  for (Surface s : {Surface::kSmooth, Surface::kRough, Surface::kHoles})
+    for (auto size : {std::pair{2, 2}, {3, 7}, {17, 5}, {31, 129}, {150, 128}})
+      for (int spacing : {1, 8, 32})
+        for (int tile : {2048, 16})
+          if (s != Surface::kHoles || size.first > 2) cases.push_back({s, size.first, size.second, spacing, tile});
+  return cases;
+}
+
+std::string SurfaceName(Surface s) { return s == Surface::kSmooth ? "smooth" : s == Surface::kRough ? "rough" : "holes"; }
+
+INSTANTIATE_TEST_SUITE_P(Fields, AdaptiveMeshCase, ::testing::ValuesIn(AdaptiveCases()), [](const auto& info) {
+  const AdaptiveCase& c = info.param;
+  return SurfaceName(c.surface) + "_" + std::to_string(c.width) + "x" + std::to_string(c.height) +
+         "_spacing" + std::to_string(c.spacing) + "_tile" + std::to_string(c.tileSize);
+});
+
+// The triangulator works in single precision: the tool triangulates each
+// tile in its own coordinates, so the same patch far from the origin gives
+// the same triangles, shifted.
+TEST(AdaptiveMesh, SamePatchAtColumnZeroAndColumn8000GivesTheSameTriangles) {
+  const Grid g = MakeField(Surface::kRough, 150, 128, 5u);
+  AdaptiveOptions options;
+  options.tolerance = 0.5f;
+  options.seedSpacing = 1;
+  CSSEMatrix near = Placed(g, 0, 0), far = Placed(g, 8000, 40);
+  const AdaptiveMesh a = RefineField(near, options, "near"), b = RefineField(far, options, "far");
+  ASSERT_EQ(a.Triangles(), b.Triangles());
+  EXPECT_TRUE(EdgeManifold(b.corners, {8000, 40}, {8149, 167}));
+  EXPECT_TRUE(CounterClockwiseAndNonZero(b.corners));
+  for (size_t i = 0; i < a.corners.size(); ++i) {
+    const float shift = i % 3 == 0 ? 8000.0f : i % 3 == 1 ? 40.0f : 0.0f;
+    ASSERT_EQ(a.corners[i] + shift, b.corners[i]) << "value " << i;
+  }
+}
+
+// A strip much wider than a tile: the tiles join without cracks and the
+// error stays that of a narrow strip.
+TEST(AdaptiveMesh, WideStripIsTiledWithoutCracks) {
+  Grid g{8192, 16, {}};
+  for (int y = 0; y < 16; ++y)
+    for (int x = 0; x < 8192; ++x) g.values.push_back(100.0f + 0.004f * x + 3.0f * std::sin(0.011f * x) * std::cos(0.007f * y));
+  CSSEMatrix field = relief_test::ToMatrix(g);
+  AdaptiveOptions options;
+  options.tolerance = 0.5f;
+  const AdaptiveMesh mesh = RefineField(field, options, "strip");
+  EXPECT_GT(mesh.tiles, 1);
+  EXPECT_TRUE(EdgeManifold(mesh.corners, {0, 0}, {8191, 15}));
+  EXPECT_TRUE(CounterClockwiseAndNonZero(mesh.corners));
+  const ErrorFigures error = MeasureAgainstField(mesh.corners, field);
+  EXPECT_EQ(error.lost, 0);
+  EXPECT_LT(error.maxAbs, 0.5);
+}
+
+}  // namespace
