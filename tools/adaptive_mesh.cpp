@@ -1,8 +1,10 @@
 #include "adaptive_mesh.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
+#include "degenerate_repair.h"
 #include "errors.h"
 #include "progress.h"
 #include "relief/CSSEMatrix.h"
@@ -36,7 +38,7 @@ std::vector<int> Cuts(int lo, int hi, int tileSize) {
 
 struct TileResult {
   std::vector<float> corners;
-  std::int64_t vertices = 0, inserted = 0;
+  std::int64_t vertices = 0, inserted = 0, unusedSeeds = 0;
   int passes = 0;
 };
 
@@ -56,8 +58,11 @@ TileResult RefineTile(const CSSEMatrix& field, const Tile& tile, int originX, in
   // as the grid.
   const int spacing = std::max(1, options.seedSpacing);
   const int edgeSpacing = std::max(1, spacing / 8);
-  const std::vector<int> gridXs = StrictlyBetween(originX, spacing, tile.x0, tile.x1);
-  const std::vector<int> gridYs = StrictlyBetween(originY, spacing, tile.y0, tile.y1);
+  // Grid points keep at least the edge spacing from the tile's edges: a grid
+  // row a pixel inside an edge makes slivers against the edge's seeds, over
+  // which the triangulator can leave some of those seeds unconnected.
+  const std::vector<int> gridXs = StrictlyBetween(originX, spacing, tile.x0 + edgeSpacing - 1, tile.x1 - edgeSpacing + 1);
+  const std::vector<int> gridYs = StrictlyBetween(originY, spacing, tile.y0 + edgeSpacing - 1, tile.y1 - edgeSpacing + 1);
   const std::vector<int> edgeXs = StrictlyBetween(originX, edgeSpacing, tile.x0, tile.x1);
   const std::vector<int> edgeYs = StrictlyBetween(originY, edgeSpacing, tile.y0, tile.y1);
   // Corners first (the box start uses them), then the grid, then the edges:
@@ -96,33 +101,50 @@ TileResult RefineTile(const CSSEMatrix& field, const Tile& tile, int originX, in
   }
   delaunay.FinalizeTriangleList();
 
+  std::vector<std::array<std::int32_t, 3>> triangles;
+  for (t_hdelaunaytriangle* t : delaunay.GetFinalTriangleList())
+    triangles.push_back({t->nVertex[0], t->nVertex[1], t->nVertex[2]});
+  std::vector<SSEPoint> vertices(static_cast<size_t>(delaunay.GetNumVertices()));
+  std::vector<PlanarPoint> planar(vertices.size());
+  for (size_t v = 0; v < vertices.size(); ++v) {
+    vertices[v] = delaunay.GetVertex(static_cast<int>(v));
+    planar[v] = {vertices[v].x, vertices[v].y};
+  }
+  // The triangulator can leave zero-area triangles along collinear seeds, as
+  // on a tile's edge; they are replaced so that the edge stays closed.
+  RepairZeroAreaTriangles(triangles, planar);
+
+  // Every seed must be a corner of the triangulation (those on the tile's
+  // edges above all: a missing one is a crack against the neighbour). The
+  // triangulator is trusted no further than this count shows.
+  {
+    std::vector<char> connected(vertices.size(), 0);
+    for (const auto& t : triangles)
+      for (int k = 0; k < 3; ++k) connected[static_cast<size_t>(t[k])] = 1;
+    for (size_t v = 0; v < seeds.size(); ++v) result.unusedSeeds += connected[v] ? 0 : 1;
+  }
+
   // Points are counted where they are used; a point on the tile's left or
   // top edge belongs to the neighbour there, unless the edge is the box's.
-  std::vector<char> used(static_cast<size_t>(delaunay.GetNumVertices()), 0);
-  for (t_hdelaunaytriangle* t : delaunay.GetFinalTriangleList()) {
+  std::vector<char> used(vertices.size(), 0);
+  for (const auto& t : triangles) {
     float c[9];
     bool onData = true;
     for (int k = 0; k < 3; ++k) {
-      const SSEPoint v = delaunay.GetVertex(t->nVertex[k]);
-      c[3 * k] = v.x;
-      c[3 * k + 1] = v.y;
+      const SSEPoint& v = vertices[static_cast<size_t>(t[k])];
+      c[3 * k] = v.x + static_cast<float>(tile.x0);
+      c[3 * k + 1] = v.y + static_cast<float>(tile.y0);
       c[3 * k + 2] = v.z;
       onData = onData && v.z != 0.0f;
     }
-    // Twice the area, from the tile's own small coordinates (exact in double).
-    const double area = (double(c[3]) - c[0]) * (double(c[7]) - c[1]) - (double(c[6]) - c[0]) * (double(c[4]) - c[1]);
-    if (!onData || area == 0.0) continue;
-    for (int k = 0; k < 3; ++k) {
-      used[static_cast<size_t>(t->nVertex[k])] = 1;
-      c[3 * k] += static_cast<float>(tile.x0);
-      c[3 * k + 1] += static_cast<float>(tile.y0);
-    }
+    if (!onData) continue;
+    for (int k = 0; k < 3; ++k) used[static_cast<size_t>(t[k])] = 1;
     result.corners.insert(result.corners.end(), c, c + 9);
   }
   const int seedCount = static_cast<int>(seeds.size());
   for (int v = 0; v < static_cast<int>(used.size()); ++v) {
     if (!used[static_cast<size_t>(v)]) continue;
-    const SSEPoint p = delaunay.GetVertex(v);
+    const SSEPoint& p = vertices[static_cast<size_t>(v)];
     if ((p.x == 0.0f && !countLeft) || (p.y == 0.0f && !countTop)) continue;
     ++result.vertices;
     if (v >= seedCount) ++result.inserted;
@@ -159,6 +181,7 @@ AdaptiveMesh RefineField(const CSSEMatrix& field, const AdaptiveOptions& options
       mesh.corners.insert(mesh.corners.end(), r.corners.begin(), r.corners.end());
       mesh.vertices += r.vertices;
       mesh.inserted += r.inserted;
+      mesh.unusedSeeds += r.unusedSeeds;
       mesh.passes = std::max(mesh.passes, r.passes);
       progress.Update(static_cast<std::int64_t>(j * (xs.size() - 1) + i + 1));
     }

@@ -36,6 +36,7 @@ struct AdaptiveMesh {
   std::vector<float> corners;  // nine floats per triangle, in field pixels and heights
   std::int64_t vertices = 0;   // distinct points the triangles use, seeds and inserted ones
   std::int64_t inserted = 0;   // points that refinement added to the triangulations
+  std::int64_t unusedSeeds = 0;  // seed points the triangulator left unconnected (0 unless it fails)
   int passes = 0;              // most passes any tile ran before it stopped
   int tiles = 0;
   std::int64_t Triangles() const { return static_cast<std::int64_t>(corners.size() / 9); }

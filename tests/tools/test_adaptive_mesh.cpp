@@ -10,6 +10,7 @@
 #include <string>
 
 #include "adaptive_mesh.h"
+#include "degenerate_repair.h"
 #include "relief/CSSEMatrix.h"
 #include "tool_test_support.h"
 #include "triangle_soup_checks.h"
@@ -63,6 +64,7 @@ TEST_P(AdaptiveMeshCase, ManifoldCounterClockwiseCoveringAndTrueCounts) {
   options.tileSize = c.tileSize;
   const AdaptiveMesh mesh = RefineField(field, options, "field");
   ASSERT_GT(mesh.Triangles(), 0);
+  EXPECT_EQ(mesh.unusedSeeds, 0);
   EXPECT_TRUE(CounterClockwiseAndNonZero(mesh.corners));
   if (c.surface == Surface::kHoles) {
     EXPECT_TRUE(EdgeManifold(mesh.corners));
@@ -117,6 +119,53 @@ TEST(AdaptiveMesh, SamePatchAtColumnZeroAndColumn8000GivesTheSameTriangles) {
   for (size_t i = 0; i < a.corners.size(); ++i) {
     const float shift = i % 3 == 0 ? 8000.0f : i % 3 == 1 ? 40.0f : 0.0f;
     ASSERT_EQ(a.corners[i] + shift, b.corners[i]) << "value " << i;
+  }
+}
+
+// 2048 x 2112 in tiles of 2048 cuts the rows at 1055, a pixel above the seed
+// grid's row 1056. Such a row makes slivers against the cut's seeds over
+// which the triangulator left some of them unconnected (a crack at the seam),
+// so grid points keep the edge spacing from every tile edge.
+TEST(AdaptiveMesh, GridRowNextToATileEdgeLeavesNoSeedUnconnected) {
+  Grid g{2048, 2112, {}};
+  for (int y = 0; y < g.height; ++y)
+    for (int x = 0; x < g.width; ++x) g.values.push_back(50.0f + 0.01f * x + 0.02f * y);
+  CSSEMatrix field = relief_test::ToMatrix(g);
+  AdaptiveOptions options;
+  options.passes = 0;
+  const AdaptiveMesh mesh = RefineField(field, options, "field");
+  EXPECT_EQ(mesh.tiles, 2);
+  EXPECT_EQ(mesh.unusedSeeds, 0);
+  EXPECT_TRUE(EdgeManifold(mesh.corners, {0, 0}, {2047, 2111}));
+}
+
+// Zero-area triangles along a collinear run are replaced by splitting the
+// triangle beyond their long edge: the result is edge-manifold and tiles the
+// same area. Points: a row 0, 1, 2 on y = 0 and an apex above it.
+TEST(AdaptiveMesh, ZeroAreaTrianglesAreSplitIntoTheirNeighbourNotDropped) {
+  const std::vector<PlanarPoint> points = {{0, 0}, {1, 0}, {2, 0}, {1, 3}};
+  using Tris = std::vector<std::array<std::int32_t, 3>>;
+  auto soup = [&](const Tris& tris) {
+    std::vector<float> c;
+    for (const auto& t : tris)
+      for (int k = 0; k < 3; ++k) c.insert(c.end(), {float(points[size_t(t[k])].x), float(points[size_t(t[k])].y), 0.0f});
+    return c;
+  };
+  const struct { const char* name; Tris in; size_t out; std::int64_t met; } cases[] = {
+      // Its long edge 0-2 on the hull, its short edges against two triangles: dropped.
+      {"hull sliver", {{0, 1, 3}, {1, 2, 3}, {0, 2, 1}}, 2, 1},
+      // Its short edges on the hull (a tile's edge), its long edge against
+      // the apex triangle, which is split at the middle point.
+      {"edge sliver", {{2, 0, 1}, {0, 2, 3}}, 2, 1},
+      {"repeated vertex", {{0, 0, 3}, {0, 2, 3}}, 1, 1},
+      {"nothing to do", {{0, 1, 3}, {1, 2, 3}}, 2, 0}};
+  for (const auto& c : cases) {
+    Tris tris = c.in;
+    EXPECT_EQ(RepairZeroAreaTriangles(tris, points), c.met) << c.name;
+    ASSERT_EQ(tris.size(), c.out) << c.name;
+    const std::vector<float> corners = soup(tris);
+    EXPECT_TRUE(CounterClockwiseAndNonZero(corners)) << c.name;
+    EXPECT_TRUE(EdgeManifold(corners)) << c.name;
   }
 }
 

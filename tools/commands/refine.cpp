@@ -1,6 +1,7 @@
 // relief refine INPUT -o MESH: adaptive mesh by Delaunay refinement.
 
 #include <algorithm>
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -59,6 +60,9 @@ int RunRefine(const RefineArgs& args) {
   const AdaptiveMesh mesh = MeshToTolerance(*field, args);
   if (mesh.Triangles() == 0)
     throw BadInput(args.input, "empty mesh: no triangle has all its corners on valid pixels");
+  if (mesh.unusedSeeds > 0)
+    std::fprintf(stderr, "relief: %s: warning: the triangulator left %lld seed point(s) unconnected, the mesh may have cracks there\n",
+                 args.input.c_str(), static_cast<long long>(mesh.unusedSeeds));
   const double refineSeconds = timer.Seconds();
   auto writer = OpenTriangleWriter(args.output);
   for (size_t i = 0; i < mesh.corners.size(); i += 9) writer->Add(&mesh.corners[i]);
