@@ -36,6 +36,33 @@ std::vector<int> Cuts(int lo, int hi, int tileSize) {
   return at;
 }
 
+// Triangles with a corner on no data are left out, so near an outline the
+// mesh must reach down to single pixels: every valid pixel next to no data
+// (4-neighbours, looked up in the whole field so that two tiles agree on
+// their shared edge) is seeded, and so is every no-data pixel next to a
+// valid one, which keeps triangles from bridging a hole. Pixels seeded
+// already are not repeated.
+void AddOutlineSeeds(const CSSEMatrix& field, const Tile& tile, std::vector<std::pair<int, int>>& seeds) {
+  const int width = field.GetSizeX(), height = field.GetSizeY();
+  const int tileWidth = tile.x1 - tile.x0 + 1;
+  std::vector<char> seeded(static_cast<size_t>(tileWidth) * static_cast<size_t>(tile.y1 - tile.y0 + 1), 0);
+  auto at = [&](int x, int y) -> char& { return seeded[static_cast<size_t>(y - tile.y0) * tileWidth + (x - tile.x0)]; };
+  for (const auto& [x, y] : seeds) at(x, y) = 1;
+  for (int y = tile.y0; y <= tile.y1; ++y)
+    for (int x = tile.x0; x <= tile.x1; ++x) {
+      const bool valid = field.GetPoint(x, y) != 0.0f;
+      bool outline = false;
+      const int nx[4] = {x - 1, x + 1, x, x}, ny[4] = {y, y, y - 1, y + 1};
+      for (int k = 0; k < 4 && !outline; ++k)
+        if (nx[k] >= 0 && nx[k] < width && ny[k] >= 0 && ny[k] < height)
+          outline = (field.GetPoint(nx[k], ny[k]) != 0.0f) != valid;
+      if (outline && !at(x, y)) {
+        at(x, y) = 1;
+        seeds.emplace_back(x, y);
+      }
+    }
+}
+
 struct TileResult {
   std::vector<float> corners;
   std::int64_t vertices = 0, inserted = 0, unusedSeeds = 0;
@@ -74,6 +101,7 @@ TileResult RefineTile(const CSSEMatrix& field, const Tile& tile, int originX, in
     for (int x : gridXs) seeds.emplace_back(x, y);
   for (int x : edgeXs) seeds.insert(seeds.end(), {{x, tile.y0}, {x, tile.y1}});
   for (int y : edgeYs) seeds.insert(seeds.end(), {{tile.x0, y}, {tile.x1, y}});
+  AddOutlineSeeds(field, tile, seeds);
 
   TaCIncrementalDelaunay2D delaunay(static_cast<int>(seeds.size()) + 8);
   for (const auto& [x, y] : seeds) {
