@@ -95,7 +95,7 @@ void BM_Hull3DBall(benchmark::State& state) {
   std::vector<float> xyz;
   for (int i = 0; i < n; ++i) {
     float x = g(rng), y = g(rng), z = g(rng);
-    const float s = 500.0f / std::sqrt(x * x + y * y + z * z) * std::cbrt(std::uniform_real_distribution<float>(0, 1)(rng));
+    const float s = 5000.0f / std::sqrt(x * x + y * y + z * z) * std::cbrt(std::uniform_real_distribution<float>(0, 1)(rng));
     xyz.insert(xyz.end(), {x * s, y * s, z * s});
   }
   int faces = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
 #include "io/mesh_io.h"
 #include "progress.h"
@@ -18,23 +19,37 @@ int BandRows(int step) {
   return unit * std::max(1, 32 / unit);
 }
 
+// Band raster for the cells of rows y0 .. y0 + cellRows - 1 (corner rows
+// y0 .. y0 + cellRows). Full resolution: the library's builder visits the
+// cells of every register row but the last, so the band gets a whole
+// register row more than the corners need, and every pixel that is not a
+// corner holds the threshold itself, which is valid neither above nor below
+// it (padding lanes included). The subsampled builder reads single pixels up
+// to its own height, so there the band is just the corner rows.
+void FillBand(const CSSEMatrix& field, int y0, int cellRows, const FieldMeshOptions& options, CSSEMatrix& band) {
+  const int width = field.GetSizeX();
+  const int cornerRows = cellRows + 1;
+  band.CreateNoClear(width, options.step == 1 ? 4 * ((cellRows + 3) / 4) + 1 : cornerRows);
+  band.Fill(options.threshold);
+  // y0 is a multiple of four, so whole register rows copy as they are; the
+  // rows of a last, partly used register go pixel by pixel.
+  __m128** from = field.GetMatrixDataDirectly();
+  __m128** to = band.GetMatrixDataDirectly();
+  const int wholeRegisters = cornerRows / 4;
+  for (int k = 0; k < wholeRegisters; ++k)
+    std::memcpy(to[k], from[y0 / 4 + k], sizeof(__m128) * static_cast<size_t>(width));
+  for (int y = 4 * wholeRegisters; y < cornerRows; ++y)
+    for (int x = 0; x < width; ++x) band.SetPoint(x, y, field.GetPoint(x, y0 + y));
+}
+
 std::int64_t StreamFieldMesh(const CSSEMatrix& field, const FieldMeshOptions& options, TriangleWriter& writer) {
-  const int width = field.GetSizeX(), height = field.GetSizeY();
+  const int height = field.GetSizeY();
   const int rows = BandRows(options.step);
   std::int64_t written = 0;
   Progress progress("meshing", height);
   CSSEMatrix band;
   for (int y0 = 0; y0 + 1 < height; y0 += rows) {
-    const int bandHeight = std::min(rows + 1, height - y0);
-    band.Create(width, bandHeight);
-    // Whole register rows: band SSE row k is the field's SSE row y0/4 + k.
-    // The last band thereby carries the field's padding lanes, which the
-    // full-resolution builder reads like pixels.
-    __m128** from = field.GetMatrixDataDirectly();
-    __m128** to = band.GetMatrixDataDirectly();
-    for (int k = 0; k < band.GetSSESizeY(); ++k)
-      std::memcpy(to[k], from[y0 / 4 + k], sizeof(__m128) * static_cast<size_t>(width));
-
+    FillBand(field, y0, std::min(rows, height - 1 - y0), options, band);
     // Unit scale: corners stay integer grid positions, so the shift by y0
     // and the user's scale below round exactly as a whole-raster build would.
     std::unique_ptr<CHTriangulation> mesh;
@@ -59,6 +74,16 @@ std::int64_t StreamFieldMesh(const CSSEMatrix& field, const FieldMeshOptions& op
     progress.Update(y0 + rows);
   }
   return written;
+}
+
+void FlipRows(CSSEMatrix& field) {
+  const int width = field.GetSizeX(), height = field.GetSizeY();
+  for (int top = 0, bottom = height - 1; top < bottom; ++top, --bottom)
+    for (int x = 0; x < width; ++x) {
+      const float a = field.GetPoint(x, top);
+      field.SetPoint(x, top, field.GetPoint(x, bottom));
+      field.SetPoint(x, bottom, a);
+    }
 }
 
 }  // namespace relief::tool

@@ -2,10 +2,10 @@
 
 // Height field to mesh file without holding the whole mesh: the raster is cut
 // into bands of rows, each band is meshed by the library and written out
-// before the next one is built. Bands start on multiples of four rows (one
-// register row) and overlap by one row, and the last band keeps the raster's
-// own padding, so the union of the bands' triangles is exactly the set the
-// library builds from the whole raster; only their order differs.
+// before the next one is built. At full resolution every 2 x 2 cell of valid
+// pixels is meshed, whatever the raster's height: the library's builder skips
+// the cells of its last register row, so each band is given one more register
+// row of invalid pixels than it needs.
 
 #include <cstdint>
 
@@ -25,7 +25,18 @@ struct FieldMeshOptions {
 // Returns the number of triangles written.
 std::int64_t StreamFieldMesh(const CSSEMatrix& field, const FieldMeshOptions& options, TriangleWriter& writer);
 
+// The raster the library's builder needs for the cells of rows y0 .. y0 +
+// cellRows - 1 of field (y0 a multiple of 4): those corner rows, then, at
+// full resolution, invalid rows up to one register row beyond them.
+void FillBand(const CSSEMatrix& field, int y0, int cellRows, const FieldMeshOptions& options, CSSEMatrix& band);
+
 // Rows per band; a multiple of 4 and of step.
 int BandRows(int step);
+
+// Reverses the order of the raster's rows in place, so that row 0 becomes the
+// last: a map stored north-up (first row north) then meshes with y growing
+// northwards. Meshing the flipped raster keeps every triangle
+// counter-clockwise seen from above.
+void FlipRows(CSSEMatrix& field);
 
 }  // namespace relief::tool

@@ -2,6 +2,7 @@
 // corner access and the self-checks. The construction itself is in
 // hull3d_build.cpp.
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -110,8 +111,28 @@ int Direction(const tFaceStructure* f, const tVertexStructure* u, const tVertexS
 // Float conversion of a quantised coordinate, as the mesh builders read it.
 float Unquantise(std::int64_t v, float divisor) { return static_cast<float>(v) / divisor; }
 
-// trunc(v * 10 + 0.5) with the product in double.
-std::int64_t Quantise(float v) { return static_cast<std::int64_t>(static_cast<double>(v) * 10.0 + 0.5); }
+// Largest magnitudes accepted as input. A lifted vertex becomes X = 10 x,
+// Y = 10 y and Z = X^2 + Y^2, so |x|, |y| <= 1e8 keeps Z below 2e18 (inside
+// int64) and every product of the volume test below 2^127. A 3D vertex is
+// stored as given: |v| <= 2^40 keeps those products below 2^127 as well.
+constexpr double kMaxLiftedInput = 1e8;
+constexpr double kMax3DInput = 1099511627776.0;  // 2^40
+
+// trunc(v * 10 + 0.5) with the product in double; false for NaN, infinities
+// and values beyond the lifted range (nothing is converted then).
+bool Quantise(float v, std::int64_t& out) {
+  if (!(std::fabs(static_cast<double>(v)) <= kMaxLiftedInput)) return false;
+  out = static_cast<std::int64_t>(static_cast<double>(v) * 10.0 + 0.5);
+  return true;
+}
+
+// floor(v + 0.5) in double: integers, negative ones too, are kept exactly;
+// false for NaN, infinities and values beyond the 3D range.
+bool StoreAsGiven(float v, std::int64_t& out) {
+  if (!(std::fabs(static_cast<double>(v)) <= kMax3DInput)) return false;
+  out = static_cast<std::int64_t>(std::floor(static_cast<double>(v) + 0.5));
+  return true;
+}
 
 }  // namespace
 
@@ -180,13 +201,15 @@ void CHConvexHull3D::StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z,
 }
 
 void CHConvexHull3D::AppendVertex2D(float x, float y, int index, bool flag) {
-  const std::int64_t qx = Quantise(x);
-  const std::int64_t qy = Quantise(y);
+  std::int64_t qx = 0, qy = 0;
+  if (!Quantise(x, qx) || !Quantise(y, qy)) return;
   StoreVertex(qx, qy, qx * qx + qy * qy, index, flag);
 }
 
 void CHConvexHull3D::AppendVertex3D(float x, float y, float z, float /*w*/) {
-  StoreVertex(Quantise(x), Quantise(y), Quantise(z), -1, false);
+  std::int64_t sx = 0, sy = 0, sz = 0;
+  if (!StoreAsGiven(x, sx) || !StoreAsGiven(y, sy) || !StoreAsGiven(z, sz)) return;
+  StoreVertex(sx, sy, sz, -1, false);
 }
 
 bool CHConvexHull3D::IsDegenerate() const {

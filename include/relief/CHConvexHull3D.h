@@ -8,8 +8,9 @@
 struct tEdgeStructure;
 struct tFaceStructure;
 
-// One hull vertex. Coordinates are quantised to tenths of an input unit
-// (value x 10 + 0.5, truncated) so that every predicate below is exact.
+// One hull vertex on integer coordinates, so that every predicate below is
+// exact: tenths of an input unit for AppendVertex2D, input units for
+// AppendVertex3D.
 struct tVertexStructure {
   std::int64_t x, y, z;
   std::int32_t index;           // caller's index, or the running counter
@@ -55,14 +56,18 @@ struct HullConflicts;
 //
 // Points are appended first (AppendVertex2D lifts them onto z = x^2 + y^2,
 // AppendVertex3D keeps their z), then CalcConvexHull builds the hull and
-// leaves GetNumFaces / GetFaces current. Every coordinate is stored as the
-// 64-bit integer trunc(value x 10 + 0.5); a point whose three integers equal
-// those of a stored point is ignored, so points closer than 0.05 in every
-// coordinate collapse into the first one.
+// leaves GetNumFaces / GetFaces current. Coordinates are stored as 64-bit
+// integers: AppendVertex2D quantises to tenths, trunc(value x 10 + 0.5), so
+// lifted points closer than 0.05 in x and y collapse into the first one;
+// AppendVertex3D stores the given coordinates, floor(value + 0.5) (integers
+// exactly). A point whose three integers equal those of a stored point is
+// ignored.
 //
-// Orientation tests are exact for lifted input with |x|, |y| below 2e8 and
-// for 3D input with |x|, |y|, |z| below 1e11 (the products are formed in
-// 128-bit integers).
+// ACCEPTED RANGE: AppendVertex2D takes |x|, |y| <= 1e8 and AppendVertex3D
+// |x|, |y|, |z| <= 2^40 (1,099,511,627,776); both bounds inclusive. A point
+// with a coordinate outside its range, NaN or infinite is ignored (not
+// stored, the counter does not grow). Within the range every orientation
+// test is exact (its products are formed in 128-bit integers).
 //
 // DEGENERATE INPUT: the algorithm needs four points that are not coplanar.
 // On input whose points are all collinear CalcConvexHull never returns, and
@@ -85,9 +90,11 @@ class RELIEF_API CHConvexHull3D {
 
   // Stores (X, Y, X^2 + Y^2) with X = trunc(x * 10 + 0.5), Y likewise.
   // index -1 takes the running counter; the counter grows with every stored
-  // vertex. flag is kept in the vertex record for the caller.
+  // vertex. flag is kept in the vertex record for the caller. Ignores the
+  // point unless |x|, |y| <= 1e8 (NaN and infinities included).
   void AppendVertex2D(float x, float y, int index, bool flag);
-  // Stores the quantised x, y and z; w is not used. The index is the running counter.
+  // Stores x, y and z as given (floor(v + 0.5)); w is not used. The index is
+  // the running counter. Ignores the point unless |x|, |y|, |z| <= 2^40.
   void AppendVertex3D(float x, float y, float z, float w);
 
   // True when the stored vertices cannot form a solid: fewer than four, all
@@ -109,7 +116,8 @@ class RELIEF_API CHConvexHull3D {
 
   // Corner `corner` (0..2) of a face as floats divided by `divisor`:
   // (x, y, 0, 0) and (x, y, z, 0). A null face or a corner outside 0..2
-  // gives the zero point.
+  // gives the zero point. The default 10 returns lifted points to input
+  // units; points from AppendVertex3D need a divisor of 1.
   SSEPoint GetVertexFromFace(const tFaceStructure* face, int corner, float divisor = 10.0f) const;
   SSEPoint GetVertexFromFace3D(const tFaceStructure* face, int corner, float divisor = 10.0f) const;
 

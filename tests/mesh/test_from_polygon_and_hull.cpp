@@ -1,6 +1,10 @@
 // Meshes built from contours (ear clipping, refined, fan) and from the
 // faces of a 3D hull and of the lifted Delaunay triangulation.
 
+#include <algorithm>
+#include <array>
+#include <set>
+
 #include "mesh_testing.h"
 #include "relief/CH2DDelaunay.h"
 #include "relief/CHConvexHull3D.h"
@@ -66,7 +70,7 @@ TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
   for (const auto& p : std::vector<std::array<float, 3>>{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}, {0.5f, 0.5f, 0.5f}})
     hull.AppendVertex3D(p[0], p[1], p[2], 0.0f);
   hull.CalcConvexHull();
-  CHTriangulation m(&hull, 1.0f, 1.0f, 1.0f, 10.0f), tenths(&hull, 1.0f, 1.0f, 1.0f, 1.0f);
+  CHTriangulation m(&hull, 1.0f, 1.0f, 1.0f, 1.0f), halves(&hull, 1.0f, 1.0f, 1.0f, 2.0f);
   ASSERT_TRUE(m.GetNumTriangles() == 4 && CheckMesh(m, kAll).empty());
   for (int i = 0; i < 4; ++i) {
     const SSEPoint* p = m.EdgeArray + 3 * i;
@@ -75,8 +79,12 @@ TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
     for (int l = 0; l < 3; ++l) dot += (&n.x)[l] * (((&p[0].x)[l] + (&p[1].x)[l] + (&p[2].x)[l]) / 3 - 0.75);
     EXPECT_TRUE(dot > 0.0 && m.Triangles[i].Type == -1) << "face " << i << " faces inwards";
   }
-  // The divisor is the caller's: 1 leaves the stored tenths.
-  EXPECT_EQ(std::max_element(tenths.EdgeArray, tenths.EdgeArray + 12, [](auto& p, auto& q) { return p.x < q.x; })->x, 30.0f);
+  // With a divisor of 1 the corners are the input points themselves; any
+  // other divisor scales them.
+  std::set<std::array<float, 3>> corners, expected{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}};
+  for (int i = 0; i < 12; ++i) corners.insert({m.EdgeArray[i].x, m.EdgeArray[i].y, m.EdgeArray[i].z});
+  EXPECT_EQ(corners, expected);
+  EXPECT_EQ(std::max_element(halves.EdgeArray, halves.EdgeArray + 12, [](auto& p, auto& q) { return p.x < q.x; })->x, 1.5f);
 
   CH2DDelaunay d;
   for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}}) d.AppendVertex(p[0], p[1], -1, false);

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <cstdio>
 #include <regex>
 
@@ -50,14 +52,15 @@ TEST(ToolEndToEnd, SuccessfulRunsPrintTheirFigures) {
       {"refine --help", {"Usage: relief refine"}}, {"info --help", {"Usage: relief info"}},
       {"info $D/f.npy", {"5 x 4 pixels", "valid pixels  19", "value range   10.25 .. 12.75"}},
       {"--quiet mesh $D/f.npy -o $D/m.ply", {""}}, {"mesh $D/f.npy -o $D/m.ply -q", {""}}, {"-q info $D/m.ply", {""}},
-      // Every 2 x 2 cell of a full 40 x 30 field gives two triangles, except the
-      // library's full-resolution builder skips the cells below the last whole
-      // register row (30 = 4 * 7 + 2, so cell rows 28 and beyond): 2 x 39 x 28.
-      {"mesh $D/w.npy -o $D/w.ply", {"2184 triangles"}}, {"mesh $D/w.npy -o $D/w.obj", {"2184 triangles"}},
-      {"mesh $D/w.npy -o $D/w.stl", {"2184 triangles"}}, {"mesh $D/w.npy -o $D/w.rmesh", {"2184 triangles"}},
-      {"info $D/w.ply", {"triangles     2184", "x 0 .. 39, y 0 .. 28"}},
-      {"info $D/w.stl", {"triangles     2184", "x 0 .. 39, y 0 .. 28"}},
-      {"info $D/w.rmesh", {"triangles     2184", "x 0 .. 39, y 0 .. 28"}},
+      // Every 2 x 2 cell of a full 40 x 30 field gives two triangles, down to
+      // the last row although 30 is not a multiple of 4: 2 x 39 x 29.
+      {"mesh $D/w.npy -o $D/w.ply", {"2262 triangles"}}, {"mesh $D/w.npy -o $D/w.obj", {"2262 triangles"}},
+      {"mesh $D/w.npy -o $D/w.stl", {"2262 triangles"}}, {"mesh $D/w.npy -o $D/w.rmesh", {"2262 triangles"}},
+      {"info $D/w.ply", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
+      {"info $D/w.stl", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
+      {"info $D/w.rmesh", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
+      {"mesh $D/w.npy -o $D/wf.stl --flip-y", {"2262 triangles"}},
+      {"info $D/wf.stl", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
       // Cells start every 4 pixels while a whole step fits (x, y = 0, 4 .. 36:
       // 10 x 10 cells), corners scaled; z = (10 + 0.5 x + 0.25 y) * 3.
       {"mesh $D/s.npy -o $D/s.stl --scale 0.5 2 3 --step 4", {"200 triangles"}},
@@ -122,6 +125,55 @@ TEST(ToolEndToEnd, RefineReportsTrianglesAndErrors) {
   EXPECT_GT(triangles[1], triangles[0]);
   EXPECT_LT(rms[1], rms[0]);
   EXPECT_LT(rms[1], 0.5);
+}
+
+// Facets of a binary STL: nine floats each (the normal is skipped).
+std::vector<std::array<float, 9>> ReadStlFacets(const std::filesystem::path& path) {
+  const std::string bytes = relief_test::ReadBytes(path);
+  std::uint32_t count = 0;
+  std::memcpy(&count, bytes.data() + 80, 4);
+  std::vector<std::array<float, 9>> facets(count);
+  for (std::uint32_t i = 0; i < count; ++i) std::memcpy(facets[i].data(), bytes.data() + 84 + 50 * i + 12, 36);
+  return facets;
+}
+
+// Image rows run down; --flip-y puts the last row at y = 0 for mesh and
+// refine alike, and the triangles stay counter-clockwise seen from above.
+TEST(ToolEndToEnd, FlipYMirrorsRowsAndKeepsTrianglesCounterClockwise) {
+  ScratchDir dir("e2e-flip");
+  const int height = 7;
+  WriteField(dir / "f.npy", Field(5, height, [](int x, int y) { return 1.0f + x + 10.0f * y; }));
+  for (const std::string command : {"mesh", "refine --tolerance 0.5 --seed-spacing 1"})
+    for (bool flip : {false, true}) {
+      const ToolRun run = RunTool(command + " " + Quote(dir / "f.npy") + " -o " + Quote(dir / "m.stl") + (flip ? " --flip-y" : ""));
+      ASSERT_EQ(run.exitCode, 0) << run.err;
+      const auto facets = ReadStlFacets(dir / "m.stl");
+      ASSERT_EQ(facets.size(), 2u * 4 * (height - 1)) << command;
+      for (const auto& f : facets) {
+        for (int k = 0; k < 3; ++k) {
+          const float x = f[3 * k], y = f[3 * k + 1], row = flip ? float(height - 1) - y : y;
+          ASSERT_EQ(f[3 * k + 2], 1.0f + x + 10.0f * row) << command << (flip ? " --flip-y" : "") << " at " << x << ", " << y;
+        }
+        const double area = (double(f[3]) - f[0]) * (double(f[7]) - f[1]) - (double(f[6]) - f[0]) * (double(f[4]) - f[1]);
+        ASSERT_GT(area, 0.0) << command << (flip ? " --flip-y" : "") << ": a clockwise or degenerate facet";
+      }
+    }
+}
+
+// A minimum height far below a pixel would triple the points with every
+// pass for nothing: it is raised to half a pixel, said so, and the run
+// reports what the mesh really holds.
+TEST(ToolEndToEnd, RefineWithATinyMinimumHeightStaysBounded) {
+  ScratchDir dir("e2e-tiny");
+  WriteField(dir / "f.npy", relief_test::RandomField(40, 40, 3u, 1.0f, 100.0f, 0.0));
+  const ToolRun run = RunTool("refine " + Quote(dir / "f.npy") + " -o " + Quote(dir / "a.ply") + " --tolerance 0.01 --min-height 0.001");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_NE(run.out.find("below half a pixel: 0.5 is used"), std::string::npos) << run.out;
+  std::smatch m;
+  ASSERT_TRUE(std::regex_search(run.out, m, std::regex("(\\d+) triangles over (\\d+) points, (\\d+) of them inserted"))) << run.out;
+  EXPECT_LE(std::stoll(m[3]), std::stoll(m[2]));
+  EXPECT_LT(std::stoll(m[2]), 40 * 40 * 8);
+  EXPECT_NE(RunTool("info " + Quote(dir / "a.ply")).out.find("triangles     " + std::string(m[1])), std::string::npos);
 }
 
 // Bad usage and bad input: exit 2, one line on stderr, and the folder holds

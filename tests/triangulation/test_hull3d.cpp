@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <set>
 #include <string>
@@ -30,9 +32,8 @@ struct P3 {
 };
 using Floats = std::vector<std::array<float, 3>>;
 
-// The hull's own quantisation: trunc(v * 10 + 0.5) in double (toward zero,
-// so negative values move up by a tenth).
-Int Q(float v) { return static_cast<Int>(static_cast<double>(v) * 10.0 + 0.5); }
+// How the hull stores a 3D coordinate: to the nearest integer, halves up.
+Int Q(float v) { return static_cast<Int>(std::floor(static_cast<double>(v) + 0.5)); }
 P3 At(const tVertexStructure* v) { return {v->x, v->y, v->z}; }
 
 std::vector<P3> Append(CHConvexHull3D& h, const Floats& pts) {
@@ -59,6 +60,13 @@ std::vector<const tFaceStructure*> Faces(const CHConvexHull3D& h) {
   return out;
 }
 
+// Collects the message-box texts while a test runs.
+struct MessageCapture {
+  MessageCapture() { SetMessageBoxHandler([this](const std::string& t) { texts.push_back(t); }); }
+  ~MessageCapture() { SetMessageBoxHandler({}); }
+  std::vector<std::string> texts;
+};
+
 // Names the first broken rule of a finished hull over the given input, or "".
 std::string HullViolation(CHConvexHull3D& h, const std::vector<P3>& input) {
   const auto faces = Faces(h);
@@ -72,11 +80,13 @@ std::string HullViolation(CHConvexHull3D& h, const std::vector<P3>& input) {
   return "";
 }
 
-TEST(Hull3DInput, QuantisesToTenthsIgnoresRepeatsAndLiftsWithSquareSum) {
+TEST(Hull3DInput, Stores3DAsGivenLiftsTenthsWithSquareSumIgnoresRepeats) {
   CHConvexHull3D h, lifted;
-  Append(h, {{1.04f, 2.0f, 3.0f}, {1.0f, 2.04f, 2.96f}, {1.06f, 2.0f, 3.0f}});  // the second: same tenths
+  Append(h, {{1.04f, 2.0f, 3.0f}, {1.0f, 2.4f, 2.96f}, {1.6f, 2.0f, 3.0f}, {-7.0f, 40000.0f, -123456.0f}, {-2.5f, 0, 0}});  // the second: same units
   const tVertexStructure* v = h.GetVertices();
-  EXPECT_TRUE(v->x == 10 && v->y == 20 && v->z == 30 && v->next->x == 11 && v->next->next == v);  // 10.6 + 0.5 -> 11
+  EXPECT_TRUE(v->x == 1 && v->y == 2 && v->z == 3 && v->next->x == 2 && h.CalcNumVertices() == 4);  // 1.6 + 0.5 -> 2
+  EXPECT_TRUE(v->prev->prev->x == -7 && v->prev->prev->y == 40000 && v->prev->prev->z == -123456);  // integers stay exact
+  EXPECT_EQ(v->prev->x, -2);  // halves round up
   lifted.AppendVertex2D(0.3f, -0.2f, 7, true);
   lifted.AppendVertex2D(1.0f, 1.0f, -1, false);   // counter: one vertex stored before
   lifted.AppendVertex2D(1.01f, 1.0f, -1, false);  // duplicate after quantisation
@@ -84,6 +94,57 @@ TEST(Hull3DInput, QuantisesToTenthsIgnoresRepeatsAndLiftsWithSquareSum) {
   v = lifted.GetVertices();
   EXPECT_TRUE(v->x == 3 && v->y == -1 && v->z == 10 && v->index == 7 && v->flag);  // -1.5 truncates toward zero
   EXPECT_TRUE(v->next->index == 1 && v->next->z == 200 && v->next->next->index == 2 && lifted.CalcNumVertices() == 3);
+}
+
+// The accepted ranges are inclusive; one float step beyond, NaN and the
+// infinities are ignored in any coordinate and do not advance the counter.
+TEST(Hull3DInput, RangeBoundsAreInclusiveAndEverythingBeyondIsIgnored) {
+  const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
+  const float lifted = 1e8f, solid = 1099511627776.0f;  // 2^40
+  const struct { float a, b; bool stored; } lifts[] = {
+      {lifted, lifted, true}, {-lifted, -lifted, true}, {lifted, 0, true},
+      {std::nextafter(lifted, inf), 0, false}, {0, -std::nextafter(lifted, inf), false},
+      {nan, 0, false}, {0, inf, false}, {-inf, 0, false}, {3e38f, 3e38f, false}};
+  for (const auto& c : lifts) {
+    CHConvexHull3D h;
+    h.AppendVertex2D(c.a, c.b, -1, false);
+    h.AppendVertex2D(1, 1, -1, false);
+    ASSERT_EQ(h.CalcNumVertices(), c.stored ? 2 : 1) << c.a << ", " << c.b;
+    EXPECT_EQ(h.GetVertices()->prev->index, c.stored ? 1 : 0) << "the counter grows only when a point is stored";
+    if (!c.stored) continue;
+    const tVertexStructure* v = h.GetVertices();
+    EXPECT_TRUE(v->x == Int(double(c.a) * 10 + 0.5) && v->z == v->x * v->x + v->y * v->y) << c.a;
+  }
+  const struct { float x, y, z; bool stored; } solids[] = {
+      {solid, -solid, solid, true}, {std::nextafter(solid, inf), 0, 0, false},
+      {0, -std::nextafter(solid, inf), 0, false}, {0, 0, nan, false}, {inf, 0, 0, false}, {0, -inf, 0, false}};
+  for (const auto& c : solids) {
+    CHConvexHull3D h;
+    h.AppendVertex3D(c.x, c.y, c.z, 0.0f);
+    ASSERT_EQ(h.CalcNumVertices(), c.stored ? 1 : 0) << c.x << ", " << c.y << ", " << c.z;
+    if (c.stored) EXPECT_TRUE(h.GetVertices()->x == (Int(1) << 40) && h.GetVertices()->y == -(Int(1) << 40));
+  }
+}
+
+// Hulls at the edges of both ranges: the orientation tests stay exact (an
+// overflow would turn faces inside out or lose the inner points' sides).
+TEST(Hull3DInput, HullsAtTheRangeLimitsAreCorrect) {
+  const float s = 1099511627776.0f;
+  CHConvexHull3D h;
+  const std::vector<P3> input =
+      Append(h, {{-s, -s, -s}, {s, -s, -s}, {-s, s, -s}, {-s, -s, s}, {s, s, s}, {1, 2, 3}, {s, s, -s}});
+  ASSERT_FALSE(h.IsDegenerate());
+  h.CalcConvexHull();
+  EXPECT_EQ(HullViolation(h, input), "");
+  EXPECT_EQ(h.GetNumVertices(), 6);
+  MessageCapture quiet;
+  CH2DDelaunay d;
+  const float l = 1e8f;
+  for (const auto& p : std::vector<std::array<float, 2>>{{-l, -l}, {l, -l}, {l, l}, {-l, l}, {1, -3}}) d.AppendVertex(p[0], p[1], -1, false);
+  ASSERT_FALSE(d.IsDegenerate());
+  d.CalcDelaunayTriangulation();
+  EXPECT_TRUE(d.GetNumFaces() == 4 && d.GetNumVertices() == 5);
+  for (const tFaceStructure* f : Faces(d)) EXPECT_LT(d.NormZ(f), 0);
 }
 
 TEST(Hull3DInput, DegeneracyIsDecidedExactly) {
@@ -94,7 +155,8 @@ TEST(Hull3DInput, DegeneracyIsDecidedExactly) {
                {{{0, 0, 1}, {1, 0, 1}, {0, 1, 1}, {1, 1, 1}, {0.5f, 3, 1}}, true},  // coplanar
                {{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 1, 0}, {0, 0, 1}}, false},    // collinear start, then solid
                {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, false},
-               {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0.1f}}, false}};  // off the plane by a tenth
+               {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0.4f}}, true},   // rounds into the plane
+               {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0.5f}}, false}};  // rounds off it by one unit
   for (const auto& c : cases) {
     CHConvexHull3D h;
     Append(h, c.points);
@@ -127,11 +189,11 @@ TEST(Hull3D, KnownSolidsRebuildsAndCorners) {
     const tFaceStructure* faces = h.GetFaces();
     h.CalcConvexHull();
     EXPECT_TRUE(h.GetFaces() == faces && h.GetNumFaces() == c.faces);
-    if (c.faces != 4) continue;  // the tetrahedron's corners come back divided by the divisor
+    if (c.faces != 4) continue;  // the tetrahedron's corners come back as given with a divisor of 1
     std::set<std::array<float, 3>> corners;
     for (const tFaceStructure* f : Faces(h))
       for (int k = 0; k < 3; ++k) {
-        const SSEPoint p = h.GetVertexFromFace3D(f, k, 10.0f);
+        const SSEPoint p = h.GetVertexFromFace3D(f, k, 1.0f);
         corners.insert({p.x, p.y, p.z});
         EXPECT_TRUE(p.w == 0.0f && h.GetVertexFromFace(f, k, 1.0f).z == 0.0f);
       }
@@ -171,7 +233,7 @@ TEST(Hull3DProperty, RandomPointsMatchBruteForce) {
     std::set<std::array<float, 3>> seen;
     while (static_cast<int>(pts.size()) < n) {
       const int x = coord(rng), y = coord(rng), z = coord(rng);
-      if (seen.insert({x / 10.0f, y / 10.0f, z / 10.0f}).second) pts.push_back({x / 10.0f, y / 10.0f, z / 10.0f});
+      if (seen.insert({float(x), float(y), float(z)}).second) pts.push_back({float(x), float(y), float(z)});
     }
     CHConvexHull3D h;
     const std::vector<P3> input = Append(h, pts);
@@ -190,13 +252,6 @@ TEST(Hull3DProperty, RandomPointsMatchBruteForce) {
 }
 
 // ---- Delaunay by lifting ------------------------------------------------------
-
-// Collects the message-box texts while a test runs.
-struct MessageCapture {
-  MessageCapture() { SetMessageBoxHandler([this](const std::string& t) { texts.push_back(t); }); }
-  ~MessageCapture() { SetMessageBoxHandler({}); }
-  std::vector<std::string> texts;
-};
 
 // > 0 when d lies strictly inside the circle through the counter-clockwise a, b, c.
 Wide InCircle(const P3& a, const P3& b, const P3& c, const P3& d) {

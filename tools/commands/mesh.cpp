@@ -23,6 +23,7 @@ struct MeshArgs {
   bool below = false;
   std::vector<float> scale{1.0f, 1.0f, 1.0f};
   int step = 1;
+  bool flipY = false;
 };
 
 int RunMesh(const MeshArgs& args) {
@@ -31,6 +32,7 @@ int RunMesh(const MeshArgs& args) {
   const MeshFormat format = MeshFormatOf(args.output);  // refuse a bad target before reading
   StepTimer timer;
   std::unique_ptr<CSSEMatrix> field = ReadRaster(args.input);
+  if (args.flipY) FlipRows(*field);
   const double readSeconds = timer.Seconds();
   const int width = field->GetSizeX(), height = field->GetSizeY();
   // Counted over real pixels: the library's counts include the padding lanes.
@@ -52,15 +54,19 @@ int RunMesh(const MeshArgs& args) {
   for (int i = 0; i < 3; ++i) options.scale[i] = args.scale[i];
   std::int64_t triangles = 0;
   if (format == MeshFormat::kRmesh) {
-    // The archive is a raw image of one mesh object, so it is built whole.
+    // The archive is a raw image of one mesh object, so it is built whole,
+    // from a copy that lets the builder reach the last rows' cells.
+    CSSEMatrix whole;
+    FillBand(*field, 0, height - 1, options, whole);
+    field.reset();
     std::unique_ptr<CHTriangulation> mesh;
     if (args.step == 1)
-      mesh = std::make_unique<CHTriangulation>(field.get(), args.threshold, !args.below, args.scale[0],
+      mesh = std::make_unique<CHTriangulation>(&whole, args.threshold, !args.below, args.scale[0],
                                                args.scale[1], args.scale[2]);
     else
-      mesh = std::make_unique<CHTriangulation>(field.get(), args.threshold, !args.below, args.scale[0],
+      mesh = std::make_unique<CHTriangulation>(&whole, args.threshold, !args.below, args.scale[0],
                                                args.scale[1], args.scale[2], args.step, args.step);
-    field.reset();
+    whole.Free();
     std::int64_t used = 0;
     for (int i = 0; i < mesh->GetNumTriangles(); ++i) used += IsUsedRecord(*mesh, i) ? 1 : 0;
     if (used > 0) triangles = WriteMesh(args.output, *mesh);  // nothing is written for an empty mesh
@@ -93,6 +99,8 @@ CommandRun AddMeshCommand(CLI::App& app) {
   sub->add_option("--step", args->step, "use every N-th pixel in x and y")
       ->check(CLI::Range(1, 4096))
       ->capture_default_str();
+  sub->add_flag("--flip-y", args->flipY,
+                "y grows up the image (last row at y = 0) instead of down it; triangles stay counter-clockwise");
   return [args] { return RunMesh(*args); };
 }
 
