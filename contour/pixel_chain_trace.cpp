@@ -13,8 +13,28 @@ using relief::detail::WalkOuterBorder;
 
 namespace {
 
+struct PixelCursor {
+  int x, y;
+  bool operator==(const PixelCursor& o) const { return x == o.x && y == o.y; }
+};
+
+// Walk interface over region tests by position (see moore_walk.h).
+template <class Derived>
+struct ByPosition {
+  PixelCursor At(int x, int y) const { return {x, y}; }
+  PixelCursor Move(PixelCursor c, int d) const {
+    return {c.x + relief::detail::kStepX[d], c.y + relief::detail::kStepY[d]};
+  }
+  int Next(PixelCursor c, int from) const {
+    return relief::detail::FirstNeighbourAfter(from, [&](int d) {
+      return static_cast<const Derived&>(*this)(c.x + relief::detail::kStepX[d], c.y + relief::detail::kStepY[d]);
+    });
+  }
+};
+
 // Region pixels of a raster, false outside it; value() is what a chain stores.
-struct FloatRegion {
+struct FloatRegion : ByPosition<FloatRegion> {
+  FloatRegion(const CSSEMatrix& raster, float t) : m(raster), threshold(t) {}
   const CSSEMatrix& m;
   float threshold;
   bool operator()(int x, int y) const {
@@ -24,7 +44,8 @@ struct FloatRegion {
   bool HasPixels() const { return m.GetMatrixDataDirectly() && m.GetSizeX() > 0 && m.GetSizeY() > 0; }
 };
 
-struct ByteRegion {
+struct ByteRegion : ByPosition<ByteRegion> {
+  explicit ByteRegion(const CSSEcharMatrix& raster) : m(raster) {}
   const CSSEcharMatrix& m;
   bool operator()(int x, int y) const {
     return x >= 0 && y >= 0 && x < m.GetSizeX() && y < m.GetSizeY() && m.GetPoint(x, y) != 0;
@@ -55,7 +76,7 @@ template <class Region>
 void Walk(CPixelChain& chain, const Region& region, int sx, int sy) {
   chain.Clear();
   WalkOuterBorder(region, sx, sy, StepLimit(region),
-                  [&](int x, int y) { chain.AppendPixel(x, y, region.value(x, y)); });
+                  [&](int x, int y, PixelCursor) { chain.AppendPixel(x, y, region.value(x, y)); });
 }
 
 template <class Region>
