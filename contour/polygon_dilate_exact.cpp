@@ -1,17 +1,19 @@
 // CSSE3dPolygon::DilateExact: the outline of the polygon's area grown by a
 // disc.
 //
-// 1. The raw offset curve: every edge shifted outward by the distance, convex
-//    corners joined by arcs, reflex corners joined through the corner itself
-//    (those joins lie inside the grown area, so they never show).
-// 2. Every point of the grown area's border lies on the raw curve, and every
-//    point of the raw curve lies in the grown area, so the grown area's outer
-//    border is the border of the unbounded face of the raw curve's
-//    arrangement: the curve is split at all its crossings (found through a
-//    uniform grid) into a planar graph, and that face is walked from the
-//    leftmost node, always taking the next edge counter-clockwise from the
-//    one arrived by (the face stays on the right, so the walk runs counter-
-//    clockwise around the area).
+// 1. Two raw offset curves, one on each side of the contour: every edge
+//    shifted by the distance, the corners that turn away from that side
+//    joined by arcs, the others joined through the corner itself (those
+//    joins lie inside the grown area, so they never show).
+// 2. Every point of the grown area's border lies on a raw curve, and every
+//    point of the raw curves lies in the grown area, so the grown area's
+//    outer border is the border of the unbounded face of the curves'
+//    arrangement. Which side of the contour is inside does not matter for
+//    that face, so orientation and self-crossings need no care. The curves
+//    are split at all their crossings (found through a uniform grid) into a
+//    planar graph, and that face is walked from the leftmost node, always
+//    taking the next edge counter-clockwise from the one arrived by (the face
+//    stays on the right, so the walk runs counter-clockwise around the area).
 
 #include <algorithm>
 #include <cmath>
@@ -37,15 +39,16 @@ double ArcStep(double radius) {
 }
 
 void AppendArc(std::vector<Pt>& raw, const Pt& c, double radius, double from, double sweep, double step) {
-  const int pieces = std::max(1, static_cast<int>(std::ceil(sweep / step)));
+  const int pieces = std::max(1, static_cast<int>(std::ceil(std::fabs(sweep) / step)));
   for (int k = 1; k < pieces; ++k) {
     const double a = from + sweep * k / pieces;
     raw.push_back({c.x + radius * std::cos(a), c.y + radius * std::sin(a), c.z});
   }
 }
 
-// The raw offset curve of a counter-clockwise ring (or a ring without area).
-std::vector<Pt> RawOffsetCurve(const std::vector<Pt>& ring, double d) {
+// The raw offset curve of a closed ring on one side (+1 right, -1 left of
+// the walking direction).
+std::vector<Pt> RawOffsetCurve(const std::vector<Pt>& ring, double d, double side) {
   const std::size_t n = ring.size();
   const double step = ArcStep(d);
   std::vector<Pt> raw;
@@ -64,20 +67,27 @@ std::vector<Pt> RawOffsetCurve(const std::vector<Pt>& ring, double d) {
   for (std::size_t i = 0; i < n; ++i) {
     const std::size_t j = (i + 1) % n;
     const Pt &a = ring[i], &b = ring[j];
-    // Right normal: outward for a counter-clockwise ring.
-    const double nx = uy[i], ny = -ux[i];
+    const double nx = side * uy[i], ny = -side * ux[i];
     raw.push_back({a.x + d * nx, a.y + d * ny, a.z});
     raw.push_back({b.x + d * nx, b.y + d * ny, b.z});
-    const double cross = ux[i] * uy[j] - uy[i] * ux[j], dot = ux[i] * ux[j] + uy[i] * uy[j];
+    // Turn toward the offset side's opposite (left for the right side): the
+    // offsets open a gap there, closed by an arc; a full reversal counts so.
+    const double cross = side * (ux[i] * uy[j] - uy[i] * ux[j]), dot = ux[i] * ux[j] + uy[i] * uy[j];
     if (cross > 0 || (cross == 0 && dot < 0)) {
-      // Convex corner (a full reversal counts as one): arc around b.
-      AppendArc(raw, b, d, std::atan2(ny, nx), std::atan2(cross, dot) + (cross == 0 ? kPi : 0.0), step);
+      const double turn = cross == 0 ? kPi : std::atan2(cross, dot);
+      AppendArc(raw, b, d, std::atan2(ny, nx), side * turn, step);
     } else if (cross < 0) {
-      raw.push_back(b);
+      raw.push_back(b);  // the offsets overlap: join through the corner
     }
   }
   return raw;
 }
+
+// A crossing this close to a segment's end (as a fraction of its length) is
+// taken at the end: a curve vertex lying on another piece must split that
+// piece even when rounding puts the crossing just past the end of both
+// segments at the vertex.
+constexpr double kEnd = 1e-9;
 
 struct Split {
   double t;
@@ -86,29 +96,16 @@ struct Split {
 
 class OuterFaceTracer {
  public:
-  explicit OuterFaceTracer(const std::vector<Pt>& raw) {
-    // Nodes: the raw points, equal positions merged.
-    std::unordered_map<std::uint64_t, int> seen;
-    auto key = [](const Pt& p) {
-      std::uint64_t a, b;
-      std::memcpy(&a, &p.x, 8);
-      std::memcpy(&b, &p.y, 8);
-      return a * 0x9E3779B97F4A7C15ULL ^ b;
-    };
-    std::vector<int> vertexNode(raw.size());
-    for (std::size_t i = 0; i < raw.size(); ++i) {
-      auto found = seen.find(key(raw[i]));
-      if (found != seen.end() && m_Nodes[found->second].x == raw[i].x && m_Nodes[found->second].y == raw[i].y) {
-        vertexNode[i] = found->second;
-      } else {
-        vertexNode[i] = AddNode(raw[i]);
-        seen.emplace(key(raw[i]), vertexNode[i]);
-      }
-    }
-    for (std::size_t i = 0; i < raw.size(); ++i) {
-      const int a = vertexNode[i], b = vertexNode[(i + 1) % raw.size()];
-      if (a != b) m_Segments.push_back({a, b});
-    }
+  // The closed curves of the arrangement.
+  explicit OuterFaceTracer(const std::vector<std::vector<Pt>>& curves) {
+    double extent = 0.0;
+    for (const std::vector<Pt>& raw : curves)
+      for (const Pt& p : raw) extent = std::max({extent, std::fabs(p.x), std::fabs(p.y)});
+    // Points closer than this are one node: crossings of three or more
+    // curve pieces at one point (common on pixel contours, where offsets of
+    // parallel edges coincide) must meet in a single node.
+    m_Snap = std::max(extent, 1.0) * 1e-10;
+    for (const std::vector<Pt>& raw : curves) AddCurve(raw);
     m_Splits.resize(m_Segments.size());
   }
 
@@ -124,11 +121,39 @@ class OuterFaceTracer {
     int a, b;
   };
 
+  void AddCurve(const std::vector<Pt>& raw) {
+    std::vector<int> vertexNode(raw.size());
+    for (std::size_t i = 0; i < raw.size(); ++i) vertexNode[i] = AddNode(raw[i]);
+    for (std::size_t i = 0; i < raw.size(); ++i) {
+      const int a = vertexNode[i], b = vertexNode[(i + 1) % raw.size()];
+      if (a != b) m_Segments.push_back({a, b});
+    }
+  }
+
+  static std::uint64_t CellKey(std::int64_t cx, std::int64_t cy) {
+    return static_cast<std::uint64_t>(cx) * 0x9E3779B97F4A7C15ULL ^ static_cast<std::uint64_t>(cy);
+  }
+
+  // The node at p: an existing one within the snap distance (both axes), or
+  // a new one.
   int AddNode(const Pt& p) {
+    const std::int64_t cx = static_cast<std::int64_t>(std::floor(p.x / m_Snap));
+    const std::int64_t cy = static_cast<std::int64_t>(std::floor(p.y / m_Snap));
+    for (std::int64_t gx = cx - 1; gx <= cx + 1; ++gx)
+      for (std::int64_t gy = cy - 1; gy <= cy + 1; ++gy) {
+        auto range = m_Cells.equal_range(CellKey(gx, gy));
+        for (auto it = range.first; it != range.second; ++it) {
+          const Pt& q = m_Nodes[it->second];
+          if (std::fabs(q.x - p.x) <= m_Snap && std::fabs(q.y - p.y) <= m_Snap) return it->second;
+        }
+      }
     m_Nodes.push_back(p);
     m_Parent.push_back(static_cast<int>(m_Parent.size()));
-    return static_cast<int>(m_Nodes.size()) - 1;
+    const int node = static_cast<int>(m_Nodes.size()) - 1;
+    m_Cells.emplace(CellKey(cx, cy), node);
+    return node;
   }
+
   int Find(int a) {
     while (m_Parent[a] != a) a = m_Parent[a] = m_Parent[m_Parent[a]];
     return a;
@@ -140,15 +165,16 @@ class OuterFaceTracer {
 
   // Node for parameter t of segment s: its end node when t is at an end.
   int NodeAt(int s, double t, const Pt& p) {
-    constexpr double kEnd = 1e-12;
     if (t <= kEnd) return m_Segments[s].a;
     if (t >= 1.0 - kEnd) return m_Segments[s].b;
     const int node = AddNode(p);
-    m_Splits[s].push_back({t, node});
+    if (node != m_Segments[s].a && node != m_Segments[s].b) m_Splits[s].push_back({t, node});
     return node;
   }
 
-  void Intersect(int s, int r) {
+  // Splits segments s and r where they meet. Segments with a common node
+  // meet elsewhere only when they overlap on one line.
+  void Intersect(int s, int r, bool commonNode) {
     const Pt &p0 = m_Nodes[m_Segments[s].a], &p1 = m_Nodes[m_Segments[s].b];
     const Pt &q0 = m_Nodes[m_Segments[r].a], &q1 = m_Nodes[m_Segments[r].b];
     const double rx = p1.x - p0.x, ry = p1.y - p0.y, sx = q1.x - q0.x, sy = q1.y - q0.y;
@@ -156,8 +182,9 @@ class OuterFaceTracer {
     const double den = rx * sy - ry * sx;
     const double lr = std::hypot(rx, ry), ls = std::hypot(sx, sy);
     if (std::fabs(den) > 1e-12 * lr * ls) {
+      if (commonNode) return;
       const double t = (wx * sy - wy * sx) / den, u = (wx * ry - wy * rx) / den;
-      if (t < -1e-12 || t > 1 + 1e-12 || u < -1e-12 || u > 1 + 1e-12) return;
+      if (t < -kEnd || t > 1 + kEnd || u < -kEnd || u > 1 + kEnd) return;
       const Pt c{p0.x + t * rx, p0.y + t * ry, p0.z + t * (p1.z - p0.z)};
       Merge(NodeAt(s, t, c), NodeAt(r, u, c));
       return;
@@ -171,10 +198,10 @@ class OuterFaceTracer {
     for (int end = 0; end < 2; ++end) {
       const int qn = end ? m_Segments[r].b : m_Segments[r].a;
       const double t = project(m_Nodes[qn], p0, rx, ry);
-      if (t >= -1e-12 && t <= 1 + 1e-12) Merge(NodeAt(s, t, m_Nodes[qn]), qn);
+      if (t >= -kEnd && t <= 1 + kEnd) Merge(NodeAt(s, t, m_Nodes[qn]), qn);
       const int pn = end ? m_Segments[s].b : m_Segments[s].a;
       const double u = project(m_Nodes[pn], q0, sx, sy);
-      if (u >= -1e-12 && u <= 1 + 1e-12) Merge(NodeAt(r, u, m_Nodes[pn]), pn);
+      if (u >= -kEnd && u <= 1 + kEnd) Merge(NodeAt(r, u, m_Nodes[pn]), pn);
     }
   }
 
@@ -221,12 +248,8 @@ class OuterFaceTracer {
             const int* br = &box[4 * static_cast<std::size_t>(r)];
             // Test each pair once: in the first cell the two boxes share.
             if (std::max(bs[0], br[0]) != cx || std::max(bs[1], br[1]) != cy) continue;
-            // Neighbours along the curve meet at their shared node only.
             const Segment &a = m_Segments[s], &b = m_Segments[r];
-            if (a.b == b.a || a.a == b.b) {
-              if (!(a.b == b.a && a.a == b.b)) continue;
-            }
-            Intersect(s, r);
+            Intersect(s, r, a.a == b.a || a.a == b.b || a.b == b.a || a.b == b.b);
           }
       }
   }
@@ -304,6 +327,8 @@ class OuterFaceTracer {
     double angle;
   };
 
+  std::unordered_multimap<std::uint64_t, int> m_Cells;
+  double m_Snap = 1e-10;
   std::vector<Pt> m_Nodes;
   std::vector<int> m_Parent;
   std::vector<Segment> m_Segments;
@@ -316,9 +341,11 @@ class OuterFaceTracer {
 
 void CSSE3dPolygon::DilateExact(float distance) {
   if (!(distance > 0.0f) || !std::isfinite(distance) || m_nNumPoints == 0) return;
-  std::vector<Pt> ring = relief::detail::WithoutRepeats(relief::detail::ReadPoints(*this));
+  const std::vector<Pt> ring = relief::detail::WithoutRepeats(relief::detail::ReadPoints(*this));
   if (!relief::detail::AllFinite(ring)) return;
-  if (relief::detail::TwiceSignedArea(ring) < 0) std::reverse(ring.begin(), ring.end());
-  const std::vector<Pt> raw = RawOffsetCurve(ring, distance);
-  relief::detail::WritePoints(*this, OuterFaceTracer(raw).Trace());
+  // Offsets on both sides: the outer border does not depend on which side
+  // is inside, so any orientation and self-crossing contours work.
+  std::vector<std::vector<Pt>> curves{RawOffsetCurve(ring, distance, 1.0)};
+  if (ring.size() > 1) curves.push_back(RawOffsetCurve(ring, distance, -1.0));
+  relief::detail::WritePoints(*this, OuterFaceTracer(curves).Trace());
 }

@@ -57,6 +57,21 @@ bool MitreOffset(std::vector<Pt>& pts, double signedDistance) {
   return true;
 }
 
+// True when every edge of distinct end points points the other way after the
+// move.
+bool EveryEdgeReversed(const std::vector<Pt>& before, const std::vector<Pt>& after) {
+  const std::size_t n = before.size();
+  bool any = false;
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::size_t j = (i + 1) % n;
+    const double bx = before[j].x - before[i].x, by = before[j].y - before[i].y;
+    if (bx == 0 && by == 0) continue;
+    any = true;
+    if ((after[j].x - after[i].x) * bx + (after[j].y - after[i].y) * by > 0) return false;
+  }
+  return any;
+}
+
 bool UsableDistance(float d) { return d > 0.0f && std::isfinite(d); }
 
 }  // namespace
@@ -70,10 +85,13 @@ void CSSE3dPolygon::DoQuasiMinkowskiDilation(float distance) {
 void CSSE3dPolygon::DoQuasiMinkowskiErosion(float distance) {
   if (!UsableDistance(distance)) return;
   std::vector<Pt> pts = relief::detail::ReadPoints(*this);
+  const std::vector<Pt> original = pts;
   const double before = relief::detail::TwiceSignedArea(relief::detail::WithoutRepeats(pts));
   if (!MitreOffset(pts, -static_cast<double>(distance))) return;
   const double after = relief::detail::TwiceSignedArea(relief::detail::WithoutRepeats(pts));
-  // Eroded past its inner width the contour turns inside out: nothing is left.
-  if (!(after * before > 0.0)) pts.clear();
+  // Eroded past its inner width the contour turns inside out (its area
+  // changes sign or vanishes, or, for a convex one, every edge turns round
+  // while the area keeps its sign): nothing is left.
+  if (!(after * before > 0.0) || EveryEdgeReversed(original, pts)) pts.clear();
   relief::detail::WritePoints(*this, pts);
 }

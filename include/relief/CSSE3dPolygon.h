@@ -253,7 +253,8 @@ class RELIEF_API CSSE3dPolygon {
   // corners (a spur tip moves 2 distance along the spur). Crossings are not
   // resolved. Polygons without area (all points on a line, fewer than three
   // distinct points) stay unchanged. An erosion that turns the polygon inside
-  // out (its signed area changes sign or vanishes) leaves it empty.
+  // out (its signed area changes sign or vanishes, or every edge turns round)
+  // leaves it empty.
   void DoQuasiMinkowskiDilation(float distance);
   void DoQuasiMinkowskiErosion(float distance);
   // Half-plane cuts: keep the part of the closed polygon on one side of an
