@@ -1,15 +1,17 @@
 // CSSE3dPolygon::DilateExact: the outline of the polygon's area grown by a
 // disc.
 //
-// 1. Two raw offset curves, one on each side of the contour: every edge
+// 1. Raw offset curves, on the outer side of a simple contour and on both
+//    sides of any other (folded or self-crossing) one: every edge
 //    shifted by the distance, the corners that turn away from that side
 //    joined by arcs, the others joined through the corner itself (those
-//    joins lie inside the grown area, so they never show).
+//    joins lie inside the grown area, so they never show). Simplicity is
+//    checked with the same grid of segment pairs as the crossings.
 // 2. Every point of the grown area's border lies on a raw curve, and every
 //    point of the raw curves lies in the grown area, so the grown area's
 //    outer border is the border of the unbounded face of the curves'
-//    arrangement. Which side of the contour is inside does not matter for
-//    that face, so orientation and self-crossings need no care. The curves
+//    arrangement. With both sides offset, which side of the contour is
+//    inside does not matter for that face. The curves
 //    are split at all their crossings (found through a uniform grid) into a
 //    planar graph, and that face is walked from the leftmost node, always
 //    taking the next edge counter-clockwise from the one arrived by (the face
@@ -20,10 +22,10 @@
 #include <cstdint>
 #include <cstring>
 #include <numeric>
-#include <unordered_map>
 #include <vector>
 
 #include "planar_points.h"
+#include "segment_pairs.h"
 #include "relief/CSSE3dPolygon.h"
 
 using relief::detail::Pt;
@@ -31,6 +33,11 @@ using relief::detail::Pt;
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
+
+// Turns below this sine are straight: joining the offsets through the corner
+// there would make pieces too short for their directions to be trusted.
+constexpr double kStraight = 1e-6;
+
 
 // Angle step of the arcs: chords stay within tolerance of the circle.
 double ArcStep(double radius) {
@@ -76,7 +83,7 @@ std::vector<Pt> RawOffsetCurve(const std::vector<Pt>& ring, double d, double sid
     if (cross > 0 || (cross == 0 && dot < 0)) {
       const double turn = cross == 0 ? kPi : std::atan2(cross, dot);
       AppendArc(raw, b, d, std::atan2(ny, nx), side * turn, step);
-    } else if (cross < 0) {
+    } else if (cross < -kStraight) {
       raw.push_back(b);  // the offsets overlap: join through the corner
     }
   }
@@ -130,28 +137,21 @@ class OuterFaceTracer {
     }
   }
 
-  static std::uint64_t CellKey(std::int64_t cx, std::int64_t cy) {
-    return static_cast<std::uint64_t>(cx) * 0x9E3779B97F4A7C15ULL ^ static_cast<std::uint64_t>(cy);
-  }
-
-  // The node at p: an existing one within the snap distance (both axes), or
-  // a new one.
   int AddNode(const Pt& p) {
-    const std::int64_t cx = static_cast<std::int64_t>(std::floor(p.x / m_Snap));
-    const std::int64_t cy = static_cast<std::int64_t>(std::floor(p.y / m_Snap));
-    for (std::int64_t gx = cx - 1; gx <= cx + 1; ++gx)
-      for (std::int64_t gy = cy - 1; gy <= cy + 1; ++gy) {
-        auto range = m_Cells.equal_range(CellKey(gx, gy));
-        for (auto it = range.first; it != range.second; ++it) {
-          const Pt& q = m_Nodes[it->second];
-          if (std::fabs(q.x - p.x) <= m_Snap && std::fabs(q.y - p.y) <= m_Snap) return it->second;
-        }
-      }
     m_Nodes.push_back(p);
     m_Parent.push_back(static_cast<int>(m_Parent.size()));
-    const int node = static_cast<int>(m_Nodes.size()) - 1;
-    m_Cells.emplace(CellKey(cx, cy), node);
-    return node;
+    return static_cast<int>(m_Nodes.size()) - 1;
+  }
+
+  // Nodes closer than the snap distance on both axes become one (a sweep
+  // over the nodes sorted by x).
+  void SnapNodes() {
+    std::vector<int> order(m_Nodes.size());
+    for (std::size_t i = 0; i < order.size(); ++i) order[i] = static_cast<int>(i);
+    std::sort(order.begin(), order.end(), [&](int a, int b) { return m_Nodes[a].x < m_Nodes[b].x; });
+    for (std::size_t i = 0; i < order.size(); ++i)
+      for (std::size_t j = i + 1; j < order.size() && m_Nodes[order[j]].x - m_Nodes[order[i]].x <= m_Snap; ++j)
+        if (std::fabs(m_Nodes[order[j]].y - m_Nodes[order[i]].y) <= m_Snap) Merge(order[i], order[j]);
   }
 
   int Find(int a) {
@@ -168,7 +168,7 @@ class OuterFaceTracer {
     if (t <= kEnd) return m_Segments[s].a;
     if (t >= 1.0 - kEnd) return m_Segments[s].b;
     const int node = AddNode(p);
-    if (node != m_Segments[s].a && node != m_Segments[s].b) m_Splits[s].push_back({t, node});
+    m_Splits[s].push_back({t, node});
     return node;
   }
 
@@ -191,7 +191,7 @@ class OuterFaceTracer {
     }
     // Parallel: only collinear overlaps matter; each end lying inside the
     // other segment splits it there.
-    if (std::fabs(wx * ry - wy * rx) > 1e-9 * lr * std::max(1.0, m_Scale)) return;
+    if (std::fabs(wx * ry - wy * rx) > lr * m_Snap) return;
     auto project = [](const Pt& p, const Pt& o, double dx, double dy) {
       return ((p.x - o.x) * dx + (p.y - o.y) * dy) / (dx * dx + dy * dy);
     };
@@ -206,52 +206,16 @@ class OuterFaceTracer {
   }
 
   void FindCrossings() {
-    const int count = static_cast<int>(m_Segments.size());
-    double minX = m_Nodes[0].x, maxX = minX, minY = m_Nodes[0].y, maxY = minY, total = 0.0;
-    for (const Segment& s : m_Segments) {
-      const Pt &a = m_Nodes[s.a], &b = m_Nodes[s.b];
-      minX = std::min({minX, a.x, b.x}), maxX = std::max({maxX, a.x, b.x});
-      minY = std::min({minY, a.y, b.y}), maxY = std::max({maxY, a.y, b.y});
-      total += std::hypot(b.x - a.x, b.y - a.y);
+    std::vector<relief::detail::SegmentBox> boxes(m_Segments.size());
+    for (std::size_t i = 0; i < m_Segments.size(); ++i) {
+      const Pt &a = m_Nodes[m_Segments[i].a], &b = m_Nodes[m_Segments[i].b];
+      boxes[i] = {std::min(a.x, b.x), std::min(a.y, b.y), std::max(a.x, b.x), std::max(a.y, b.y)};
     }
-    m_Scale = std::max(maxX - minX, maxY - minY);
-    // Cells about one mean segment long, at most 2048 along an axis.
-    double cell = std::max(total / count, m_Scale / 2048.0);
-    if (!(cell > 0)) cell = 1.0;
-    const int nx = static_cast<int>((maxX - minX) / cell) + 1, ny = static_cast<int>((maxY - minY) / cell) + 1;
-    auto cellX = [&](double x) { return std::min(nx - 1, static_cast<int>((x - minX) / cell)); };
-    auto cellY = [&](double y) { return std::min(ny - 1, static_cast<int>((y - minY) / cell)); };
-    std::vector<int> box(4 * static_cast<std::size_t>(count));
-    std::vector<int> start(static_cast<std::size_t>(nx) * ny + 1, 0);
-    for (int s = 0; s < count; ++s) {
-      const Pt &a = m_Nodes[m_Segments[s].a], &b = m_Nodes[m_Segments[s].b];
-      int* bx = &box[4 * static_cast<std::size_t>(s)];
-      bx[0] = cellX(std::min(a.x, b.x)), bx[1] = cellY(std::min(a.y, b.y));
-      bx[2] = cellX(std::max(a.x, b.x)), bx[3] = cellY(std::max(a.y, b.y));
-      for (int y = bx[1]; y <= bx[3]; ++y)
-        for (int x = bx[0]; x <= bx[2]; ++x) ++start[static_cast<std::size_t>(y) * nx + x + 1];
-    }
-    std::partial_sum(start.begin(), start.end(), start.begin());
-    std::vector<int> members(start.back()), fill(start.begin(), start.end() - 1);
-    for (int s = 0; s < count; ++s) {
-      const int* bx = &box[4 * static_cast<std::size_t>(s)];
-      for (int y = bx[1]; y <= bx[3]; ++y)
-        for (int x = bx[0]; x <= bx[2]; ++x) members[fill[static_cast<std::size_t>(y) * nx + x]++] = s;
-    }
-    for (int cy = 0; cy < ny; ++cy)
-      for (int cx = 0; cx < nx; ++cx) {
-        const std::size_t c = static_cast<std::size_t>(cy) * nx + cx;
-        for (int i = start[c]; i < start[c + 1]; ++i)
-          for (int j = i + 1; j < start[c + 1]; ++j) {
-            const int s = members[i], r = members[j];
-            const int* bs = &box[4 * static_cast<std::size_t>(s)];
-            const int* br = &box[4 * static_cast<std::size_t>(r)];
-            // Test each pair once: in the first cell the two boxes share.
-            if (std::max(bs[0], br[0]) != cx || std::max(bs[1], br[1]) != cy) continue;
-            const Segment &a = m_Segments[s], &b = m_Segments[r];
-            Intersect(s, r, a.a == b.a || a.a == b.b || a.b == b.a || a.b == b.b);
-          }
-      }
+    relief::detail::ForEachNearbyPair(boxes, [&](std::uint32_t s, std::uint32_t r) {
+      const Segment &a = m_Segments[s], &b = m_Segments[r];
+      Intersect(static_cast<int>(s), static_cast<int>(r), a.a == b.a || a.a == b.b || a.b == b.a || a.b == b.b);
+    });
+    SnapNodes();
   }
 
   void BuildGraph() {
@@ -327,25 +291,90 @@ class OuterFaceTracer {
     double angle;
   };
 
-  std::unordered_multimap<std::uint64_t, int> m_Cells;
   double m_Snap = 1e-10;
   std::vector<Pt> m_Nodes;
   std::vector<int> m_Parent;
   std::vector<Segment> m_Segments;
   std::vector<std::vector<Split>> m_Splits;
   std::vector<std::vector<Half>> m_Adjacent;
-  double m_Scale = 1.0;
 };
+
+// Drops corners lying within tolerance of the segment between their kept
+// neighbours (collinear runs and their float noise), never a fold-back tip.
+std::vector<Pt> WithoutStraightCorners(const std::vector<Pt>& ring, double tolerance) {
+  if (ring.size() < 3) return ring;
+  std::vector<Pt> out;
+  out.reserve(ring.size());
+  const std::size_t n = ring.size();
+  for (std::size_t i = 0; i < n; ++i) {
+    const Pt& b = ring[i];
+    const Pt& a = out.empty() ? ring[n - 1] : out.back();
+    const Pt& c = ring[(i + 1) % n];
+    const double ux = c.x - a.x, uy = c.y - a.y, len2 = ux * ux + uy * uy;
+    const double t = len2 > 0 ? ((b.x - a.x) * ux + (b.y - a.y) * uy) / len2 : -1.0;
+    const double off = std::fabs((b.x - a.x) * uy - (b.y - a.y) * ux);
+    if (t > 0 && t < 1 && off <= tolerance * std::sqrt(len2)) continue;
+    out.push_back(b);
+  }
+  return out.size() >= 2 ? out : ring;
+}
+
+// True when no two edges of the closed ring meet except consecutive ones at
+// their common corner (touching and folding back count as meeting).
+bool IsSimpleRing(const std::vector<Pt>& ring) {
+  const std::size_t n = ring.size();
+  if (n < 3) return false;
+  std::vector<relief::detail::SegmentBox> boxes(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    const Pt &a = ring[i], &b = ring[(i + 1) % n];
+    boxes[i] = {std::min(a.x, b.x), std::min(a.y, b.y), std::max(a.x, b.x), std::max(a.y, b.y)};
+  }
+  auto orient = [](const Pt& a, const Pt& b, const Pt& c) {
+    const double v = (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
+    return (v > 0) - (v < 0);
+  };
+  auto onSegment = [](const Pt& a, const Pt& b, const Pt& c) {  // c collinear with ab
+    return std::min(a.x, b.x) <= c.x && c.x <= std::max(a.x, b.x) && std::min(a.y, b.y) <= c.y &&
+           c.y <= std::max(a.y, b.y);
+  };
+  bool simple = true;
+  relief::detail::ForEachNearbyPair(boxes, [&](std::uint32_t s, std::uint32_t r) {
+    if (!simple) return;
+    const Pt &p0 = ring[s], &p1 = ring[(s + 1) % n], &q0 = ring[r], &q1 = ring[(r + 1) % n];
+    if (r == s + 1 || (s == 0 && r == n - 1)) {
+      // Consecutive: only a fold back onto the previous edge meets again.
+      const Pt &a = r == s + 1 ? p0 : q0, &corner = r == s + 1 ? p1 : q1, &c = r == s + 1 ? q1 : p1;
+      if (orient(a, corner, c) == 0 && (c.x - corner.x) * (a.x - corner.x) + (c.y - corner.y) * (a.y - corner.y) > 0)
+        simple = false;
+      return;
+    }
+    const int o1 = orient(p0, p1, q0), o2 = orient(p0, p1, q1), o3 = orient(q0, q1, p0), o4 = orient(q0, q1, p1);
+    if ((o1 != o2 && o3 != o4) || (o1 == 0 && onSegment(p0, p1, q0)) || (o2 == 0 && onSegment(p0, p1, q1)) ||
+        (o3 == 0 && onSegment(q0, q1, p0)) || (o4 == 0 && onSegment(q0, q1, p1)))
+      simple = false;
+  });
+  return simple;
+}
 
 }  // namespace
 
 void CSSE3dPolygon::DilateExact(float distance) {
   if (!(distance > 0.0f) || !std::isfinite(distance) || m_nNumPoints == 0) return;
-  const std::vector<Pt> ring = relief::detail::WithoutRepeats(relief::detail::ReadPoints(*this));
+  std::vector<Pt> ring = relief::detail::WithoutRepeats(relief::detail::ReadPoints(*this));
   if (!relief::detail::AllFinite(ring)) return;
-  // Offsets on both sides: the outer border does not depend on which side
-  // is inside, so any orientation and self-crossing contours work.
-  std::vector<std::vector<Pt>> curves{RawOffsetCurve(ring, distance, 1.0)};
-  if (ring.size() > 1) curves.push_back(RawOffsetCurve(ring, distance, -1.0));
+  double extent = 1.0;
+  for (const Pt& p : ring) extent = std::max({extent, std::fabs(p.x), std::fabs(p.y)});
+  ring = WithoutStraightCorners(ring, 1e-6 * extent);
+  // A simple ring needs only its outer side (right of a counter-clockwise
+  // walk). Otherwise offsets on both sides: the outer border does not depend
+  // on which side is inside, so folded and self-crossing contours work too.
+  std::vector<std::vector<Pt>> curves;
+  const double area = relief::detail::TwiceSignedArea(ring);
+  if (area != 0 && IsSimpleRing(ring)) {
+    curves.push_back(RawOffsetCurve(ring, distance, area > 0 ? 1.0 : -1.0));
+  } else {
+    curves.push_back(RawOffsetCurve(ring, distance, 1.0));
+    if (ring.size() > 1) curves.push_back(RawOffsetCurve(ring, distance, -1.0));
+  }
   relief::detail::WritePoints(*this, OuterFaceTracer(curves).Trace());
 }
