@@ -20,6 +20,7 @@ std::vector<Pt> ClipHalfPlane(const std::vector<Pt>& pts, bool alongX, double li
   for (std::size_t i = 0; i < n; ++i) {
     const Pt &a = pts[i], &b = pts[(i + 1) % n];
     const double sa = side(a), sb = side(b);
+    if (sa >= 0) out.push_back(a);
     // A new point only where the edge crosses strictly; an end on the line is
     // kept as it is.
     if ((sa > 0 && sb < 0) || (sa < 0 && sb > 0)) {
@@ -28,7 +29,6 @@ std::vector<Pt> ClipHalfPlane(const std::vector<Pt>& pts, bool alongX, double li
       (alongX ? c.x : c.y) = limit;
       out.push_back(c);
     }
-    if (sb >= 0) out.push_back(b);
   }
   if (out.size() < 3) out.clear();
   return out;
