@@ -96,10 +96,19 @@ std::vector<Pt> RawOffsetCurve(const std::vector<Pt>& ring, double d, double sid
 // segments at the vertex.
 constexpr double kEnd = 1e-9;
 
+// A crossing on a segment: the segment, the parameter along it, the node.
 struct Split {
+  int segment;
   double t;
   int node;
 };
+
+// A direction's position on the square around the origin, 0 .. 4, growing
+// counter-clockwise from +x like the angle (cheaper than atan2, same order).
+double PseudoAngle(double dx, double dy) {
+  if (dy >= 0) return dx >= 0 ? dy / (dx + dy) : 1 - dx / (dy - dx);
+  return dx < 0 ? 2 - dy / (-dx - dy) : 3 + dx / (dx - dy);
+}
 
 class OuterFaceTracer {
  public:
@@ -113,7 +122,6 @@ class OuterFaceTracer {
     // parallel edges coincide) must meet in a single node.
     m_Snap = std::max(extent, 1.0) * 1e-10;
     for (const std::vector<Pt>& raw : curves) AddCurve(raw);
-    m_Splits.resize(m_Segments.size());
   }
 
   std::vector<Pt> Trace() {
@@ -168,7 +176,7 @@ class OuterFaceTracer {
     if (t <= kEnd) return m_Segments[s].a;
     if (t >= 1.0 - kEnd) return m_Segments[s].b;
     const int node = AddNode(p);
-    m_Splits[s].push_back({t, node});
+    m_Splits.push_back({s, t, node});
     return node;
   }
 
@@ -180,8 +188,8 @@ class OuterFaceTracer {
     const double rx = p1.x - p0.x, ry = p1.y - p0.y, sx = q1.x - q0.x, sy = q1.y - q0.y;
     const double wx = q0.x - p0.x, wy = q0.y - p0.y;
     const double den = rx * sy - ry * sx;
-    const double lr = std::hypot(rx, ry), ls = std::hypot(sx, sy);
-    if (std::fabs(den) > 1e-12 * lr * ls) {
+    const double lr2 = rx * rx + ry * ry, ls2 = sx * sx + sy * sy;
+    if (den * den > 1e-24 * lr2 * ls2) {
       if (commonNode) return;
       const double t = (wx * sy - wy * sx) / den, u = (wx * ry - wy * rx) / den;
       if (t < -kEnd || t > 1 + kEnd || u < -kEnd || u > 1 + kEnd) return;
@@ -191,7 +199,8 @@ class OuterFaceTracer {
     }
     // Parallel: only collinear overlaps matter; each end lying inside the
     // other segment splits it there.
-    if (std::fabs(wx * ry - wy * rx) > lr * m_Snap) return;
+    const double cross = wx * ry - wy * rx;
+    if (cross * cross > lr2 * m_Snap * m_Snap) return;
     auto project = [](const Pt& p, const Pt& o, double dx, double dy) {
       return ((p.x - o.x) * dx + (p.y - o.y) * dy) / (dx * dx + dy * dy);
     };
@@ -218,68 +227,83 @@ class OuterFaceTracer {
     SnapNodes();
   }
 
+  // Edges between consecutive nodes along every segment (duplicates, from
+  // pieces running along one line, kept once), then for every node its
+  // half-edges sorted counter-clockwise.
   void BuildGraph() {
-    m_Adjacent.assign(m_Nodes.size(), {});
+    std::sort(m_Splits.begin(), m_Splits.end(), [](const Split& p, const Split& q) {
+      return p.segment < q.segment || (p.segment == q.segment && p.t < q.t);
+    });
     std::vector<std::uint64_t> edges;
-    for (std::size_t s = 0; s < m_Segments.size(); ++s) {
-      std::vector<Split>& splits = m_Splits[s];
-      splits.push_back({0.0, m_Segments[s].a});
-      splits.push_back({1.0, m_Segments[s].b});
-      std::sort(splits.begin(), splits.end(), [](const Split& p, const Split& q) { return p.t < q.t; });
-      for (std::size_t k = 0; k + 1 < splits.size(); ++k) {
-        int u = Find(splits[k].node), v = Find(splits[k + 1].node);
-        if (u == v) continue;
-        if (u > v) std::swap(u, v);
-        edges.push_back(static_cast<std::uint64_t>(u) << 32 | static_cast<std::uint32_t>(v));
-      }
+    edges.reserve(m_Segments.size() + m_Splits.size());
+    auto add = [&](int u, int v) {
+      u = Find(u), v = Find(v);
+      if (u == v) return;
+      if (u > v) std::swap(u, v);
+      edges.push_back(static_cast<std::uint64_t>(u) << 32 | static_cast<std::uint32_t>(v));
+    };
+    std::size_t k = 0;
+    for (int s = 0; s < static_cast<int>(m_Segments.size()); ++s) {
+      int last = m_Segments[s].a;
+      for (; k < m_Splits.size() && m_Splits[k].segment == s; ++k) add(last, m_Splits[k].node), last = m_Splits[k].node;
+      add(last, m_Segments[s].b);
     }
     std::sort(edges.begin(), edges.end());
     edges.erase(std::unique(edges.begin(), edges.end()), edges.end());
+    m_First.assign(m_Nodes.size() + 1, 0);
+    for (std::uint64_t e : edges) ++m_First[(e >> 32) + 1], ++m_First[(e & 0xFFFFFFFFu) + 1];
+    for (std::size_t v = 0; v < m_Nodes.size(); ++v) m_First[v + 1] += m_First[v];
+    m_Half.resize(2 * edges.size());
+    std::vector<int> fill(m_First.begin(), m_First.end() - 1);
     for (std::uint64_t e : edges) {
       const int u = static_cast<int>(e >> 32), v = static_cast<int>(e & 0xFFFFFFFFu);
-      m_Adjacent[u].push_back({v, Angle(u, v)});
-      m_Adjacent[v].push_back({u, Angle(v, u)});
+      m_Half[fill[u]++] = {v, Angle(u, v)};
+      m_Half[fill[v]++] = {u, Angle(v, u)};
     }
-    for (auto& list : m_Adjacent)
-      std::sort(list.begin(), list.end(), [](const Half& p, const Half& q) { return p.angle < q.angle; });
+    for (std::size_t v = 0; v < m_Nodes.size(); ++v)
+      if (m_First[v + 1] - m_First[v] > 2)
+        std::sort(m_Half.begin() + m_First[v], m_Half.begin() + m_First[v + 1],
+                  [](const Half& p, const Half& q) { return p.angle < q.angle; });
+      else if (m_First[v + 1] - m_First[v] == 2 && m_Half[m_First[v]].angle > m_Half[m_First[v] + 1].angle)
+        std::swap(m_Half[m_First[v]], m_Half[m_First[v] + 1]);
   }
 
   double Angle(int from, int to) const {
-    return std::atan2(m_Nodes[to].y - m_Nodes[from].y, m_Nodes[to].x - m_Nodes[from].x);
+    return PseudoAngle(m_Nodes[to].x - m_Nodes[from].x, m_Nodes[to].y - m_Nodes[from].y);
   }
 
-  // The outgoing edge of node v next counter-clockwise after direction angle.
+  int Degree(int v) const { return m_First[v + 1] - m_First[v]; }
+
+  // The outgoing half-edge of node v next counter-clockwise after the
+  // direction of the given pseudo-angle (0 .. degree - 1, wrapping round).
   int NextAfter(int v, double angle) const {
-    const auto& list = m_Adjacent[v];
-    for (std::size_t k = 0; k < list.size(); ++k)
-      if (list[k].angle > angle) return static_cast<int>(k);
+    for (int k = 0; k < Degree(v); ++k)
+      if (m_Half[m_First[v] + k].angle > angle) return k;
     return 0;
   }
 
   std::vector<Pt> WalkOuterFace() {
     int start = -1;
     for (int v = 0; v < static_cast<int>(m_Nodes.size()); ++v) {
-      if (m_Adjacent[v].empty()) continue;
+      if (Degree(v) == 0) continue;
       if (start < 0 || m_Nodes[v].x < m_Nodes[start].x ||
           (m_Nodes[v].x == m_Nodes[start].x && m_Nodes[v].y < m_Nodes[start].y))
         start = v;
     }
     std::vector<Pt> out;
     if (start < 0) return out;
-    // Arriving "from the west" at the leftmost node: the outer face is there.
-    const int firstEdge = NextAfter(start, kPi);
+    // Arriving "from the west" (pseudo-angle 2) at the leftmost node: the
+    // outer face is there.
+    const int firstEdge = NextAfter(start, 2.0);
     int v = start, edge = firstEdge;
-    std::size_t halfEdges = 0;
-    for (const auto& list : m_Adjacent) halfEdges += list.size();
-    for (std::size_t step = 0; step <= halfEdges; ++step) {
+    for (std::size_t step = 0; step <= m_Half.size(); ++step) {
       out.push_back(m_Nodes[v]);
-      const int w = m_Adjacent[v][edge].to;
-      // Find the reverse half-edge in w's list and take the next one
+      const int w = m_Half[m_First[v] + edge].to;
+      // Find the reverse half-edge among w's and take the next one
       // counter-clockwise after it, wrapping round.
-      const auto& list = m_Adjacent[w];
       int k = 0;
-      while (k < static_cast<int>(list.size()) && list[k].to != v) ++k;
-      edge = (k + 1) % static_cast<int>(list.size());
+      while (k < Degree(w) && m_Half[m_First[w] + k].to != v) ++k;
+      edge = (k + 1) % Degree(w);
       v = w;
       if (v == start && edge == firstEdge) break;
     }
@@ -295,8 +319,9 @@ class OuterFaceTracer {
   std::vector<Pt> m_Nodes;
   std::vector<int> m_Parent;
   std::vector<Segment> m_Segments;
-  std::vector<std::vector<Split>> m_Splits;
-  std::vector<std::vector<Half>> m_Adjacent;
+  std::vector<Split> m_Splits;
+  std::vector<int> m_First;  // half-edges of node v: m_Half[m_First[v] .. m_First[v + 1])
+  std::vector<Half> m_Half;
 };
 
 // Drops corners lying within tolerance of the segment between their kept
@@ -364,7 +389,7 @@ void CSSE3dPolygon::DilateExact(float distance) {
   if (!relief::detail::AllFinite(ring)) return;
   double extent = 1.0;
   for (const Pt& p : ring) extent = std::max({extent, std::fabs(p.x), std::fabs(p.y)});
-  ring = WithoutStraightCorners(ring, 1e-6 * extent);
+  ring = WithoutStraightCorners(ring, 1e-7 * extent);
   // A simple ring needs only its outer side (right of a counter-clockwise
   // walk). Otherwise offsets on both sides: the outer border does not depend
   // on which side is inside, so folded and self-crossing contours work too.

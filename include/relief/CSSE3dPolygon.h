@@ -243,7 +243,7 @@ class RELIEF_API CSSE3dPolygon {
   // of the offset curve resolved, and only the outer boundary kept (gaps the
   // growth closes are filled). Arc corners lie on the circle, the chords at
   // most 0.01 (or distance / 100 when smaller) inside it. Corners within
-  // 1e-6 of the coordinates' magnitude of the line through their
+  // 1e-7 of the coordinates' magnitude of the line through their
   // neighbours (collinear runs, float noise) are dropped first. A single point
   // becomes a circle, a line a capsule. The result runs counter-clockwise in
   // the x-y frame (positive area); z of a new point comes from the source
