@@ -4,8 +4,8 @@
 // 1. Raw offset curves, on the outer side of a simple contour and on both
 //    sides of any other (folded or self-crossing) one: every edge
 //    shifted by the distance, the corners that turn away from that side
-//    joined by arcs, the others joined through the corner itself (those
-//    joins lie inside the grown area, so they never show). Simplicity is
+//    joined by arcs, the others by a straight chord (such joins lie inside
+//    the grown area, so they never show). Simplicity is
 //    checked with the same grid of segment pairs as the crossings.
 // 2. Every point of the grown area's border lies on a raw curve, and every
 //    point of the raw curves lies in the grown area, so the grown area's
@@ -33,10 +33,6 @@ using relief::detail::Pt;
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
-
-// Turns below this sine are straight: joining the offsets through the corner
-// there would make pieces too short for their directions to be trusted.
-constexpr double kStraight = 1e-6;
 
 
 // Angle step of the arcs: chords stay within tolerance of the circle.
@@ -83,9 +79,10 @@ std::vector<Pt> RawOffsetCurve(const std::vector<Pt>& ring, double d, double sid
     if (cross > 0 || (cross == 0 && dot < 0)) {
       const double turn = cross == 0 ? kPi : std::atan2(cross, dot);
       AppendArc(raw, b, d, std::atan2(ny, nx), side * turn, step);
-    } else if (cross < -kStraight) {
-      raw.push_back(b);  // the offsets overlap: join through the corner
     }
+    // Otherwise the offsets overlap or meet: the next edge's offset follows
+    // directly. That chord lies in the circle around the corner, inside the
+    // grown area, and is short, so fans of corners do not add crossings.
   }
   return raw;
 }
