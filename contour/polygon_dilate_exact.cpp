@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <cstring>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "planar_points.h"
@@ -151,12 +152,13 @@ class OuterFaceTracer {
   // Nodes closer than the snap distance on both axes become one (a sweep
   // over the nodes sorted by x).
   void SnapNodes() {
-    std::vector<int> order(m_Nodes.size());
-    for (std::size_t i = 0; i < order.size(); ++i) order[i] = static_cast<int>(i);
-    std::sort(order.begin(), order.end(), [&](int a, int b) { return m_Nodes[a].x < m_Nodes[b].x; });
+    std::vector<std::pair<double, int>> order(m_Nodes.size());
+    for (std::size_t i = 0; i < order.size(); ++i) order[i] = {m_Nodes[i].x, static_cast<int>(i)};
+    std::sort(order.begin(), order.end());
     for (std::size_t i = 0; i < order.size(); ++i)
-      for (std::size_t j = i + 1; j < order.size() && m_Nodes[order[j]].x - m_Nodes[order[i]].x <= m_Snap; ++j)
-        if (std::fabs(m_Nodes[order[j]].y - m_Nodes[order[i]].y) <= m_Snap) Merge(order[i], order[j]);
+      for (std::size_t j = i + 1; j < order.size() && order[j].first - order[i].first <= m_Snap; ++j)
+        if (std::fabs(m_Nodes[order[j].second].y - m_Nodes[order[i].second].y) <= m_Snap)
+          Merge(order[i].second, order[j].second);
   }
 
   int Find(int a) {
@@ -224,9 +226,8 @@ class OuterFaceTracer {
     SnapNodes();
   }
 
-  // Edges between consecutive nodes along every segment (duplicates, from
-  // pieces running along one line, kept once), then for every node its
-  // half-edges sorted counter-clockwise.
+  // Edges between consecutive nodes along every segment, then for every node
+  // its half-edges sorted counter-clockwise.
   void BuildGraph() {
     std::sort(m_Splits.begin(), m_Splits.end(), [](const Split& p, const Split& q) {
       return p.segment < q.segment || (p.segment == q.segment && p.t < q.t);
@@ -245,24 +246,35 @@ class OuterFaceTracer {
       for (; k < m_Splits.size() && m_Splits[k].segment == s; ++k) add(last, m_Splits[k].node), last = m_Splits[k].node;
       add(last, m_Segments[s].b);
     }
-    std::sort(edges.begin(), edges.end());
-    edges.erase(std::unique(edges.begin(), edges.end()), edges.end());
     m_First.assign(m_Nodes.size() + 1, 0);
     for (std::uint64_t e : edges) ++m_First[(e >> 32) + 1], ++m_First[(e & 0xFFFFFFFFu) + 1];
     for (std::size_t v = 0; v < m_Nodes.size(); ++v) m_First[v + 1] += m_First[v];
-    m_Half.resize(2 * edges.size());
+    std::vector<Half> all(2 * edges.size());
     std::vector<int> fill(m_First.begin(), m_First.end() - 1);
     for (std::uint64_t e : edges) {
       const int u = static_cast<int>(e >> 32), v = static_cast<int>(e & 0xFFFFFFFFu);
-      m_Half[fill[u]++] = {v, Angle(u, v)};
-      m_Half[fill[v]++] = {u, Angle(v, u)};
+      all[fill[u]++] = {v, Angle(u, v)};
+      all[fill[v]++] = {u, Angle(v, u)};
     }
-    for (std::size_t v = 0; v < m_Nodes.size(); ++v)
-      if (m_First[v + 1] - m_First[v] > 2)
-        std::sort(m_Half.begin() + m_First[v], m_Half.begin() + m_First[v + 1],
-                  [](const Half& p, const Half& q) { return p.angle < q.angle; });
-      else if (m_First[v + 1] - m_First[v] == 2 && m_Half[m_First[v]].angle > m_Half[m_First[v] + 1].angle)
-        std::swap(m_Half[m_First[v]], m_Half[m_First[v] + 1]);
+    // Sort each node's half-edges counter-clockwise and drop repeats (pieces
+    // of two curves running along one line give the same edge twice).
+    m_Half.clear();
+    m_Half.reserve(all.size());
+    int begin = 0;
+    for (std::size_t v = 0; v < m_Nodes.size(); ++v) {
+      const int end = m_First[v + 1];
+      std::sort(all.begin() + begin, all.begin() + end, [](const Half& p, const Half& q) {
+        return p.angle < q.angle || (p.angle == q.angle && p.to < q.to);
+      });
+      m_First[v] = static_cast<int>(m_Half.size());
+      for (int k = begin; k < end; ++k) {
+        bool repeat = false;
+        for (int j = m_First[v]; j < static_cast<int>(m_Half.size()) && !repeat; ++j) repeat = m_Half[j].to == all[k].to;
+        if (!repeat) m_Half.push_back(all[k]);
+      }
+      begin = end;
+    }
+    m_First[m_Nodes.size()] = static_cast<int>(m_Half.size());
   }
 
   double Angle(int from, int to) const {
