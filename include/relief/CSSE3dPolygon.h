@@ -236,7 +236,8 @@ class RELIEF_API CSSE3dPolygon {
   // These treat the polygon as closed and work in the x-y plane; z is carried
   // along (interpolated on new points). Repeated points are skipped, so they
   // never produce a direction. A distance that is not positive (0, negative,
-  // NaN, infinite) leaves the polygon unchanged.
+  // NaN, infinite), and for the offsets a point with a non-finite x or y,
+  // leave the polygon unchanged.
   //
   // The outline of the polygon's area grown by a disc of radius distance:
   // offset edges joined by circular arcs at convex corners, every crossing
@@ -246,8 +247,10 @@ class RELIEF_API CSSE3dPolygon {
   // 1e-7 of the coordinates' magnitude of the line through their
   // neighbours (collinear runs, float noise) are dropped first. A single point
   // becomes a circle, a line a capsule. The result runs counter-clockwise in
-  // the x-y frame (positive area); z of a new point comes from the source
-  // edge or corner it was offset from.
+  // the x-y frame (positive area) from its leftmost point; z of a new point
+  // comes from the source edge or corner it was offset from. Contours that
+  // fold back or cross themselves are grown as the union of discs along
+  // their outline (which side is inside does not matter for the outline).
   void DilateExact(float distance);
   // Fast approximate offset that keeps the count and the order: every corner
   // moves outward (Dilation) or inward (Erosion) so that both adjacent edges
@@ -274,11 +277,11 @@ class RELIEF_API CSSE3dPolygon {
   // closed polygon starts at old point k. Empty: nothing.
   void RotateIndices(int k);
   // Prepares two closed contours for joining point by point (a loft between
-  // border lines): both are resampled to the larger count at equal 3D arc
-  // length from their point 0, other is reversed when its x-y orientation
-  // differs from this one's, and other's start is rotated to the point
-  // nearest (x-y) this polygon's point 0. Nothing when either has fewer than
-  // two points.
+  // border lines): other is reversed when its x-y orientation differs from
+  // this one's and rotated to start at its corner nearest (x-y) this
+  // polygon's point 0 (the first on ties); then both are resampled to the
+  // larger count at equal 3D arc length from their point 0. Nothing when
+  // either has fewer than two points.
   void AdaptPolygons(CSSE3dPolygon& other);
   // Moves every point the fraction (clamped to 0 .. 1) of the way to the
   // nearest point (3D) on other's closed outline; 1 puts it on other. Other
