@@ -67,13 +67,35 @@ std::vector<Pt> RawOffsetCurve(const std::vector<Pt>& ring, double d, double sid
     const double len = std::hypot(b.x - a.x, b.y - a.y);
     ux[i] = (b.x - a.x) / len, uy[i] = (b.y - a.y) / len;
   }
+  // Offset edge i runs from parameter from[i] to to[i] of the shifted edge
+  // (0 and 1 unless trimmed). Where the offsets of a reflex corner cross
+  // inside both pieces, both are cut back to the crossing: the parts beyond
+  // it lie inside the grown area, and the arrangement gets two segments and
+  // one crossing less per such corner.
+  std::vector<double> from(n, 0.0), to(n, 1.0);
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::size_t j = (i + 1) % n, k = (i + 2) % n;
+    const double cross = side * (ux[i] * uy[j] - uy[i] * ux[j]);
+    if (!(cross < 0)) continue;
+    // b + d n_i + (t - 1) e_i = b + d n_j + u e_j, with e the edge vectors.
+    const double eix = ring[j].x - ring[i].x, eiy = ring[j].y - ring[i].y;
+    const double ejx = ring[k].x - ring[j].x, ejy = ring[k].y - ring[j].y;
+    const double rx = d * side * (uy[j] - uy[i]), ry = -d * side * (ux[j] - ux[i]);
+    const double den = eix * (-ejy) - eiy * (-ejx);
+    if (den == 0) continue;
+    const double t = 1 + (rx * (-ejy) - ry * (-ejx)) / den, u = (eix * ry - eiy * rx) / den;
+    if (t >= from[i] && t <= 1 && u >= 0 && u <= to[j]) to[i] = t, from[j] = u;
+  }
   raw.reserve(3 * n);
   for (std::size_t i = 0; i < n; ++i) {
     const std::size_t j = (i + 1) % n;
     const Pt &a = ring[i], &b = ring[j];
     const double nx = side * uy[i], ny = -side * ux[i];
-    raw.push_back({a.x + d * nx, a.y + d * ny, a.z});
-    raw.push_back({b.x + d * nx, b.y + d * ny, b.z});
+    auto at = [&](double t) {
+      return Pt{a.x + d * nx + t * (b.x - a.x), a.y + d * ny + t * (b.y - a.y), a.z + t * (b.z - a.z)};
+    };
+    raw.push_back(at(from[i]));
+    raw.push_back(at(to[i]));
     // Turn toward the offset side's opposite (left for the right side): the
     // offsets open a gap there, closed by an arc; a full reversal counts so.
     const double cross = side * (ux[i] * uy[j] - uy[i] * ux[j]), dot = ux[i] * ux[j] + uy[i] * uy[j];
@@ -82,8 +104,9 @@ std::vector<Pt> RawOffsetCurve(const std::vector<Pt>& ring, double d, double sid
       AppendArc(raw, b, d, std::atan2(ny, nx), side * turn, step);
     }
     // Otherwise the offsets overlap or meet: the next edge's offset follows
-    // directly. That chord lies in the circle around the corner, inside the
-    // grown area, and is short, so fans of corners do not add crossings.
+    // directly (from the common crossing when trimmed). An untrimmed chord
+    // lies in the circle around the corner, inside the grown area, and is
+    // short, so fans of corners do not add crossings.
   }
   return raw;
 }
@@ -135,8 +158,12 @@ class OuterFaceTracer {
   };
 
   void AddCurve(const std::vector<Pt>& raw) {
+    // Equal consecutive points (a trimmed corner's crossing ends one piece
+    // and starts the next) become one node.
     std::vector<int> vertexNode(raw.size());
-    for (std::size_t i = 0; i < raw.size(); ++i) vertexNode[i] = AddNode(raw[i]);
+    for (std::size_t i = 0; i < raw.size(); ++i)
+      vertexNode[i] = i > 0 && raw[i].x == raw[i - 1].x && raw[i].y == raw[i - 1].y ? vertexNode[i - 1] : AddNode(raw[i]);
+    if (raw.size() > 1 && raw.back().x == raw[0].x && raw.back().y == raw[0].y) vertexNode.back() = vertexNode[0];
     for (std::size_t i = 0; i < raw.size(); ++i) {
       const int a = vertexNode[i], b = vertexNode[(i + 1) % raw.size()];
       if (a != b) m_Segments.push_back({a, b});
