@@ -1,10 +1,8 @@
-// CPixelChain: the traced pixel sequence and its text export.
+// CPixelChain: the pixel sequence and its text export.
 
 #include <cstdio>
 
 #include "relief/CPixelChain.h"
-
-void CPixelChain::AppendPixel(int x, int y, float value) { m_Pixels.push_back({x, y, value}); }
 
 bool CPixelChain::GetPixel(int k, int& x, int& y) const {
   if (k < 0 || k >= GetCount()) return false;
@@ -19,6 +17,12 @@ bool CPixelChain::GetPixel(int k, int& x, int& y, float& value) const {
   return true;
 }
 
+float CPixelChain::GetValue(int k) const { return k >= 0 && k < GetCount() ? m_Pixels[k].value : 0.0f; }
+
+void CPixelChain::Reserve(int n) {
+  if (n > 0) m_Pixels.reserve(static_cast<std::size_t>(n));
+}
+
 bool CPixelChain::ExportToTextFile(const std::filesystem::path& path) const {
   std::FILE* f = std::fopen(path.c_str(), "w");
   if (!f) return false;
@@ -28,4 +32,11 @@ bool CPixelChain::ExportToTextFile(const std::filesystem::path& path) const {
   // A failed close means buffered lines never reached the file.
   if (std::fclose(f) != 0) ok = false;
   return ok;
+}
+
+bool CPixelChain::ExportToDirectory(const std::filesystem::path& directory, const std::string& fileName) const {
+  if (fileName.empty()) return false;
+  std::error_code error;
+  if (!std::filesystem::is_directory(directory, error)) return false;
+  return ExportToTextFile(directory / fileName);
 }

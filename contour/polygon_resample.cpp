@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "relief/CSSE3dPolygon.h"
@@ -21,7 +22,7 @@ struct Point3 {
 
 }  // namespace
 
-void CSSE3dPolygon::ReParametrizeImpl(float spacing, bool closed) {
+void CSSE3dPolygon::ReParametrizeImpl(float spacing, bool closed, bool withZ) {
   const int n = m_nNumPoints;
   if (n < 1 || !(spacing > 0.0f)) return;
   std::vector<Point3> out;
@@ -34,11 +35,11 @@ void CSSE3dPolygon::ReParametrizeImpl(float spacing, bool closed) {
     if (i >= edges) continue;
     const int j = (i + 1) % n;
     const float dx = m_pX[j] - p.x, dy = m_pY[j] - p.y, dz = m_pZ[j] - p.z;
-    const float ax = std::fabs(dx), ay = std::fabs(dy);
+    const float ax = std::fabs(dx), ay = std::fabs(dy), az = withZ ? std::fabs(dz) : 0.0f;
     // "Long" is decided per axis, not by the Euclidean length, so a diagonal
     // edge of length spacing * sqrt(2) is not split.
-    if (!(ax > spacing || ay > spacing)) continue;
-    const double longest = ax > ay ? ax : ay;
+    if (!(ax > spacing || ay > spacing || az > spacing)) continue;
+    const double longest = std::fmax(std::fmax(ax, ay), az);
     const double count = std::floor(longest / spacing);
     // Points at k / (N + 0.5) of the edge leave a half step before the next
     // vertex, so consecutive edges do not put two points side by side.
@@ -54,9 +55,52 @@ void CSSE3dPolygon::ReParametrizeImpl(float spacing, bool closed) {
   for (int i = 0; i < m_nNumPoints; ++i) SetPoint(i, out[i].x, out[i].y, out[i].z);
 }
 
-void CSSE3dPolygon::ReParametrize(float spacing) { ReParametrizeImpl(spacing, true); }
+void CSSE3dPolygon::ReParametrize(float spacing) { ReParametrizeImpl(spacing, true, false); }
 
-void CSSE3dPolygon::ReParametrizeOpen(float spacing) { ReParametrizeImpl(spacing, false); }
+void CSSE3dPolygon::ReParametrizeOpen(float spacing) { ReParametrizeImpl(spacing, false, false); }
+
+void CSSE3dPolygon::ReParametrizeXYZ(float spacing) { ReParametrizeImpl(spacing, true, true); }
+
+void CSSE3dPolygon::ResortAndSubsample(int step) {
+  const int n = m_nNumPoints;
+  if (n > 2) {
+    std::vector<Point3> rest(n);
+    for (int i = 0; i < n; ++i) rest[i] = {m_pX[i], m_pY[i], m_pZ[i]};
+    std::vector<float> ordered;
+    ordered.reserve(3 * static_cast<std::size_t>(n));
+    // rest[0 .. left) holds the points not yet taken; the last taken is kept
+    // aside. Swapping the chosen point to the end keeps the scan contiguous;
+    // the first minimum in the original order wins ties, so remember indices.
+    std::vector<int> index(n);
+    for (int i = 0; i < n; ++i) index[i] = i;
+    Point3 last = rest[0];
+    ordered.insert(ordered.end(), {last.x, last.y, last.z});
+    int left = n - 1;
+    std::swap(rest[0], rest[left]);
+    std::swap(index[0], index[left]);
+    while (left > 0) {
+      int best = 0;
+      double bestD = 0.0;
+      for (int i = 0; i < left; ++i) {
+        const double dx = static_cast<double>(rest[i].x) - last.x, dy = static_cast<double>(rest[i].y) - last.y;
+        const double d = dx * dx + dy * dy;
+        if (i == 0 || d < bestD || (d == bestD && index[i] < index[best])) best = i, bestD = d;
+      }
+      last = rest[best];
+      ordered.insert(ordered.end(), {last.x, last.y, last.z});
+      --left;
+      std::swap(rest[best], rest[left]);
+      std::swap(index[best], index[left]);
+    }
+    AssignPoints(ordered.data(), n);
+  }
+  Subsample(step);
+}
+
+void CSSE3dPolygon::AssignPoints(const float* xyz, int count) {
+  Create(count);
+  for (int i = 0; i < count; ++i) SetPoint(i, xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2]);
+}
 
 void CSSE3dPolygon::Subsample(int step) {
   if (step <= 1 || m_nNumPoints <= 0) return;

@@ -224,6 +224,84 @@ class RELIEF_API CSSE3dPolygon {
   // call, so the same polygon always gets the same noise.
   void AddNoiseXY(float amplitude);
 
+  // As ReParametrize (closed), with "long" and N decided by the largest of
+  // |dx|, |dy| and |dz|, so steep edges are split as well.
+  void ReParametrizeXYZ(float spacing);
+  // Puts points collected in no particular order into contour order, then
+  // Subsample(step): from point 0, each next point is the nearest one not yet
+  // taken (planar distance, the first on ties). Quadratic in the count.
+  void ResortAndSubsample(int step);
+
+  // ---- shape operations ---------------------------------------------------
+  // These treat the polygon as closed and work in the x-y plane; z is carried
+  // along (interpolated on new points). Repeated points are skipped, so they
+  // never produce a direction. A distance that is not positive (0, negative,
+  // NaN, infinite), and for the offsets a point with a non-finite x or y,
+  // leave the polygon unchanged.
+  //
+  // The outline of the polygon's area grown by a disc of radius distance:
+  // offset edges joined by circular arcs at convex corners, every crossing
+  // of the offset curve resolved, and only the outer boundary kept (gaps the
+  // growth closes are filled). Arc corners lie on the circle, the chords at
+  // most 0.01 (or distance / 100 when smaller) inside it. Corners within
+  // 1e-7 of the coordinates' magnitude of the line through their
+  // neighbours (collinear runs, float noise) are dropped first. A single point
+  // becomes a circle, a line a capsule. The result runs counter-clockwise in
+  // the x-y frame (positive area) from its leftmost point; z of a new point
+  // comes from the source edge or corner it was offset from. Contours that
+  // fold back or cross themselves are grown as the union of discs along
+  // their outline (which side is inside does not matter for the outline).
+  void DilateExact(float distance);
+  // Fast approximate offset that keeps the count and the order: every corner
+  // moves outward (Dilation) or inward (Erosion) so that both adjacent edges
+  // shift by distance (mitre), the shift limited to 2 distance at sharp
+  // corners (a spur tip moves 2 distance along the spur). Crossings are not
+  // resolved. Polygons without area (all points on a line, fewer than three
+  // distinct points) stay unchanged. An erosion that turns the polygon inside
+  // out (its signed area changes sign or vanishes, or every edge turns round)
+  // leaves it empty.
+  void DoQuasiMinkowskiDilation(float distance);
+  void DoQuasiMinkowskiErosion(float distance);
+  // Half-plane cuts: keep the part of the closed polygon on one side of an
+  // axis-parallel line, the line included (below x: x >= limit is kept;
+  // above x: x <= limit; likewise y). Crossing edges get a new point on the
+  // line (y or x, and z, interpolated). A part split in two stays one ring
+  // joined along the line by edges of no area, so the areas of the two sides'
+  // cuts add up to the polygon's. Fewer than three points left: empty. A NaN
+  // limit leaves the polygon unchanged.
+  void CutAwayBelowX(float limit);
+  void CutAwayAboveX(float limit);
+  void CutAwayBelowY(float limit);
+  void CutAwayAboveY(float limit);
+  // New point j is old point (j + k) mod count (any k, negative included): the
+  // closed polygon starts at old point k. Empty: nothing.
+  void RotateIndices(int k);
+  // Prepares two closed contours for joining point by point (a loft between
+  // border lines): other is reversed when its x-y orientation differs from
+  // this one's and rotated to start at its corner nearest (x-y) this
+  // polygon's point 0 (the first on ties); then both are resampled to the
+  // larger count at equal 3D arc length from their point 0. Nothing when
+  // either has fewer than two points.
+  void AdaptPolygons(CSSE3dPolygon& other);
+  // Moves every point the fraction (clamped to 0 .. 1) of the way to the
+  // nearest point (3D) on other's closed outline; 1 puts it on other. Other
+  // empty or a NaN fraction: unchanged.
+  void MoveTowardsPolygon(CSSE3dPolygon& other, float fraction);
+  // The convex hull of the points' x-y positions, counter-clockwise (positive
+  // area) from the point of smallest x (then y), without collinear or
+  // repeated points; each hull corner keeps the z of the point it came from
+  // (the first one among repeats). All points on one line: the two end
+  // points; all equal: one point. Empty: nothing.
+  void ReplaceByConvexHullXY();
+  // Every z becomes the smallest (largest) z of the polygon. NaN z values are
+  // ignored; when all are NaN, or the polygon is empty, nothing changes.
+  void AdaptToLowestZValue();
+  void AdaptToHighestZValue();
+  // Smooths z along the closed polygon: each z becomes the mean of the
+  // 2 halfWidth + 1 values centred on it (all values when the window is at
+  // least the count); x and y are not changed. halfWidth <= 0: nothing.
+  void FilterZValues(int halfWidth);
+
   // ---- persistence ------------------------------------------------------
   // Record: int32 count, then per group of four points four x, four y, four
   // z (4 + 48 ((count + 3) div 4) bytes; padding lanes written as 0). Only
@@ -317,7 +395,9 @@ class RELIEF_API CSSE3dPolygon {
  private:
   void AllocateRecords();
   // Shared tail of the resampling members.
-  void ReParametrizeImpl(float spacing, bool closed);
+  void ReParametrizeImpl(float spacing, bool closed, bool withZ);
+  // Replaces the points by pts (x, y, z triples).
+  void AssignPoints(const float* xyz, int count);
   template <class Raster, class Value>
   void FillFine(Value value, Raster* m, bool subsample, float yFrom, float yTo);
 
