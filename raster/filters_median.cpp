@@ -1,0 +1,212 @@
+// CFilters::Median. Radii 1 and 2 run compare-exchange networks on whole
+// registers (four rows at a time) for every pixel whose window lies inside
+// the raster; border pixels, and in the no-data-aware mode pixels whose
+// window holds a no-data pixel, are then selected one by one. Larger radii
+// slide a sorted window along each row.
+
+#include <algorithm>
+#include <vector>
+
+#include "raster/median_networks.h"
+#include "raster/no_data.h"
+#include "raster/register_walk.h"
+#include "raster/separable_filter.h"
+#include "relief/CFilters.h"
+#include "relief/CSSEMatrix.h"
+
+using namespace relief::detail;
+
+namespace {
+
+// Whether a value takes part in a window: data only, or (plain) anything
+// but NaN, which would break the ordering the selection relies on.
+inline bool TakesPart(float v, bool aware) { return aware ? HoldsData(v) : v == v; }
+
+// The lower median of the clipped window of (x, y); the pixel's own value
+// when it takes no part (aware) or nothing in the window does.
+float MedianOfWindow(const CSSEMatrix& m, int x, int y, int r, bool aware, std::vector<float>& scratch) {
+  const float centre = m.GetPoint(x, y);
+  if (aware && !HoldsData(centre)) return centre;
+  scratch.clear();
+  const int x0 = std::max(x - r, 0), x1 = std::min(x + r, m.GetSizeX() - 1);
+  const int y0 = std::max(y - r, 0), y1 = std::min(y + r, m.GetSizeY() - 1);
+  for (int yy = y0; yy <= y1; ++yy)
+    for (int xx = x0; xx <= x1; ++xx) {
+      const float v = m.GetPoint(xx, yy);
+      if (TakesPart(v, aware)) scratch.push_back(v);
+    }
+  if (scratch.empty()) return centre;
+  const auto mid = scratch.begin() + (scratch.size() - 1) / 2;
+  std::nth_element(scratch.begin(), mid, scratch.end());
+  return *mid;
+}
+
+// Rows 4k + j + d of a column, d = -2 .. 2, from the registers of SSE rows
+// k - 1 (above), k and k + 1 (below).
+inline __m128 ShiftRows(__m128 above, __m128 at, __m128 below, int d) {
+  const __m128i a = _mm_castps_si128(above), c = _mm_castps_si128(at), b = _mm_castps_si128(below);
+  switch (d) {
+    case -2: return _mm_castsi128_ps(_mm_or_si128(_mm_slli_si128(c, 8), _mm_srli_si128(a, 8)));
+    case -1: return _mm_castsi128_ps(_mm_or_si128(_mm_slli_si128(c, 4), _mm_srli_si128(a, 12)));
+    case 1: return _mm_castsi128_ps(_mm_or_si128(_mm_srli_si128(c, 4), _mm_slli_si128(b, 12)));
+    case 2: return _mm_castsi128_ps(_mm_or_si128(_mm_srli_si128(c, 8), _mm_slli_si128(b, 8)));
+    default: return at;
+  }
+}
+
+inline __m128 NoData(__m128 v) { return _mm_or_ps(_mm_cmpunord_ps(v, v), _mm_cmpeq_ps(v, _mm_setzero_ps())); }
+
+// One sorted column of 2R+1 rows at column x: its values in rank order and
+// whether any of them holds no data.
+template <int R>
+struct Column {
+  __m128 v[2 * R + 1];
+  __m128 noData;
+};
+
+template <int R>
+inline void LoadColumn(const __m128* above, const __m128* at, const __m128* below, int x, bool aware, Column<R>& c) {
+  for (int d = -R; d <= R; ++d) c.v[d + R] = ShiftRows(above[x], at[x], below[x], d);
+  if (aware) {
+    c.noData = NoData(c.v[0]);
+    for (int i = 1; i < 2 * R + 1; ++i) c.noData = _mm_or_ps(c.noData, NoData(c.v[i]));
+  }
+  if constexpr (R == 1) {
+    CompareExchange(c.v[0], c.v[1]);
+    CompareExchange(c.v[1], c.v[2]);
+    CompareExchange(c.v[0], c.v[1]);
+  } else {
+    Sort5(c.v[0], c.v[1], c.v[2], c.v[3], c.v[4]);
+  }
+}
+
+template <int R>
+inline __m128 MedianOfColumns(const Column<R>* c) {
+  if constexpr (R == 1) {
+    const __m128 lo = _mm_max_ps(_mm_max_ps(c[0].v[0], c[1].v[0]), c[2].v[0]);
+    const __m128 hi = _mm_min_ps(_mm_min_ps(c[0].v[2], c[1].v[2]), c[2].v[2]);
+    return Median3(lo, Median3(c[0].v[1], c[1].v[1], c[2].v[1]), hi);
+  } else {
+    const __m128 cols[5][5] = {
+        {c[0].v[0], c[0].v[1], c[0].v[2], c[0].v[3], c[0].v[4]}, {c[1].v[0], c[1].v[1], c[1].v[2], c[1].v[3], c[1].v[4]},
+        {c[2].v[0], c[2].v[1], c[2].v[2], c[2].v[3], c[2].v[4]}, {c[3].v[0], c[3].v[1], c[3].v[2], c[3].v[3], c[3].v[4]},
+        {c[4].v[0], c[4].v[1], c[4].v[2], c[4].v[3], c[4].v[4]}};
+    return Median25OfSortedColumns(cols);
+  }
+}
+
+// The network pass over columns R .. sizeX-R-1 of every SSE row; rows whose
+// window is clipped are redone by BorderPass.
+template <int R>
+void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware, std::vector<float>& scratch) {
+  constexpr int w = 2 * R + 1;
+  const int W = source.GetSizeX(), H = source.GetSizeY(), kReal = (H + 3) >> 2;
+  if (W < w) return;
+  __m128* const* src = source.GetMatrixDataDirectly();
+  __m128* const* dst = target.GetMatrixDataDirectly();
+  Column<R> ring[w];
+  for (int k = 0; k < kReal; ++k) {
+    const __m128* above = src[k > 0 ? k - 1 : k];
+    const __m128* at = src[k];
+    const __m128* below = src[k + 1 < source.GetSSESizeY() ? k + 1 : k];
+    for (int i = 0; i < w - 1; ++i) LoadColumn<R>(above, at, below, i, aware, ring[i]);
+    for (int x = R; x < W - R; ++x) {
+      LoadColumn<R>(above, at, below, x + R, aware, ring[(x + R) % w]);
+      Column<R> window[w];
+      for (int i = 0; i < w; ++i) window[i] = ring[(x - R + i) % w];
+      const __m128 median = MedianOfColumns<R>(window);
+      if (!aware) {
+        dst[k][x] = median;
+        continue;
+      }
+      const __m128 centre = at[x], holds = HoldsData(centre);
+      __m128 noData = window[0].noData;
+      for (int i = 1; i < w; ++i) noData = _mm_or_ps(noData, window[i].noData);
+      alignas(16) float out[4];
+      _mm_store_ps(out, Select(holds, median, centre));
+      // Lanes with data whose window has a hole: select over the data only.
+      const int redo = _mm_movemask_ps(_mm_and_ps(noData, holds));
+      for (int j = 0; j < 4 && redo; ++j)
+        if (redo & (1 << j) && 4 * k + j < H) out[j] = MedianOfWindow(source, x, 4 * k + j, R, true, scratch);
+      dst[k][x] = _mm_load_ps(out);
+    }
+  }
+}
+
+// Pixels within r of the border, one by one.
+void BorderPass(const CSSEMatrix& source, CSSEMatrix& target, int r, bool aware, std::vector<float>& scratch) {
+  const int W = source.GetSizeX(), H = source.GetSizeY();
+  for (int y = 0; y < H; ++y) {
+    const bool edgeRow = y < r || y >= H - r;
+    for (int x = 0; x < W; ++x) {
+      if (!edgeRow && x == r && W - r > r) x = W - r;  // skip the interior
+      target.SetPoint(x, y, MedianOfWindow(source, x, y, r, aware, scratch));
+    }
+  }
+}
+
+// Radii above 2: a sorted window per row, one column out and one in per step.
+void SortedWindowPass(const CSSEMatrix& source, CSSEMatrix& target, int r, bool aware) {
+  const int W = source.GetSizeX(), H = source.GetSizeY();
+  std::vector<float> window;
+  auto addColumn = [&](int x, int y, bool insert) {
+    if (x < 0 || x >= W) return;
+    for (int yy = std::max(y - r, 0); yy <= std::min(y + r, H - 1); ++yy) {
+      const float v = source.GetPoint(x, yy);
+      if (!TakesPart(v, aware)) continue;
+      if (insert)
+        window.insert(std::upper_bound(window.begin(), window.end(), v), v);
+      else
+        window.erase(std::lower_bound(window.begin(), window.end(), v));
+    }
+  };
+  for (int y = 0; y < H; ++y) {
+    window.clear();
+    for (int x = 0; x < r; ++x) addColumn(x, y, true);
+    for (int x = 0; x < W; ++x) {
+      addColumn(x + r, y, true);
+      const float centre = source.GetPoint(x, y);
+      const bool keep = (aware && !HoldsData(centre)) || window.empty();
+      target.SetPoint(x, y, keep ? centre : window[(window.size() - 1) / 2]);
+      addColumn(x - r, y, false);
+    }
+  }
+}
+
+void ZeroPaddingLanes(CSSEMatrix& m) {
+  __m128** lines = m.GetMatrixDataDirectly();
+  const int k = m.GetSSESizeY() - 1;
+  for (int kk = m.GetSizeY() >> 2; kk <= k; ++kk) {
+    const __m128 lanes = PixelLaneMask(kk, m.GetSizeY());
+    for (int x = 0; x < m.GetSSESizeX(); ++x) lines[kk][x] = _mm_and_ps(lines[kk][x], lanes);
+  }
+}
+
+}  // namespace
+
+void CFilters::Median(const CSSEMatrix& source, CSSEMatrix& target, int radius, bool zeroIsNoData) {
+  if (!source.GetMatrixDataDirectly()) return;
+  if (radius < 1) {
+    if (&source != &target) target.CopyFromSSEMatrix(const_cast<CSSEMatrix&>(source));
+    return;
+  }
+  if (&source == &target) {  // every pass reads neighbours it would have overwritten
+    const CSSEMatrix copy(source);
+    Median(copy, target, radius, zeroIsNoData);
+    return;
+  }
+  MatchSize(source, target);
+  std::vector<float> scratch;
+  if (radius > 2) {
+    SortedWindowPass(source, target, radius, zeroIsNoData);
+  } else {
+    if (radius == 1)
+      NetworkPass<1>(source, target, zeroIsNoData, scratch);
+    else
+      NetworkPass<2>(source, target, zeroIsNoData, scratch);
+    BorderPass(source, target, radius, zeroIsNoData, scratch);
+  }
+  ZeroPaddingLanes(target);
+}
+
+void CFilters::Median(CSSEMatrix& matrix, int radius, bool zeroIsNoData) { Median(matrix, matrix, radius, zeroIsNoData); }

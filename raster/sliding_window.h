@@ -1,0 +1,64 @@
+#pragma once
+
+// One-dimensional window reductions over arrays of registers whose four lanes
+// are four independent sequences, in O(1) per element whatever the radius.
+// Used along x on SSE rows (lanes = four image rows) and along y on
+// transposed column strips (lanes = four image columns).
+
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace relief::detail {
+
+// Associative reductions with their identity element.
+struct AddOp {
+  static __m128 Identity() { return _mm_setzero_ps(); }
+  static __m128 Apply(__m128 a, __m128 b) { return _mm_add_ps(a, b); }
+};
+struct MinOp {
+  static __m128 Identity() { return _mm_set1_ps(std::numeric_limits<float>::infinity()); }
+  static __m128 Apply(__m128 a, __m128 b) { return _mm_min_ps(a, b); }
+};
+struct MaxOp {
+  static __m128 Identity() { return _mm_set1_ps(-std::numeric_limits<float>::infinity()); }
+  static __m128 Apply(__m128 a, __m128 b) { return _mm_max_ps(a, b); }
+};
+
+// Length of the input a window pass reads for n outputs of radius r: whole
+// blocks of 2r+1 elements, one block beyond the last output's block.
+inline int WindowInputLength(int n, int r) {
+  const int w = 2 * r + 1;
+  return ((n - 1) / w + 2) * w;
+}
+
+// out[i] = op(in[i - r] .. in[i + r]) for i in [0, n), the van Herk /
+// Gil-Werman scheme: the input is cut into blocks of w = 2r+1 elements
+// starting at in[-r]; the window of output i is a suffix of block i / w plus
+// a prefix of the next block, so each output costs one suffix step, one
+// prefix step and one combination. in[-r .. WindowInputLength(n, r) - r)
+// must be readable (pad with Op::Identity()). out may be in - r (in place,
+// shifted): block b is read into `suffix` before its outputs overwrite it,
+// and the next block is still untouched. suffix holds w registers.
+template <class Op>
+inline void WindowReduce(const __m128* in, int n, int r, __m128* out, __m128* suffix) {
+  const int w = 2 * r + 1;
+  for (int start = 0; start < n; start += w) {
+    const __m128* block = in - r + start;
+    const __m128* next = block + w;
+    __m128 acc = block[w - 1];
+    suffix[w - 1] = acc;
+    for (int t = w - 2; t >= 0; --t) suffix[t] = acc = Op::Apply(block[t], acc);
+    __m128* o = out + start;
+    const int count = std::min(w, n - start);
+    o[0] = suffix[0];  // the window is exactly this block
+    __m128 prefix = Op::Identity();
+    for (int t = 1; t < count; ++t) {
+      prefix = Op::Apply(prefix, next[t - 1]);
+      o[t] = Op::Apply(suffix[t], prefix);
+    }
+  }
+}
+
+}  // namespace relief::detail
