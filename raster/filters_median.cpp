@@ -87,16 +87,13 @@ inline __m128 MedianOfColumns(const Column<R>* c) {
     const __m128 hi = _mm_min_ps(_mm_min_ps(c[0].v[2], c[1].v[2]), c[2].v[2]);
     return Median3(lo, Median3(c[0].v[1], c[1].v[1], c[2].v[1]), hi);
   } else {
-    const __m128 cols[5][5] = {
-        {c[0].v[0], c[0].v[1], c[0].v[2], c[0].v[3], c[0].v[4]}, {c[1].v[0], c[1].v[1], c[1].v[2], c[1].v[3], c[1].v[4]},
-        {c[2].v[0], c[2].v[1], c[2].v[2], c[2].v[3], c[2].v[4]}, {c[3].v[0], c[3].v[1], c[3].v[2], c[3].v[3], c[3].v[4]},
-        {c[4].v[0], c[4].v[1], c[4].v[2], c[4].v[3], c[4].v[4]}};
-    return Median25OfSortedColumns(cols);
+    return Median25OfSortedColumns([c](int i, int rank) { return c[i].v[rank]; });
   }
 }
 
 // The network pass over columns R .. sizeX-R-1 of every SSE row; rows whose
-// window is clipped are redone by BorderPass.
+// window is clipped are redone by BorderPass. Each SSE row's columns are
+// sorted once into `columns` and shared by the 2R+1 windows that hold them.
 template <int R>
 void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware, std::vector<float>& scratch) {
   constexpr int w = 2 * R + 1;
@@ -104,16 +101,14 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware, std::
   if (W < w) return;
   __m128* const* src = source.GetMatrixDataDirectly();
   __m128* const* dst = target.GetMatrixDataDirectly();
-  Column<R> ring[w];
+  std::vector<Column<R>> columns(W);
   for (int k = 0; k < kReal; ++k) {
     const __m128* above = src[k > 0 ? k - 1 : k];
     const __m128* at = src[k];
     const __m128* below = src[k + 1 < source.GetSSESizeY() ? k + 1 : k];
-    for (int i = 0; i < w - 1; ++i) LoadColumn<R>(above, at, below, i, aware, ring[i]);
+    for (int x = 0; x < W; ++x) LoadColumn<R>(above, at, below, x, aware, columns[x]);
     for (int x = R; x < W - R; ++x) {
-      LoadColumn<R>(above, at, below, x + R, aware, ring[(x + R) % w]);
-      Column<R> window[w];
-      for (int i = 0; i < w; ++i) window[i] = ring[(x - R + i) % w];
+      const Column<R>* window = &columns[x - R];
       const __m128 median = MedianOfColumns<R>(window);
       if (!aware) {
         dst[k][x] = median;
@@ -122,11 +117,15 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware, std::
       const __m128 centre = at[x], holds = HoldsData(centre);
       __m128 noData = window[0].noData;
       for (int i = 1; i < w; ++i) noData = _mm_or_ps(noData, window[i].noData);
+      const int redo = _mm_movemask_ps(_mm_and_ps(noData, holds));
+      if (!redo) {
+        dst[k][x] = Select(holds, median, centre);
+        continue;
+      }
+      // Lanes with data whose window has a hole: select over the data only.
       alignas(16) float out[4];
       _mm_store_ps(out, Select(holds, median, centre));
-      // Lanes with data whose window has a hole: select over the data only.
-      const int redo = _mm_movemask_ps(_mm_and_ps(noData, holds));
-      for (int j = 0; j < 4 && redo; ++j)
+      for (int j = 0; j < 4; ++j)
         if (redo & (1 << j) && 4 * k + j < H) out[j] = MedianOfWindow(source, x, 4 * k + j, R, true, scratch);
       dst[k][x] = _mm_load_ps(out);
     }

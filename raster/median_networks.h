@@ -103,22 +103,24 @@ inline void Middle3Of5(__m128* v, __m128* out) {
   out[2] = v[4];
 }
 
-// The median of 25 values given as five lane-wise sorted columns c[i][0..5).
+// The median of 25 values given as five lane-wise sorted columns,
+// at(i, rank) being rank `rank` of column i.
 // With the columns sorted, the element of rank j among the rank-i elements
 // of the five columns has at least (i+1)(j+1) - 1 values below it and
 // (5-i)(5-j) - 1 above; the thirteen with both counts <= 12 hold the median
 // at their own middle (six of the rest lie surely below, six surely above).
-inline __m128 Median25OfSortedColumns(const __m128 (*c)[5]) {
+template <class At>
+inline __m128 Median25OfSortedColumns(At at) {
   __m128 rank[5], held[13];
-  for (int i = 0; i < 5; ++i) rank[i] = c[i][0];
+  for (int i = 0; i < 5; ++i) rank[i] = at(i, 0);
   Largest2Of5(rank, held);
-  for (int i = 0; i < 5; ++i) rank[i] = c[i][1];
+  for (int i = 0; i < 5; ++i) rank[i] = at(i, 1);
   Largest3Of5(rank, held + 2);
-  for (int i = 0; i < 5; ++i) rank[i] = c[i][2];
+  for (int i = 0; i < 5; ++i) rank[i] = at(i, 2);
   Middle3Of5(rank, held + 5);
-  for (int i = 0; i < 5; ++i) rank[i] = c[i][3];
+  for (int i = 0; i < 5; ++i) rank[i] = at(i, 3);
   Smallest3Of5(rank, held + 8);
-  for (int i = 0; i < 5; ++i) rank[i] = c[i][4];
+  for (int i = 0; i < 5; ++i) rank[i] = at(i, 4);
   Smallest2Of5(rank, held + 11);
   return ForgetfulMedian<8, 5>::Run(held, held + 8);
 }

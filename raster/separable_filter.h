@@ -28,6 +28,16 @@
 
 namespace relief::detail {
 
+// A strip touches about a kilobyte per SSE row, rows 16 x sizeX bytes apart:
+// too short a run for the hardware prefetcher to pick up, so each SSE row
+// asks for the one `ahead` rows further down while it is processed.
+inline void PrefetchRun(const __m128* row, int from, int to) {
+  const char* p = reinterpret_cast<const char*>(row + std::max(from, 0));
+  const char* end = reinterpret_cast<const char*>(row + to);
+  for (; p < end; p += 64) _mm_prefetch(p, _MM_HINT_T0);
+}
+constexpr int kPrefetchRowsAhead = 2;
+
 // Lanes of SSE row k that are pixels (rows < sizeY) all ones, others zero.
 inline __m128 PixelLaneMask(int k, int sizeY) {
   const int rows = std::clamp(sizeY - 4 * k, 0, 4);
@@ -89,16 +99,23 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
     // Along x, SSE row by SSE row, then into the column buffers.
     for (int k = 0; k < kReal; ++k) {
       const __m128* row = src[k];
-      for (int j = 0; j < hLen; ++j) {
-        const int xx = x0 - r + j;
-        if (xx < 0 || xx >= W) {
-          for (int c = 0; c < C; ++c) seg[c * hLen + j] = identity;
-          continue;
-        }
-        __m128 ch[C];
-        policy.Prepare(inPlace && xx < x0 ? halo[static_cast<std::size_t>(k) * r + (xx - x0 + r)] : row[xx], ch);
-        for (int c = 0; c < C; ++c) seg[c * hLen + j] = ch[c];
+      if (k + kPrefetchRowsAhead < kReal) PrefetchRun(src[k + kPrefetchRowsAhead], x0 - r, std::min(x0 + xs + r, W));
+      // seg[j] holds column x0 - r + j: identities outside the raster, the
+      // kept halo left of the strip when working in place.
+      const int jFirst = std::max(0, r - x0), jEnd = std::min(hLen, W - x0 + r);
+      const int jHalo = inPlace ? std::min(r, jEnd) : jFirst;
+      for (int c = 0; c < C; ++c) {
+        std::fill(seg.data() + c * hLen, seg.data() + c * hLen + jFirst, identity);
+        std::fill(seg.data() + c * hLen + jEnd, seg.data() + (c + 1) * hLen, identity);
       }
+      auto prepare = [&](int j, __m128 v) {
+        __m128 ch[C];
+        policy.Prepare(v, ch);
+        for (int c = 0; c < C; ++c) seg[c * hLen + j] = ch[c];
+      };
+      for (int j = jFirst; j < jHalo; ++j) prepare(j, halo[static_cast<std::size_t>(k) * r + j]);
+      const __m128* from = row + x0 - r;
+      for (int j = std::max(jFirst, jHalo); j < jEnd; ++j) prepare(j, from[j]);
       for (int c = 0; c < C; ++c) {
         __m128* s = seg.data() + c * hLen;
         WindowReduce<Op>(s + r, xs, r, s, suffix.data());
@@ -129,6 +146,10 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
 
     // Back to registers, finished into the target.
     for (int k = 0; k < sseY; ++k) {
+      if (k + kPrefetchRowsAhead < sseY) {
+        PrefetchRun(src[k + kPrefetchRowsAhead], x0, x0 + xs);
+        if (!inPlace) PrefetchRun(dst[k + kPrefetchRowsAhead], x0, x0 + xs);
+      }
       const __m128 lanes = PixelLaneMask(k, H);
       __m128* out = dst[k];
       const __m128* in = src[k];
