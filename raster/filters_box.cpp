@@ -25,6 +25,7 @@ std::vector<float> ClippedReciprocals(int n, int r) {
 // one after the other (the window is a rectangle, its count a product).
 struct PlainMean {
   static constexpr int kChannels = 1;
+  static constexpr bool kReadsSource = false;
   using Op = AddOp;
   std::vector<float> invX, invY;
   void Prepare(__m128 v, __m128* ch) const { ch[0] = _mm_and_ps(_mm_cmpord_ps(v, v), v); }
@@ -36,6 +37,7 @@ struct PlainMean {
 // Sum and count of the pixels holding data; pixels without data keep theirs.
 struct NoDataMean {
   static constexpr int kChannels = 2;
+  static constexpr bool kReadsSource = true;
   using Op = AddOp;
   void Prepare(__m128 v, __m128* ch) const {
     const __m128 valid = HoldsData(v);

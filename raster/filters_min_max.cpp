@@ -15,6 +15,7 @@ namespace {
 template <class ExtremeOp>
 struct PlainExtreme {
   static constexpr int kChannels = 1;
+  static constexpr bool kReadsSource = false;
   using Op = ExtremeOp;
   void Prepare(__m128 v, __m128* ch) const { ch[0] = Select(_mm_cmpord_ps(v, v), v, Op::Identity()); }
   __m128 Finish(const __m128* ch, __m128, int, int) const { return ch[0]; }
@@ -23,6 +24,7 @@ struct PlainExtreme {
 template <class ExtremeOp>
 struct NoDataExtreme {
   static constexpr int kChannels = 1;
+  static constexpr bool kReadsSource = true;
   using Op = ExtremeOp;
   void Prepare(__m128 v, __m128* ch) const { ch[0] = Select(HoldsData(v), v, Op::Identity()); }
   __m128 Finish(const __m128* ch, __m128 source, int, int) const { return Select(HoldsData(source), ch[0], source); }

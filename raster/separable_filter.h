@@ -14,6 +14,7 @@
 //   static constexpr int kChannels;            // 1 or 2 reductions side by side
 //   using Op = AddOp / MinOp / MaxOp;
 //   void Prepare(__m128 v, __m128* ch) const;  // source register -> channel values
+//   static constexpr bool kReadsSource;       // whether Finish looks at `source`
 //   __m128 Finish(const __m128* ch, __m128 source, int x, int k) const;
 // Prepare must not let NaN through (the window scheme would spread it).
 
@@ -147,8 +148,7 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
     // Back to registers, finished into the target.
     for (int k = 0; k < sseY; ++k) {
       if (k + kPrefetchRowsAhead < sseY) {
-        PrefetchRun(src[k + kPrefetchRowsAhead], x0, x0 + xs);
-        if (!inPlace) PrefetchRun(dst[k + kPrefetchRowsAhead], x0, x0 + xs);
+        if (Policy::kReadsSource) PrefetchRun(src[k + kPrefetchRowsAhead], x0, x0 + xs);
       }
       const __m128 lanes = PixelLaneMask(k, H);
       __m128* out = dst[k];
@@ -168,11 +168,19 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           const int x = x0 + 4 * g + i;
           __m128 ch[C];
           for (int c = 0; c < C; ++c) ch[c] = t[c][i];
-          out[x] = _mm_and_ps(lanes, policy.Finish(ch, in[x], x, k));
+          const __m128 original = Policy::kReadsSource ? in[x] : _mm_setzero_ps();
+          const __m128 result = _mm_and_ps(lanes, policy.Finish(ch, original, x, k));
+          // A separate target is written whole and not read again here:
+          // stream it past the cache instead of reading each line first.
+          if (inPlace)
+            out[x] = result;
+          else
+            _mm_stream_ps(reinterpret_cast<float*>(out + x), result);
         }
       }
     }
   }
+  _mm_sfence();
 }
 
 }  // namespace relief::detail
