@@ -54,6 +54,9 @@ inline __m128 ShiftRows(__m128 above, __m128 at, __m128 below, int d) {
   }
 }
 
+// The target is written whole and not read here: stream it past the cache.
+inline void Store(__m128* at, __m128 v) { _mm_stream_ps(reinterpret_cast<float*>(at), v); }
+
 inline __m128 NoData(__m128 v) { return _mm_or_ps(_mm_cmpunord_ps(v, v), _mm_cmpeq_ps(v, _mm_setzero_ps())); }
 
 // One sorted column of 2R+1 rows at column x: its values in rank order and
@@ -111,7 +114,7 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware, std::
       const Column<R>* window = &columns[x - R];
       const __m128 median = MedianOfColumns<R>(window);
       if (!aware) {
-        dst[k][x] = median;
+        Store(dst[k] + x, median);
         continue;
       }
       const __m128 centre = at[x], holds = HoldsData(centre);
@@ -119,7 +122,7 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware, std::
       for (int i = 1; i < w; ++i) noData = _mm_or_ps(noData, window[i].noData);
       const int redo = _mm_movemask_ps(_mm_and_ps(noData, holds));
       if (!redo) {
-        dst[k][x] = Select(holds, median, centre);
+        Store(dst[k] + x, Select(holds, median, centre));
         continue;
       }
       // Lanes with data whose window has a hole: select over the data only.
@@ -127,9 +130,10 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware, std::
       _mm_store_ps(out, Select(holds, median, centre));
       for (int j = 0; j < 4; ++j)
         if (redo & (1 << j) && 4 * k + j < H) out[j] = MedianOfWindow(source, x, 4 * k + j, R, true, scratch);
-      dst[k][x] = _mm_load_ps(out);
+      Store(dst[k] + x, _mm_load_ps(out));
     }
   }
+  _mm_sfence();
 }
 
 // Pixels within r of the border, one by one.

@@ -89,8 +89,7 @@ class RowVectors {
   __m128 m_block[2][4];
 };
 
-template <bool Linear>
-void Resample(const CSSEMatrix& source, CSSEMatrix& target, const Taps& tx, const Taps& ty) {
+void ResampleBilinear(const CSSEMatrix& source, CSSEMatrix& target, const Taps& tx, const Taps& ty) {
   const int W = source.GetSizeX(), w = target.GetSizeX(), h = target.GetSizeY();
   const int groups = (W + 3) >> 2;
   AlignedBuffer row(4 * static_cast<std::size_t>(groups));
@@ -112,7 +111,7 @@ void Resample(const CSSEMatrix& source, CSSEMatrix& target, const Taps& tx, cons
     for (int g = 0; g < groups; ++g) {
       RowVectors rows(source, g);
       __m128 r[4];
-      for (int j = 0; j < 4; ++j) r[j] = Linear ? Lerp(rows.Row(y0[j]), rows.Row(y1[j]), fy[j]) : rows.Row(y0[j]);
+      for (int j = 0; j < 4; ++j) r[j] = Lerp(rows.Row(y0[j]), rows.Row(y1[j]), fy[j]);
       _MM_TRANSPOSE4_PS(r[0], r[1], r[2], r[3]);
       __m128* v = row.data() + 4 * g;
       v[0] = r[0];
@@ -124,9 +123,39 @@ void Resample(const CSSEMatrix& source, CSSEMatrix& target, const Taps& tx, cons
     const __m128* v = row.data();
     for (int x = 0; x < w; ++x) {
       const __m128 a = v[tx.i0[x]];
-      out[x] = _mm_and_ps(lanes, Linear ? Lerp(a, v[tx.i1[x]], _mm_set1_ps(tx.f[x])) : a);
+      _mm_stream_ps(reinterpret_cast<float*>(out + x), _mm_and_ps(lanes, Lerp(a, v[tx.i1[x]], _mm_set1_ps(tx.f[x]))));
     }
   }
+  _mm_sfence();
+}
+
+// Both write the target whole and never read it: stores stream past the
+// cache. Nearest needs one source pixel per target pixel: the four lanes of a
+// target register are gathered straight from their four source rows.
+void ResampleNearest(const CSSEMatrix& source, CSSEMatrix& target, const Taps& tx, const Taps& ty) {
+  const int w = target.GetSizeX(), h = target.GetSizeY();
+  __m128* const* src = source.GetMatrixDataDirectly();
+  __m128* const* dst = target.GetMatrixDataDirectly();
+  for (int k = 0; k < target.GetSSESizeY(); ++k) {
+    __m128* out = dst[k];
+    if (4 * k >= h) {
+      std::fill(out, out + w, _mm_setzero_ps());
+      continue;
+    }
+    const float* lane[4];
+    for (int j = 0; j < 4; ++j) {
+      const int y = ty.i0[std::min(4 * k + j, h - 1)];
+      lane[j] = reinterpret_cast<const float*>(src[y >> 2]) + (y & 3);
+    }
+    const __m128 pixels = PixelLaneMask(k, h);
+    for (int x = 0; x < w; ++x) {
+      const int i = 4 * tx.i0[x];
+      const __m128 v01 = _mm_unpacklo_ps(_mm_load_ss(lane[0] + i), _mm_load_ss(lane[1] + i));
+      const __m128 v23 = _mm_unpacklo_ps(_mm_load_ss(lane[2] + i), _mm_load_ss(lane[3] + i));
+      _mm_stream_ps(reinterpret_cast<float*>(out + x), _mm_and_ps(pixels, _mm_movelh_ps(v01, v23)));
+    }
+  }
+  _mm_sfence();
 }
 
 template <bool Linear>
@@ -141,8 +170,12 @@ void Scale(CSSEMatrix& target, CSSEMatrix& source, int sizeX, int sizeY) {
   const int W = source.GetSizeX(), H = source.GetSizeY();
   const Taps tx = Linear ? BilinearTaps(W, sizeX) : NearestTaps(W, sizeX);
   const Taps ty = Linear ? BilinearTaps(H, sizeY) : NearestTaps(H, sizeY);
-  target.CreateNoClear(sizeX, sizeY);
-  Resample<Linear>(source, target, tx, ty);
+  if (!target.GetMatrixDataDirectly() || target.GetSizeX() != sizeX || target.GetSizeY() != sizeY)
+    target.CreateNoClear(sizeX, sizeY);
+  if (Linear)
+    ResampleBilinear(source, target, tx, ty);
+  else
+    ResampleNearest(source, target, tx, ty);
 }
 
 // int(size * factor + 0.5), or 0 when the factor is not positive.
