@@ -18,7 +18,7 @@ bool CSSEMatrix::GetValidBoundingBox(int& minX, int& minY, int& maxX, int& maxY)
       if (!lanes) continue;
       rows |= lanes;
       x0 = std::min(x0, x);
-      x1 = x;
+      x1 = std::max(x1, x);
     }
     if (!rows) continue;
     y0 = std::min(y0, 4 * k + __builtin_ctz(rows));
