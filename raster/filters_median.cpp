@@ -1,10 +1,11 @@
 // CFilters::Median. Radii 1 and 2 run compare-exchange networks on whole
 // registers (four rows at a time) for every pixel whose window lies inside
-// the raster; border pixels, and in the no-data-aware mode pixels whose
-// window holds a no-data pixel, are then selected one by one. Larger radii
-// slide a sorted window along each row.
+// the raster, windows with no-data holes by a second network over the whole
+// window; border pixels are then selected one by one. Larger radii slide a
+// sorted window along each row.
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "raster/median_networks.h"
@@ -94,11 +95,31 @@ inline __m128 MedianOfColumns(const Column<R>* c) {
   }
 }
 
+// The median of the data in each lane's window, by a network over the
+// whole window: no-data values are replaced by -infinity and +infinity in
+// turn (the first one by -infinity). Of h holes, ceil(h / 2) then sort below
+// and floor(h / 2) above the data, which moves the window's middle rank onto
+// the lower median of the data. Lanes without holes get their plain median.
+template <int R>
+__m128 MedianOverData(const __m128* above, const __m128* at, const __m128* below, int x) {
+  constexpr int n = (2 * R + 1) * (2 * R + 1), held = n / 2 + 2;
+  const __m128 low = _mm_set1_ps(-INFINITY), high = _mm_set1_ps(INFINITY);
+  __m128 v[n], turn = _mm_setzero_ps();
+  int i = 0;
+  for (int c = x - R; c <= x + R; ++c)
+    for (int d = -R; d <= R; ++d) {
+      const __m128 value = ShiftRows(above[c], at[c], below[c], d), hole = NoData(value);
+      v[i++] = Select(hole, Select(turn, high, low), value);
+      turn = _mm_xor_ps(turn, hole);
+    }
+  return ForgetfulMedian<held, n - held>::Run(v, v + held);
+}
+
 // The network pass over columns R .. sizeX-R-1 of every SSE row; rows whose
 // window is clipped are redone by BorderPass. Each SSE row's columns are
 // sorted once into `columns` and shared by the 2R+1 windows that hold them.
 template <int R>
-void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware, std::vector<float>& scratch) {
+void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
   constexpr int w = 2 * R + 1;
   const int W = source.GetSizeX(), H = source.GetSizeY(), kReal = (H + 3) >> 2;
   if (W < w) return;
@@ -125,12 +146,7 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware, std::
         Store(dst[k] + x, Select(holds, median, centre));
         continue;
       }
-      // Lanes with data whose window has a hole: select over the data only.
-      alignas(16) float out[4];
-      _mm_store_ps(out, Select(holds, median, centre));
-      for (int j = 0; j < 4; ++j)
-        if (redo & (1 << j) && 4 * k + j < H) out[j] = MedianOfWindow(source, x, 4 * k + j, R, true, scratch);
-      Store(dst[k] + x, _mm_load_ps(out));
+      Store(dst[k] + x, Select(holds, MedianOverData<R>(above, at, below, x), centre));
     }
   }
   _mm_sfence();
@@ -204,9 +220,9 @@ void CFilters::Median(const CSSEMatrix& source, CSSEMatrix& target, int radius, 
     SortedWindowPass(source, target, radius, zeroIsNoData);
   } else {
     if (radius == 1)
-      NetworkPass<1>(source, target, zeroIsNoData, scratch);
+      NetworkPass<1>(source, target, zeroIsNoData);
     else
-      NetworkPass<2>(source, target, zeroIsNoData, scratch);
+      NetworkPass<2>(source, target, zeroIsNoData);
     BorderPass(source, target, radius, zeroIsNoData, scratch);
   }
   ZeroPaddingLanes(target);
