@@ -131,22 +131,29 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
     const __m128* at = src[k];
     const __m128* below = src[k + 1 < source.GetSSESizeY() ? k + 1 : k];
     for (int x = 0; x < W; ++x) LoadColumn<R>(above, at, below, x, aware, columns[x]);
+    auto Finish = [&](int x, __m128 median) {
+      if (!aware) return Store(dst[k] + x, median);
+      const __m128 centre = at[x], holds = HoldsData(centre);
+      __m128 noData = columns[x - R].noData;
+      for (int i = 1; i < w; ++i) noData = _mm_or_ps(noData, columns[x - R + i].noData);
+      // Lanes with data whose window has a hole take the median of the data.
+      const bool holes = _mm_movemask_ps(_mm_and_ps(noData, holds)) != 0;
+      Store(dst[k] + x, Select(holds, holes ? MedianOverData<R>(above, at, below, x) : median, centre));
+    };
     for (int x = R; x < W - R; ++x) {
       const Column<R>* window = &columns[x - R];
-      const __m128 median = MedianOfColumns<R>(window);
-      if (!aware) {
-        Store(dst[k] + x, median);
-        continue;
+      __m128 median, nextMedian;
+      const bool pair = R == 2 && x + 1 < W - R;
+      if (pair)  // two windows sharing four columns at once
+        Median25OfSortedColumnsPair([window](int i, int rank) { return window[i].v[rank]; }, median, nextMedian);
+      else
+        median = MedianOfColumns<R>(window);
+      if (pair) {
+        Finish(x, median);
+        ++x;
+        median = nextMedian;
       }
-      const __m128 centre = at[x], holds = HoldsData(centre);
-      __m128 noData = window[0].noData;
-      for (int i = 1; i < w; ++i) noData = _mm_or_ps(noData, window[i].noData);
-      const int redo = _mm_movemask_ps(_mm_and_ps(noData, holds));
-      if (!redo) {
-        Store(dst[k] + x, Select(holds, median, centre));
-        continue;
-      }
-      Store(dst[k] + x, Select(holds, MedianOverData<R>(above, at, below, x), centre));
+      Finish(x, median);
     }
   }
   _mm_sfence();

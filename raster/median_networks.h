@@ -125,4 +125,70 @@ inline __m128 Median25OfSortedColumns(At at) {
   return ForgetfulMedian<8, 5>::Run(held, held + 8);
 }
 
+// The medians of two neighbouring 5 x 5 windows, columns 0 .. 4 and 1 .. 5
+// of at(i, rank). The four shared columns S are reduced once per rank; each
+// window then adds its own column's value v, and the candidate sets follow
+// from S's known extremes: two largest of S u {v} = {max S, max(second of S,
+// v)}; three largest = S without its minimum, whose smallest member t gives
+// way to max(t, v); the middle three = S's middle two and median(min S, v,
+// max S); the smallest ones mirror the largest.
+template <class At>
+inline void Median25OfSortedColumnsPair(At at, __m128& left, __m128& right) {
+  __m128 l[13], r[13];
+  __m128 a, b, c, d;
+  auto load = [&](int rank) {
+    a = at(1, rank);
+    b = at(2, rank);
+    c = at(3, rank);
+    d = at(4, rank);
+  };
+  load(0);
+  CompareExchange(a, b);
+  CompareExchange(c, d);
+  CompareExchange(b, d);  // d = max S
+  const __m128 second = _mm_max_ps(b, _mm_max_ps(a, c));
+  l[0] = r[0] = d;
+  l[1] = _mm_max_ps(second, at(0, 0));
+  r[1] = _mm_max_ps(second, at(5, 0));
+  load(1);
+  CompareExchange(a, b);
+  CompareExchange(c, d);
+  CompareExchange(a, c);  // a = min S; b, c, d remain
+  CompareExchange(b, c);
+  CompareExchange(b, d);  // b = their smallest
+  l[2] = r[2] = c;
+  l[3] = r[3] = d;
+  l[4] = _mm_max_ps(b, at(0, 1));
+  r[4] = _mm_max_ps(b, at(5, 1));
+  load(2);
+  CompareExchange(a, b);
+  CompareExchange(c, d);
+  CompareExchange(a, c);  // a = min S
+  CompareExchange(b, d);  // d = max S; b, c between
+  l[5] = r[5] = b;
+  l[6] = r[6] = c;
+  l[7] = Median3(a, at(0, 2), d);
+  r[7] = Median3(a, at(5, 2), d);
+  load(3);
+  CompareExchange(a, b);
+  CompareExchange(c, d);
+  CompareExchange(b, d);  // d = max S; a, b, c remain
+  CompareExchange(b, c);
+  CompareExchange(a, c);  // c = their largest
+  l[8] = r[8] = a;
+  l[9] = r[9] = b;
+  l[10] = _mm_min_ps(c, at(0, 3));
+  r[10] = _mm_min_ps(c, at(5, 3));
+  load(4);
+  CompareExchange(a, b);
+  CompareExchange(c, d);
+  CompareExchange(a, c);  // a = min S
+  const __m128 secondSmallest = _mm_min_ps(c, _mm_min_ps(b, d));
+  l[11] = r[11] = a;
+  l[12] = _mm_min_ps(secondSmallest, at(0, 4));
+  r[12] = _mm_min_ps(secondSmallest, at(5, 4));
+  left = ForgetfulMedian<8, 5>::Run(l, l + 8);
+  right = ForgetfulMedian<8, 5>::Run(r, r + 8);
+}
+
 }  // namespace relief::detail
