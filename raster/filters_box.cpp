@@ -25,11 +25,11 @@ std::vector<float> ClippedReciprocals(int n, int r) {
 // one after the other (the window is a rectangle, its count a product).
 struct PlainMean {
   static constexpr int kChannels = 1;
-  static constexpr bool kReadsSource = false;
+  static constexpr bool kKeepsNoData = false;
   using Op = AddOp;
   std::vector<float> invX, invY;
   void Prepare(__m128 v, __m128* ch) const { ch[0] = _mm_and_ps(_mm_cmpord_ps(v, v), v); }
-  __m128 Finish(const __m128* ch, __m128, int x, int k) const {
+  __m128 Finish(const __m128* ch, int x, int k) const {
     return _mm_mul_ps(_mm_mul_ps(ch[0], _mm_set1_ps(invX[x])), _mm_loadu_ps(&invY[4 * k]));
   }
 };
@@ -37,16 +37,14 @@ struct PlainMean {
 // Sum and count of the pixels holding data; pixels without data keep theirs.
 struct NoDataMean {
   static constexpr int kChannels = 2;
-  static constexpr bool kReadsSource = true;
+  static constexpr bool kKeepsNoData = true;
   using Op = AddOp;
   void Prepare(__m128 v, __m128* ch) const {
     const __m128 valid = HoldsData(v);
     ch[0] = _mm_and_ps(valid, v);
     ch[1] = _mm_and_ps(valid, _mm_set1_ps(1.0f));
   }
-  __m128 Finish(const __m128* ch, __m128 source, int, int) const {
-    return Select(HoldsData(source), _mm_div_ps(ch[0], ch[1]), source);
-  }
+  __m128 Finish(const __m128* ch, int, int) const { return _mm_div_ps(ch[0], ch[1]); }
 };
 
 }  // namespace

@@ -15,19 +15,19 @@ namespace {
 template <class ExtremeOp>
 struct PlainExtreme {
   static constexpr int kChannels = 1;
-  static constexpr bool kReadsSource = false;
+  static constexpr bool kKeepsNoData = false;
   using Op = ExtremeOp;
   void Prepare(__m128 v, __m128* ch) const { ch[0] = Select(_mm_cmpord_ps(v, v), v, Op::Identity()); }
-  __m128 Finish(const __m128* ch, __m128, int, int) const { return ch[0]; }
+  __m128 Finish(const __m128* ch, int, int) const { return ch[0]; }
 };
 
 template <class ExtremeOp>
 struct NoDataExtreme {
   static constexpr int kChannels = 1;
-  static constexpr bool kReadsSource = true;
+  static constexpr bool kKeepsNoData = true;
   using Op = ExtremeOp;
   void Prepare(__m128 v, __m128* ch) const { ch[0] = Select(HoldsData(v), v, Op::Identity()); }
-  __m128 Finish(const __m128* ch, __m128 source, int, int) const { return Select(HoldsData(source), ch[0], source); }
+  __m128 Finish(const __m128* ch, int, int) const { return ch[0]; }
 };
 
 template <class ExtremeOp>

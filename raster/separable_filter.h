@@ -14,9 +14,12 @@
 //   static constexpr int kChannels;            // 1 or 2 reductions side by side
 //   using Op = AddOp / MinOp / MaxOp;
 //   void Prepare(__m128 v, __m128* ch) const;  // source register -> channel values
-//   static constexpr bool kReadsSource;       // whether Finish looks at `source`
-//   __m128 Finish(const __m128* ch, __m128 source, int x, int k) const;
+//   static constexpr bool kKeepsNoData;       // pixels without data keep their value
+//   __m128 Finish(const __m128* ch, int x, int k) const;  // channels -> result
 // Prepare must not let NaN through (the window scheme would spread it).
+// With kKeepsNoData, the lanes of source registers that hold no data are
+// noted while the strip is read, and only registers with such lanes are read
+// again to restore them: most registers of a height field are whole.
 
 #include <emmintrin.h>
 
@@ -24,6 +27,8 @@
 #include <vector>
 
 #include "raster/aligned_buffer.h"
+#include "raster/no_data.h"
+#include "raster/register_walk.h"
 #include "raster/sliding_window.h"
 #include "relief/CSSEMatrix.h"
 
@@ -45,6 +50,13 @@ inline __m128 PixelLaneMask(int k, int sizeY) {
   alignas(16) static const unsigned kMasks[5][4] = {
       {0, 0, 0, 0}, {~0u, 0, 0, 0}, {~0u, ~0u, 0, 0}, {~0u, ~0u, ~0u, 0}, {~0u, ~0u, ~0u, ~0u}};
   return _mm_load_ps(reinterpret_cast<const float*>(kMasks[rows]));
+}
+
+// All-ones in the lanes whose bit is set in bits (bit j: lane j).
+inline __m128 LaneMask(int bits) {
+  const __m128i lane = _mm_set_epi32(8, 4, 2, 1);
+  const __m128i set = _mm_and_si128(_mm_set1_epi32(bits), lane);
+  return _mm_castsi128_ps(_mm_cmpeq_epi32(set, lane));
 }
 
 // Gives target the source's size (fresh storage only when it differs).
@@ -90,6 +102,8 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
   // In place, the r source columns left of a strip are overwritten by the
   // previous strip before they are read: keep them.
   AlignedBuffer halo(inPlace ? static_cast<std::size_t>(r) * sseY : 0);
+  // Per register of the strip, the lanes without data (kKeepsNoData).
+  std::vector<unsigned char> keep(Policy::kKeepsNoData ? static_cast<std::size_t>(stripWidth) * sseY : 0);
   auto colBuf = [&](int c, int g) { return col.data() + (static_cast<std::size_t>(c) * groupsMax + g) * lv; };
   const __m128 identity = Op::Identity();
 
@@ -117,6 +131,10 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
       for (int j = jFirst; j < jHalo; ++j) prepare(j, halo[static_cast<std::size_t>(k) * r + j]);
       const __m128* from = row + x0 - r;
       for (int j = std::max(jFirst, jHalo); j < jEnd; ++j) prepare(j, from[j]);
+      if (Policy::kKeepsNoData)
+        for (int i = 0; i < xs; ++i)
+          keep[static_cast<std::size_t>(k) * stripWidth + i] =
+              static_cast<unsigned char>(_mm_movemask_ps(HoldsData(row[x0 + i])) ^ 0xF);
       for (int c = 0; c < C; ++c) {
         __m128* s = seg.data() + c * hLen;
         WindowReduce<Op>(s + r, xs, r, s, suffix.data());
@@ -148,7 +166,6 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
     // Back to registers, finished into the target.
     for (int k = 0; k < sseY; ++k) {
       if (k + kPrefetchRowsAhead < sseY) {
-        if (Policy::kReadsSource) PrefetchRun(src[k + kPrefetchRowsAhead], x0, x0 + xs);
       }
       const __m128 lanes = PixelLaneMask(k, H);
       __m128* out = dst[k];
@@ -168,8 +185,11 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           const int x = x0 + 4 * g + i;
           __m128 ch[C];
           for (int c = 0; c < C; ++c) ch[c] = t[c][i];
-          const __m128 original = Policy::kReadsSource ? in[x] : _mm_setzero_ps();
-          const __m128 result = _mm_and_ps(lanes, policy.Finish(ch, original, x, k));
+          __m128 result = policy.Finish(ch, x, k);
+          if (Policy::kKeepsNoData && k < kReal)
+            if (const int bits = keep[static_cast<std::size_t>(k) * stripWidth + x - x0])
+              result = Select(LaneMask(bits), in[x], result);
+          result = _mm_and_ps(lanes, result);
           // A separate target is written whole and not read again here:
           // stream it past the cache instead of reading each line first.
           if (inPlace)
