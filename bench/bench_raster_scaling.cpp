@@ -4,13 +4,30 @@
 
 #include <benchmark/benchmark.h>
 
+#include <ctime>
+#include <map>
 #include <random>
+#include <string>
 
 #include "relief/CSSEMatrix.h"
 
 namespace {
 
 constexpr int kSize = 4096;
+
+// CPU seconds per iteration (the machine is shared, wall time is not
+// reliable); "vs_ref" is the reference's time over this figure's.
+template <class Body>
+double CpuSecondsPerIteration(benchmark::State& state, Body body) {
+  const std::clock_t start = std::clock();
+  for (auto _ : state) body();
+  return double(std::clock() - start) / CLOCKS_PER_SEC / double(state.iterations());
+}
+
+std::map<std::string, double>& References() {
+  static std::map<std::string, double> refs;
+  return refs;
+}
 
 CSSEMatrix& Source() {
   static CSSEMatrix m = [] {
@@ -29,10 +46,10 @@ void BM_FillReference(benchmark::State& state) {
   const int size = static_cast<int>(state.range(0));
   CSSEMatrix target;
   target.Create(size, size);
-  for (auto _ : state) {
+  References()[std::to_string(size)] = CpuSecondsPerIteration(state, [&] {
     target.Fill(1.5f);
     benchmark::ClobberMemory();
-  }
+  });
   state.SetItemsProcessed(state.iterations() * size * size);
 }
 
@@ -41,13 +58,14 @@ void BM_Scale(benchmark::State& state) {
   const bool linear = state.range(1) != 0;
   CSSEMatrix target;
   target.Create(size, size);
-  for (auto _ : state) {
+  const double seconds = CpuSecondsPerIteration(state, [&] {
     if (linear)
       target.ScaleBilinear(Source(), size, size);
     else
       target.ScaleNearest(Source(), size, size);
     benchmark::ClobberMemory();
-  }
+  });
+  if (References().count(std::to_string(size))) state.counters["vs_ref"] = References()[std::to_string(size)] / seconds;
   state.SetItemsProcessed(state.iterations() * size * size);
 }
 
