@@ -43,14 +43,19 @@ float MedianOfWindow(const CSSEMatrix& m, int x, int y, int r, bool aware, std::
 }
 
 // Rows 4k + j + d of a column, d = -2 .. 2, from the registers of SSE rows
-// k - 1 (above), k and k + 1 (below).
+// k - 1 (above), k and k + 1 (below): one or two shuffles.
 inline __m128 ShiftRows(__m128 above, __m128 at, __m128 below, int d) {
-  const __m128i a = _mm_castps_si128(above), c = _mm_castps_si128(at), b = _mm_castps_si128(below);
   switch (d) {
-    case -2: return _mm_castsi128_ps(_mm_or_si128(_mm_slli_si128(c, 8), _mm_srli_si128(a, 8)));
-    case -1: return _mm_castsi128_ps(_mm_or_si128(_mm_slli_si128(c, 4), _mm_srli_si128(a, 12)));
-    case 1: return _mm_castsi128_ps(_mm_or_si128(_mm_srli_si128(c, 4), _mm_slli_si128(b, 12)));
-    case 2: return _mm_castsi128_ps(_mm_or_si128(_mm_srli_si128(c, 8), _mm_slli_si128(b, 8)));
+    case -2: return _mm_shuffle_ps(above, at, _MM_SHUFFLE(1, 0, 3, 2));  // above 2, 3, at 0, 1
+    case -1: {
+      const __m128 t = _mm_shuffle_ps(above, at, _MM_SHUFFLE(0, 0, 3, 3));  // above 3, 3, at 0, 0
+      return _mm_shuffle_ps(t, at, _MM_SHUFFLE(2, 1, 2, 0));               // above 3, at 0, 1, 2
+    }
+    case 1: {
+      const __m128 t = _mm_shuffle_ps(at, below, _MM_SHUFFLE(0, 0, 3, 3));  // at 3, 3, below 0, 0
+      return _mm_shuffle_ps(at, t, _MM_SHUFFLE(2, 0, 2, 1));                // at 1, 2, 3, below 0
+    }
+    case 2: return _mm_shuffle_ps(at, below, _MM_SHUFFLE(1, 0, 3, 2));  // at 2, 3, below 0, 1
     default: return at;
   }
 }
@@ -71,6 +76,7 @@ struct Column {
 template <int R>
 inline void LoadColumn(const __m128* above, const __m128* at, const __m128* below, int x, bool aware, Column<R>& c) {
   for (int d = -R; d <= R; ++d) c.v[d + R] = ShiftRows(above[x], at[x], below[x], d);
+  c.noData = _mm_setzero_ps();
   if (aware) {
     c.noData = NoData(c.v[0]);
     for (int i = 1; i < 2 * R + 1; ++i) c.noData = _mm_or_ps(c.noData, NoData(c.v[i]));
@@ -125,21 +131,34 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
   if (W < w) return;
   __m128* const* src = source.GetMatrixDataDirectly();
   __m128* const* dst = target.GetMatrixDataDirectly();
-  std::vector<Column<R>> columns(W);
+  std::vector<Column<R>> columns(R == 1 ? 0 : W);
   for (int k = 0; k < kReal; ++k) {
     const __m128* above = src[k > 0 ? k - 1 : k];
     const __m128* at = src[k];
     const __m128* below = src[k + 1 < source.GetSSESizeY() ? k + 1 : k];
-    for (int x = 0; x < W; ++x) LoadColumn<R>(above, at, below, x, aware, columns[x]);
-    auto Finish = [&](int x, __m128 median) {
+    // Window at x: columns window[0 .. w).
+    auto Finish = [&](int x, __m128 median, const Column<R>* window) {
       if (!aware) return Store(dst[k] + x, median);
       const __m128 centre = at[x], holds = HoldsData(centre);
-      __m128 noData = columns[x - R].noData;
-      for (int i = 1; i < w; ++i) noData = _mm_or_ps(noData, columns[x - R + i].noData);
+      __m128 noData = window[0].noData;
+      for (int i = 1; i < w; ++i) noData = _mm_or_ps(noData, window[i].noData);
       // Lanes with data whose window has a hole take the median of the data.
       const bool holes = _mm_movemask_ps(_mm_and_ps(noData, holds)) != 0;
       Store(dst[k] + x, Select(holds, holes ? MedianOverData<R>(above, at, below, x) : median, centre));
     };
+    if constexpr (R == 1) {  // three columns roll through registers
+      Column<1> window[3];
+      LoadColumn<1>(above, at, below, 0, aware, window[0]);
+      LoadColumn<1>(above, at, below, 1, aware, window[1]);
+      for (int x = 1; x < W - 1; ++x) {
+        LoadColumn<1>(above, at, below, x + 1, aware, window[2]);
+        Finish(x, MedianOfColumns<1>(window), window);
+        window[0] = window[1];
+        window[1] = window[2];
+      }
+      continue;
+    }
+    for (int x = 0; x < W; ++x) LoadColumn<R>(above, at, below, x, aware, columns[x]);
     for (int x = R; x < W - R; ++x) {
       const Column<R>* window = &columns[x - R];
       __m128 median, nextMedian;
@@ -149,11 +168,12 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
       else
         median = MedianOfColumns<R>(window);
       if (pair) {
-        Finish(x, median);
+        Finish(x, median, window);
         ++x;
         median = nextMedian;
+        window = &columns[x - R];
       }
-      Finish(x, median);
+      Finish(x, median, window);
     }
   }
   _mm_sfence();
