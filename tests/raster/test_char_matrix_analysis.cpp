@@ -133,3 +133,26 @@ TEST(CharShape, StackingFramingWideningAndEnlarging) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(CharShape, RastersWithoutStorageOrPixelsStayAsTheyAre) {
+  CSSEcharMatrix none, other(3, 2), noColumns(0, 5);
+  none.CombineYDir(other);
+  none.CombineYDirFast(other);
+  none.SubMatrix(other);
+  none.CalcDerivative();
+  none.ClearRow(0, 1);
+  none.InterpolateUp(2, 2);
+  none.EmbedinValueFrame(1, 1, 3);
+  none.ElongateRight(2);
+  none.ElongateLeft(2);
+  EXPECT_EQ(none.GetMatrixDataDirectly(), nullptr);
+  noColumns.ElongateRight(2);  // new columns of a raster without columns are 0
+  EXPECT_EQ(std::pair(noColumns.GetSizeX(), noColumns.GetSizeY()), std::pair(2, 5));
+  EXPECT_EQ(noColumns.GetPoint(1, 4), 0);
+  noColumns.InterpolateUp(2, 2);
+  EXPECT_EQ(noColumns.GetSizeX(), 4);
+}
+
+}  // namespace
