@@ -135,9 +135,11 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
         for (int i = 0; i < xs; ++i)
           keep[static_cast<std::size_t>(k) * stripWidth + i] =
               static_cast<unsigned char>(_mm_movemask_ps(HoldsData(row[x0 + i])) ^ 0xF);
+      __m128* segs[C];
+      for (int c = 0; c < C; ++c) segs[c] = seg.data() + c * hLen;
+      WindowReduceChannels<Op, C>(segs, xs, r, suffix.data());
       for (int c = 0; c < C; ++c) {
-        __m128* s = seg.data() + c * hLen;
-        WindowReduce<Op>(s + r, xs, r, s, suffix.data());
+        const __m128* s = segs[c];
         for (int g = 0; g < groups; ++g) {
           __m128 a = s[4 * g], b = s[4 * g + 1], d = s[4 * g + 2], e = s[4 * g + 3];
           _MM_TRANSPOSE4_PS(a, b, d, e);
@@ -151,13 +153,15 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
     }
 
     // Along y, in the column buffers (rows past the raster are identities).
-    for (int c = 0; c < C; ++c)
-      for (int g = 0; g < groups; ++g) {
-        __m128* b = colBuf(c, g);
-        std::fill(b, b + r, identity);
-        std::fill(b + r + H, b + lv, identity);
-        WindowReduce<Op>(b + r, H, r, b, suffix.data());
+    for (int g = 0; g < groups; ++g) {
+      __m128* cols[C];
+      for (int c = 0; c < C; ++c) {
+        cols[c] = colBuf(c, g);
+        std::fill(cols[c], cols[c] + r, identity);
+        std::fill(cols[c] + r + H, cols[c] + lv, identity);
       }
+      WindowReduceChannels<Op, C>(cols, H, r, suffix.data());
+    }
 
     if (inPlace && x0 + xs < W)
       for (int k = 0; k < sseY; ++k)

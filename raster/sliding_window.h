@@ -89,4 +89,44 @@ inline void WindowReduce(const __m128* in, int n, int r, __m128* out, __m128* su
   }
 }
 
+// The reduction of C channels side by side, each in place in its buffer
+// (input from buffer + r, output from the buffer's start). Radii 1 and 2 run
+// the channels in one loop, which keeps more independent work in flight.
+template <class Op, int C>
+inline void WindowReduceChannels(__m128* const* buffers, int n, int r, __m128* suffix) {
+  if (C == 1 || r > 2) {
+    for (int c = 0; c < C; ++c) WindowReduce<Op>(buffers[c] + r, n, r, buffers[c], suffix);
+    return;
+  }
+  const __m128* in[C];
+  for (int c = 0; c < C; ++c) in[c] = buffers[c] + r;
+  if (r == 1) {
+    __m128 a[C], b[C];
+    for (int c = 0; c < C; ++c) a[c] = in[c][-1], b[c] = in[c][0];
+    for (int i = 0; i < n; ++i)
+      for (int c = 0; c < C; ++c) {
+        const __m128 next = in[c][i + 1];
+        buffers[c][i] = Op::Apply(Op::Apply(a[c], b[c]), next);
+        a[c] = b[c];
+        b[c] = next;
+      }
+    return;
+  }
+  __m128 pm2[C], pm1[C], last[C];
+  for (int c = 0; c < C; ++c) {
+    pm2[c] = Op::Apply(in[c][-2], in[c][-1]);
+    pm1[c] = Op::Apply(in[c][-1], in[c][0]);
+    last[c] = in[c][1];
+  }
+  for (int i = 0; i < n; ++i)
+    for (int c = 0; c < C; ++c) {
+      const __m128 next = in[c][i + 2];
+      const __m128 p = Op::Apply(last[c], in[c][i]);
+      buffers[c][i] = Op::Apply(Op::Apply(pm2[c], p), next);
+      pm2[c] = pm1[c];
+      pm1[c] = p;
+      last[c] = next;
+    }
+}
+
 }  // namespace relief::detail
