@@ -44,7 +44,8 @@ float MedianOfWindow(const CSSEMatrix& m, int x, int y, int r, bool aware, std::
 
 // Rows 4k + j + d of a column, d = -2 .. 2, from the registers of SSE rows
 // k - 1 (above), k and k + 1 (below): one or two shuffles.
-inline __m128 ShiftRows(__m128 above, __m128 at, __m128 below, int d) {
+// Always inlined: d is a constant at every call, the switch must fold away.
+__attribute__((always_inline)) inline __m128 ShiftRows(__m128 above, __m128 at, __m128 below, int d) {
   switch (d) {
     case -2: return _mm_shuffle_ps(above, at, _MM_SHUFFLE(1, 0, 3, 2));  // above 2, 3, at 0, 1
     case -1: {
@@ -132,6 +133,24 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
   __m128* const* src = source.GetMatrixDataDirectly();
   __m128* const* dst = target.GetMatrixDataDirectly();
   std::vector<Column<R>> columns(R == 1 ? 0 : W);
+  std::vector<unsigned char> holes(R == 1 && aware ? W : 0);
+  // Hole bits (lanes without data) per register of the last three SSE rows
+  // asked for: rows k - 1, k, k + 1 fall in distinct slots q mod 3.
+  std::vector<unsigned char> bits[3];
+  int bitsRow[3] = {-1, -1, -1};
+  auto HoleBits = [&](int q) -> const unsigned char* {
+    std::vector<unsigned char>& b = bits[q % 3];
+    if (bitsRow[q % 3] != q) {
+      b.resize(W);
+      const __m128* row = src[q];
+      for (int x = 0; x < W; ++x) {
+        _mm_prefetch(reinterpret_cast<const char*>(row + x + 64), _MM_HINT_T0);  // first touch of the row
+        b[x] = static_cast<unsigned char>(_mm_movemask_ps(NoData(row[x])));
+      }
+      bitsRow[q % 3] = q;
+    }
+    return b.data();
+  };
   for (int k = 0; k < kReal; ++k) {
     const __m128* above = src[k > 0 ? k - 1 : k];
     const __m128* at = src[k];
@@ -146,19 +165,60 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
       const bool holes = _mm_movemask_ps(_mm_and_ps(noData, holds)) != 0;
       Store(dst[k] + x, Select(holds, holes ? MedianOverData<R>(above, at, below, x) : median, centre));
     };
-    if constexpr (R == 1) {  // three columns roll through registers
-      Column<1> window[3];
-      LoadColumn<1>(above, at, below, 0, aware, window[0]);
-      LoadColumn<1>(above, at, below, 1, aware, window[1]);
-      for (int x = 1; x < W - 1; ++x) {
-        LoadColumn<1>(above, at, below, x + 1, aware, window[2]);
-        Finish(x, MedianOfColumns<1>(window), window);
-        window[0] = window[1];
-        window[1] = window[2];
+    if constexpr (R == 1) {  // 3 x 3: nine registers roll along the row
+      if (aware) {  // lanes without data in the three registers of each column
+        const unsigned char *a = HoleBits(k > 0 ? k - 1 : k), *b = HoleBits(k);
+        const unsigned char* c = HoleBits(k + 1 < source.GetSSESizeY() ? k + 1 : k);
+        for (int x = 0; x < W; ++x) holes[x] = a[x] | b[x] | c[x];
+      }
+      // A window whose registers hold no hole is plain; otherwise its lanes
+      // with data take the median of the data.
+      auto store = [&](int x, __m128 median) {
+        if (aware && (holes[x - 1] | holes[x] | holes[x + 1])) {
+          const __m128 centre = at[x], holds = HoldsData(centre);
+          median = _mm_movemask_ps(holds) ? Select(holds, MedianOverData<1>(above, at, below, x), centre) : centre;
+        }
+        Store(dst[k] + x, median);
+      };
+      auto sorted = [&](int x, __m128& lo, __m128& mid, __m128& hi) {
+        lo = ShiftRows(above[x], at[x], below[x], -1);
+        mid = at[x];
+        hi = ShiftRows(above[x], at[x], below[x], 1);
+        CompareExchange(lo, mid);
+        CompareExchange(mid, hi);
+        CompareExchange(lo, mid);
+      };
+      __m128 l0, m0, h0, l1, m1, h1, l2, m2, h2, l3, m3, h3;
+      sorted(0, l0, m0, h0);
+      sorted(1, l1, m1, h1);
+      int x = 1;
+      // Two outputs at a time share the middle columns' larger minimum,
+      // smaller maximum and the order of their medians; median(a, b, v)
+      // with a <= b is max(a, min(b, v)).
+      for (; x + 2 < W; x += 2) {
+        // The SSE row below is the one read from memory for the first time
+        // (a kilobyte ahead: the hardware prefetcher alone falls behind).
+        _mm_prefetch(reinterpret_cast<const char*>(below + x + 64), _MM_HINT_T0);
+        sorted(x + 1, l2, m2, h2);
+        sorted(x + 2, l3, m3, h3);
+        const __m128 lo = _mm_max_ps(l1, l2), hi = _mm_min_ps(h1, h2);
+        const __m128 a = _mm_min_ps(m1, m2), b = _mm_max_ps(m1, m2);
+        store(x, Median3(_mm_max_ps(l0, lo), _mm_max_ps(a, _mm_min_ps(b, m0)), _mm_min_ps(h0, hi)));
+        store(x + 1, Median3(_mm_max_ps(lo, l3), _mm_max_ps(a, _mm_min_ps(b, m3)), _mm_min_ps(hi, h3)));
+        l0 = l2, m0 = m2, h0 = h2;
+        l1 = l3, m1 = m3, h1 = h3;
+      }
+      if (x < W - 1) {
+        sorted(x + 1, l2, m2, h2);
+        const __m128 lo = _mm_max_ps(_mm_max_ps(l0, l1), l2), hi = _mm_min_ps(_mm_min_ps(h0, h1), h2);
+        store(x, Median3(lo, Median3(m0, m1, m2), hi));
       }
       continue;
     }
-    for (int x = 0; x < W; ++x) LoadColumn<R>(above, at, below, x, aware, columns[x]);
+    for (int x = 0; x < W; ++x) {
+      _mm_prefetch(reinterpret_cast<const char*>(below + x + 64), _MM_HINT_T0);
+      LoadColumn<R>(above, at, below, x, aware, columns[x]);
+    }
     for (int x = R; x < W - R; ++x) {
       const Column<R>* window = &columns[x - R];
       __m128 median, nextMedian;
