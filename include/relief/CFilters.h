@@ -33,7 +33,8 @@ class RELIEF_API CFilters {
   static void Maximum(const CSSEMatrix& source, CSSEMatrix& target, int radius, bool zeroIsNoData = true);
   // Median of the window; of an even number of values (clipped or no-data
   // windows) the lower of the two middle ones. With zeroIsNoData false a
-  // NaN in a window gives an unspecified value of that window.
+  // NaN in a 3 x 3 or 5 x 5 window gives an unspecified value there (NaN
+  // included); larger windows and the border leave NaN out.
   static void Median(const CSSEMatrix& source, CSSEMatrix& target, int radius, bool zeroIsNoData = true);
 
   // In place: the same with source and target one raster.
