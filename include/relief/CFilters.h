@@ -3,6 +3,7 @@
 #include "relief/Export.h"
 
 class CSSEMatrix;
+class CSSEcharMatrix;
 
 // Smoothing and rank filters over square windows of (2 radius + 1)^2 pixels
 // centred on each pixel of a float raster.
@@ -36,6 +37,15 @@ class RELIEF_API CFilters {
   // NaN in a 3 x 3 or 5 x 5 window gives an unspecified value there (NaN
   // included); larger windows and the border leave NaN out.
   static void Median(const CSSEMatrix& source, CSSEMatrix& target, int radius, bool zeroIsNoData = true);
+
+  // Byte masks: smallest / largest signed byte of the clipped window (an
+  // erosion / dilation of the mask by a square). 0 is an ordinary value
+  // here. Source and target may be the same raster; the target is
+  // re-created with the source's size unless it has it; spare rows end 0. A
+  // source without storage changes nothing, a radius < 1 copies. The cost
+  // grows linearly with the radius (sixteen rows per instruction).
+  static void Minimum(const CSSEcharMatrix& source, CSSEcharMatrix& target, int radius);
+  static void Maximum(const CSSEcharMatrix& source, CSSEcharMatrix& target, int radius);
 
   // In place: the same with source and target one raster.
   static void BoxMean(CSSEMatrix& matrix, int radius, bool zeroIsNoData = true);

@@ -156,3 +156,40 @@ TEST(CharShape, RastersWithoutStorageOrPixelsStayAsTheyAre) {
 }
 
 }  // namespace
+
+#include "relief/CFilters.h"
+
+namespace {
+
+TEST(CharFilters, MinimumAndMaximumMatchTheNaiveWindow) {
+  const int sizes[][2] = {{1, 1}, {3, 17}, {17, 33}, {33, 5}, {40, 50}, {2, 16}};
+  for (const auto& s : sizes)
+    for (int r : {0, 1, 2, 7})
+      for (bool minimum : {true, false}) {
+        std::mt19937 rng(s[0] * 131 + s[1] * 7 + r);
+        CSSEcharMatrix m(s[0], s[1]), out, inPlace;
+        for (int y = 0; y < s[1]; ++y)
+          for (int x = 0; x < s[0]; ++x) m.SetPoint(x, y, static_cast<char>(rng() % 3 ? rng() : 0));
+        inPlace.CopyFromOtherMatrix(m);
+        using Filter = void (*)(const CSSEcharMatrix&, CSSEcharMatrix&, int);
+        const Filter filter = minimum ? static_cast<Filter>(CFilters::Minimum) : static_cast<Filter>(CFilters::Maximum);
+        filter(m, out, r);
+        filter(inPlace, inPlace, r);
+        std::string bad;
+        for (int y = 0; y < s[1] && bad.empty(); ++y)
+          for (int x = 0; x < s[0] && bad.empty(); ++x) {
+            int want = static_cast<signed char>(m.GetPoint(x, y));
+            for (int yy = std::max(y - r, 0); yy <= std::min(y + r, s[1] - 1); ++yy)
+              for (int xx = std::max(x - r, 0); xx <= std::min(x + r, s[0] - 1); ++xx) {
+                const int v = static_cast<signed char>(m.GetPoint(xx, yy));
+                want = minimum ? std::min(want, v) : std::max(want, v);
+              }
+            if (static_cast<signed char>(out.GetPoint(x, y)) != want || inPlace.GetPoint(x, y) != out.GetPoint(x, y))
+              bad = "(" + std::to_string(x) + ", " + std::to_string(y) + "): " +
+                    std::to_string(static_cast<signed char>(out.GetPoint(x, y))) + " vs " + std::to_string(want);
+          }
+        EXPECT_EQ(bad, "") << (minimum ? "min" : "max") << " r=" << r << " " << s[0] << " x " << s[1];
+      }
+}
+
+}  // namespace
