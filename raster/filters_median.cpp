@@ -66,40 +66,19 @@ inline void Store(__m128* at, __m128 v) { _mm_stream_ps(reinterpret_cast<float*>
 
 inline __m128 NoData(__m128 v) { return _mm_or_ps(_mm_cmpunord_ps(v, v), _mm_cmpeq_ps(v, _mm_setzero_ps())); }
 
-// One sorted column of 2R+1 rows at column x: its values in rank order and
-// whether any of them holds no data.
-template <int R>
-struct Column {
-  __m128 v[2 * R + 1];
+// One lane-wise sorted column of five rows and whether any of them holds no
+// data.
+struct Column5 {
+  __m128 v[5];
   __m128 noData;
 };
 
-template <int R>
-inline void LoadColumn(const __m128* above, const __m128* at, const __m128* below, int x, bool aware, Column<R>& c) {
-  for (int d = -R; d <= R; ++d) c.v[d + R] = ShiftRows(above[x], at[x], below[x], d);
+inline void LoadColumn5(const __m128* above, const __m128* at, const __m128* below, int x, bool aware, Column5& c) {
+  for (int d = -2; d <= 2; ++d) c.v[d + 2] = ShiftRows(above[x], at[x], below[x], d);
   c.noData = _mm_setzero_ps();
-  if (aware) {
-    c.noData = NoData(c.v[0]);
-    for (int i = 1; i < 2 * R + 1; ++i) c.noData = _mm_or_ps(c.noData, NoData(c.v[i]));
-  }
-  if constexpr (R == 1) {
-    CompareExchange(c.v[0], c.v[1]);
-    CompareExchange(c.v[1], c.v[2]);
-    CompareExchange(c.v[0], c.v[1]);
-  } else {
-    Sort5(c.v[0], c.v[1], c.v[2], c.v[3], c.v[4]);
-  }
-}
-
-template <int R>
-inline __m128 MedianOfColumns(const Column<R>* c) {
-  if constexpr (R == 1) {
-    const __m128 lo = _mm_max_ps(_mm_max_ps(c[0].v[0], c[1].v[0]), c[2].v[0]);
-    const __m128 hi = _mm_min_ps(_mm_min_ps(c[0].v[2], c[1].v[2]), c[2].v[2]);
-    return Median3(lo, Median3(c[0].v[1], c[1].v[1], c[2].v[1]), hi);
-  } else {
-    return Median25OfSortedColumns([c](int i, int rank) { return c[i].v[rank]; });
-  }
+  if (aware)
+    for (int i = 0; i < 5; ++i) c.noData = _mm_or_ps(c.noData, NoData(c.v[i]));
+  Sort5(c.v[0], c.v[1], c.v[2], c.v[3], c.v[4]);
 }
 
 // The median of the data in each lane's window, by a network over the
@@ -122,23 +101,19 @@ __m128 MedianOverData(const __m128* above, const __m128* at, const __m128* below
   return ForgetfulMedian<held, n - held>::Run(v, v + held);
 }
 
-// The network pass over columns R .. sizeX-R-1 of every SSE row; rows whose
-// window is clipped are redone by BorderPass. Each SSE row's columns are
-// sorted once into `columns` and shared by the 2R+1 windows that hold them.
-template <int R>
-void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
-  constexpr int w = 2 * R + 1;
-  const int W = source.GetSizeX(), H = source.GetSizeY(), kReal = (H + 3) >> 2;
-  if (W < w) return;
+// The 3 x 3 network pass over columns 1 .. sizeX-2 of every SSE row; rows
+// whose window is clipped are redone by BorderPass. Sorted columns roll
+// through registers and serve three windows each.
+void Median3x3Pass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
+  const int W = source.GetSizeX(), H = source.GetSizeY(), kReal = (H + 3) >> 2, sseY = source.GetSSESizeY();
+  if (W < 3) return;
   __m128* const* src = source.GetMatrixDataDirectly();
   __m128* const* dst = target.GetMatrixDataDirectly();
-  std::vector<Column<R>> columns(R == 1 ? 0 : W);
-  std::vector<unsigned char> holes(R == 1 && aware ? W : 0);
   // Hole bits (lanes without data) per register of the last three SSE rows
   // asked for: rows k - 1, k, k + 1 fall in distinct slots q mod 3.
-  std::vector<unsigned char> bits[3];
+  std::vector<unsigned char> holes(aware ? W : 0), bits[3];
   int bitsRow[3] = {-1, -1, -1};
-  auto HoleBits = [&](int q) -> const unsigned char* {
+  auto holeBits = [&](int q) -> const unsigned char* {
     std::vector<unsigned char>& b = bits[q % 3];
     if (bitsRow[q % 3] != q) {
       b.resize(W);
@@ -154,87 +129,94 @@ void NetworkPass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
   for (int k = 0; k < kReal; ++k) {
     const __m128* above = src[k > 0 ? k - 1 : k];
     const __m128* at = src[k];
+    const __m128* below = src[k + 1 < sseY ? k + 1 : k];
+    if (aware) {  // lanes without data in the three registers of each column
+      const unsigned char *a = holeBits(k > 0 ? k - 1 : k), *b = holeBits(k), *c = holeBits(k + 1 < sseY ? k + 1 : k);
+      for (int x = 0; x < W; ++x) holes[x] = a[x] | b[x] | c[x];
+    }
+    // A window whose registers hold no hole is plain; otherwise its lanes
+    // with data take the median of the data.
+    auto store = [&](int x, __m128 median) {
+      if (aware && (holes[x - 1] | holes[x] | holes[x + 1])) {
+        const __m128 centre = at[x], holds = HoldsData(centre);
+        median = _mm_movemask_ps(holds) ? Select(holds, MedianOverData<1>(above, at, below, x), centre) : centre;
+      }
+      Store(dst[k] + x, median);
+    };
+    auto sorted = [&](int x, __m128& lo, __m128& mid, __m128& hi) {
+      lo = ShiftRows(above[x], at[x], below[x], -1);
+      mid = at[x];
+      hi = ShiftRows(above[x], at[x], below[x], 1);
+      CompareExchange(lo, mid);
+      CompareExchange(mid, hi);
+      CompareExchange(lo, mid);
+    };
+    __m128 l0, m0, h0, l1, m1, h1, l2, m2, h2, l3, m3, h3;
+    sorted(0, l0, m0, h0);
+    sorted(1, l1, m1, h1);
+    int x = 1;
+    // Two outputs at a time share the middle columns' larger minimum,
+    // smaller maximum and the order of their medians; median(a, b, v) with
+    // a <= b is max(a, min(b, v)).
+    for (; x + 2 < W; x += 2) {
+      // The SSE row below is the one read from memory for the first time (a
+      // kilobyte ahead: the hardware prefetcher alone falls behind).
+      _mm_prefetch(reinterpret_cast<const char*>(below + x + 64), _MM_HINT_T0);
+      sorted(x + 1, l2, m2, h2);
+      sorted(x + 2, l3, m3, h3);
+      const __m128 lo = _mm_max_ps(l1, l2), hi = _mm_min_ps(h1, h2);
+      const __m128 a = _mm_min_ps(m1, m2), b = _mm_max_ps(m1, m2);
+      store(x, Median3(_mm_max_ps(l0, lo), _mm_max_ps(a, _mm_min_ps(b, m0)), _mm_min_ps(h0, hi)));
+      store(x + 1, Median3(_mm_max_ps(lo, l3), _mm_max_ps(a, _mm_min_ps(b, m3)), _mm_min_ps(hi, h3)));
+      l0 = l2, m0 = m2, h0 = h2;
+      l1 = l3, m1 = m3, h1 = h3;
+    }
+    if (x < W - 1) {
+      sorted(x + 1, l2, m2, h2);
+      const __m128 lo = _mm_max_ps(_mm_max_ps(l0, l1), l2), hi = _mm_min_ps(_mm_min_ps(h0, h1), h2);
+      store(x, Median3(lo, Median3(m0, m1, m2), hi));
+    }
+  }
+  _mm_sfence();
+}
+
+// The 5 x 5 network pass over columns 2 .. sizeX-3 of every SSE row. Each
+// SSE row's columns are sorted once into `columns`; neighbouring windows are
+// taken in pairs that share four of them.
+void Median5x5Pass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
+  const int W = source.GetSizeX(), H = source.GetSizeY(), kReal = (H + 3) >> 2;
+  if (W < 5) return;
+  __m128* const* src = source.GetMatrixDataDirectly();
+  __m128* const* dst = target.GetMatrixDataDirectly();
+  std::vector<Column5> columns(W);
+  for (int k = 0; k < kReal; ++k) {
+    const __m128* above = src[k > 0 ? k - 1 : k];
+    const __m128* at = src[k];
     const __m128* below = src[k + 1 < source.GetSSESizeY() ? k + 1 : k];
-    // Window at x: columns window[0 .. w).
-    auto Finish = [&](int x, __m128 median, const Column<R>* window) {
+    // The window at x holds columns window[0 .. 5).
+    auto store = [&](int x, __m128 median, const Column5* window) {
       if (!aware) return Store(dst[k] + x, median);
       const __m128 centre = at[x], holds = HoldsData(centre);
       __m128 noData = window[0].noData;
-      for (int i = 1; i < w; ++i) noData = _mm_or_ps(noData, window[i].noData);
+      for (int i = 1; i < 5; ++i) noData = _mm_or_ps(noData, window[i].noData);
       // Lanes with data whose window has a hole take the median of the data.
       const bool holes = _mm_movemask_ps(_mm_and_ps(noData, holds)) != 0;
-      Store(dst[k] + x, Select(holds, holes ? MedianOverData<R>(above, at, below, x) : median, centre));
+      Store(dst[k] + x, Select(holds, holes ? MedianOverData<2>(above, at, below, x) : median, centre));
     };
-    if constexpr (R == 1) {  // 3 x 3: nine registers roll along the row
-      if (aware) {  // lanes without data in the three registers of each column
-        const unsigned char *a = HoleBits(k > 0 ? k - 1 : k), *b = HoleBits(k);
-        const unsigned char* c = HoleBits(k + 1 < source.GetSSESizeY() ? k + 1 : k);
-        for (int x = 0; x < W; ++x) holes[x] = a[x] | b[x] | c[x];
-      }
-      // A window whose registers hold no hole is plain; otherwise its lanes
-      // with data take the median of the data.
-      auto store = [&](int x, __m128 median) {
-        if (aware && (holes[x - 1] | holes[x] | holes[x + 1])) {
-          const __m128 centre = at[x], holds = HoldsData(centre);
-          median = _mm_movemask_ps(holds) ? Select(holds, MedianOverData<1>(above, at, below, x), centre) : centre;
-        }
-        Store(dst[k] + x, median);
-      };
-      auto sorted = [&](int x, __m128& lo, __m128& mid, __m128& hi) {
-        lo = ShiftRows(above[x], at[x], below[x], -1);
-        mid = at[x];
-        hi = ShiftRows(above[x], at[x], below[x], 1);
-        CompareExchange(lo, mid);
-        CompareExchange(mid, hi);
-        CompareExchange(lo, mid);
-      };
-      __m128 l0, m0, h0, l1, m1, h1, l2, m2, h2, l3, m3, h3;
-      sorted(0, l0, m0, h0);
-      sorted(1, l1, m1, h1);
-      int x = 1;
-      // Two outputs at a time share the middle columns' larger minimum,
-      // smaller maximum and the order of their medians; median(a, b, v)
-      // with a <= b is max(a, min(b, v)).
-      for (; x + 2 < W; x += 2) {
-        // The SSE row below is the one read from memory for the first time
-        // (a kilobyte ahead: the hardware prefetcher alone falls behind).
-        _mm_prefetch(reinterpret_cast<const char*>(below + x + 64), _MM_HINT_T0);
-        sorted(x + 1, l2, m2, h2);
-        sorted(x + 2, l3, m3, h3);
-        const __m128 lo = _mm_max_ps(l1, l2), hi = _mm_min_ps(h1, h2);
-        const __m128 a = _mm_min_ps(m1, m2), b = _mm_max_ps(m1, m2);
-        store(x, Median3(_mm_max_ps(l0, lo), _mm_max_ps(a, _mm_min_ps(b, m0)), _mm_min_ps(h0, hi)));
-        store(x + 1, Median3(_mm_max_ps(lo, l3), _mm_max_ps(a, _mm_min_ps(b, m3)), _mm_min_ps(hi, h3)));
-        l0 = l2, m0 = m2, h0 = h2;
-        l1 = l3, m1 = m3, h1 = h3;
-      }
-      if (x < W - 1) {
-        sorted(x + 1, l2, m2, h2);
-        const __m128 lo = _mm_max_ps(_mm_max_ps(l0, l1), l2), hi = _mm_min_ps(_mm_min_ps(h0, h1), h2);
-        store(x, Median3(lo, Median3(m0, m1, m2), hi));
-      }
-      continue;
-    }
     for (int x = 0; x < W; ++x) {
       _mm_prefetch(reinterpret_cast<const char*>(below + x + 64), _MM_HINT_T0);
-      LoadColumn<R>(above, at, below, x, aware, columns[x]);
+      LoadColumn5(above, at, below, x, aware, columns[x]);
     }
-    for (int x = R; x < W - R; ++x) {
-      const Column<R>* window = &columns[x - R];
-      __m128 median, nextMedian;
-      const bool pair = R == 2 && x + 1 < W - R;
-      if (pair)  // two windows sharing four columns at once
-        Median25OfSortedColumnsPair([window](int i, int rank) { return window[i].v[rank]; }, median, nextMedian);
-      else
-        median = MedianOfColumns<R>(window);
-      if (pair) {
-        Finish(x, median, window);
-        ++x;
-        median = nextMedian;
-        window = &columns[x - R];
-      }
-      Finish(x, median, window);
+    auto rankOf = [](const Column5* window) { return [window](int i, int rank) { return window[i].v[rank]; }; };
+    int x = 2;
+    for (; x + 1 < W - 2; x += 2) {
+      const Column5* window = &columns[x - 2];
+      __m128 left, right;
+      Median25OfSortedColumnsPair(rankOf(window), left, right);
+      store(x, left, window);
+      store(x + 1, right, window + 1);
     }
+    if (x < W - 2) store(x, Median25OfSortedColumns(rankOf(&columns[x - 2])), &columns[x - 2]);
   }
   _mm_sfence();
 }
@@ -307,9 +289,9 @@ void CFilters::Median(const CSSEMatrix& source, CSSEMatrix& target, int radius, 
     SortedWindowPass(source, target, radius, zeroIsNoData);
   } else {
     if (radius == 1)
-      NetworkPass<1>(source, target, zeroIsNoData);
+      Median3x3Pass(source, target, zeroIsNoData);
     else
-      NetworkPass<2>(source, target, zeroIsNoData);
+      Median5x5Pass(source, target, zeroIsNoData);
     BorderPass(source, target, radius, zeroIsNoData, scratch);
   }
   ZeroPaddingLanes(target);
