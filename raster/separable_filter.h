@@ -169,8 +169,6 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
 
     // Back to registers, finished into the target.
     for (int k = 0; k < sseY; ++k) {
-      if (k + kPrefetchRowsAhead < sseY) {
-      }
       const __m128 lanes = PixelLaneMask(k, H);
       __m128* out = dst[k];
       const __m128* in = src[k];
