@@ -1,5 +1,8 @@
 // CSSEMatrix: life cycle, allocation in fields, fills and copies.
 
+#include <sys/mman.h>
+
+#include <cstdint>
 #include <cstring>
 
 #include "raster/register_walk.h"
@@ -14,6 +17,17 @@ constexpr std::size_t kRegisterBytes = sizeof(__m128);
 // Above this many bytes a fill cannot stay in cache, so it bypasses it with
 // streaming stores (no read-for-ownership of lines that are overwritten whole).
 constexpr std::size_t kStreamingFillBytes = std::size_t(4) << 20;
+
+// Large rasters ask for huge pages: the window filters and other column-wise
+// walks touch every SSE row of a strip, a few hundred bytes on each 4 KiB
+// page, and would otherwise spend their time on page-table walks.
+constexpr std::size_t kHugePageBytes = std::size_t(2) << 20;
+void AdviseHugePages(void* block, std::size_t bytes) {
+  if (bytes < 2 * kHugePageBytes) return;
+  const std::uintptr_t begin = (reinterpret_cast<std::uintptr_t>(block) + kHugePageBytes - 1) & ~(kHugePageBytes - 1);
+  const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(block) + bytes) & ~(kHugePageBytes - 1);
+  if (end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);  // advice only
+}
 
 void CheckSize(int sizeX, int sizeY) {
   if (sizeX < 0 || sizeY < 0 || sizeY > CSSEMatrix::kMaxRows) AfxThrowMemoryException();
@@ -63,6 +77,7 @@ void CSSEMatrix::Allocate(int sizeX, int sizeY) {
   char* block = nullptr;
   try {
     block = static_cast<char*>(SafeAlignedAlloc(rowBytes * sseY, 64));
+    AdviseHugePages(block, rowBytes * sseY);
   } catch (...) {
     SafeAlignedFree(lines);
     throw;

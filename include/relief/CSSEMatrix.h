@@ -11,6 +11,17 @@
 class CArchive;
 class CSSEcharMatrix;
 
+// The extremes of a rectangle of a raster (CSSEMatrix::CalcPatchExtremes).
+// nCount is the number of pixels that took part; with none, fMin is 1e6,
+// fMax is -1e6 and the four positions are -1.
+struct t_patchextremes {
+  float fMin;
+  int nMinX, nMinY;
+  float fMax;
+  int nMaxX, nMaxY;
+  int nCount;
+};
+
 // The float raster: a height field, mask or grey image addressed by column x
 // (0 at the left) and row y (0 at the top). Value 0 means "no data".
 //
@@ -142,6 +153,69 @@ class RELIEF_API CSSEMatrix {
   void ClearRow(int y, float value);
   // In row y (clamped), every pixel > threshold becomes value.
   void ReplaceLineAbove(float threshold, float value, int y);
+  // Every row, padding lanes included, becomes a copy of row
+  // GetRowProcessed() (clamped into the raster): extrudes one computed
+  // profile over the whole raster.
+  void FillMatrixWithProcessedRow();
+
+  // ---- bounding box, searches, fills, patch extremes ---------------------
+  // Here a pixel "holds data" when it is neither 0 (either sign) nor NaN;
+  // negative values are data. Only pixels take part, never padding lanes.
+  //
+  // The smallest rectangle (inclusive corners) that holds every data pixel.
+  // false, and the four outputs untouched, when no pixel holds data.
+  bool GetValidBoundingBox(int& minX, int& minY, int& maxX, int& maxY) const;
+  // The first data pixel in row-major order (y outer, x inner); false (outputs
+  // untouched) when there is none.
+  bool FindFirstValidPixel(int& foundX, int& foundY) const;
+  // The data pixel nearest to (x, y) (clamped into the raster) by Euclidean
+  // distance; among equally near ones the smallest y, then the smallest x.
+  // false (outputs untouched) when no pixel holds data.
+  bool FindNearestValidPixel(int x, int y, int& foundX, int& foundY) const;
+  // The first data pixel of row y (clamped) met when walking from column
+  // xFrom (clamped) towards growing x (step >= 0) or falling x (step < 0),
+  // xFrom itself included; its column, or -1 when the walk leaves the raster.
+  int FindValidPixelInRow(int y, int xFrom, int step) const;
+  // The same down (step >= 0) or up (step < 0) column x; the row or -1.
+  int FindValidPixelInColumn(int x, int yFrom, int step) const;
+  // Flood fill: every pixel connected to the seed (4-connected, or
+  // 8-connected when eightConnected) through pixels whose value equals the
+  // seed's value (==, so -0 and +0 match) becomes value. Returns the number
+  // of pixels of the region. A seed outside the raster or holding NaN fills
+  // nothing and returns 0.
+  int FillArea(int x, int y, float value, bool eightConnected = false);
+  // A fill bounded by an upright cylinder around the seed: the 4-connected
+  // region of pixels p reachable from the seed through pixels that lie in
+  // the cylinder, i.e. (px - x)^2 + (py - y)^2 <= radius^2 (radius in pixel
+  // steps) and |v(p) - v(seed)| <= height (the cylinder spans height below
+  // and above the seed's value), becomes value. Returns the number of pixels
+  // filled. A seed outside the raster, a NaN seed value, radius < 0, height
+  // < 0 or a NaN radius or height fill nothing and return 0.
+  int FillAreaZylindrical(int x, int y, float radius, float height, float value);
+  // Minimum and maximum, with their first positions in row-major order
+  // (strict comparisons), over the rectangle with corners (xFrom, yFrom) and
+  // (xTo, yTo), inclusive, in any order, clamped into the raster. With
+  // excludeNoData only pixels holding data take part; NaN never does.
+  t_patchextremes CalcPatchExtremes(int xFrom, int yFrom, int xTo, int yTo,
+                                    bool excludeNoData = true) const;
+
+  // ---- scaling ----------------------------------------------------------
+  // This raster becomes source resampled to sizeX x sizeY (padding lanes 0).
+  // Pixel centres are aligned: target pixel (x, y) samples the source at
+  // ((x + 0.5) * source.sizeX / sizeX - 0.5, likewise for y). Nearest takes
+  // the pixel whose centre is nearest (on a tie the larger index);
+  // bilinear interpolates the four around, reads clamped at the border, and
+  // treats 0 like any value (a no-data rim blends in; use nearest to keep it
+  // crisp). A NaN reaches the outputs that read it. Source may be this
+  // raster. Nothing changes when sizeX < 1 or sizeY < 1 or the source has no
+  // storage or no pixels; a size Create refuses throws CMemoryException.
+  void ScaleNearest(CSSEMatrix& source, int sizeX, int sizeY);
+  void ScaleBilinear(CSSEMatrix& source, int sizeX, int sizeY);
+  // The same to the size (int(source.sizeX * factorX + 0.5), likewise y);
+  // factors that are not > 0 (NaN included) or give a size < 1 change
+  // nothing.
+  void ScaleNearestByFactors(CSSEMatrix& source, float factorX, float factorY);
+  void ScaleBilinearByFactors(CSSEMatrix& source, float factorX, float factorY);
 
   // ---- thinning, distance transform, derivatives ------------------------
   // Zhang-Suen thinning of the pixels strictly above threshold into a

@@ -91,6 +91,75 @@ class RELIEF_API CSSEcharMatrix {
   // nCount 0 and a freeable empty block.
   t_intvector GetIntegralVectorFromMatrix(int offset, int rowLimit);
 
+  // ---- correlation along x ----------------------------------------------
+  // The error of a shift s compares this raster's pixel (x, y) with other's
+  // pixel (x + s, y), bytes read unsigned (0 .. 255), over the rows both
+  // rasters hold and the columns where both exist: it is the mean absolute
+  // difference in 1/256 grey steps (sum * 256 / pixels, truncated). Shifts
+  // run from -maxShift to maxShift (maxShift < 0 counts as 0), limited to
+  // those that leave at least one column of overlap; the smallest error
+  // wins, the first (most negative shift) on ties. The best error is stored
+  // as the last correlation error. With no pixel to compare (a raster
+  // without storage, rows or columns, or an empty row range) the shifts
+  // become 0, the last correlation error -1, and the result is -1.
+  //
+  // Returns the best error and writes the best shift.
+  int Correlate(CSSEcharMatrix& other, int& shift, int maxShift);
+  // Writes the best shift and the runner-up: the best shift at least two
+  // steps away from it (a distinct match, not the best one's shoulder).
+  // Returns the ambiguity margin, runner-up error minus best error (0: the
+  // two matches are equally good); without a runner-up (fewer than three
+  // shifts) secondShift = shift and the result is INT_MAX.
+  int CorrelateAmbiguity(CSSEcharMatrix& other, int& shift, int& secondShift, int maxShift);
+  // As CorrelateAmbiguity over the rows rowStart .. rowEnd only (inclusive,
+  // clamped into the rows both rasters hold; rowStart > rowEnd compares
+  // nothing).
+  int CorrelateAmbiguityStartEnd(CSSEcharMatrix& other, int& shift, int& secondShift, int maxShift,
+                                 int rowStart, int rowEnd);
+
+  // ---- combination and shape ------------------------------------------------
+  // Stacks other below this raster: the result is max(width) x (SizeY +
+  // other SizeY), columns missing in either part are 0. other may be this.
+  void CombineYDir(CSSEcharMatrix& other);
+  // As CombineYDir, but other starts at the next multiple of 16 rows (the
+  // rows in between are 0), so that whole registers are appended unshifted:
+  // the height becomes 16 * SSE rows in use + other SizeY.
+  void CombineYDirFast(CSSEcharMatrix& other);
+  // a - b per byte, signed and saturating (-128 .. 127), over the smaller
+  // SSE extent of the two rasters, spare rows included.
+  void SubMatrix(CSSEcharMatrix& other);
+  // Forward difference along x in place: v(x, y) = v(x + 1, y) - v(x, y),
+  // signed and saturating, every byte of the storage; the last column keeps
+  // its values.
+  void CalcDerivative();
+  // Pixel density: the share of pixels holding a non-zero byte, in per cent
+  // (0 .. 100, truncated); 0 without pixels.
+  int CalcPDResult();
+  // Variation along x ("time"): the variance over the columns of each
+  // column's mean signed byte, truncated to int; 0 with fewer than 2 columns
+  // or no rows.
+  int CalcTimeVariance();
+  // The number of separate runs along x of columns that hold at least one
+  // non-zero byte (bursts of activity separated by empty columns).
+  int CalcNumSyllables();
+  // Every pixel of row y (clamped) becomes value; other rows untouched.
+  void ClearRow(int y, unsigned char value);
+  // Enlarges by integer factors: the result has SizeX * factorX columns and
+  // SizeY * factorY rows; pixel (x, y) interpolates the source linearly at
+  // ((x + 0.5) / factorX - 0.5, likewise y), clamped at the border, signed
+  // bytes, rounded to nearest. A factor < 1 or a raster without pixels
+  // changes nothing; a result Create refuses throws CMemoryException.
+  void InterpolateUp(int factorX, int factorY);
+  // Grows the raster by a frame of frameX columns on the left and right and
+  // frameY rows at top and bottom filled with value; the old content sits
+  // in the middle. A negative frame changes nothing.
+  void EmbedinValueFrame(int frameX, int frameY, char value);
+  // Widens the raster by n columns on the right (left), each a copy of the
+  // old last (first) column; a raster without columns gets zero columns.
+  // n < 1 changes nothing.
+  void ElongateRight(int n);
+  void ElongateLeft(int n);
+
   // ---- persistence ------------------------------------------------------
   // Record: int32 SizeX, int32 SizeY, then SizeY x SizeX signed bytes, row by
   // row (y outer, x inner), no spare rows (8 + SizeX x SizeY bytes). Loading

@@ -3,6 +3,7 @@
 // Everything relief exports.
 
 #include "relief/CArchive.h"
+#include "relief/CFilters.h"
 #include "relief/CH2DDelaunay.h"
 #include "relief/CHConvexHull2D.h"
 #include "relief/CHConvexHull3D.h"

@@ -1,0 +1,208 @@
+#pragma once
+
+// The driver of the separable window filters (box mean, minimum, maximum):
+// one pass over the raster, strip of columns by strip of columns.
+//
+// Within a strip, every SSE row is reduced along x directly on its
+// registers (their lanes are four image rows), the results are transposed
+// 4 x 4 into column buffers (lanes become four image columns), the column
+// buffers are reduced along y, and the results are transposed back and
+// finished into the target. A strip's column buffers stay in the second
+// level cache, so source and target are each touched once.
+//
+// A policy says what a filter reduces and how it finishes:
+//   static constexpr int kChannels;            // 1 or 2 reductions side by side
+//   using Op = AddOp / MinOp / MaxOp;
+//   void Prepare(__m128 v, __m128* ch) const;  // source register -> channel values
+//   static constexpr bool kKeepsNoData;       // pixels without data keep their value
+//   __m128 Finish(const __m128* ch, int x, int k) const;  // channels -> result
+// Prepare must not let NaN through (the window scheme would spread it).
+// With kKeepsNoData, the lanes of source registers that hold no data are
+// noted while the strip is read, and only registers with such lanes are read
+// again to restore them: most registers of a height field are whole.
+
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "raster/aligned_buffer.h"
+#include "raster/no_data.h"
+#include "raster/register_walk.h"
+#include "raster/sliding_window.h"
+#include "relief/CSSEMatrix.h"
+
+namespace relief::detail {
+
+// A strip touches about a kilobyte per SSE row, rows 16 x sizeX bytes apart:
+// too short a run for the hardware prefetcher to pick up, so each SSE row
+// asks for the one `ahead` rows further down while it is processed.
+inline void PrefetchRun(const __m128* row, int from, int to) {
+  const char* p = reinterpret_cast<const char*>(row + std::max(from, 0));
+  const char* end = reinterpret_cast<const char*>(row + to);
+  for (; p < end; p += 64) _mm_prefetch(p, _MM_HINT_T0);
+}
+constexpr int kPrefetchRowsAhead = 2;
+
+// Lanes of SSE row k that are pixels (rows < sizeY) all ones, others zero.
+inline __m128 PixelLaneMask(int k, int sizeY) {
+  const int rows = std::clamp(sizeY - 4 * k, 0, 4);
+  alignas(16) static const unsigned kMasks[5][4] = {
+      {0, 0, 0, 0}, {~0u, 0, 0, 0}, {~0u, ~0u, 0, 0}, {~0u, ~0u, ~0u, 0}, {~0u, ~0u, ~0u, ~0u}};
+  return _mm_load_ps(reinterpret_cast<const float*>(kMasks[rows]));
+}
+
+// All-ones in the lanes whose bit is set in bits (bit j: lane j).
+inline __m128 LaneMask(int bits) {
+  const __m128i lane = _mm_set_epi32(8, 4, 2, 1);
+  const __m128i set = _mm_and_si128(_mm_set1_epi32(bits), lane);
+  return _mm_castsi128_ps(_mm_cmpeq_epi32(set, lane));
+}
+
+// Gives target the source's size (fresh storage only when it differs).
+inline void MatchSize(const CSSEMatrix& source, CSSEMatrix& target) {
+  if (&target == &source) return;
+  if (!target.GetMatrixDataDirectly() || target.GetSizeX() != source.GetSizeX() ||
+      target.GetSizeY() != source.GetSizeY())
+    target.CreateNoClear(source.GetSizeX(), source.GetSizeY());
+}
+
+template <class Policy>
+void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, const Policy& policy) {
+  using Op = typename Policy::Op;
+  constexpr int C = Policy::kChannels;
+  const int W = source.GetSizeX(), H = source.GetSizeY();
+  const int sseY = source.GetSSESizeY(), kReal = (H + 3) >> 2;
+  const int w = 2 * r + 1;
+
+  // Column buffers of up to 16 groups of four columns, within ~1.5 MiB.
+  // (+4: the write-back reads whole SSE rows, spare lanes included.)
+  const int lv = WindowInputLength(std::max(H, 1), r) + 4;
+  const long budget = 3L << 19;
+  const int groupsMax = static_cast<int>(std::clamp(budget / (16L * C * lv), 1L, 16L));
+  const int stripWidth = 4 * groupsMax;
+  const bool inPlace = &source == &target;
+  if (inPlace && r > stripWidth) {  // the halo below would reach past one strip
+    CSSEMatrix copy(source);
+    RunSeparableFilter(copy, target, r, policy);
+    return;
+  }
+  MatchSize(source, target);
+  __m128* const* src = source.GetMatrixDataDirectly();
+  __m128* const* dst = target.GetMatrixDataDirectly();
+  if (W == 0 || H == 0) {
+    target.Clear();
+    return;
+  }
+
+  const int hLen = WindowInputLength(stripWidth, r);
+  AlignedBuffer seg(static_cast<std::size_t>(C) * hLen);
+  AlignedBuffer col(static_cast<std::size_t>(C) * groupsMax * lv);
+  AlignedBuffer suffix(w);
+  // In place, the r source columns left of a strip are overwritten by the
+  // previous strip before they are read: keep them.
+  AlignedBuffer halo(inPlace ? static_cast<std::size_t>(r) * sseY : 0);
+  // Per register of the strip, the lanes without data (kKeepsNoData).
+  std::vector<unsigned char> keep(Policy::kKeepsNoData ? static_cast<std::size_t>(stripWidth) * sseY : 0);
+  auto colBuf = [&](int c, int g) { return col.data() + (static_cast<std::size_t>(c) * groupsMax + g) * lv; };
+  const __m128 identity = Op::Identity();
+
+  for (int x0 = 0; x0 < W; x0 += stripWidth) {
+    const int xs = std::min(stripWidth, W - x0);
+    const int groups = (xs + 3) >> 2;
+
+    // Along x, SSE row by SSE row, then into the column buffers.
+    for (int k = 0; k < kReal; ++k) {
+      const __m128* row = src[k];
+      if (k + kPrefetchRowsAhead < kReal) PrefetchRun(src[k + kPrefetchRowsAhead], x0 - r, std::min(x0 + xs + r, W));
+      // seg[j] holds column x0 - r + j: identities outside the raster, the
+      // kept halo left of the strip when working in place.
+      const int jFirst = std::max(0, r - x0), jEnd = std::min(hLen, W - x0 + r);
+      const int jHalo = inPlace ? std::min(r, jEnd) : jFirst;
+      for (int c = 0; c < C; ++c) {
+        std::fill(seg.data() + c * hLen, seg.data() + c * hLen + jFirst, identity);
+        std::fill(seg.data() + c * hLen + jEnd, seg.data() + (c + 1) * hLen, identity);
+      }
+      auto prepare = [&](int j, __m128 v) {
+        __m128 ch[C];
+        policy.Prepare(v, ch);
+        for (int c = 0; c < C; ++c) seg[c * hLen + j] = ch[c];
+      };
+      for (int j = jFirst; j < jHalo; ++j) prepare(j, halo[static_cast<std::size_t>(k) * r + j]);
+      const __m128* from = row + x0 - r;
+      for (int j = std::max(jFirst, jHalo); j < jEnd; ++j) prepare(j, from[j]);
+      if (Policy::kKeepsNoData)
+        for (int i = 0; i < xs; ++i)
+          keep[static_cast<std::size_t>(k) * stripWidth + i] =
+              static_cast<unsigned char>(_mm_movemask_ps(HoldsData(row[x0 + i])) ^ 0xF);
+      __m128* segs[C];
+      for (int c = 0; c < C; ++c) segs[c] = seg.data() + c * hLen;
+      WindowReduceChannels<Op, C>(segs, xs, r, suffix.data());
+      for (int c = 0; c < C; ++c) {
+        const __m128* s = segs[c];
+        for (int g = 0; g < groups; ++g) {
+          __m128 a = s[4 * g], b = s[4 * g + 1], d = s[4 * g + 2], e = s[4 * g + 3];
+          _MM_TRANSPOSE4_PS(a, b, d, e);
+          __m128* out = colBuf(c, g) + r + 4 * k;
+          out[0] = a;
+          out[1] = b;
+          out[2] = d;
+          out[3] = e;
+        }
+      }
+    }
+
+    // Along y, in the column buffers (rows past the raster are identities).
+    for (int g = 0; g < groups; ++g) {
+      __m128* cols[C];
+      for (int c = 0; c < C; ++c) {
+        cols[c] = colBuf(c, g);
+        std::fill(cols[c], cols[c] + r, identity);
+        std::fill(cols[c] + r + H, cols[c] + lv, identity);
+      }
+      WindowReduceChannels<Op, C>(cols, H, r, suffix.data());
+    }
+
+    if (inPlace && x0 + xs < W)
+      for (int k = 0; k < sseY; ++k)
+        for (int j = 0; j < r; ++j) halo[static_cast<std::size_t>(k) * r + j] = src[k][x0 + xs - r + j];
+
+    // Back to registers, finished into the target.
+    for (int k = 0; k < sseY; ++k) {
+      const __m128 lanes = PixelLaneMask(k, H);
+      __m128* out = dst[k];
+      const __m128* in = src[k];
+      for (int g = 0; g < groups; ++g) {
+        __m128 t[C][4];
+        for (int c = 0; c < C; ++c) {
+          const __m128* b = colBuf(c, g) + 4 * k;
+          t[c][0] = b[0];
+          t[c][1] = b[1];
+          t[c][2] = b[2];
+          t[c][3] = b[3];
+          _MM_TRANSPOSE4_PS(t[c][0], t[c][1], t[c][2], t[c][3]);
+        }
+        const int n = std::min(4, xs - 4 * g);
+        for (int i = 0; i < n; ++i) {
+          const int x = x0 + 4 * g + i;
+          __m128 ch[C];
+          for (int c = 0; c < C; ++c) ch[c] = t[c][i];
+          __m128 result = policy.Finish(ch, x, k);
+          if (Policy::kKeepsNoData && k < kReal)
+            if (const int bits = keep[static_cast<std::size_t>(k) * stripWidth + x - x0])
+              result = Select(LaneMask(bits), in[x], result);
+          result = _mm_and_ps(lanes, result);
+          // A separate target is written whole and not read again here:
+          // stream it past the cache instead of reading each line first.
+          if (inPlace)
+            out[x] = result;
+          else
+            _mm_stream_ps(reinterpret_cast<float*>(out + x), result);
+        }
+      }
+    }
+  }
+  _mm_sfence();
+}
+
+}  // namespace relief::detail

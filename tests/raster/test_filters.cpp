@@ -1,0 +1,167 @@
+// CFilters against a deliberately naive per-pixel reference: every pixel's
+// clipped window collected and reduced, on seeded rasters with no-data holes
+// and sizes that are no multiple of 4 or of a column strip.
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+#include "raster_compare.h"
+#include "relief/CFilters.h"
+
+using namespace relief::test;
+
+namespace {
+
+enum class Kind { Mean, Min, Max, Median };
+const char* Name(Kind k) {
+  static const char* names[] = {"mean", "min", "max", "median"};
+  return names[static_cast<int>(k)];
+}
+
+void Apply(Kind k, const CSSEMatrix& s, CSSEMatrix& t, int r, bool aware) {
+  switch (k) {
+    case Kind::Mean: return CFilters::BoxMean(s, t, r, aware);
+    case Kind::Min: return CFilters::Minimum(s, t, r, aware);
+    case Kind::Max: return CFilters::Maximum(s, t, r, aware);
+    case Kind::Median: return CFilters::Median(s, t, r, aware);
+  }
+}
+
+bool HoldsData(float v) { return v == v && v != 0.0f; }
+
+// The filter's definition, one pixel at a time.
+float Reference(Kind k, const CSSEMatrix& m, int x, int y, int r, bool aware) {
+  const float centre = m.GetPoint(x, y);
+  if (aware && !HoldsData(centre)) return centre;
+  std::vector<float> v;
+  int pixels = 0;
+  for (int yy = std::max(y - r, 0); yy <= std::min(y + r, m.GetSizeY() - 1); ++yy)
+    for (int xx = std::max(x - r, 0); xx <= std::min(x + r, m.GetSizeX() - 1); ++xx) {
+      const float p = m.GetPoint(xx, yy);
+      ++pixels;
+      if (aware ? HoldsData(p) : p == p) v.push_back(p);
+    }
+  switch (k) {
+    case Kind::Mean: {
+      double sum = 0;
+      for (float p : v) sum += p;
+      return static_cast<float>(sum / (aware ? v.size() : pixels));
+    }
+    case Kind::Min: return v.empty() ? INFINITY : *std::min_element(v.begin(), v.end());
+    case Kind::Max: return v.empty() ? -INFINITY : *std::max_element(v.begin(), v.end());
+    case Kind::Median:
+      if (v.empty()) return centre;
+      std::sort(v.begin(), v.end());
+      return v[(v.size() - 1) / 2];
+  }
+  return 0;
+}
+
+// Names the first pixel that differs from the reference (means within a
+// relative 2e-6 of the window's magnitude) or the first padding lane not 0.
+testing::AssertionResult MatchesReference(Kind k, const CSSEMatrix& source, const CSSEMatrix& got, int r, bool aware) {
+  for (int y = 0; y < source.GetSizeY(); ++y)
+    for (int x = 0; x < source.GetSizeX(); ++x) {
+      const float want = Reference(k, source, x, y, r, aware), have = got.GetPoint(x, y);
+      const float tolerance = k == Kind::Mean ? 2e-6f * 128.0f : 0.0f;
+      const bool same = (want != want && have != have) || std::fabs(want - have) <= tolerance || want == have;
+      if (!same)
+        return testing::AssertionFailure() << Name(k) << " r=" << r << (aware ? " aware" : " plain") << " at (" << x
+                                           << ", " << y << "): " << have << ", reference " << want;
+    }
+  for (int row = source.GetSizeY(); row < 4 * got.GetSSESizeY(); ++row)
+    for (int x = 0; x < got.GetSizeX(); ++x)
+      if (Lane(got, x, row) != 0.0f) return testing::AssertionFailure() << "padding lane (" << x << ", " << row << ") not 0";
+  return testing::AssertionSuccess();
+}
+
+// Heights in [1, 100) with holes: single zeros and zero blocks.
+CSSEMatrix HoleyRaster(int sx, int sy, std::mt19937& rng) {
+  CSSEMatrix m = RandomRaster(sx, sy, rng, Uniform(1.0f, 100.0f));
+  for (int y = 0; y < sy; ++y)
+    for (int x = 0; x < sx; ++x)
+      if (rng() % 6 == 0) m.SetPoint(x, y, 0.0f);
+  const int bx = static_cast<int>(rng() % sx), by = static_cast<int>(rng() % sy);
+  for (int y = by; y < std::min(by + 5, sy); ++y)
+    for (int x = bx; x < std::min(bx + 9, sx); ++x) m.SetPoint(x, y, 0.0f);
+  return m;
+}
+
+TEST(Filters, MatchTheNaiveWindowOnHoleyRastersOfOddSizes) {
+  const int sizes[][2] = {{1, 1}, {2, 3}, {3, 2}, {5, 7}, {7, 5}, {17, 31}, {31, 17}, {70, 9}, {129, 33}, {6, 130}};
+  for (unsigned seed = 1; seed <= 2; ++seed)
+    for (const auto& s : sizes) {
+      std::mt19937 rng(seed * 1000 + s[0] * 7 + s[1]);
+      const CSSEMatrix source = HoleyRaster(s[0], s[1], rng);
+      for (Kind k : {Kind::Mean, Kind::Min, Kind::Max, Kind::Median})
+        for (int r : {1, 2, 3, 7})
+          for (bool aware : {true, false}) {
+            CSSEMatrix target;
+            Apply(k, source, target, r, aware);
+            EXPECT_TRUE(MatchesReference(k, source, target, r, aware)) << "seed " << seed << ", " << s[0] << " x " << s[1];
+          }
+    }
+}
+
+TEST(Filters, InPlaceEqualsOutOfPlace) {
+  std::mt19937 rng(7);
+  const CSSEMatrix source = HoleyRaster(150, 37, rng);
+  for (Kind k : {Kind::Mean, Kind::Min, Kind::Max, Kind::Median})
+    for (int r : {1, 2, 7, 70}) {
+      CSSEMatrix apart, inPlace(source);
+      Apply(k, source, apart, r, true);
+      Apply(k, inPlace, inPlace, r, true);
+      EXPECT_EQ(StorageDifference(apart, inPlace), "") << Name(k) << " r=" << r;
+    }
+}
+
+TEST(Filters, ARimKeepsItsHeightAndHolesStayEmpty) {
+  // A plateau of 10 beside no data: aware filters keep 10 up to the rim.
+  CSSEMatrix m = Filled(12, 9, 0.0f), out;
+  for (int y = 0; y < 9; ++y)
+    for (int x = 0; x < 6; ++x) m.SetPoint(x, y, 10.0f);
+  for (Kind k : {Kind::Mean, Kind::Min, Kind::Max, Kind::Median}) {
+    Apply(k, m, out, 2, true);
+    EXPECT_EQ(StorageDifference(out, m), "") << Name(k);
+  }
+  CFilters::BoxMean(m, out, 1, false);  // plain: the rim sags to 2/3
+  EXPECT_FLOAT_EQ(out.GetPoint(5, 4), 10.0f * 6 / 9);
+}
+
+TEST(Filters, BadInputGivesDocumentedResults) {
+  std::mt19937 rng(3);
+  const CSSEMatrix source = HoleyRaster(9, 6, rng);
+  for (Kind k : {Kind::Mean, Kind::Min, Kind::Max, Kind::Median}) {
+    for (int r : {0, -3}) {  // radius < 1: a copy
+      CSSEMatrix t;
+      Apply(k, source, t, r, true);
+      EXPECT_EQ(StorageDifference(t, source), "") << Name(k) << " r=" << r;
+    }
+    CSSEMatrix none, untouched = Filled(2, 2, 4.0f);  // no storage: no change
+    Apply(k, none, untouched, 1, true);
+    EXPECT_EQ(untouched.GetPoint(1, 1), 4.0f);
+    for (const auto& size : {std::pair(0, 5), std::pair(5, 0), std::pair(0, 0)}) {  // no pixels
+      CSSEMatrix empty, t = Filled(3, 3, 1.0f);
+      empty.Create(size.first, size.second);
+      Apply(k, empty, t, 2, false);
+      EXPECT_EQ(std::pair(t.GetSizeX(), t.GetSizeY()), size) << Name(k);
+    }
+  }
+}
+
+TEST(Filters, NaNIsNoDataWhenAwareAndTakesNoPartOtherwise) {
+  CSSEMatrix m = Filled(7, 7, 3.0f), out;
+  m.SetPoint(3, 3, kNaN);
+  m.SetPoint(1, 1, 5.0f);
+  for (Kind k : {Kind::Mean, Kind::Min, Kind::Max, Kind::Median}) {
+    Apply(k, m, out, 1, true);
+    EXPECT_TRUE(std::isnan(out.GetPoint(3, 3))) << Name(k);
+    EXPECT_TRUE(MatchesReference(k, m, out, 1, true));
+    if (k == Kind::Median) continue;  // plain median with NaN: unspecified
+    Apply(k, m, out, 1, false);
+    EXPECT_TRUE(MatchesReference(k, m, out, 1, false));
+  }
+}
+
+}  // namespace
