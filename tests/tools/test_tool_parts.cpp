@@ -80,7 +80,9 @@ TEST(CompareRasters, MatchesANaiveSumOnRandomRasters) {
 
 TEST(Summarize, RangeAndCountIgnoreNoData) {
   const RasterSummary s = Summarize(FromValues(3, 2, {0, -2, 5, 0, 7, 0}));
-  EXPECT_EQ(std::vector<double>({double(s.valid), s.minimum, s.maximum}), std::vector<double>({3, -2, 7}));
+  EXPECT_EQ(std::vector<double>({double(s.nonZero), double(s.valid), s.minimum, s.maximum}),
+            std::vector<double>({3, 2, -2, 7}));
+  EXPECT_EQ(Summarize(FromValues(3, 2, {0, -2, 5, 0, 7, 0}), ValidRule{-3.0f, false}).valid, 6);
   EXPECT_EQ(Summarize(FromValues(2, 1, {0, 0})).valid, 0);
 }
 

@@ -90,7 +90,7 @@ int RunRasterize(const RasterizeArgs& args) {
       static_cast<long long>(triangles), args.minimum ? "minimum" : "maximum", resolution, convertSeconds);
   Say("%s: %d x %d cells (%s), origin (%g, %g), %lld with data, heights %g .. %g, written in %.2f s\n",
       args.output.c_str(), summary.width, summary.height, what.c_str(), origin[0], origin[1],
-      static_cast<long long>(summary.valid), summary.minimum, summary.maximum, timer.Seconds());
+      static_cast<long long>(summary.nonZero), summary.minimum, summary.maximum, timer.Seconds());
   return kExitDone;
 }
 

@@ -5,8 +5,10 @@
 
 #include <cmath>
 #include <csetjmp>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,7 +45,7 @@ void OnPngWarning(png_structp, png_const_charp) {}
 
 }  // namespace
 
-std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path) {
+std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path, RasterMetadata& metadata) {
   FilePtr file(std::fopen(path.c_str(), "rb"));
   if (!file) throw BadInput(path, "cannot open for reading");
   unsigned char signature[8] = {};
@@ -68,6 +70,8 @@ std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path) {
   }
   png_init_io(png, file.get());
   png_set_sig_bytes(png, 8);
+  // libpng refuses larger headers itself; the raster's own limits are smaller.
+  png_set_user_limits(png, 1u << 20, static_cast<png_uint_32>(CSSEMatrix::kMaxRows));
   png_read_info(png, info);
   const png_uint_32 width = png_get_image_width(png, info);
   const png_uint_32 height = png_get_image_height(png, info);
@@ -89,16 +93,33 @@ std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path) {
   if (bitDepth == 16) png_set_swap(png);  // PNG is big-endian; we read native uint16
   png_read_update_info(png, info);
 
+  // Image data are deflated: a file can only hold so many decoded bytes
+  // (each row carries a filter byte). Checked before the raster exists.
+  std::error_code ec;
+  const std::uint64_t fileSize = std::filesystem::file_size(path, ec);
+  const std::uint64_t decoded = static_cast<std::uint64_t>(height) * (png_get_rowbytes(png, info) + 1);
+  if (decoded > fileSize * kMaxCompressionRatio)
+    problem = "file too small for its declared size (" + std::to_string(width) + " x " + std::to_string(height) +
+              " pixels in " + std::to_string(fileSize) + " bytes)";
   float scale = 1.0f;
   png_textp texts = nullptr;
   int textCount = 0;
-  if (png_get_text(png, info, &texts, &textCount) > 0) {
+  if (problem.empty() && png_get_text(png, info, &texts, &textCount) > 0) {
     for (int i = 0; i < textCount; ++i)
       if (std::string(texts[i].key) == kScaleKey) {
-        const float s = std::strtof(texts[i].text, nullptr);
-        if (std::isfinite(s) && s > 0.0f) scale = s;
+        char* end = nullptr;
+        const float s = std::strtof(texts[i].text, &end);
+        if (end == texts[i].text || !std::isfinite(s) || !(s > 0.0f))
+          problem = std::string(kScaleKey) + " '" + std::string(texts[i].text).substr(0, 40) +
+                    "' is not a positive number";
+        scale = s;
       }
   }
+  if (!problem.empty()) {
+    png_destroy_read_struct(&png, &info, nullptr);
+    throw BadInput(path, problem);
+  }
+  metadata.sampleType = bitDepth == 16 ? "uint16" : "uint8";
   try {
     raster = NewRaster(path, width, height);
   } catch (...) {
@@ -106,17 +127,27 @@ std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path) {
     throw;
   }
   row.resize(png_get_rowbytes(png, info));
+  // A stored step times a huge stated scale overflows: refused, not infinity.
+  unsigned overflowing = 0;
   for (png_uint_32 y = 0; y < height; ++y) {
     png_read_row(png, row.data(), nullptr);
-    if (bitDepth == 16) {
-      const auto* v = reinterpret_cast<const std::uint16_t*>(row.data());
-      for (png_uint_32 x = 0; x < width; ++x) raster->SetPoint(x, y, static_cast<float>(v[x]) * scale);
-    } else {
-      for (png_uint_32 x = 0; x < width; ++x) raster->SetPoint(x, y, static_cast<float>(row[x]) * scale);
+    for (png_uint_32 x = 0; x < width; ++x) {
+      unsigned stored = row[x];
+      if (bitDepth == 16) {
+        std::uint16_t wide;
+        std::memcpy(&wide, &row[2 * x], 2);
+        stored = wide;
+      }
+      const float v = static_cast<float>(stored) * scale;
+      if (!std::isfinite(v)) overflowing = stored;
+      raster->SetPoint(x, y, v);
     }
   }
   png_read_end(png, nullptr);
   png_destroy_read_struct(&png, &info, nullptr);
+  if (overflowing != 0)
+    throw BadInput(path, "heights overflow: stored value " + std::to_string(overflowing) + " times " + kScaleKey +
+                             " " + std::to_string(scale) + " is beyond the float range");
   return raster;
 }
 
