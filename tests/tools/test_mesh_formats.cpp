@@ -37,20 +37,25 @@ std::vector<float> ReadAll(const std::filesystem::path& path) {
 class MeshRoundTrip : public ::testing::TestWithParam<std::tuple<const char*, int>> {};
 
 // The .obj writer's output read with a plain parser (the tool reads no .obj):
-// each triangle's three vertices, then "f -3 -2 -1".
+// "v x y z" lines, each vertex before the first face using it, and faces
+// "f a b c" of absolute 1-based numbers. Returns the faces' corners.
 std::vector<float> ParseObj(const std::filesystem::path& path) {
   std::istringstream text(relief_test::ReadBytes(path));
-  std::vector<float> vertices;
+  std::vector<float> vertices, corners;
   std::string line;
   float x, y, z;
-  size_t faces = 0;
+  long a[3];
   while (std::getline(text, line))
-    if (std::sscanf(line.c_str(), "v %f %f %f", &x, &y, &z) == 3)
+    if (std::sscanf(line.c_str(), "v %f %f %f", &x, &y, &z) == 3) {
       vertices.insert(vertices.end(), {x, y, z});
-    else if (line.rfind("f ", 0) == 0)
-      EXPECT_TRUE(line == "f -3 -2 -1" && vertices.size() == 9 * ++faces) << line;
-  EXPECT_EQ(vertices.size(), 9 * faces);
-  return vertices;
+    } else if (std::sscanf(line.c_str(), "f %ld %ld %ld", &a[0], &a[1], &a[2]) == 3) {
+      for (long i : a) {
+        EXPECT_TRUE(i >= 1 && 3 * static_cast<size_t>(i) <= vertices.size()) << line;
+        if (i < 1 || 3 * static_cast<size_t>(i) > vertices.size()) return {};
+        corners.insert(corners.end(), &vertices[3 * (i - 1)], &vertices[3 * (i - 1)] + 3);
+      }
+    }
+  return corners;
 }
 
 TEST_P(MeshRoundTrip, CornersComeBackBitForBit) {
