@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <new>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -30,8 +31,14 @@ int Run(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
     // --help and --version end parsing with code 0; everything else is a
-    // usage error, which the tool reports with exit code 2.
-    return app.exit(e) == 0 ? kExitDone : kExitBadInput;
+    // usage error, reported like every other error (one line, "relief: ")
+    // with exit code 2.
+    if (e.get_exit_code() == 0) return app.exit(e) == 0 ? kExitDone : kExitBadInput;
+    std::string message = e.what();
+    for (char& c : message)
+      if (c == '\n' || c == '\r') c = ' ';
+    std::fprintf(stderr, "relief: %s (see relief --help)\n", message.c_str());
+    return kExitBadInput;
   }
   for (const auto& [name, run] : commands)
     if (app.got_subcommand(name)) return run();

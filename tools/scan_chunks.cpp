@@ -1,5 +1,7 @@
 #include "scan_chunks.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cmath>
 #include <vector>
@@ -41,16 +43,30 @@ void CheckScanRaster(const std::string& input, const MeshBox& box, float resolut
   height = static_cast<int>(h);
 }
 
+std::int64_t ChunkTrianglesFor(int width, int height) {
+  constexpr std::int64_t kBytesPerTriangle = 400;
+  const std::int64_t rasterBytes = 4LL * std::max(width, 1) * std::max(height, 1);
+  return std::clamp<std::int64_t>(rasterBytes / 2 / kBytesPerTriangle, 4096, std::int64_t(1) << 21);
+}
+
 namespace {
 
-// Merges a chunk's raster into the result: 0 is "nothing there" in both.
-void MergeInto(CSSEMatrix& result, const CSSEMatrix& chunk, bool minimum) {
-  for (int y = 0; y < result.GetSizeY(); ++y)
-    for (int x = 0; x < result.GetSizeX(); ++x) {
-      const float c = chunk.GetPoint(x, y);
-      if (c == 0.0f) continue;
-      const float r = result.GetPoint(x, y);
-      result.SetPoint(x, y, r == 0.0f ? c : minimum ? std::min(r, c) : std::max(r, c));
+// Merges a chunk's raster into the result over the register rows
+// [firstRow, lastRow]: 0 is "nothing there" in both, elsewhere the maximum
+// (minimum) is kept. Four lanes at a time, as the scan converter's rasters
+// are laid out.
+void MergeInto(CSSEMatrix& result, const CSSEMatrix& chunk, bool minimum, int firstRow, int lastRow) {
+  __m128** to = result.GetMatrixDataDirectly();
+  __m128** from = chunk.GetMatrixDataDirectly();
+  const int width = result.GetSizeX();
+  const __m128 zero = _mm_setzero_ps();
+  for (int k = std::max(firstRow, 0); k <= std::min(lastRow, result.GetSSESizeY() - 1); ++k)
+    for (int x = 0; x < width; ++x) {
+      const __m128 r = to[k][x], c = from[k][x];
+      const __m128 chunkEmpty = _mm_cmpeq_ps(c, zero), resultEmpty = _mm_cmpeq_ps(r, zero);
+      const __m128 both = minimum ? _mm_min_ps(r, c) : _mm_max_ps(r, c);
+      const __m128 kept = _mm_or_ps(_mm_and_ps(resultEmpty, c), _mm_andnot_ps(resultEmpty, both));
+      to[k][x] = _mm_or_ps(_mm_and_ps(chunkEmpty, r), _mm_andnot_ps(chunkEmpty, kept));
     }
 }
 
@@ -73,6 +89,15 @@ void ScanConvertInChunks(TriangleReader& reader, const MeshBox& box, float resol
       points[i].z = corners[3 * i + 2];
       points[i].w = 0.0f;
     }
+    // The register rows this chunk can reach: its corners' rows, widened by
+    // the stamps' reach and the rounding of the cell coordinates.
+    float lowY = INFINITY, highY = -INFINITY;
+    for (size_t i = 1; i < corners.size(); i += 3) {
+      lowY = std::min(lowY, corners[i]);
+      highY = std::max(highY, corners[i]);
+    }
+    const double firstCell = (static_cast<double>(lowY) - box.min[1]) / resolution - 3.0;
+    const double lastCell = (static_cast<double>(highY) - box.min[1]) / resolution + 3.0;
     corners.clear();
     mesh.CalcBoundingBox();
     mesh.CalcSTV();
@@ -89,7 +114,8 @@ void ScanConvertInChunks(TriangleReader& reader, const MeshBox& box, float resol
     else mesh.ScanConvertTriangulationMax(&target, 0.0f);
     if (chunked) {
       if (out.GetMatrixDataDirectly() == nullptr) out.Create(part.GetSizeX(), part.GetSizeY());
-      MergeInto(out, part, minimum);
+      MergeInto(out, part, minimum, static_cast<int>(std::floor(std::max(firstCell, 0.0) / 4.0)),
+                static_cast<int>(std::min(lastCell / 4.0, 1e9)) + 1);
     }
     done += n;
     progress.Update(done);

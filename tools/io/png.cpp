@@ -3,6 +3,7 @@
 
 #include <png.h>
 
+#include <cfloat>
 #include <cmath>
 #include <csetjmp>
 #include <cstdint>
@@ -207,7 +208,7 @@ void WriteGreyPng(const std::filesystem::path& file, const std::filesystem::path
 }  // namespace
 
 float WritePng16(const std::filesystem::path& file, const std::filesystem::path& shownAs, const CSSEMatrix& raster,
-                 float scale) {
+                 float scale, std::int64_t& lostToZero) {
   const int width = raster.GetSizeX(), height = raster.GetSizeY();
   if (!(scale > 0.0f) || !std::isfinite(scale)) {
     float maximum = 0.0f;
@@ -215,13 +216,33 @@ float WritePng16(const std::filesystem::path& file, const std::filesystem::path&
       for (int x = 0; x < width; ++x) maximum = std::max(maximum, raster.GetPoint(x, y));
     scale = maximum > 0.0f ? maximum / 65535.0f : 1.0f;
   }
+  if (!(scale >= FLT_MIN)) scale = 1.0f;  // a field of only tiny heights: keep the step normal
   char text[32];
   std::snprintf(text, sizeof text, "%.9g", scale);
   // Parse the stated scale back so the file's text and the quantisation agree.
   const float stated = std::strtof(text, nullptr);
+  auto quantise = [stated](float v) { return std::nearbyint(static_cast<double>(v) / stated); };
+  // A step too small for the heights would clip them at 65535 steps: refused,
+  // as nothing in the file could tell. Positive heights below half a step
+  // become 0 (no data): counted for the caller to report.
+  std::int64_t clipped = 0;
+  float highest = 0.0f;
+  lostToZero = 0;
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      const float v = raster.GetPoint(x, y);
+      if (!(v > 0.0f)) continue;
+      const double q = quantise(v);
+      clipped += q > 65535.0 ? 1 : 0;
+      lostToZero += q <= 0.0 ? 1 : 0;
+      highest = std::max(highest, v);
+    }
+  if (clipped > 0)
+    throw BadInput(shownAs, std::to_string(clipped) + " heights (up to " + std::to_string(highest) +
+                                ") exceed 65535 steps of " + text + " and would be clipped; give a larger --png-scale");
   WriteGreyPng(file, shownAs, width, height, 16, kScaleKey, text, [&](int x, int y) -> unsigned {
     // Negative heights saturate at 0 and heights past the range at 65535.
-    const double q = std::nearbyint(static_cast<double>(raster.GetPoint(x, y)) / stated);
+    const double q = quantise(raster.GetPoint(x, y));
     return q <= 0.0 || q != q ? 0u : q >= 65535.0 ? 65535u : static_cast<unsigned>(q);
   });
   return stated;

@@ -48,10 +48,12 @@ std::string WriteRaster(const std::filesystem::path& path, const CSSEMatrix& ras
   std::string what;
   switch (format) {
     case RasterFormat::kPng: {
-      const float scale = detail::WritePng16(out.TempPath(), path, raster, options.pngScale);
-      char text[64];
+      std::int64_t lost = 0;
+      const float scale = detail::WritePng16(out.TempPath(), path, raster, options.pngScale, lost);
+      char text[128];
       std::snprintf(text, sizeof text, "16-bit PNG, scale %.9g", scale);
       what = text;
+      if (lost > 0) what += "; " + std::to_string(lost) + " heights below half a step written as 0 (no data)";
       break;
     }
     case RasterFormat::kTiff:

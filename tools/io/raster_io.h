@@ -54,7 +54,8 @@ struct RasterWriteOptions {
 };
 
 // Writes atomically (temporary beside the target, then rename). Returns a
-// short description of what was written, e.g. "16-bit PNG, scale 0.00390625".
+// short description of what was written, e.g. "16-bit PNG, scale 0.00390625"
+// (with the count of positive heights a PNG step turned into 0, if any).
 std::string WriteRaster(const std::filesystem::path& path, const CSSEMatrix& raster,
                         const RasterWriteOptions& options = {});
 
@@ -84,8 +85,10 @@ std::unique_ptr<CSSEMatrix> ReadRsm(const std::filesystem::path& path, RasterMet
 // read and written; idempotent.
 void RegisterGeoTiffTags();
 // The writers fill `file` (a temporary); `shownAs` names the target in errors.
+// Returns the stated scale; lostToZero: positive heights below half a step,
+// written as 0. BadInput when a height would clip at 65535 steps.
 float WritePng16(const std::filesystem::path& file, const std::filesystem::path& shownAs, const CSSEMatrix& raster,
-                 float scale);
+                 float scale, std::int64_t& lostToZero);
 void WriteTiffFloat(const std::filesystem::path& file, const std::filesystem::path& shownAs,
                     const CSSEMatrix& raster);
 void WriteNpyFloat(const std::filesystem::path& file, const std::filesystem::path& shownAs,
