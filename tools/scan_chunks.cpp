@@ -17,7 +17,7 @@ namespace relief::tool {
 MeshBox MeasureBox(TriangleReader& reader) {
   MeshBox box = {{INFINITY, INFINITY, INFINITY}, {-INFINITY, -INFINITY, -INFINITY}};
   std::vector<float> corners;
-  while (reader.Next(corners, 1 << 20)) {
+  while (reader.Next(corners, 1 << 16)) {
     for (size_t i = 0; i < corners.size(); i += 3)
       for (int a = 0; a < 3; ++a) {
         box.min[a] = std::min(box.min[a], corners[i + a]);
@@ -60,7 +60,8 @@ void MergeInto(CSSEMatrix& result, const CSSEMatrix& chunk, bool minimum, int fi
   __m128** from = chunk.GetMatrixDataDirectly();
   const int width = result.GetSizeX();
   const __m128 zero = _mm_setzero_ps();
-  for (int k = std::max(firstRow, 0); k <= std::min(lastRow, result.GetSSESizeY() - 1); ++k)
+  lastRow = std::min(lastRow, std::min(result.GetSSESizeY(), chunk.GetSSESizeY()) - 1);
+  for (int k = std::max(firstRow, 0); k <= lastRow; ++k)
     for (int x = 0; x < width; ++x) {
       const __m128 r = to[k][x], c = from[k][x];
       const __m128 chunkEmpty = _mm_cmpeq_ps(c, zero), resultEmpty = _mm_cmpeq_ps(r, zero);
@@ -75,6 +76,15 @@ void MergeInto(CSSEMatrix& result, const CSSEMatrix& chunk, bool minimum, int fi
 void ScanConvertInChunks(TriangleReader& reader, const MeshBox& box, float resolution, bool minimum,
                          std::int64_t chunkTriangles, CSSEMatrix& out) {
   const bool chunked = reader.Count() > chunkTriangles;
+  // The whole raster's size, in the scan converter's own rounding.
+  const int fullHeight = static_cast<int>(std::trunc((static_cast<double>(box.max[1]) - box.min[1]) / resolution + 0.5));
+  const int fullWidth = static_cast<int>(std::trunc((static_cast<double>(box.max[0]) - box.min[0]) / resolution + 0.5));
+  // A chunk's raster starts at the whole raster's origin, so that its cells
+  // are the same cells in the same rounding, but ends below the chunk's last
+  // row: filling and clearing it then costs only the rows above that. Its
+  // height is rounded up to an eighth of the whole so that it is seldom
+  // reallocated.
+  const int heightStep = std::max(64, fullHeight / 8);
   CSSEMatrix part;
   std::vector<float> corners;
   Progress progress("rasterizing", reader.Count());
@@ -101,19 +111,19 @@ void ScanConvertInChunks(TriangleReader& reader, const MeshBox& box, float resol
     corners.clear();
     mesh.CalcBoundingBox();
     mesh.CalcSTV();
-    // Every chunk is converted over the whole mesh's box, so that all chunk
-    // rasters share one grid.
-    SSEPoint* block = mesh.GetPointArray();
-    for (int a = 0; a < 3; ++a) {
-      (&block[0].x)[a] = box.min[a];
-      (&block[1].x)[a] = box.max[a];
-    }
-    block[0].w = block[1].w = 0.0f;
-    CSSEMatrix& target = chunked ? part : out;
-    if (minimum) mesh.ScanConvertTriangulationMin(&target, 0.0f);
-    else mesh.ScanConvertTriangulationMax(&target, 0.0f);
+    // Every chunk is converted over the whole mesh's grid.
+    SSEPoint low, high;
+    low.x = box.min[0], low.y = box.min[1], low.z = box.min[2], low.w = 0.0f;
+    high.x = box.max[0], high.y = box.max[1], high.z = box.max[2], high.w = 0.0f;
     if (chunked) {
-      if (out.GetMatrixDataDirectly() == nullptr) out.Create(part.GetSizeX(), part.GetSizeY());
+      const double rows = std::ceil((lastCell + 3.0) / heightStep) * heightStep;
+      if (rows < fullHeight) high.y = box.min[1] + static_cast<float>(rows) * resolution;
+    }
+    CSSEMatrix& target = chunked ? part : out;
+    if (minimum) mesh.ScanConvertTriangulationMin_MinMaxPoint(&target, 0.0f, low, high);
+    else mesh.ScanConvertTriangulationMax_MinMaxPoint(&target, 0.0f, low, high);
+    if (chunked) {
+      if (out.GetMatrixDataDirectly() == nullptr) out.Create(fullWidth, fullHeight);
       MergeInto(out, part, minimum, static_cast<int>(std::floor(std::max(firstCell, 0.0) / 4.0)),
                 static_cast<int>(std::min(lastCell / 4.0, 1e9)) + 1);
     }

@@ -66,7 +66,7 @@ int RunInfo(const std::string& file) {
   } else {
     auto reader = OpenTriangleReader(file);
     std::vector<float> corners;
-    while (reader->Next(corners, 1 << 20)) {
+    while (reader->Next(corners, 1 << 16)) {
       for (size_t i = 0; i < corners.size(); i += 3) add(&corners[i]);
       corners.clear();
     }

@@ -140,15 +140,47 @@ double DecodePlyScalar(const unsigned char* p, const PlyType& type, PlyEncoding 
   }
 }
 
+PlyScalars::PlyScalars(std::istream& in, PlyEncoding encoding, const std::filesystem::path& path)
+    : m_in(in), m_encoding(encoding), m_path(path) {
+  if (encoding != PlyEncoding::kAscii) m_buffer.resize(1 << 16);
+}
+
+void PlyScalars::Refill(size_t n) {
+  std::memmove(m_buffer.data(), m_buffer.data() + m_pos, m_end - m_pos);
+  m_end -= m_pos;
+  m_pos = 0;
+  m_in.read(reinterpret_cast<char*>(m_buffer.data() + m_end), static_cast<std::streamsize>(m_buffer.size() - m_end));
+  m_end += static_cast<size_t>(m_in.gcount());
+  m_in.clear();  // a short read at the end of the file is not an error yet
+  if (m_end < n) throw BadInput(m_path, "truncated PLY data");
+}
+
+const unsigned char* PlyScalars::Take(int n) {
+  if (m_end - m_pos < static_cast<size_t>(n)) Refill(static_cast<size_t>(n));
+  const unsigned char* p = m_buffer.data() + m_pos;
+  m_pos += static_cast<size_t>(n);
+  return p;
+}
+
+std::uint64_t PlyScalars::Tell() {
+  const std::streamoff at = m_in.tellg();
+  return static_cast<std::uint64_t>(at) - (m_end - m_pos);
+}
+
+void PlyScalars::Seek(std::uint64_t offset) {
+  m_pos = m_end = 0;
+  m_in.clear();
+  m_in.seekg(static_cast<std::streamoff>(offset));
+  if (!m_in) throw BadInput(m_path, "truncated PLY data");
+}
+
 double PlyScalars::Read(const PlyType& type) {
   if (m_encoding == PlyEncoding::kAscii) {
     double v;
     if (!(m_in >> v)) throw BadInput(m_path, "corrupt or truncated PLY data");
     return v;
   }
-  unsigned char b[8];
-  if (!m_in.read(reinterpret_cast<char*>(b), type.bytes)) throw BadInput(m_path, "truncated PLY data");
-  return DecodePlyScalar(b, type, m_encoding);
+  return DecodePlyScalar(Take(type.bytes), type, m_encoding);
 }
 
 std::int64_t PlyScalars::ReadCount(const PlyType& type, std::int64_t most, const char* what) {
@@ -164,13 +196,11 @@ void PlyScalars::Skip(const PlyProperty& property) {
     Read(property.type);
     return;
   }
-  // A count beyond the file would fail on reading anyway; the bound keeps
-  // the loop from running long on ASCII text that ends early.
+  // A count beyond the file fails on reading; the bound keeps the loop from
+  // running long on ASCII text that ends early.
   const std::int64_t n = ReadCount(property.countType, std::int64_t(1) << 32, "element");
   if (m_encoding != PlyEncoding::kAscii) {
-    // Past the end, the next read fails as truncated.
-    m_in.seekg(n * property.type.bytes, std::ios::cur);
-    if (!m_in) throw BadInput(m_path, "truncated PLY data");
+    Seek(Tell() + static_cast<std::uint64_t>(n) * property.type.bytes);
     return;
   }
   for (std::int64_t k = 0; k < n; ++k) Read(property.type);

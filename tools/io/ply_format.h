@@ -50,21 +50,30 @@ PlyHeader ReadPlyHeader(std::istream& in, const std::filesystem::path& path, std
 // Decodes one binary value of type at p.
 double DecodePlyScalar(const unsigned char* p, const PlyType& type, PlyEncoding encoding);
 
-// Reads scalars of the data section one after the other.
+// Reads scalars of the data section one after the other. Binary data go
+// through a buffer of its own (a scalar at a time through the stream costs
+// more than decoding it); Tell and Seek give the logical position.
 class PlyScalars {
  public:
-  PlyScalars(std::istream& in, PlyEncoding encoding, const std::filesystem::path& path)
-      : m_in(in), m_encoding(encoding), m_path(path) {}
+  PlyScalars(std::istream& in, PlyEncoding encoding, const std::filesystem::path& path);
   double Read(const PlyType& type);
   // A list count: a whole number from 0 to most, else BadInput naming what.
   std::int64_t ReadCount(const PlyType& type, std::int64_t most, const char* what);
   // Skips one property value (a list with its items).
   void Skip(const PlyProperty& property);
+  std::uint64_t Tell();
+  void Seek(std::uint64_t offset);
 
  private:
+  // The next n (at most 8) binary bytes.
+  const unsigned char* Take(int n);
+  void Refill(size_t n);
+
   std::istream& m_in;
   PlyEncoding m_encoding;
   const std::filesystem::path& m_path;
+  std::vector<unsigned char> m_buffer;
+  size_t m_pos = 0, m_end = 0;
 };
 
 }  // namespace relief::tool::detail

@@ -158,7 +158,8 @@ class PlyReader : public TriangleReader {
   PlyHeader m_header;
   const PlyElement* m_face = nullptr;
   std::ifstream m_in;
-  std::streamoff m_faceStart = 0;
+  std::unique_ptr<PlyScalars> m_scalars;
+  std::uint64_t m_faceStart = 0;
   std::unique_ptr<VertexSource> m_vertices;
   std::int64_t m_vertexCount = 0;
   std::int64_t m_triangles = 0;
@@ -173,7 +174,8 @@ PlyReader::PlyReader(const std::filesystem::path& path) : m_path(path), m_in(pat
   const std::uint64_t fileSize = FileSizeOrThrow(path);
   if (!m_in) throw BadInput(path, "cannot open for reading");
   m_header = ReadPlyHeader(m_in, path, fileSize);
-  PlyScalars scalars(m_in, m_header.encoding, m_path);
+  m_scalars = std::make_unique<PlyScalars>(m_in, m_header.encoding, m_path);
+  PlyScalars& scalars = *m_scalars;
   bool haveVertices = false;
   for (const auto& element : m_header.elements) {
     if (element.name == "vertex") {
@@ -182,11 +184,10 @@ PlyReader::PlyReader(const std::filesystem::path& path) : m_path(path), m_in(pat
       if (m_vertexCount > 0xffffffffLL) throw BadInput(path, "PLY file with more than 2^32 - 1 vertices");
       haveVertices = true;
       if (m_header.encoding != PlyEncoding::kAscii && element.FixedBytes() > 0) {
-        const std::streamoff start = m_in.tellg();
-        m_vertices = std::make_unique<CachedVertices>(path, element, axes, m_header.encoding,
-                                                      static_cast<std::uint64_t>(start));
+        const std::uint64_t start = scalars.Tell();
+        m_vertices = std::make_unique<CachedVertices>(path, element, axes, m_header.encoding, start);
         // The header check made sure count x record fits in the file.
-        m_in.seekg(element.count * element.FixedBytes(), std::ios::cur);
+        scalars.Seek(start + static_cast<std::uint64_t>(element.count * element.FixedBytes()));
       } else {
         m_vertices = std::make_unique<TableVertices>(scalars, element, axes);
       }
@@ -200,7 +201,7 @@ PlyReader::PlyReader(const std::filesystem::path& path) : m_path(path), m_in(pat
     }
   }
   if (!m_face) return;  // no faces: an empty mesh
-  m_faceStart = m_in.tellg();
+  m_faceStart = scalars.Tell();
   // One pass: count the triangles and check every index.
   for (std::int64_t f = 0; f < m_face->count; ++f)
     if (ReadFace(f) && m_polygon.size() >= 3) m_triangles += static_cast<std::int64_t>(m_polygon.size()) - 2;
@@ -208,7 +209,7 @@ PlyReader::PlyReader(const std::filesystem::path& path) : m_path(path), m_in(pat
 }
 
 bool PlyReader::ReadFace(std::int64_t face) {
-  PlyScalars scalars(m_in, m_header.encoding, m_path);
+  PlyScalars& scalars = *m_scalars;
   bool found = false;
   for (const auto& p : m_face->properties) {
     const bool corners = p.isList && (p.name == "vertex_indices" || p.name == "vertex_index");
@@ -233,8 +234,7 @@ bool PlyReader::ReadFace(std::int64_t face) {
 }
 
 void PlyReader::Rewind() {
-  m_in.clear();
-  m_in.seekg(m_faceStart);
+  m_scalars->Seek(m_faceStart);
   m_nextFace = 0;
   m_polygon.clear();
   m_fanNext = 0;
