@@ -81,8 +81,9 @@ std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path, RasterMet
 std::unique_ptr<CSSEMatrix> ReadTiff(const std::filesystem::path& path, RasterMetadata& metadata);
 std::unique_ptr<CSSEMatrix> ReadNpy(const std::filesystem::path& path, RasterMetadata& metadata);
 std::unique_ptr<CSSEMatrix> ReadRsm(const std::filesystem::path& path, RasterMetadata& metadata);
-// Makes libtiff know the GeoTIFF pixel-scale tag (33550), so that it can be
-// read and written; idempotent.
+// Makes libtiff know the GeoTIFF pixel-scale tag (33550, doubles) and the
+// GDAL no-data tag (42113, ASCII), so that they can be read and written;
+// idempotent.
 void RegisterGeoTiffTags();
 // The writers fill `file` (a temporary); `shownAs` names the target in errors.
 // Returns the stated scale; lostToZero: positive heights below half a step,

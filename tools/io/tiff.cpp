@@ -51,10 +51,12 @@ constexpr ttag_t kModelPixelScaleTag = 33550;
 TIFFExtendProc g_previousExtender = nullptr;
 
 void AddGeoTiffTags(TIFF* tif) {
+  // libtiff names the no-data tag but does not know its type.
   static const TIFFFieldInfo kFields[] = {
       {kModelPixelScaleTag, TIFF_VARIABLE, TIFF_VARIABLE, TIFF_DOUBLE, FIELD_CUSTOM, 1, 1,
-       const_cast<char*>("ModelPixelScaleTag")}};
-  TIFFMergeFieldInfo(tif, kFields, 1);
+       const_cast<char*>("ModelPixelScaleTag")},
+      {TIFFTAG_GDAL_NODATA, -1, -1, TIFF_ASCII, FIELD_CUSTOM, 1, 0, const_cast<char*>("GDALNoDataValue")}};
+  TIFFMergeFieldInfo(tif, kFields, 2);
   if (g_previousExtender) g_previousExtender(tif);
 }
 
