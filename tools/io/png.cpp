@@ -146,9 +146,12 @@ std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path, RasterMet
   }
   png_read_end(png, nullptr);
   png_destroy_read_struct(&png, &info, nullptr);
-  if (overflowing != 0)
-    throw BadInput(path, "heights overflow: stored value " + std::to_string(overflowing) + " times " + kScaleKey +
-                             " " + std::to_string(scale) + " is beyond the float range");
+  if (overflowing != 0) {
+    char text[160];
+    std::snprintf(text, sizeof text, "heights overflow: stored value %u times %s %g is beyond the float range",
+                  overflowing, kScaleKey, static_cast<double>(scale));
+    throw BadInput(path, text);
+  }
   return raster;
 }
 
@@ -237,9 +240,13 @@ float WritePng16(const std::filesystem::path& file, const std::filesystem::path&
       lostToZero += q <= 0.0 ? 1 : 0;
       highest = std::max(highest, v);
     }
-  if (clipped > 0)
-    throw BadInput(shownAs, std::to_string(clipped) + " heights (up to " + std::to_string(highest) +
-                                ") exceed 65535 steps of " + text + " and would be clipped; give a larger --png-scale");
+  if (clipped > 0) {
+    char message[200];
+    std::snprintf(message, sizeof message,
+                  "%lld heights (up to %g) exceed 65535 steps of %s and would be clipped; give a larger --png-scale",
+                  static_cast<long long>(clipped), static_cast<double>(highest), text);
+    throw BadInput(shownAs, message);
+  }
   WriteGreyPng(file, shownAs, width, height, 16, kScaleKey, text, [&](int x, int y) -> unsigned {
     // Negative heights saturate at 0 and heights past the range at 65535.
     const double q = quantise(raster.GetPoint(x, y));

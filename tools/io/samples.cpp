@@ -4,6 +4,7 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdlib>
+#include <cstdio>
 #include <cstring>
 
 #include "errors.h"
@@ -63,9 +64,11 @@ float SampleDecoder::Decode(const unsigned char* p, long long x, long long y) {
     }
   }
   if (!std::isfinite(raw)) return 0.0f;
-  if (std::fabs(raw) > FLT_MAX)
-    throw BadInput(m_path, "sample " + std::to_string(raw) + " at pixel " + std::to_string(x) + ", " +
-                               std::to_string(y) + " is beyond the float range");
+  if (std::fabs(raw) > FLT_MAX) {
+    char text[160];
+    std::snprintf(text, sizeof text, "sample %g at pixel %lld, %lld is beyond the float range", raw, x, y);
+    throw BadInput(m_path, text);
+  }
   return static_cast<float>(raw);
 }
 
