@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <vector>
 
 #include "errors.h"
@@ -35,10 +36,13 @@ void CheckScanRaster(const std::string& input, const MeshBox& box, float resolut
   const double h = std::trunc((static_cast<double>(box.max[1]) - box.min[1]) / resolution + 0.5);
   if (!(w >= 1.0 && h >= 1.0))
     throw BadInput(input, "mesh is smaller than one cell at resolution " + std::to_string(resolution));
-  if (h > CSSEMatrix::kMaxRows || w > (1 << 20) || w * h > static_cast<double>(1LL << 30))
-    throw BadInput(input, "a raster of " + std::to_string(static_cast<long long>(w)) + " x " +
-                              std::to_string(static_cast<long long>(h)) +
-                              " cells exceeds the raster limits; use a coarser --resolution");
+  if (h > CSSEMatrix::kMaxRows || w > (1 << 20) || w * h > static_cast<double>(1LL << 30)) {
+    // Printed as doubles: a tiny resolution gives sizes no integer holds.
+    char text[200];
+    std::snprintf(text, sizeof text, "a raster of %.0f x %.0f cells exceeds the raster limits; use a coarser --resolution",
+                  w, h);
+    throw BadInput(input, text);
+  }
   width = static_cast<int>(w);
   height = static_cast<int>(h);
 }
