@@ -27,13 +27,26 @@ namespace {
 
 const char* const kExtensions[] = {".png", ".tif", ".npy", ".rsm", ".ply", ".stl", ".rmesh"};
 
+// One file per process, in a folder removed when the process exits.
+class ScratchFolder {
+ public:
+  ScratchFolder()
+      : m_path(std::filesystem::temp_directory_path() / ("relief-fuzz-readers-" + std::to_string(::getpid()))) {
+    std::filesystem::create_directories(m_path);
+  }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+  }
+  std::filesystem::path File(const char* extension) const { return m_path / (std::string("input") + extension); }
+
+ private:
+  std::filesystem::path m_path;
+};
+
 std::filesystem::path Scratch(const char* extension) {
-  static const std::filesystem::path folder = [] {
-    auto p = std::filesystem::temp_directory_path() / ("relief-fuzz-readers-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(p);
-    return p;
-  }();
-  return folder / (std::string("input") + extension);
+  static const ScratchFolder folder;
+  return folder.File(extension);
 }
 
 void Check(bool promise) {
