@@ -50,7 +50,7 @@ void CheckScanRaster(const std::string& input, const MeshBox& box, float resolut
 std::int64_t ChunkTrianglesFor(int width, int height) {
   constexpr std::int64_t kBytesPerTriangle = 400;
   const std::int64_t rasterBytes = 4LL * std::max(width, 1) * std::max(height, 1);
-  return std::clamp<std::int64_t>(rasterBytes / 2 / kBytesPerTriangle, 4096, std::int64_t(1) << 21);
+  return std::clamp<std::int64_t>(rasterBytes / 3 / kBytesPerTriangle, 4096, std::int64_t(1) << 21);
 }
 
 namespace {

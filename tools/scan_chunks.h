@@ -29,8 +29,9 @@ void CheckScanRaster(const std::string& input, const MeshBox& box, float resolut
 
 // Triangles per chunk for a raster of width x height cells: the chunk's
 // library mesh (about 400 bytes a triangle with its corners) stays within
-// half the raster's bytes, so that the conversion's peak memory is the
-// result, one chunk raster and that half: under three rasters. At least
+// a third of the raster's bytes, so that the conversion's peak memory (the
+// result, one chunk raster, that third and the process's own few MB) stays
+// under three rasters. At least
 // 4096 triangles, at most 2^21.
 std::int64_t ChunkTrianglesFor(int width, int height);
 
