@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Timed runs of `relief mesh` and `relief rasterize` on a 4096 x 4096 float
 # TIFF: wall-clock seconds and peak resident memory (from /usr/bin/time -v),
-# and for `mesh` the peak memory against the size of the mesh it writes.
+# and the peak memory against the size of the mesh (`mesh`) or raster
+# (`rasterize`) written.
 #
 # Usage: scripts/bench_tool.sh [RELIEF_BINARY] [WORK_DIR] [SIZE]
 # Defaults: build/release/tools/relief, /tmp/relief-bench, 4096.
@@ -26,7 +27,7 @@ timed() {
   local label="$1"; shift
   local log="$work/time.log"
   /usr/bin/time -v "$@" >"$work/out.log" 2>"$log"
-  local wall rss
+  local wall  # rss stays global: the ratio lines read it
   wall=$(awk -F': ' '/Elapsed \(wall clock\)/ {print $2}' "$log")
   rss=$(awk -F': ' '/Maximum resident set size/ {print $2}' "$log")
   peak_mib=$((rss / 1024))
@@ -41,7 +42,14 @@ for ext in stl ply; do
   triangles=$("$relief" info "$work/mesh.$ext" | awk '/triangles/ {print $2}')
   echo "    $triangles triangles, file $(mib "$work/mesh.$ext") MiB, peak/file = $(awk -v p="$peak_mib" -v f="$(mib "$work/mesh.$ext")" 'BEGIN {printf "%.2f", p / f}')"
 done
+# rasterize promises a peak under three times the raster it writes.
+against_raster() {
+  echo "    raster $(mib "$1") MiB, peak/raster = $(awk -v p="$rss" -v r="$(stat -c %s "$1")" 'BEGIN {printf "%.2f", p * 1024 / r}')"
+}
 timed "rasterize .stl -> .tif" "$relief" -q rasterize "$work/mesh.stl" -o "$work/back.tif"
+against_raster "$work/back.tif"
 timed "rasterize .ply -> .npy" "$relief" -q rasterize "$work/mesh.ply" -o "$work/back.npy"
+against_raster "$work/back.npy"
 timed "rasterize .stl --min -> .npy" "$relief" -q rasterize "$work/mesh.stl" -o "$work/back-min.npy" --min
+against_raster "$work/back-min.npy"
 rm -f "$work/mesh.stl" "$work/mesh.ply" "$work/back.tif" "$work/back.npy" "$work/back-min.npy" "$work/out.log" "$work/time.log"

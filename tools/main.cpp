@@ -2,8 +2,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include <malloc.h>
+
 #include <cstdio>
 #include <new>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -30,8 +33,14 @@ int Run(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
     // --help and --version end parsing with code 0; everything else is a
-    // usage error, which the tool reports with exit code 2.
-    return app.exit(e) == 0 ? kExitDone : kExitBadInput;
+    // usage error, reported like every other error (one line, "relief: ")
+    // with exit code 2.
+    if (e.get_exit_code() == 0) return app.exit(e) == 0 ? kExitDone : kExitBadInput;
+    std::string message = e.what();
+    for (char& c : message)
+      if (c == '\n' || c == '\r') c = ' ';
+    std::fprintf(stderr, "relief: %s (see relief --help)\n", message.c_str());
+    return kExitBadInput;
   }
   for (const auto& [name, run] : commands)
     if (app.got_subcommand(name)) return run();
@@ -41,6 +50,11 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Large blocks (rasters, mesh chunks) are mapped and unmapped on their
+  // own: glibc would otherwise raise its threshold after the first such free
+  // and serve later blocks of other sizes from the heap, where the chunked
+  // scan conversion's rasters of growing height fragment it.
+  mallopt(M_MMAP_THRESHOLD, 1 << 20);
   try {
     return Run(argc, argv);
   } catch (const relief::tool::ToolError& e) {

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
+#include "errors.h"
 #include "relief/CSSEMatrix.h"
 
 namespace relief::tool {
 
-RasterSummary Summarize(const CSSEMatrix& raster) {
+RasterSummary Summarize(const CSSEMatrix& raster, const ValidRule& rule) {
   RasterSummary s;
   s.width = raster.GetSizeX();
   s.height = raster.GetSizeY();
@@ -15,8 +17,9 @@ RasterSummary Summarize(const CSSEMatrix& raster) {
   for (int y = 0; y < s.height; ++y)
     for (int x = 0; x < s.width; ++x) {
       const float v = raster.GetPoint(x, y);
+      s.valid += rule(v) ? 1 : 0;
       if (v == 0.0f) continue;
-      ++s.valid;
+      ++s.nonZero;
       if (first) {
         s.minimum = s.maximum = v;
         first = false;
@@ -25,6 +28,16 @@ RasterSummary Summarize(const CSSEMatrix& raster) {
       s.maximum = std::max(s.maximum, v);
     }
   return s;
+}
+
+void CheckScaleFits(const RasterSummary& summary, const float scale[3]) {
+  const float largestHeight = std::max(std::fabs(summary.minimum), std::fabs(summary.maximum));
+  const float reach[3] = {static_cast<float>(summary.width), static_cast<float>(summary.height), largestHeight};
+  static const char* const kAxis[3] = {"x", "y", "z"};
+  for (int a = 0; a < 3; ++a)
+    if (!std::isfinite(reach[a] * scale[a]))
+      throw BadUsage(std::string("scale ") + kAxis[a] + " " + std::to_string(scale[a]) +
+                     " makes coordinates overflow the float range");
 }
 
 ErrorFigures CompareRasters(const CSSEMatrix& reference, const CSSEMatrix& result, int offsetX, int offsetY) {

@@ -9,13 +9,29 @@ class CSSEMatrix;
 
 namespace relief::tool {
 
-struct RasterSummary {
-  int width = 0, height = 0;
-  std::int64_t valid = 0;  // pixels that are not 0 (0 means no data)
-  float minimum = 0.0f, maximum = 0.0f;  // over the valid pixels; 0, 0 when none
+// The one definition of a pixel that carries a height, shared by `info`,
+// `mesh` and every figure the tool prints: its value is above the threshold
+// (below it with `below`). By default above 0, so 0 ("no data") and negative
+// heights are not valid; a lower threshold takes negative heights in.
+struct ValidRule {
+  float threshold = 0.0f;
+  bool below = false;
+  bool operator()(float v) const { return below ? v < threshold : v > threshold; }
 };
 
-RasterSummary Summarize(const CSSEMatrix& raster);
+struct RasterSummary {
+  int width = 0, height = 0;
+  std::int64_t valid = 0;    // pixels valid by the rule
+  std::int64_t nonZero = 0;  // pixels that are not 0 (0 means no data)
+  float minimum = 0.0f, maximum = 0.0f;  // over the non-zero pixels; 0, 0 when none
+};
+
+RasterSummary Summarize(const CSSEMatrix& raster, const ValidRule& rule = ValidRule());
+
+// BadUsage unless every corner a mesh of the summarised field can have,
+// (column x sx, row x sy, value x sz), is a finite float: a huge --scale or
+// huge heights would otherwise give infinite coordinates.
+void CheckScaleFits(const RasterSummary& summary, const float scale[3]);
 
 struct ErrorFigures {
   std::int64_t compared = 0;  // pixels where both hold a value

@@ -27,6 +27,14 @@ MeshBox MeasureBox(TriangleReader& reader);
 // empty or beyond the raster limits; otherwise its width and height.
 void CheckScanRaster(const std::string& input, const MeshBox& box, float resolution, int& width, int& height);
 
+// Triangles per chunk for a raster of width x height cells: the chunk's
+// library mesh (about 400 bytes a triangle with its corners) stays within
+// a third of the raster's bytes, so that the conversion's peak memory (the
+// result, one chunk raster, that third and the process's own few MB) stays
+// under three rasters. At least
+// 4096 triangles, at most 2^21.
+std::int64_t ChunkTrianglesFor(int width, int height);
+
 // Converts every triangle of reader into out (created over box, cells of
 // resolution), chunkTriangles at a time. The reader must be at its start.
 void ScanConvertInChunks(TriangleReader& reader, const MeshBox& box, float resolution, bool minimum,

@@ -7,9 +7,14 @@
 #include <cstring>
 #include <random>
 #include <sstream>
+#include <array>
+#include <set>
+#include <tuple>
+#include <algorithm>
 
 #include "errors.h"
 #include "io/mesh_io.h"
+#include "mesh_build.h"
 #include "tool_test_support.h"
 
 using namespace relief::tool;
@@ -37,20 +42,25 @@ std::vector<float> ReadAll(const std::filesystem::path& path) {
 class MeshRoundTrip : public ::testing::TestWithParam<std::tuple<const char*, int>> {};
 
 // The .obj writer's output read with a plain parser (the tool reads no .obj):
-// each triangle's three vertices, then "f -3 -2 -1".
+// "v x y z" lines, each vertex before the first face using it, and faces
+// "f a b c" of absolute 1-based numbers. Returns the faces' corners.
 std::vector<float> ParseObj(const std::filesystem::path& path) {
   std::istringstream text(relief_test::ReadBytes(path));
-  std::vector<float> vertices;
+  std::vector<float> vertices, corners;
   std::string line;
   float x, y, z;
-  size_t faces = 0;
+  long a[3];
   while (std::getline(text, line))
-    if (std::sscanf(line.c_str(), "v %f %f %f", &x, &y, &z) == 3)
+    if (std::sscanf(line.c_str(), "v %f %f %f", &x, &y, &z) == 3) {
       vertices.insert(vertices.end(), {x, y, z});
-    else if (line.rfind("f ", 0) == 0)
-      EXPECT_TRUE(line == "f -3 -2 -1" && vertices.size() == 9 * ++faces) << line;
-  EXPECT_EQ(vertices.size(), 9 * faces);
-  return vertices;
+    } else if (std::sscanf(line.c_str(), "f %ld %ld %ld", &a[0], &a[1], &a[2]) == 3) {
+      for (long i : a) {
+        EXPECT_TRUE(i >= 1 && 3 * static_cast<size_t>(i) <= vertices.size()) << line;
+        if (i < 1 || 3 * static_cast<size_t>(i) > vertices.size()) return {};
+        corners.insert(corners.end(), &vertices[3 * (i - 1)], &vertices[3 * (i - 1)] + 3);
+      }
+    }
+  return corners;
 }
 
 TEST_P(MeshRoundTrip, CornersComeBackBitForBit) {
@@ -80,6 +90,68 @@ TEST_P(MeshRoundTrip, CornersComeBackBitForBit) {
 INSTANTIATE_TEST_SUITE_P(AllFormats, MeshRoundTrip,
                          ::testing::Combine(::testing::Values(".ply", ".stl", ".obj"),
                                             ::testing::Values(1, 2, 7, 1000)));
+
+// Collects what a mesh builder hands a writer.
+class CollectingWriter : public TriangleWriter {
+ public:
+  void Add(const float c[9]) override {
+    corners.insert(corners.end(), c, c + 9);
+    ++m_count;
+  }
+  void Commit() override {}
+  std::vector<float> corners;
+};
+
+// The header's count of one element ("element vertex 123").
+long PlyCount(const std::filesystem::path& path, const std::string& element) {
+  const std::string bytes = relief_test::ReadBytes(path);
+  const size_t at = bytes.find("element " + element + " ");
+  return at == std::string::npos ? -1 : std::stol(bytes.substr(at + 9 + element.size()));
+}
+
+// A mesh from a field with holes: PLY and OBJ hold each distinct corner once
+// (k vertices for k distinct corners) and give back the same triangles.
+TEST(MeshFormats, PlyAndObjWriteEachDistinctCornerOnce) {
+  for (auto [width, height, seed] : {std::tuple{17, 13, 5u}, {31, 7, 6u}, {5, 6, 7u}}) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    const relief_test::Grid g = relief_test::RandomField(width, height, seed, 1.0f, 50.0f, 0.15);
+    CollectingWriter built;
+    FieldMeshOptions options;
+    options.scale[0] = 0.25f;
+    StreamFieldMesh(relief_test::ToMatrix(g), options, built);
+    ASSERT_GT(built.Count(), 0);
+    std::set<std::array<float, 3>> distinct;
+    for (size_t i = 0; i < built.corners.size(); i += 3)
+      distinct.insert({built.corners[i], built.corners[i + 1], built.corners[i + 2]});
+    ScratchDir dir("shared");
+    for (const char* name : {"m.ply", "m.obj"}) {
+      auto writer = OpenTriangleWriter(dir / name);
+      for (size_t i = 0; i < built.corners.size(); i += 9) writer->Add(&built.corners[i]);
+      writer->Commit();
+    }
+    EXPECT_EQ(PlyCount(dir / "m.ply", "vertex"), static_cast<long>(distinct.size()));
+    EXPECT_EQ(PlyCount(dir / "m.ply", "face"), built.Count());
+    EXPECT_EQ(ReadAll(dir / "m.ply"), built.corners);
+    EXPECT_EQ(ParseObj(dir / "m.obj"), built.corners);
+    const std::string obj = relief_test::ReadBytes(dir / "m.obj");
+    size_t vertexLines = obj.rfind("v ", 0) == 0 ? 1 : 0;
+    for (size_t at = obj.find("\nv "); at != std::string::npos; at = obj.find("\nv ", at + 1)) ++vertexLines;
+    EXPECT_EQ(vertexLines, distinct.size());
+    EXPECT_EQ(dir.Files(), (std::vector<std::string>{"m.obj", "m.ply"})) << "no scratch file may be left";
+  }
+}
+
+// Corners are equal as floats compare: -0 and 0 are one vertex.
+TEST(MeshFormats, NegativeZeroIsTheSameCorner) {
+  ScratchDir dir("negzero");
+  const float c[18] = {0, 0, 0, 1, 0, 0, 0, 1, 0, -0.0f, 0, -0.0f, 0, 1, 0, 1, 1, 0};
+  auto writer = OpenTriangleWriter(dir / "z.ply");
+  writer->Add(c);
+  writer->Add(c + 9);
+  writer->Commit();
+  EXPECT_EQ(PlyCount(dir / "z.ply", "vertex"), 4);
+  EXPECT_EQ(ReadAll(dir / "z.ply"), std::vector<float>(c, c + 18));
+}
 
 // Files other programs write: ASCII PLY with a quad (fanned into two
 // triangles), an extra vertex property and an extra element; big-endian PLY
@@ -143,6 +215,23 @@ std::string RmeshOneTriangleAndAByte() {
   return bytes;
 }
 
+// An ASCII PLY of three vertices (the given text) and one face line.
+std::string AsciiPly(const std::string& vertices, const std::string& face,
+                     const std::string& faceProperty = "property list uchar int vertex_indices") {
+  return "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
+         "element face 1\n" + faceProperty + "\nend_header\n" + vertices + face;
+}
+const std::string kThreeVertices = "0 0 0\n1 0 0\n0 1 0\n";
+
+std::string BinaryPlyDouble(double x) {
+  std::string b = "ply\nformat binary_little_endian 1.0\nelement vertex 3\nproperty double x\nproperty double y\n"
+                  "property double z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n";
+  for (double v : {x, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0, 0.0}) b.append(reinterpret_cast<const char*>(&v), 8);
+  b.push_back(3);
+  for (std::int32_t i : {0, 1, 2}) b.append(reinterpret_cast<const char*>(&i), 4);
+  return b;
+}
+
 class BadMeshFile : public ::testing::TestWithParam<relief_test::BadFile> {};
 
 TEST_P(BadMeshFile, IsRefusedAsBadInput) {
@@ -153,6 +242,35 @@ TEST_P(BadMeshFile, IsRefusedAsBadInput) {
   relief_test::ExpectBadInput(
       [&] { path.extension() == ".rmesh" ? (void)ReadRmesh(path) : (void)ReadAll(path); }, c.file);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Hostile, BadMeshFile,
+    ::testing::ValuesIn(std::vector<relief_test::BadFile>{
+        // A second vertex table would be read over the first.
+        {"PlyTwoVertexElements", "v.ply",
+         "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\nproperty float z\n"
+         "element vertex 1\nproperty float x\nproperty float y\nproperty float z\nend_header\n0 0 0\n0 0 0\n"},
+        {"PlyTwoFaceElements", "f.ply",
+         AsciiPly(kThreeVertices, "3 0 1 2\n", "property list uchar int vertex_indices\nelement face 1\n"
+                                               "property list uchar int vertex_indices")},
+        // Counts and indices that are no whole numbers in range, never cast.
+        {"PlyFloatListCountType", "t.ply", AsciiPly(kThreeVertices, "3 0 1 2\n", "property list float int vertex_indices")},
+        {"PlyCountHuge", "h.ply", AsciiPly(kThreeVertices, "1e300 0 1 2\n")},
+        {"PlyCountNaN", "n.ply", AsciiPly(kThreeVertices, "nan 0 1 2\n")},
+        {"PlyCountFraction", "c.ply", AsciiPly(kThreeVertices, "2.5 0 1 2\n")},
+        {"PlyCountNegative", "m.ply", AsciiPly(kThreeVertices, "-3 0 1 2\n")},
+        {"PlyIndexNaN", "i.ply", AsciiPly(kThreeVertices, "3 0 1 nan\n")},
+        {"PlyIndexHuge", "j.ply", AsciiPly(kThreeVertices, "3 0 1 1e300\n")},
+        {"PlyIndexFraction", "k.ply", AsciiPly(kThreeVertices, "3 0 1 1.5\n")},
+        // Coordinates beyond the float range.
+        {"PlyAsciiOverflow", "o.ply", AsciiPly("1e39 0 0\n1 0 0\n0 1 0\n", "3 0 1 2\n")},
+        {"PlyDoubleInfinity", "d.ply", BinaryPlyDouble(INFINITY)},
+        {"PlyDoubleBeyondFloat", "e.ply", BinaryPlyDouble(1e300)},
+        {"StlInfinity", "i.stl", BinaryStl(1, 1, INFINITY)},
+        {"AsciiStlOverflow", "o.stl", "solid x\nfacet normal 0 0 1\nouter loop\nvertex 1e39 0 1\nvertex 1 0 2\n"
+                                      "vertex 0 1 3\nendloop\nendfacet\nendsolid x\n"},
+    }),
+    relief_test::BadFileName);
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, BadMeshFile,

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
 
 #include "errors.h"
@@ -61,6 +62,10 @@ TEST(ChunkedScan, RasterBeyondTheLimitsIsRefusedBeforeWork) {
   int width = 0, height = 0;
   EXPECT_THROW(CheckScanRaster("m.stl", box, 1.0f, width, height), ToolError);
   EXPECT_THROW(CheckScanRaster("m.stl", {{0, 0, 0}, {0.2f, 5, 1}}, 1.0f, width, height), ToolError);
+  // Sizes no integer holds (a tiny resolution over a huge box) are refused
+  // without a cast; so is a box of NaN.
+  EXPECT_THROW(CheckScanRaster("m.stl", {{-3e38f, 0, 0}, {3e38f, 5, 1}}, 1e-30f, width, height), ToolError);
+  EXPECT_THROW(CheckScanRaster("m.stl", {{0, 0, 0}, {NAN, 5, 1}}, 1.0f, width, height), ToolError);
   CheckScanRaster("m.stl", {{0, 0, 0}, {9.6f, 5, 1}}, 1.0f, width, height);
   EXPECT_EQ(width, 10);  // trunc(9.6 + 0.5)
   EXPECT_EQ(height, 5);

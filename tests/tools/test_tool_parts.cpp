@@ -80,7 +80,9 @@ TEST(CompareRasters, MatchesANaiveSumOnRandomRasters) {
 
 TEST(Summarize, RangeAndCountIgnoreNoData) {
   const RasterSummary s = Summarize(FromValues(3, 2, {0, -2, 5, 0, 7, 0}));
-  EXPECT_EQ(std::vector<double>({double(s.valid), s.minimum, s.maximum}), std::vector<double>({3, -2, 7}));
+  EXPECT_EQ(std::vector<double>({double(s.nonZero), double(s.valid), s.minimum, s.maximum}),
+            std::vector<double>({3, 2, -2, 7}));
+  EXPECT_EQ(Summarize(FromValues(3, 2, {0, -2, 5, 0, 7, 0}), ValidRule{-3.0f, false}).valid, 6);
   EXPECT_EQ(Summarize(FromValues(2, 1, {0, 0})).valid, 0);
 }
 
@@ -106,17 +108,23 @@ TEST(DemoField, IsSeededAndZeroExactlyOutsideItsOutline) {
   EXPECT_GT(s.valid, kDemoSize * kDemoSize / 3);
 }
 
-TEST(Png16, StatedScaleIsUsedAndOutOfRangeValuesSaturate) {
+TEST(Png16, StatedScaleIsUsedLossIsReportedAndClippingRefused) {
   ScratchDir dir("png-scale");
-  const CSSEMatrix m = FromValues(4, 1, {-3.0f, 0.26f, 1.0f, 1e6f});
+  const CSSEMatrix m = FromValues(5, 1, {-3.0f, 0.26f, 1.0f, 0.2f, 65535 * 0.5f});
   RasterWriteOptions options;
   options.pngScale = 0.5f;
-  EXPECT_EQ(WriteRaster(dir / "s.png", m, options), "16-bit PNG, scale 0.5");
+  EXPECT_EQ(WriteRaster(dir / "s.png", m, options),
+            "16-bit PNG, scale 0.5; 1 heights below half a step written as 0 (no data)");
   auto back = ReadRaster(dir / "s.png");
   EXPECT_EQ(back->GetPoint(0, 0), 0.0f);  // negative -> 0
   EXPECT_EQ(back->GetPoint(1, 0), 0.5f);  // 0.26 / 0.5 = 0.52 -> 1 step
   EXPECT_EQ(back->GetPoint(2, 0), 1.0f);
-  EXPECT_EQ(back->GetPoint(3, 0), 65535 * 0.5f);  // beyond the range -> top
+  EXPECT_EQ(back->GetPoint(3, 0), 0.0f);  // 0.4 steps -> 0, reported above
+  EXPECT_EQ(back->GetPoint(4, 0), 65535 * 0.5f);  // the top step itself fits
+  // One step more than the range would be clipped: refused, nothing written.
+  relief_test::ExpectBadInput([&] { WriteRaster(dir / "c.png", FromValues(1, 1, {65536 * 0.5f}), options); },
+                              "c.png");
+  EXPECT_EQ(dir.Files(), std::vector<std::string>{"s.png"});
 }
 
 }  // namespace

@@ -24,13 +24,24 @@ void PrintBox(const float* min, const float* max) {
 
 int RunInfo(const std::string& file) {
   if (IsRasterPath(file)) {
-    std::unique_ptr<CSSEMatrix> raster = ReadRaster(file);
-    const RasterSummary s = Summarize(*raster);
-    Say("%s: height field\n", file.c_str());
+    RasterMetadata metadata;
+    std::unique_ptr<CSSEMatrix> raster = ReadRaster(file, &metadata);
+    // Valid as `mesh` counts with its defaults: one rule for both.
+    const RasterSummary s = Summarize(*raster, ValidRule());
+    Say("%s: height field (%s samples)\n", file.c_str(), metadata.sampleType.c_str());
     Say("  size          %d x %d pixels\n", s.width, s.height);
     Say("  valid pixels  %lld (%.1f%%)\n", static_cast<long long>(s.valid),
         100.0 * static_cast<double>(s.valid) / (static_cast<double>(s.width) * s.height));
-    if (s.valid > 0) Say("  value range   %g .. %g\n", s.minimum, s.maximum);
+    if (s.nonZero > s.valid)
+      Say("  negative      %lld pixels below 0: not valid unless mesh --threshold is lower\n",
+          static_cast<long long>(s.nonZero - s.valid));
+    if (s.nonZero > 0) Say("  value range   %g .. %g\n", s.minimum, s.maximum);
+    if (metadata.noData)
+      Say("  no data       %g in %lld pixels (read as 0)\n", *metadata.noData,
+          static_cast<long long>(metadata.noDataPixels));
+    if (metadata.HasPixelScale())
+      Say("  pixel scale   %.9g x %.9g (mesh uses it when --scale is not given)\n", metadata.pixelScale[0],
+          metadata.pixelScale[1]);
     return 0;
   }
   const MeshFormat format = MeshFormatOf(file);  // BadInput for anything else
@@ -55,7 +66,7 @@ int RunInfo(const std::string& file) {
   } else {
     auto reader = OpenTriangleReader(file);
     std::vector<float> corners;
-    while (reader->Next(corners, 1 << 20)) {
+    while (reader->Next(corners, 1 << 16)) {
       for (size_t i = 0; i < corners.size(); i += 3) add(&corners[i]);
       corners.clear();
     }

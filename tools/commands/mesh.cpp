@@ -10,6 +10,7 @@
 #include "io/raster_io.h"
 #include "mesh_build.h"
 #include "progress.h"
+#include "raster_stats.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CSSEMatrix.h"
 
@@ -22,26 +23,28 @@ struct MeshArgs {
   float threshold = 0.0f;
   bool below = false;
   std::vector<float> scale{1.0f, 1.0f, 1.0f};
+  bool scaleGiven = false;  // else a pixel scale the file states is used for x and y
   int step = 1;
   bool flipY = false;
 };
 
-int RunMesh(const MeshArgs& args) {
+int RunMesh(MeshArgs args) {
   RequireFinite("--threshold", args.threshold);
   for (float s : args.scale) RequirePositive("--scale", s);
   const MeshFormat format = MeshFormatOf(args.output);  // refuse a bad target before reading
   StepTimer timer;
-  std::unique_ptr<CSSEMatrix> field = ReadRaster(args.input);
+  RasterMetadata metadata;
+  std::unique_ptr<CSSEMatrix> field = ReadRaster(args.input, &metadata);
   if (args.flipY) FlipRows(*field);
   const double readSeconds = timer.Seconds();
   const int width = field->GetSizeX(), height = field->GetSizeY();
-  // Counted over real pixels: the library's counts include the padding lanes.
-  long long valid = 0;
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) {
-      const float v = field->GetPoint(x, y);
-      valid += args.below ? v < args.threshold : v > args.threshold;
-    }
+  if (!args.scaleGiven && metadata.HasPixelScale())
+    args.scale = {static_cast<float>(metadata.pixelScale[0]), static_cast<float>(metadata.pixelScale[1]), args.scale[2]};
+  // Counted over real pixels (the library's counts include the padding
+  // lanes), by the rule `info` uses too.
+  const RasterSummary summary = Summarize(*field, ValidRule{args.threshold, args.below});
+  CheckScaleFits(summary, args.scale.data());
+  const long long valid = summary.valid;
   if (valid < 3)
     throw BadInput(args.input, "empty mesh: only " + std::to_string(valid) + " pixel(s) " +
                                    (args.below ? "below" : "above") + " the threshold");
@@ -93,15 +96,20 @@ CommandRun AddMeshCommand(CLI::App& app) {
   sub->add_option("--threshold", args->threshold, "pixels above it (below with --below) carry a height")
       ->capture_default_str();
   sub->add_flag("--below", args->below, "valid pixels are below the threshold; the surface faces down");
-  sub->add_option("--scale", args->scale, "cell size: x = column*SX, y = row*SY, z = value*SZ")
-      ->expected(3)
-      ->capture_default_str();
+  CLI::Option* scale =
+      sub->add_option("--scale", args->scale, "cell size: x = column*SX, y = row*SY, z = value*SZ (default: the "
+                                              "file's pixel scale, else 1 1 1)")
+          ->expected(3)
+          ->capture_default_str();
   sub->add_option("--step", args->step, "use every N-th pixel in x and y")
       ->check(CLI::Range(1, 4096))
       ->capture_default_str();
   sub->add_flag("--flip-y", args->flipY,
                 "y grows up the image (last row at y = 0) instead of down it; triangles stay counter-clockwise");
-  return [args] { return RunMesh(*args); };
+  return [args, scale] {
+    args->scaleGiven = scale->count() > 0;
+    return RunMesh(*args);
+  };
 }
 
 }  // namespace relief::tool

@@ -27,9 +27,6 @@ struct RasterizeArgs {
   float pngScale = 0.0f;
 };
 
-// Triangles per scan-conversion chunk: about 700 MB of library mesh records.
-constexpr std::int64_t kChunkTriangles = 1 << 21;
-
 void ScanConvert(CHTriangulation& mesh, CSSEMatrix& out, bool minimum) {
   if (minimum) mesh.ScanConvertTriangulationMin(&out, 0.0f);
   else mesh.ScanConvertTriangulationMax(&out, 0.0f);
@@ -75,22 +72,29 @@ int RunRasterize(const RasterizeArgs& args) {
     const MeshBox box = MeasureBox(*reader);
     int width = 0, height = 0;
     CheckScanRaster(args.input, box, resolution, width, height);
-    ScanConvertInChunks(*reader, box, resolution, args.minimum, kChunkTriangles, raster);
+    ScanConvertInChunks(*reader, box, resolution, args.minimum, ChunkTrianglesFor(width, height), raster);
     origin[0] = box.min[0];
     origin[1] = box.min[1];
   }
   const double convertSeconds = timer.Seconds();
   if (raster.GetMatrixDataDirectly() == nullptr) throw BadInput(args.input, "empty mesh");
+  // A mesh thinner than a cell (or only along the raster's outermost ring,
+  // which the stamps skip) reaches no cell: refused rather than written as
+  // a raster of nothing but "no data".
+  const RasterSummary summary = Summarize(raster);
+  if (summary.nonZero == 0)
+    throw BadInput(args.input, "no cell of the " + std::to_string(summary.width) + " x " +
+                                   std::to_string(summary.height) + " raster is reached at resolution " +
+                                   std::to_string(resolution) + " (mesh too thin or small; try a finer --resolution)");
   timer.Restart();
   RasterWriteOptions writeOptions;
   writeOptions.pngScale = args.pngScale;
   const std::string what = WriteRaster(args.output, raster, writeOptions);
-  const RasterSummary summary = Summarize(raster);
   Say("%s: %lld triangles scan-converted by %s at resolution %g in %.2f s\n", args.input.c_str(),
       static_cast<long long>(triangles), args.minimum ? "minimum" : "maximum", resolution, convertSeconds);
   Say("%s: %d x %d cells (%s), origin (%g, %g), %lld with data, heights %g .. %g, written in %.2f s\n",
       args.output.c_str(), summary.width, summary.height, what.c_str(), origin[0], origin[1],
-      static_cast<long long>(summary.valid), summary.minimum, summary.maximum, timer.Seconds());
+      static_cast<long long>(summary.nonZero), summary.minimum, summary.maximum, timer.Seconds());
   return kExitDone;
 }
 

@@ -13,6 +13,8 @@
 namespace relief::tool {
 
 AtomicFile::AtomicFile(const std::filesystem::path& target) : m_target(target) {
+  std::error_code ec;
+  if (std::filesystem::is_directory(target, ec)) throw BadInput(target, "is a folder; give a file name to write");
   std::filesystem::path folder = target.parent_path();
   if (folder.empty()) folder = ".";
   // A hidden name with a random suffix: two tools writing the same target

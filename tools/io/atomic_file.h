@@ -13,7 +13,7 @@ namespace relief::tool {
 class AtomicFile {
  public:
   // Creates the (empty) temporary beside target. Throws BadInput when the
-  // folder does not exist or is not writable.
+  // folder does not exist or is not writable, or the target is a folder.
   explicit AtomicFile(const std::filesystem::path& target);
   ~AtomicFile();
   AtomicFile(const AtomicFile&) = delete;

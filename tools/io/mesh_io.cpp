@@ -164,5 +164,12 @@ void CheckFinite(const std::filesystem::path& path, const float* c, std::int64_t
       throw BadInput(path, "triangle " + std::to_string(triangle) + " has a non-finite coordinate");
 }
 
+void CheckFiniteOutput(const std::filesystem::path& target, const float* c, std::int64_t triangle) {
+  for (int k = 0; k < 9; ++k)
+    if (!std::isfinite(c[k]))
+      throw BadInput(target, "triangle " + std::to_string(triangle) +
+                                 " would get a non-finite coordinate (scale or heights beyond the float range)");
+}
+
 }  // namespace detail
 }  // namespace relief::tool

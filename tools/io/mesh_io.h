@@ -1,16 +1,18 @@
 #pragma once
 
 // Triangle meshes in and out of files, the format chosen by the extension:
-//   .ply    binary little-endian PLY (written as one vertex triple per face;
-//           read: binary little/big-endian or ASCII, polygons fanned)
-//   .stl    binary STL (read: binary, or ASCII "solid" files)
-//   .obj    Wavefront OBJ (written only)
+//   .ply    binary little-endian PLY, vertices shared between faces (read:
+//           binary little/big-endian or ASCII, polygons fanned)
+//   .stl    binary STL, every facet with its own corners (read: binary, or
+//           ASCII "solid" files)
+//   .obj    Wavefront OBJ, vertices shared (written only)
 //   .rmesh  the library's own mesh archive (written and read whole)
 //
 // Writers stream: a mesh of tens of millions of triangles goes to disk one
-// triangle at a time, with counts patched into the header at the end, so
-// writing never holds a second copy of the mesh. Readers hand triangles out in
-// chunks for the same reason. Every output is written to a temporary beside
+// triangle at a time, with counts patched into the header at the end; PLY and
+// OBJ keep only a table of the distinct corners (16 to 32 bytes a vertex).
+// Readers hand triangles out in chunks for the same reason: a binary PLY's
+// vertices are fetched from the file through a small cache, never held whole. Every output is written to a temporary beside
 // the target and renamed on success.
 
 #include <cstdint>
@@ -112,6 +114,9 @@ class BinaryOut {
 std::uint64_t FileSizeOrThrow(const std::filesystem::path& path);
 // BadInput unless all nine coordinates are finite.
 void CheckFinite(const std::filesystem::path& path, const float* corners, std::int64_t triangle);
+// The same for a triangle about to be written to target (exit 2: the scale
+// or the heights given overflow the float range).
+void CheckFiniteOutput(const std::filesystem::path& target, const float* corners, std::int64_t triangle);
 }  // namespace detail
 
 }  // namespace relief::tool

@@ -1,7 +1,7 @@
 // NumPy .npy files: a magic string, a version, a header length and a Python
 // dict literal giving dtype, order and shape, then the raw array. Only what
-// a height field needs is read: 2-D, C order, little-endian float32, float64
-// or uint16.
+// a height field needs is read: 2-D arrays of floats or integers, in either
+// byte order, C (row by row) or Fortran (column by column) order.
 
 #include <cstdint>
 #include <cstring>
@@ -12,6 +12,7 @@
 
 #include "errors.h"
 #include "io/raster_io.h"
+#include "io/samples.h"
 
 namespace relief::tool::detail {
 
@@ -26,9 +27,21 @@ std::string DictValue(const std::string& header, const std::string& key) {
   return std::regex_search(header, match, pattern) ? match[1].str() : std::string();
 }
 
+// '<f4', '>i2', '|u1', '=u2' ...: the sample type, or false.
+bool ParseDescr(const std::string& descr, SampleType& type) {
+  static const std::regex form("^['\"]([<>|=])([fiu])([1248])['\"]$");
+  std::smatch m;
+  if (!std::regex_match(descr, m, form)) return false;
+  const char kind = m[2].str()[0];
+  type.kind = kind == 'f' ? SampleKind::kFloat : kind == 'i' ? SampleKind::kSigned : SampleKind::kUnsigned;
+  type.bytes = m[3].str()[0] - '0';
+  type.bigEndian = m[1].str() == ">";
+  return type.IsSupported();
+}
+
 }  // namespace
 
-std::unique_ptr<CSSEMatrix> ReadNpy(const std::filesystem::path& path) {
+std::unique_ptr<CSSEMatrix> ReadNpy(const std::filesystem::path& path, RasterMetadata& metadata) {
   std::ifstream in(path, std::ios::binary);
   if (!in) throw BadInput(path, "cannot open for reading");
   in.seekg(0, std::ios::end);
@@ -53,18 +66,22 @@ std::unique_ptr<CSSEMatrix> ReadNpy(const std::filesystem::path& path) {
     throw BadInput(path, "unsupported .npy version " + std::to_string(major));
   }
   if (headerStart + headerLength > fileSize) throw BadInput(path, "truncated .npy header");
+  // A 2-D array of numbers needs a header of a hundred bytes or so; a long
+  // one is not ours to read (and the pattern matching below recurses per
+  // character).
+  if (headerLength > 4096) throw BadInput(path, "unsupported .npy header of " + std::to_string(headerLength) + " bytes");
   std::string header(headerLength, '\0');
   in.read(header.data(), static_cast<std::streamsize>(headerLength));
 
   const std::string descr = DictValue(header, "descr");
-  int itemSize = 0;
-  if (descr == "'<f4'" || descr == "\"<f4\"") itemSize = 4;
-  else if (descr == "'<f8'" || descr == "\"<f8\"") itemSize = 8;
-  else if (descr == "'<u2'" || descr == "\"<u2\"") itemSize = 2;
-  else throw BadInput(path, "unsupported .npy dtype " + (descr.empty() ? std::string("(none)") : descr) +
-                                " (need <f4, <f8 or <u2)");
-  const bool isFloat = descr.find('f') != std::string::npos;
-  if (DictValue(header, "fortran_order") != "False") throw BadInput(path, "only C-order .npy arrays are supported");
+  SampleType type;
+  if (!ParseDescr(descr, type))
+    throw BadInput(path, "unsupported .npy dtype " + (descr.empty() ? std::string("(none)") : descr) +
+                             " (need float32/64 or an integer type)");
+  metadata.sampleType = type.Name();
+  const std::string order = DictValue(header, "fortran_order");
+  if (order != "False" && order != "True") throw BadInput(path, ".npy header without fortran_order");
+  const bool fortran = order == "True";
 
   const std::string shape = DictValue(header, "shape");
   const std::regex twoDims("^\\(\\s*(\\d{1,12})\\s*,\\s*(\\d{1,12})\\s*,?\\s*\\)$");
@@ -72,31 +89,25 @@ std::unique_ptr<CSSEMatrix> ReadNpy(const std::filesystem::path& path) {
   if (!std::regex_match(shape, dims, twoDims))
     throw BadInput(path, "need a 2-D .npy array, shape is " + (shape.empty() ? std::string("missing") : shape));
   const long long height = std::stoll(dims[1].str()), width = std::stoll(dims[2].str());
+  CheckRasterLimits(path, width, height);
   // Refuse a file whose data does not have exactly the size the header
   // promises before allocating anything for it.
-  const std::uint64_t dataBytes = static_cast<std::uint64_t>(width) * height * itemSize;
+  const std::uint64_t dataBytes = static_cast<std::uint64_t>(width) * height * type.bytes;
   if (fileSize - headerStart - headerLength != dataBytes)
     throw BadInput(path, "file size does not match its header (" + std::to_string(fileSize - headerStart - headerLength) +
                              " data bytes for " + std::to_string(height) + " x " + std::to_string(width) +
-                             " values of " + std::to_string(itemSize) + " bytes)");
+                             " values of " + std::to_string(type.bytes) + " bytes)");
   auto raster = NewRaster(path, width, height);
-  std::vector<unsigned char> row(static_cast<size_t>(width) * itemSize);
-  for (long long y = 0; y < height; ++y) {
-    if (!in.read(reinterpret_cast<char*>(row.data()), static_cast<std::streamsize>(row.size())))
+  SampleDecoder decoder(path, type, std::nullopt);
+  // C order stores rows one after the other, Fortran order columns.
+  const long long lines = fortran ? width : height, along = fortran ? height : width;
+  std::vector<unsigned char> line(static_cast<size_t>(along) * type.bytes);
+  for (long long i = 0; i < lines; ++i) {
+    if (!in.read(reinterpret_cast<char*>(line.data()), static_cast<std::streamsize>(line.size())))
       throw BadInput(path, "truncated .npy data");
-    for (long long x = 0; x < width; ++x) {
-      const unsigned char* p = row.data() + x * itemSize;
-      float v;
-      if (itemSize == 4) {
-        std::memcpy(&v, p, 4);
-      } else if (itemSize == 8) {
-        double d;
-        std::memcpy(&d, p, 8);
-        v = static_cast<float>(d);
-      } else {
-        v = static_cast<float>(p[0] | (p[1] << 8));
-      }
-      raster->SetPoint(static_cast<int>(x), static_cast<int>(y), isFloat ? Sanitize(v) : v);
+    for (long long j = 0; j < along; ++j) {
+      const long long x = fortran ? i : j, y = fortran ? j : i;
+      raster->SetPoint(static_cast<int>(x), static_cast<int>(y), decoder.Decode(&line[j * type.bytes], x, y));
     }
   }
   return raster;

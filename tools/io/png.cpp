@@ -3,10 +3,13 @@
 
 #include <png.h>
 
+#include <cfloat>
 #include <cmath>
 #include <csetjmp>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,7 +46,7 @@ void OnPngWarning(png_structp, png_const_charp) {}
 
 }  // namespace
 
-std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path) {
+std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path, RasterMetadata& metadata) {
   FilePtr file(std::fopen(path.c_str(), "rb"));
   if (!file) throw BadInput(path, "cannot open for reading");
   unsigned char signature[8] = {};
@@ -68,6 +71,8 @@ std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path) {
   }
   png_init_io(png, file.get());
   png_set_sig_bytes(png, 8);
+  // libpng refuses larger headers itself; the raster's own limits are smaller.
+  png_set_user_limits(png, 1u << 20, static_cast<png_uint_32>(CSSEMatrix::kMaxRows));
   png_read_info(png, info);
   const png_uint_32 width = png_get_image_width(png, info);
   const png_uint_32 height = png_get_image_height(png, info);
@@ -89,16 +94,33 @@ std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path) {
   if (bitDepth == 16) png_set_swap(png);  // PNG is big-endian; we read native uint16
   png_read_update_info(png, info);
 
+  // Image data are deflated: a file can only hold so many decoded bytes
+  // (each row carries a filter byte). Checked before the raster exists.
+  std::error_code ec;
+  const std::uint64_t fileSize = std::filesystem::file_size(path, ec);
+  const std::uint64_t decoded = static_cast<std::uint64_t>(height) * (png_get_rowbytes(png, info) + 1);
+  if (decoded > fileSize * kMaxCompressionRatio)
+    problem = "file too small for its declared size (" + std::to_string(width) + " x " + std::to_string(height) +
+              " pixels in " + std::to_string(fileSize) + " bytes)";
   float scale = 1.0f;
   png_textp texts = nullptr;
   int textCount = 0;
-  if (png_get_text(png, info, &texts, &textCount) > 0) {
+  if (problem.empty() && png_get_text(png, info, &texts, &textCount) > 0) {
     for (int i = 0; i < textCount; ++i)
       if (std::string(texts[i].key) == kScaleKey) {
-        const float s = std::strtof(texts[i].text, nullptr);
-        if (std::isfinite(s) && s > 0.0f) scale = s;
+        char* end = nullptr;
+        const float s = std::strtof(texts[i].text, &end);
+        if (end == texts[i].text || !std::isfinite(s) || !(s > 0.0f))
+          problem = std::string(kScaleKey) + " '" + std::string(texts[i].text).substr(0, 40) +
+                    "' is not a positive number";
+        scale = s;
       }
   }
+  if (!problem.empty()) {
+    png_destroy_read_struct(&png, &info, nullptr);
+    throw BadInput(path, problem);
+  }
+  metadata.sampleType = bitDepth == 16 ? "uint16" : "uint8";
   try {
     raster = NewRaster(path, width, height);
   } catch (...) {
@@ -106,17 +128,30 @@ std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path) {
     throw;
   }
   row.resize(png_get_rowbytes(png, info));
+  // A stored step times a huge stated scale overflows: refused, not infinity.
+  unsigned overflowing = 0;
   for (png_uint_32 y = 0; y < height; ++y) {
     png_read_row(png, row.data(), nullptr);
-    if (bitDepth == 16) {
-      const auto* v = reinterpret_cast<const std::uint16_t*>(row.data());
-      for (png_uint_32 x = 0; x < width; ++x) raster->SetPoint(x, y, static_cast<float>(v[x]) * scale);
-    } else {
-      for (png_uint_32 x = 0; x < width; ++x) raster->SetPoint(x, y, static_cast<float>(row[x]) * scale);
+    for (png_uint_32 x = 0; x < width; ++x) {
+      unsigned stored = row[x];
+      if (bitDepth == 16) {
+        std::uint16_t wide;
+        std::memcpy(&wide, &row[2 * x], 2);
+        stored = wide;
+      }
+      const float v = static_cast<float>(stored) * scale;
+      if (!std::isfinite(v)) overflowing = stored;
+      raster->SetPoint(x, y, v);
     }
   }
   png_read_end(png, nullptr);
   png_destroy_read_struct(&png, &info, nullptr);
+  if (overflowing != 0) {
+    char text[160];
+    std::snprintf(text, sizeof text, "heights overflow: stored value %u times %s %g is beyond the float range",
+                  overflowing, kScaleKey, static_cast<double>(scale));
+    throw BadInput(path, text);
+  }
   return raster;
 }
 
@@ -176,7 +211,7 @@ void WriteGreyPng(const std::filesystem::path& file, const std::filesystem::path
 }  // namespace
 
 float WritePng16(const std::filesystem::path& file, const std::filesystem::path& shownAs, const CSSEMatrix& raster,
-                 float scale) {
+                 float scale, std::int64_t& lostToZero) {
   const int width = raster.GetSizeX(), height = raster.GetSizeY();
   if (!(scale > 0.0f) || !std::isfinite(scale)) {
     float maximum = 0.0f;
@@ -184,13 +219,37 @@ float WritePng16(const std::filesystem::path& file, const std::filesystem::path&
       for (int x = 0; x < width; ++x) maximum = std::max(maximum, raster.GetPoint(x, y));
     scale = maximum > 0.0f ? maximum / 65535.0f : 1.0f;
   }
+  if (!(scale >= FLT_MIN)) scale = 1.0f;  // a field of only tiny heights: keep the step normal
   char text[32];
   std::snprintf(text, sizeof text, "%.9g", scale);
   // Parse the stated scale back so the file's text and the quantisation agree.
   const float stated = std::strtof(text, nullptr);
+  auto quantise = [stated](float v) { return std::nearbyint(static_cast<double>(v) / stated); };
+  // A step too small for the heights would clip them at 65535 steps: refused,
+  // as nothing in the file could tell. Positive heights below half a step
+  // become 0 (no data): counted for the caller to report.
+  std::int64_t clipped = 0;
+  float highest = 0.0f;
+  lostToZero = 0;
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      const float v = raster.GetPoint(x, y);
+      if (!(v > 0.0f)) continue;
+      const double q = quantise(v);
+      clipped += q > 65535.0 ? 1 : 0;
+      lostToZero += q <= 0.0 ? 1 : 0;
+      highest = std::max(highest, v);
+    }
+  if (clipped > 0) {
+    char message[200];
+    std::snprintf(message, sizeof message,
+                  "%lld heights (up to %g) exceed 65535 steps of %s and would be clipped; give a larger --png-scale",
+                  static_cast<long long>(clipped), static_cast<double>(highest), text);
+    throw BadInput(shownAs, message);
+  }
   WriteGreyPng(file, shownAs, width, height, 16, kScaleKey, text, [&](int x, int y) -> unsigned {
     // Negative heights saturate at 0 and heights past the range at 65535.
-    const double q = std::nearbyint(static_cast<double>(raster.GetPoint(x, y)) / stated);
+    const double q = quantise(raster.GetPoint(x, y));
     return q <= 0.0 || q != q ? 0u : q >= 65535.0 ? 65535u : static_cast<unsigned>(q);
   });
   return stated;

@@ -24,15 +24,19 @@ RasterFormat RasterFormatOf(const std::filesystem::path& path) {
   throw BadInput(path, "unknown raster extension '" + ext + "' (use .png, .tif, .tiff, .npy or .rsm)");
 }
 
-std::unique_ptr<CSSEMatrix> ReadRaster(const std::filesystem::path& path) {
+std::unique_ptr<CSSEMatrix> ReadRaster(const std::filesystem::path& path, RasterMetadata* metadata) {
   const RasterFormat format = RasterFormatOf(path);
   std::error_code ec;
-  if (!std::filesystem::is_regular_file(path, ec)) throw BadInput(path, "no such file");
+  if (!std::filesystem::is_regular_file(path, ec))
+    throw BadInput(path, std::filesystem::is_directory(path, ec) ? "is a folder, not a file" : "no such file");
+  RasterMetadata ignored;
+  RasterMetadata& m = metadata ? *metadata : ignored;
+  m = RasterMetadata();
   switch (format) {
-    case RasterFormat::kPng: return detail::ReadPng(path);
-    case RasterFormat::kTiff: return detail::ReadTiff(path);
-    case RasterFormat::kNpy: return detail::ReadNpy(path);
-    case RasterFormat::kRsm: return detail::ReadRsm(path);
+    case RasterFormat::kPng: return detail::ReadPng(path, m);
+    case RasterFormat::kTiff: return detail::ReadTiff(path, m);
+    case RasterFormat::kNpy: return detail::ReadNpy(path, m);
+    case RasterFormat::kRsm: return detail::ReadRsm(path, m);
   }
   throw BadInput(path, "unknown raster format");
 }
@@ -44,10 +48,12 @@ std::string WriteRaster(const std::filesystem::path& path, const CSSEMatrix& ras
   std::string what;
   switch (format) {
     case RasterFormat::kPng: {
-      const float scale = detail::WritePng16(out.TempPath(), path, raster, options.pngScale);
-      char text[64];
+      std::int64_t lost = 0;
+      const float scale = detail::WritePng16(out.TempPath(), path, raster, options.pngScale, lost);
+      char text[128];
       std::snprintf(text, sizeof text, "16-bit PNG, scale %.9g", scale);
       what = text;
+      if (lost > 0) what += "; " + std::to_string(lost) + " heights below half a step written as 0 (no data)";
       break;
     }
     case RasterFormat::kTiff:

@@ -13,7 +13,8 @@
 
 namespace relief::tool::detail {
 
-std::unique_ptr<CSSEMatrix> ReadRsm(const std::filesystem::path& path) {
+std::unique_ptr<CSSEMatrix> ReadRsm(const std::filesystem::path& path, RasterMetadata& metadata) {
+  metadata.sampleType = "float32";
   std::error_code ec;
   const std::uint64_t size = std::filesystem::file_size(path, ec);
   if (ec) throw BadInput(path, "cannot read: " + ec.message());

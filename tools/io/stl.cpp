@@ -24,6 +24,7 @@ class StlWriter : public TriangleWriter {
     m_out.Write(&zero, 4);  // patched in Commit
   }
   void Add(const float c[9]) override {
+    CheckFiniteOutput(m_out.Target(), c, m_count);
     // Facet normal from the winding; readers mostly recompute it, but a
     // right one costs nothing here.
     const float ux = c[3] - c[0], uy = c[4] - c[1], uz = c[5] - c[2];

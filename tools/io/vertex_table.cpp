@@ -1,0 +1,61 @@
+#include "io/vertex_table.h"
+
+#include <cstring>
+#include <new>
+
+namespace relief::tool::detail {
+
+namespace {
+
+std::uint64_t Hash(const std::uint32_t key[3]) {
+  std::uint64_t h = (static_cast<std::uint64_t>(key[0]) << 32 | key[1]) ^ (static_cast<std::uint64_t>(key[2]) * 0x9e3779b97f4a7c15ull);
+  // A 64-bit finaliser: neighbouring grid coordinates land far apart.
+  h ^= h >> 33;
+  h *= 0xff51afd7ed558ccdull;
+  h ^= h >> 33;
+  h *= 0xc4ceb9fe1a85ec53ull;
+  h ^= h >> 33;
+  return h;
+}
+
+}  // namespace
+
+VertexTable::VertexTable() : m_slots(1 << 12, Slot{{0, 0, 0}, kEmpty}) {}
+
+std::uint32_t VertexTable::Find(const float xyz[3], bool& isNew) {
+  std::uint32_t key[3];
+  std::memcpy(key, xyz, sizeof key);
+  for (auto& k : key)
+    if (k == 0x80000000u) k = 0;  // -0 and 0 are the same coordinate
+  const size_t mask = m_slots.size() - 1;
+  for (size_t i = Hash(key) & mask;; i = (i + 1) & mask) {
+    Slot& slot = m_slots[i];
+    if (slot.index == kEmpty) {
+      if (m_size == kEmpty - 1) throw std::bad_alloc();  // beyond 32-bit vertex numbers
+      std::memcpy(slot.key, key, sizeof key);
+      slot.index = m_size++;
+      isNew = true;
+      const std::uint32_t index = slot.index;
+      if (2 * static_cast<size_t>(m_size) > m_slots.size()) Grow();
+      return index;
+    }
+    if (slot.key[0] == key[0] && slot.key[1] == key[1] && slot.key[2] == key[2]) {
+      isNew = false;
+      return slot.index;
+    }
+  }
+}
+
+void VertexTable::Grow() {
+  std::vector<Slot> old(m_slots.size() * 2, Slot{{0, 0, 0}, kEmpty});
+  old.swap(m_slots);
+  const size_t mask = m_slots.size() - 1;
+  for (const Slot& s : old) {
+    if (s.index == kEmpty) continue;
+    size_t i = Hash(s.key) & mask;
+    while (m_slots[i].index != kEmpty) i = (i + 1) & mask;
+    m_slots[i] = s;
+  }
+}
+
+}  // namespace relief::tool::detail
