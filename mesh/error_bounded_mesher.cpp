@@ -1,0 +1,196 @@
+#include "relief/CHErrorBoundedMesher.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "mesh/error_bounded_field.h"
+#include "mesh/error_bounded_halfedges.h"
+#include "mesh/error_bounded_heap.h"
+#include "mesh/error_bounded_scan.h"
+#include "relief/CHTriangulation.h"
+#include "relief/CSSEMatrix.h"
+
+using relief::detail::CHalfEdgeTriangulation;
+using relief::detail::SFieldView;
+using relief::detail::SScanTriangle;
+
+struct CHErrorBoundedMesher::Result {
+  std::string problem;
+  std::vector<float> vertices;
+  std::vector<std::int32_t> indices;
+  int originX = 0, originY = 0;
+  double maxError = 0.0, rmsError = 0.0;
+  std::int64_t validPixels = 0, insertions = 0;
+  bool stoppedByLimit = false;
+};
+
+namespace {
+
+// Half-edge indices are int32: 3 x triangles must stay below 2^31.
+constexpr int kMostTriangles = 700'000'000;
+
+SScanTriangle TriangleOf(const CHalfEdgeTriangulation& mesh, int t) {
+  SScanTriangle s;
+  for (int k = 0; k < 3; ++k) {
+    const int p = mesh.Corner(t, k);
+    s.x[k] = mesh.X(p);
+    s.y[k] = mesh.Y(p);
+    s.z[k] = mesh.Z(p);
+  }
+  return s;
+}
+
+// The greedy loop's per-triangle state, indexed by triangle.
+struct STriangleState {
+  std::vector<std::int32_t> candX, candY;  // worst pixel
+  std::vector<std::uint8_t> coversData;
+  std::vector<std::uint32_t> stamp;  // last insertion that rescanned it
+  void Grow(int n) {
+    if (static_cast<int>(candX.size()) >= n) return;
+    const size_t size = static_cast<size_t>(n) + static_cast<size_t>(n) / 2;
+    candX.resize(size, -1);
+    candY.resize(size, -1);
+    coversData.resize(size, 0);
+    stamp.resize(size, 0);
+  }
+};
+
+}  // namespace
+
+CHErrorBoundedMesher::CHErrorBoundedMesher() : m_result(std::make_unique<Result>()) {}
+CHErrorBoundedMesher::~CHErrorBoundedMesher() = default;
+
+bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float maxError, int maxTriangles,
+                                                  int maxPoints) {
+  *m_result = Result{};
+  Result& r = *m_result;
+  auto fail = [&r](const char* why) {
+    r.problem = why;
+    return false;
+  };
+  if (!field || !field->GetMatrixDataDirectly()) return fail("the field has no storage");
+  if (!std::isfinite(maxError) || maxError < 0.0f) return fail("the maximum error must be finite and not negative");
+  if (maxTriangles < 2 || maxPoints < 4)
+    return fail("the limits must allow the starting two triangles (at least 2 triangles and 4 points)");
+
+  const relief::detail::SValidBox box = relief::detail::FindValidBox(*field);
+  r.validPixels = box.validPixels;
+  if (box.validPixels == 0) return fail("the field holds no data");
+  if (box.Width() < 2 || box.Height() < 2) return fail("the valid pixels do not span an area (one row or column)");
+  r.originX = box.minX;
+  r.originY = box.minY;
+
+  std::vector<float> pixels;
+  relief::detail::CopyBox(*field, box, pixels);
+  const int width = box.Width(), height = box.Height();
+  const SFieldView view{pixels.data(), width, height};
+  auto height_at = [&](int x, int y) { return pixels[static_cast<size_t>(y) * width + x]; };
+
+  float corners[4];
+  const int cornerX[4] = {0, width - 1, width - 1, 0}, cornerY[4] = {0, 0, height - 1, height - 1};
+  for (int c = 0; c < 4; ++c) {
+    corners[c] = height_at(cornerX[c], cornerY[c]);
+    if (corners[c] == 0.0f)
+      corners[c] = relief::detail::NearestDataHeight(pixels, width, height, cornerX[c], cornerY[c]);
+  }
+
+  CHalfEdgeTriangulation mesh;
+  mesh.StartWithBox(width, height, corners);
+  relief::detail::CTriangleHeap heap;
+  STriangleState state;
+  const double bound = maxError;
+  const int triangleLimit = std::min(maxTriangles, kMostTriangles);
+
+  std::uint32_t round = 1;
+  auto rescan = [&](int t) {
+    if (state.stamp[t] == round) return;
+    state.stamp[t] = round;
+    const relief::detail::STriangleScanResult s = relief::detail::ScanTriangle(view, TriangleOf(mesh, t));
+    state.candX[t] = s.x;
+    state.candY[t] = s.y;
+    state.coversData[t] = s.coversData ? 1 : 0;
+    if (s.error > bound) heap.Set(t, s.error);
+    else heap.Remove(t);
+  };
+  state.Grow(2);
+  rescan(0);
+  rescan(1);
+
+  std::vector<std::int32_t> changed;
+  while (!heap.Empty()) {
+    const int t = heap.Top();
+    const int x = state.candX[t], y = state.candY[t];
+    const int where = mesh.Locate(t, x, y);
+    if (mesh.NumTriangles() + mesh.TrianglesAddedBy(t, where) > triangleLimit || mesh.NumPoints() + 1 > maxPoints) {
+      r.stoppedByLimit = true;
+      break;
+    }
+    changed.clear();
+    mesh.Insert(t, where, x, y, height_at(x, y), changed);
+    ++r.insertions;
+    ++round;
+    state.Grow(mesh.NumTriangles());
+    for (const std::int32_t c : changed) rescan(c);
+  }
+
+  // The result: triangles over data, their points renumbered in order of use.
+  std::vector<std::int32_t> renumber(static_cast<size_t>(mesh.NumPoints()), -1);
+  std::vector<std::uint8_t> seen(pixels.size(), 0);
+  double sumSquares = 0.0;
+  std::int64_t measured = 0;
+  for (int t = 0; t < mesh.NumTriangles(); ++t) {
+    bool keep = state.coversData[t] != 0;
+    if (!keep) {
+      keep = true;
+      for (int k = 0; k < 3; ++k) {
+        const int p = mesh.Corner(t, k);
+        keep = keep && height_at(mesh.X(p), mesh.Y(p)) != 0.0f;
+      }
+    }
+    if (!keep) continue;
+    for (int k = 0; k < 3; ++k) {
+      const int p = mesh.Corner(t, k);
+      if (renumber[p] < 0) {
+        renumber[p] = static_cast<std::int32_t>(r.vertices.size() / 3);
+        r.vertices.push_back(static_cast<float>(mesh.X(p)));
+        r.vertices.push_back(static_cast<float>(mesh.Y(p)));
+        r.vertices.push_back(mesh.Z(p));
+      }
+      r.indices.push_back(renumber[p]);
+    }
+    relief::detail::MeasureTriangle(view, TriangleOf(mesh, t), seen.data(), sumSquares, r.maxError, measured);
+  }
+  r.rmsError = measured > 0 ? std::sqrt(sumSquares / static_cast<double>(measured)) : 0.0;
+  return true;
+}
+
+const char* CHErrorBoundedMesher::GetProblem() const { return m_result->problem.c_str(); }
+int CHErrorBoundedMesher::GetNumTriangles() const { return static_cast<int>(m_result->indices.size() / 3); }
+int CHErrorBoundedMesher::GetNumPoints() const { return static_cast<int>(m_result->vertices.size() / 3); }
+const float* CHErrorBoundedMesher::GetVertexArray() const { return m_result->vertices.data(); }
+const std::int32_t* CHErrorBoundedMesher::GetTriangleIndexArray() const { return m_result->indices.data(); }
+int CHErrorBoundedMesher::GetOriginX() const { return m_result->originX; }
+int CHErrorBoundedMesher::GetOriginY() const { return m_result->originY; }
+double CHErrorBoundedMesher::GetMaxError() const { return m_result->maxError; }
+double CHErrorBoundedMesher::GetRMSError() const { return m_result->rmsError; }
+std::int64_t CHErrorBoundedMesher::GetNumValidPixels() const { return m_result->validPixels; }
+std::int64_t CHErrorBoundedMesher::GetNumInsertions() const { return m_result->insertions; }
+bool CHErrorBoundedMesher::StoppedByLimit() const { return m_result->stoppedByLimit; }
+
+void CHErrorBoundedMesher::FillTriangulation(CHTriangulation& mesh, float sx, float sy, float sz) const {
+  const int n = GetNumTriangles();
+  mesh.CreateTriangulation(n);
+  SSEPoint* corners = mesh.GetEdgeArray();
+  const float* v = m_result->vertices.data();
+  for (int i = 0; i < 3 * n; ++i) {
+    const std::int32_t p = m_result->indices[i];
+    corners[i].x = v[3 * p];
+    corners[i].y = v[3 * p + 1];
+    corners[i].z = v[3 * p + 2];
+    corners[i].w = 0.0f;
+  }
+  mesh.ReScaleTriangulation(sx, sy, sz);
+  if (n > 0) mesh.CalcNormalsFromVertices();
+}
