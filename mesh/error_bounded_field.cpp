@@ -44,7 +44,8 @@ SValidBox FindValidBox(const CSSEMatrix& field) {
 
 void CopyBox(const CSSEMatrix& field, const SValidBox& box, std::vector<float>& out) {
   const std::int64_t width = box.Width();
-  out.assign(static_cast<size_t>(width * box.Height()), 0.0f);
+  // Four floats of padding: the scan reads whole registers past a row's end.
+  out.assign(static_cast<size_t>(width * box.Height() + 4), 0.0f);
   __m128** lines = field.GetMatrixDataDirectly();
   for (int y = box.minY; y <= box.maxY; ++y) {
     const float* line = reinterpret_cast<const float*>(lines[y >> 2]) + (y & 3);

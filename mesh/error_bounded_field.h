@@ -23,7 +23,8 @@ inline bool HasData(float v) { return v != 0.0f && v - v == 0.0f; }
 // The box of pixels with data and their count.
 SValidBox FindValidBox(const CSSEMatrix& field);
 
-// The box's pixels row by row; pixels without data (0, NaN, infinities) become 0.
+// The box's pixels row by row, then four zeros of padding; pixels without
+// data (0, NaN, infinities) become 0.
 void CopyBox(const CSSEMatrix& field, const SValidBox& box, std::vector<float>& out);
 
 // The height of the pixel with data nearest (x, y) in rings of growing

@@ -24,6 +24,15 @@ struct CHErrorBoundedMesher::Result {
   double maxError = 0.0, rmsError = 0.0;
   std::int64_t validPixels = 0, insertions = 0;
   bool stoppedByLimit = false;
+  void Clear() {
+    problem.clear();
+    vertices.clear();
+    indices.clear();
+    originX = originY = 0;
+    maxError = rmsError = 0.0;
+    validPixels = insertions = 0;
+    stoppedByLimit = false;
+  }
 };
 
 namespace {
@@ -44,6 +53,12 @@ SScanTriangle TriangleOf(const CHalfEdgeTriangulation& mesh, int t) {
 
 // The greedy loop's per-triangle state, indexed by triangle.
 struct STriangleState {
+  void Clear() {
+    candX.clear();
+    candY.clear();
+    coversData.clear();
+    stamp.clear();
+  }
   std::vector<std::int32_t> candX, candY;  // worst pixel
   std::vector<std::uint8_t> coversData;
   std::vector<std::uint32_t> stamp;  // last insertion that rescanned it
@@ -59,13 +74,26 @@ struct STriangleState {
 
 }  // namespace
 
-CHErrorBoundedMesher::CHErrorBoundedMesher() : m_result(std::make_unique<Result>()) {}
+// Working memory, kept between calls so that meshing many fields of one size
+// allocates (and faults in) nothing after the first.
+struct CHErrorBoundedMesher::Workspace {
+  std::vector<float> pixels, errors;
+  CHalfEdgeTriangulation mesh;
+  relief::detail::CTriangleHeap heap;
+  STriangleState state;
+  std::vector<relief::detail::SScannedRow> scratch;
+  std::vector<std::int32_t> changed, renumber;
+};
+
+CHErrorBoundedMesher::CHErrorBoundedMesher()
+    : m_result(std::make_unique<Result>()), m_work(std::make_unique<Workspace>()) {}
 CHErrorBoundedMesher::~CHErrorBoundedMesher() = default;
 
 bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float maxError, int maxTriangles,
                                                   int maxPoints) {
-  *m_result = Result{};
   Result& r = *m_result;
+  r.Clear();
+  Workspace& w = *m_work;
   auto fail = [&r](const char* why) {
     r.problem = why;
     return false;
@@ -82,10 +110,11 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
   r.originX = box.minX;
   r.originY = box.minY;
 
-  std::vector<float> pixels;
+  std::vector<float>& pixels = w.pixels;
   relief::detail::CopyBox(*field, box, pixels);
   const int width = box.Width(), height = box.Height();
-  const SFieldView view{pixels.data(), width, height};
+  SFieldView view{pixels.data(), width, height, 0.0};
+  for (const float v : pixels) view.largestHeight = std::max(view.largestHeight, std::fabs(double(v)));
   auto height_at = [&](int x, int y) { return pixels[static_cast<size_t>(y) * width + x]; };
 
   float corners[4];
@@ -96,18 +125,21 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
       corners[c] = relief::detail::NearestDataHeight(pixels, width, height, cornerX[c], cornerY[c]);
   }
 
-  CHalfEdgeTriangulation mesh;
+  CHalfEdgeTriangulation& mesh = w.mesh;
   mesh.StartWithBox(width, height, corners);
-  relief::detail::CTriangleHeap heap;
-  STriangleState state;
+  relief::detail::CTriangleHeap& heap = w.heap;
+  heap.Clear();
+  STriangleState& state = w.state;
+  state.Clear();
   const double bound = maxError;
   const int triangleLimit = std::min(maxTriangles, kMostTriangles);
 
   std::uint32_t round = 1;
+  std::vector<relief::detail::SScannedRow>& scratch = w.scratch;
   auto rescan = [&](int t) {
     if (state.stamp[t] == round) return;
     state.stamp[t] = round;
-    const relief::detail::STriangleScanResult s = relief::detail::ScanTriangle(view, TriangleOf(mesh, t));
+    const relief::detail::STriangleScanResult s = relief::detail::ScanTriangle(view, TriangleOf(mesh, t), scratch);
     state.candX[t] = s.x;
     state.candY[t] = s.y;
     state.coversData[t] = s.coversData ? 1 : 0;
@@ -118,7 +150,7 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
   rescan(0);
   rescan(1);
 
-  std::vector<std::int32_t> changed;
+  std::vector<std::int32_t>& changed = w.changed;
   while (!heap.Empty()) {
     const int t = heap.Top();
     const int x = state.candX[t], y = state.candY[t];
@@ -136,10 +168,10 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
   }
 
   // The result: triangles over data, their points renumbered in order of use.
-  std::vector<std::int32_t> renumber(static_cast<size_t>(mesh.NumPoints()), -1);
-  std::vector<std::uint8_t> seen(pixels.size(), 0);
-  double sumSquares = 0.0;
-  std::int64_t measured = 0;
+  std::vector<std::int32_t>& renumber = w.renumber;
+  renumber.assign(static_cast<size_t>(mesh.NumPoints()), -1);
+  std::vector<float>& errors = w.errors;
+  errors.assign(pixels.size(), 0.0f);
   for (int t = 0; t < mesh.NumTriangles(); ++t) {
     bool keep = state.coversData[t] != 0;
     if (!keep) {
@@ -160,7 +192,17 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
       }
       r.indices.push_back(renumber[p]);
     }
-    relief::detail::MeasureTriangle(view, TriangleOf(mesh, t), seen.data(), sumSquares, r.maxError, measured);
+    relief::detail::MeasureTriangle(view, TriangleOf(mesh, t), errors.data());
+  }
+  // Every valid pixel lies in a kept triangle: measured once each.
+  double sumSquares = 0.0;
+  std::int64_t measured = 0;
+  for (size_t i = 0; i < errors.size(); ++i) {
+    if (pixels[i] == 0.0f) continue;
+    const double e = errors[i];
+    r.maxError = std::max(r.maxError, e);
+    sumSquares += e * e;
+    ++measured;
   }
   r.rmsError = measured > 0 ? std::sqrt(sumSquares / static_cast<double>(measured)) : 0.0;
   return true;

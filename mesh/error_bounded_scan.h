@@ -5,12 +5,14 @@
 // box (0 = no data); triangle corners are integer pixel positions in it.
 
 #include <cstdint>
+#include <vector>
 
 namespace relief::detail {
 
 struct SFieldView {
-  const float* data = nullptr;  // width * height floats, row by row
+  const float* data = nullptr;  // width * height floats, row by row, then 4 more (read, never scored)
   int width = 0, height = 0;
+  double largestHeight = 0.0;   // the largest |height|, for the bound of the float screening
 };
 
 // A triangle: corners counter-clockwise (positive orientation), heights as
@@ -26,13 +28,21 @@ struct STriangleScanResult {
   bool coversData = false;  // some valid pixel centre lies in the triangle (edges included)
 };
 
-// Scans every pixel centre in the triangle, edges included. The error at a
-// corner is rounding only, so a worst pixel that is a corner scores 0.
-STriangleScanResult ScanTriangle(const SFieldView& field, const SScanTriangle& t);
+// One row of a scan: its covered columns and its worst error screened in float.
+struct SScannedRow {
+  int from, to;
+  float screened;  // -1 for a row without pixels
+};
 
-// For the final figures: every valid pixel in the triangle not yet marked in
-// seen (one byte per pixel of the field) is marked and its error added.
-void MeasureTriangle(const SFieldView& field, const SScanTriangle& t, std::uint8_t* seen, double& sumSquares,
-                     double& maxError, std::int64_t& count);
+// Scans every pixel centre in the triangle, edges included: every row in
+// float first, then the rows that may hold the worst pixel in double. The
+// error at a corner is rounding only, so a worst pixel that is a corner
+// scores 0. scratch is working memory, kept by the caller between calls.
+STriangleScanResult ScanTriangle(const SFieldView& field, const SScanTriangle& t, std::vector<SScannedRow>& scratch);
+
+// For the final figures: writes |field - plane| of every pixel in the
+// triangle into errors (one float per pixel of the field). Pixels on a shared
+// edge are written twice with the same figure up to rounding.
+void MeasureTriangle(const SFieldView& field, const SScanTriangle& t, float* errors);
 
 }  // namespace relief::detail
