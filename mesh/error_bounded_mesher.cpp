@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -83,6 +84,7 @@ struct CHErrorBoundedMesher::Workspace {
   STriangleState state;
   std::vector<relief::detail::SScannedRow> scratch;
   std::vector<std::int32_t> changed, renumber;
+  std::vector<std::uint8_t> kept, reached;
 };
 
 CHErrorBoundedMesher::CHErrorBoundedMesher()
@@ -143,7 +145,18 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
     state.candX[t] = s.x;
     state.candY[t] = s.y;
     state.coversData[t] = s.coversData ? 1 : 0;
-    if (s.error > bound) heap.Set(t, s.error);
+    // A box corner without data stays out of the result only once none of
+    // its triangles covers data: those go first, split at the valid pixel
+    // nearest to the corner, which walks points onto the outline.
+    int emptyCorners = 0;
+    for (int k = 0; k < 3; ++k) {
+      const int p = mesh.Corner(t, k);
+      emptyCorners |= height_at(mesh.X(p), mesh.Y(p)) == 0.0f ? 1 << k : 0;
+    }
+    if (emptyCorners && s.coversData &&
+        relief::detail::NearestDataPixel(view, TriangleOf(mesh, t), emptyCorners, state.candX[t], state.candY[t]))
+      heap.Set(t, std::numeric_limits<double>::infinity());
+    else if (s.error > bound) heap.Set(t, s.error);
     else heap.Remove(t);
   };
   state.Grow(2);
@@ -172,16 +185,31 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
   renumber.assign(static_cast<size_t>(mesh.NumPoints()), -1);
   std::vector<float>& errors = w.errors;
   errors.assign(pixels.size(), 0.0f);
+  // Kept: triangles with three valid corners, or covering data beyond their
+  // corners; then, for a valid point that no kept triangle reaches, the
+  // first of its triangles, so that its pixel is covered too.
+  std::vector<std::uint8_t>& kept = w.kept;
+  kept.assign(static_cast<size_t>(mesh.NumTriangles()), 0);
+  std::vector<std::uint8_t>& reached = w.reached;
+  reached.assign(static_cast<size_t>(mesh.NumPoints()), 0);
+  auto has_data = [&](int p) { return height_at(mesh.X(p), mesh.Y(p)) != 0.0f; };
   for (int t = 0; t < mesh.NumTriangles(); ++t) {
-    bool keep = state.coversData[t] != 0;
-    if (!keep) {
-      keep = true;
-      for (int k = 0; k < 3; ++k) {
-        const int p = mesh.Corner(t, k);
-        keep = keep && height_at(mesh.X(p), mesh.Y(p)) != 0.0f;
-      }
+    kept[t] = state.coversData[t] || (has_data(mesh.Corner(t, 0)) && has_data(mesh.Corner(t, 1)) &&
+                                      has_data(mesh.Corner(t, 2)));
+    if (kept[t])
+      for (int k = 0; k < 3; ++k) reached[mesh.Corner(t, k)] = 1;
+  }
+  for (int t = 0; t < mesh.NumTriangles(); ++t) {
+    if (kept[t]) continue;
+    for (int k = 0; k < 3; ++k) {
+      const int p = mesh.Corner(t, k);
+      if (has_data(p) && !reached[p]) kept[t] = 1;
     }
-    if (!keep) continue;
+    if (kept[t])
+      for (int k = 0; k < 3; ++k) reached[mesh.Corner(t, k)] = 1;
+  }
+  for (int t = 0; t < mesh.NumTriangles(); ++t) {
+    if (!kept[t]) continue;
     for (int k = 0; k < 3; ++k) {
       const int p = mesh.Corner(t, k);
       if (renumber[p] < 0) {

@@ -114,7 +114,7 @@ STriangleScanResult ScanTriangle(const SFieldView& field, const SScanTriangle& t
   const __m128 slope = _mm_set1_ps(static_cast<float>(rows.a));
   const __m128 four = _mm_set1_ps(4.0f);
   const __m128 lanes = _mm_set_ps(3.0f, 2.0f, 1.0f, 0.0f);
-  __m128 anyValid = zero;
+  __m128i validCount = _mm_setzero_si128();
   // Pass 1 screens every row in float, four pixels per step:
   // err = (valid and inside) ? |v - (start + a k)| : 0.
   scratch.resize(static_cast<size_t>(rows.bottom - rows.top + 1));
@@ -138,7 +138,7 @@ STriangleScanResult ScanTriangle(const SFieldView& field, const SScanTriangle& t
       const __m128 z = _mm_add_ps(startV, _mm_mul_ps(slope, k));
       const __m128 valid = _mm_and_ps(_mm_cmpneq_ps(v, zero), _mm_cmplt_ps(k, count));
       rowMax = _mm_max_ps(rowMax, _mm_and_ps(_mm_andnot_ps(signBit, _mm_sub_ps(v, z)), valid));
-      anyValid = _mm_or_ps(anyValid, valid);
+      validCount = _mm_sub_epi32(validCount, _mm_castps_si128(valid));  // a set lane is -1
       k = _mm_add_ps(k, four);
     }
     rowMax = _mm_max_ps(rowMax, _mm_movehl_ps(rowMax, rowMax));
@@ -146,7 +146,14 @@ STriangleScanResult ScanTriangle(const SFieldView& field, const SScanTriangle& t
     line.screened = _mm_cvtss_f32(rowMax);
     screenedBest = std::max(screenedBest, line.screened);
   }
-  result.coversData = _mm_movemask_ps(anyValid) != 0;
+  // Every corner pixel lies in its own triangle: data beyond the corners
+  // means more valid pixels than valid corners.
+  alignas(16) std::int32_t counts[4];
+  _mm_store_si128(reinterpret_cast<__m128i*>(counts), validCount);
+  int validCorners = 0;
+  for (int c = 0; c < 3; ++c)
+    validCorners += field.data[static_cast<std::int64_t>(t.y[c]) * field.width + t.x[c]] != 0.0f ? 1 : 0;
+  result.coversData = std::int64_t(counts[0]) + counts[1] + counts[2] + counts[3] > validCorners;
   // A screened lane is off its exact figure by at most four roundings of
   // 2^-24 of a magnitude below |start| + |a| n + |v| (start lies between the
   // corner heights, n within the triangle's width); twice that is the slack.
@@ -180,6 +187,32 @@ STriangleScanResult ScanTriangle(const SFieldView& field, const SScanTriangle& t
       result.x = result.y = -1;
     }
   return result;
+}
+
+bool NearestDataPixel(const SFieldView& field, const SScanTriangle& t, int cornerMask, int& x, int& y) {
+  CRowSpans rows(t);
+  std::int64_t best = -1;
+  for (int py = rows.top; py <= rows.bottom; ++py, rows.NextRow()) {
+    int from, to;
+    if (!rows.Span(from, to)) continue;
+    const float* row = field.data + static_cast<std::int64_t>(py) * field.width;
+    for (int px = from; px <= to; ++px) {
+      if (row[px] == 0.0f) continue;
+      std::int64_t d = -1;
+      bool corner = false;
+      for (int c = 0; c < 3; ++c) {
+        corner = corner || (px == t.x[c] && py == t.y[c]);
+        if (!(cornerMask >> c & 1)) continue;
+        const std::int64_t dx = px - t.x[c], dy = py - t.y[c];
+        if (d < 0 || dx * dx + dy * dy < d) d = dx * dx + dy * dy;
+      }
+      if (corner || (best >= 0 && d >= best)) continue;
+      best = d;
+      x = px;
+      y = py;
+    }
+  }
+  return best >= 0;
 }
 
 void MeasureTriangle(const SFieldView& field, const SScanTriangle& t, float* errors) {

@@ -25,7 +25,7 @@ struct SScanTriangle {
 struct STriangleScanResult {
   double error = 0.0;   // largest |field - plane| over the valid pixels covered
   int x = -1, y = -1;   // the first pixel (row by row) with that error; -1 when none counts
-  bool coversData = false;  // some valid pixel centre lies in the triangle (edges included)
+  bool coversData = false;  // a valid pixel centre other than a corner lies in the triangle (edges included)
 };
 
 // One row of a scan: its covered columns and its worst error screened in float.
@@ -39,6 +39,11 @@ struct SScannedRow {
 // error at a corner is rounding only, so a worst pixel that is a corner
 // scores 0. scratch is working memory, kept by the caller between calls.
 STriangleScanResult ScanTriangle(const SFieldView& field, const SScanTriangle& t, std::vector<SScannedRow>& scratch);
+
+// The valid pixel in the triangle, corners excluded, nearest to the corners
+// flagged in cornerMask (bit k for corner k); the first of equals row by row.
+// False when there is none.
+bool NearestDataPixel(const SFieldView& field, const SScanTriangle& t, int cornerMask, int& x, int& y);
 
 // For the final figures: writes |field - plane| of every pixel in the
 // triangle into errors (one float per pixel of the field). Pixels on a shared
