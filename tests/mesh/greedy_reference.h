@@ -1,15 +1,15 @@
 #pragma once
 
 // A deliberately plain greedy max-error mesher, the yardstick of the fast
-// one: every round rescans every triangle pixel by pixel with barycentric
-// weights, inserts the worst pixel of the mesh, and restores the Delaunay
-// property by sweeping all edges until no flip is left. Quadratic and more;
-// only for small fields in which every pixel has data.
+// one: every round looks at every triangle (scanning anew, pixel by pixel
+// with barycentric weights, those whose corners changed), inserts the worst
+// pixel of the mesh, and restores the Delaunay property by flips around it,
+// finding neighbours by searching every triangle. Quadratic; only for small
+// fields in which every pixel has data.
 
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <map>
 #include <utility>
 #include <vector>
 
@@ -63,25 +63,31 @@ inline std::array<double, 3> WorstPixel(const Mesh& m, const std::vector<float>&
   return worst;
 }
 
-// Flips every edge whose opposite corner lies in the other triangle's
-// circumcircle, sweep after sweep, until none is left.
-inline void MakeDelaunay(Mesh& m) {
-  for (bool flipped = true; flipped;) {
-    flipped = false;
-    std::map<std::pair<int, int>, std::pair<int, int>> edges;  // directed edge -> triangle, corner opposite
+// Restores the Delaunay property after point p was inserted: every edge
+// opposite p is flipped when the corner across it lies in the circle through
+// it and p, and the two edges opposite p after a flip are checked in turn.
+// Triangles are found by searching the whole list.
+inline void FlipAround(Mesh& m, int p) {
+  auto find = [&m](int a, int b) {  // the triangle holding the directed edge a->b, and its third corner
     for (int t = 0; t < int(m.triangles.size()); ++t)
-      for (int k = 0; k < 3; ++k) edges[{m.triangles[t][k], m.triangles[t][(k + 1) % 3]}] = {t, (k + 2) % 3};
-    for (const auto& [edge, at] : edges) {
-      const auto other = edges.find({edge.second, edge.first});
-      if (other == edges.end()) continue;
-      const int a = edge.first, b = edge.second;
-      const int p = m.triangles[at.first][at.second], q = m.triangles[other->second.first][other->second.second];
-      if (!InCircle(m, a, b, p, q)) continue;
-      m.triangles[at.first] = {p, a, q};
-      m.triangles[other->second.first] = {q, b, p};
-      flipped = true;
-      break;  // the edge map is stale now
-    }
+      for (int k = 0; k < 3; ++k)
+        if (m.triangles[t][k] == a && m.triangles[t][(k + 1) % 3] == b) return std::make_pair(t, m.triangles[t][(k + 2) % 3]);
+    return std::make_pair(-1, -1);
+  };
+  std::vector<std::pair<int, int>> todo;
+  for (const auto& tri : m.triangles)
+    for (int k = 0; k < 3; ++k)
+      if (tri[(k + 2) % 3] == p) todo.emplace_back(tri[k], tri[(k + 1) % 3]);
+  while (!todo.empty()) {
+    const auto [a, b] = todo.back();
+    todo.pop_back();
+    const auto [t, apex] = find(a, b);
+    const auto [f, q] = find(b, a);
+    if (t < 0 || apex != p || f < 0 || !InCircle(m, a, b, p, q)) continue;
+    m.triangles[t] = {p, a, q};
+    m.triangles[f] = {q, b, p};
+    todo.emplace_back(a, q);
+    todo.emplace_back(q, b);
   }
 }
 
@@ -96,12 +102,21 @@ inline Mesh GreedyMesh(const std::vector<float>& field, int width, int height, d
   };
   const int a = add(0, 0), b = add(width - 1, 0), c = add(width - 1, height - 1), d = add(0, height - 1);
   m.triangles = {{a, b, c}, {a, c, d}};
+  // Worst pixels of the triangles as they were last scanned; a triangle is
+  // scanned again whenever its corners differ.
+  std::vector<std::array<int, 3>> scanned;
+  std::vector<std::array<double, 3>> worstOf;
   for (;;) {
     int worstT = -1;
     std::array<double, 3> worst{maxError, -1, -1};
+    scanned.resize(m.triangles.size(), {-1, -1, -1});
+    worstOf.resize(m.triangles.size());
     for (int t = 0; t < int(m.triangles.size()); ++t) {
-      const auto w = WorstPixel(m, field, width, t);
-      if (w[0] > worst[0]) worst = w, worstT = t;
+      if (scanned[t] != m.triangles[t]) {
+        scanned[t] = m.triangles[t];
+        worstOf[t] = WorstPixel(m, field, width, t);
+      }
+      if (worstOf[t][0] > worst[0]) worst = worstOf[t], worstT = t;
     }
     if (worstT < 0) return m;
     const std::int64_t x = std::int64_t(worst[1]), y = std::int64_t(worst[2]);
@@ -128,7 +143,7 @@ inline Mesh GreedyMesh(const std::vector<float>& field, int width, int height, d
             break;
           }
     }
-    MakeDelaunay(m);
+    FlipAround(m, p);
   }
 }
 
