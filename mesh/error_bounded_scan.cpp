@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <utility>
+#include <vector>
 
 namespace relief::detail {
 
@@ -191,25 +194,47 @@ STriangleScanResult ScanTriangle(const SFieldView& field, const SScanTriangle& t
 
 bool NearestDataPixel(const SFieldView& field, const SScanTriangle& t, int cornerMask, int& x, int& y) {
   CRowSpans rows(t);
+  const int top = rows.top, count = rows.bottom - rows.top + 1;
+  std::vector<std::pair<int, int>> spans(static_cast<size_t>(count), {1, 0});
+  for (int r = 0; r < count; ++r, rows.NextRow()) rows.Span(spans[r].first, spans[r].second);
+  auto isCorner = [&t](int px, int py) {
+    return (px == t.x[0] && py == t.y[0]) || (px == t.x[1] && py == t.y[1]) || (px == t.x[2] && py == t.y[2]);
+  };
+  // Ordered by distance, then row, then column.
   std::int64_t best = -1;
-  for (int py = rows.top; py <= rows.bottom; ++py, rows.NextRow()) {
-    int from, to;
-    if (!rows.Span(from, to)) continue;
-    const float* row = field.data + static_cast<std::int64_t>(py) * field.width;
-    for (int px = from; px <= to; ++px) {
-      if (row[px] == 0.0f) continue;
-      std::int64_t d = -1;
-      bool corner = false;
-      for (int c = 0; c < 3; ++c) {
-        corner = corner || (px == t.x[c] && py == t.y[c]);
-        if (!(cornerMask >> c & 1)) continue;
-        const std::int64_t dx = px - t.x[c], dy = py - t.y[c];
-        if (d < 0 || dx * dx + dy * dy < d) d = dx * dx + dy * dy;
+  auto better = [&](std::int64_t d, int px, int py) {
+    return best < 0 || d < best || (d == best && (py < y || (py == y && px < x)));
+  };
+  for (int c = 0; c < 3; ++c) {
+    if (!(cornerMask >> c & 1)) continue;
+    const int cx = t.x[c], cy = t.y[c];
+    // Rows outward from the corner's, each searched outward from the
+    // corner's column; both walks end once they cannot come nearer.
+    auto searchRow = [&](int py) {
+      const std::int64_t dy2 = std::int64_t(py - cy) * (py - cy);
+      if (best >= 0 && dy2 > best) return false;
+      const auto [from, to] = spans[py - top];
+      if (from > to) return true;
+      const float* row = field.data + static_cast<std::int64_t>(py) * field.width;
+      const int x0 = std::min(std::max(cx, from), to);
+      for (int d = 0; x0 - d >= from || x0 + d <= to; ++d) {
+        const std::int64_t dx = std::abs(x0 - d - cx) < std::abs(x0 + d - cx) ? x0 - d - cx : x0 + d - cx;
+        if (best >= 0 && dx * dx + dy2 > best) break;
+        for (const int px : {x0 - d, x0 + d}) {
+          if (px < from || px > to || (d == 0 && px != x0 - d) || row[px] == 0.0f || isCorner(px, py)) continue;
+          const std::int64_t dist = std::int64_t(px - cx) * (px - cx) + dy2;
+          if (better(dist, px, py)) {
+            best = dist;
+            x = px;
+            y = py;
+          }
+        }
       }
-      if (corner || (best >= 0 && d >= best)) continue;
-      best = d;
-      x = px;
-      y = py;
+      return true;
+    };
+    for (int py = std::max(cy, top); py <= rows.bottom && searchRow(py); ++py) {
+    }
+    for (int py = std::min(cy - 1, rows.bottom); py >= top && searchRow(py); --py) {
     }
   }
   return best >= 0;

@@ -6,6 +6,7 @@
 #include "adaptive_mesh.h"
 #include "commands/commands.h"
 #include "commands/options.h"
+#include "commands/refine_max_error.h"
 #include "io/mesh_io.h"
 #include "io/raster_io.h"
 #include "progress.h"
@@ -56,11 +57,12 @@ int RunRefine(const RefineArgs& args) {
 
 CommandRun AddRefineCommand(CLI::App& app) {
   auto args = std::make_shared<RefineArgs>();
-  CLI::App* sub = app.add_subcommand("refine", "adaptive mesh: Delaunay refinement against the field to a tolerance");
+  CLI::App* sub = app.add_subcommand(
+      "refine", "adaptive mesh: to a guaranteed max error (--max-error) or by Delaunay refinement (--tolerance)");
   sub->add_option("INPUT", args->input, "height field: .png .tif .tiff .npy .rsm")->required();
   sub->add_option("-o,--output", args->output, "mesh: .ply .stl .obj")->required();
-  sub->add_option("--tolerance", args->tolerance, "largest height difference a triangle's corners may keep")
-      ->required();
+  CLI::Option* tolerance =
+      sub->add_option("--tolerance", args->tolerance, "largest height difference a triangle's corners may keep");
   sub->add_option("--min-height", args->minHeight, "triangles lower than this (in pixels) are not split")
       ->capture_default_str();
   sub->add_option("--passes", args->passes, "most refinement passes")
@@ -69,7 +71,14 @@ CommandRun AddRefineCommand(CLI::App& app) {
   sub->add_option("--seed-spacing", args->seedSpacing, "pixels between the starting grid's points")
       ->check(CLI::Range(1, 1 << 20))
       ->capture_default_str();
-  return [args] { return RunRefine(*args); };
+  auto maxError = std::make_shared<MaxErrorArgs>();
+  AddMaxErrorOptions(sub, *maxError);
+  tolerance->excludes(maxError->maxErrorOption);
+  return [args, maxError, tolerance] {
+    if (maxError->Requested()) return RunRefineMaxError(args->input, args->output, *maxError);
+    if (tolerance->count() == 0) throw BadUsage("refine needs --tolerance Z or --max-error E");
+    return RunRefine(*args);
+  };
 }
 
 }  // namespace relief::tool
