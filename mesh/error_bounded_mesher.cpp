@@ -25,7 +25,9 @@ struct CHErrorBoundedMesher::Result {
   double maxError = 0.0, rmsError = 0.0;
   std::int64_t validPixels = 0, insertions = 0;
   bool stoppedByLimit = false;
+  bool rmsPending = false;  // the RMS error is measured when first asked for
   void Clear() {
+    rmsPending = false;
     problem.clear();
     vertices.clear();
     indices.clear();
@@ -57,10 +59,12 @@ struct STriangleState {
   void Clear() {
     candX.clear();
     candY.clear();
+    error.clear();
     coversData.clear();
     stamp.clear();
   }
   std::vector<std::int32_t> candX, candY;  // worst pixel
+  std::vector<double> error;                // exact worst error at the last scan
   std::vector<std::uint8_t> coversData;
   std::vector<std::uint32_t> stamp;  // last insertion that rescanned it
   void Grow(int n) {
@@ -68,6 +72,7 @@ struct STriangleState {
     const size_t size = static_cast<size_t>(n) + static_cast<size_t>(n) / 2;
     candX.resize(size, -1);
     candY.resize(size, -1);
+    error.resize(size, 0.0);
     coversData.resize(size, 0);
     stamp.resize(size, 0);
   }
@@ -85,6 +90,7 @@ struct CHErrorBoundedMesher::Workspace {
   std::vector<relief::detail::SScannedRow> scratch;
   std::vector<std::int32_t> changed, renumber;
   std::vector<std::uint8_t> kept, reached;
+  SFieldView view;  // over pixels, for the RMS measured on demand
 };
 
 CHErrorBoundedMesher::CHErrorBoundedMesher()
@@ -142,6 +148,7 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
     if (state.stamp[t] == round) return;
     state.stamp[t] = round;
     const relief::detail::STriangleScanResult s = relief::detail::ScanTriangle(view, TriangleOf(mesh, t), scratch);
+    state.error[t] = s.error;
     state.candX[t] = s.x;
     state.candY[t] = s.y;
     state.coversData[t] = s.coversData ? 1 : 0;
@@ -183,8 +190,6 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
   // The result: triangles over data, their points renumbered in order of use.
   std::vector<std::int32_t>& renumber = w.renumber;
   renumber.assign(static_cast<size_t>(mesh.NumPoints()), -1);
-  std::vector<float>& errors = w.errors;
-  errors.assign(pixels.size(), 0.0f);
   // Kept: triangles with three valid corners, or covering data beyond their
   // corners; then, for a valid point that no kept triangle reaches, the
   // first of its triangles, so that its pixel is covered too.
@@ -220,19 +225,10 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
       }
       r.indices.push_back(renumber[p]);
     }
-    relief::detail::MeasureTriangle(view, TriangleOf(mesh, t), errors.data());
+    r.maxError = std::max(r.maxError, state.error[t]);
   }
-  // Every valid pixel lies in a kept triangle: measured once each.
-  double sumSquares = 0.0;
-  std::int64_t measured = 0;
-  for (size_t i = 0; i < errors.size(); ++i) {
-    if (pixels[i] == 0.0f) continue;
-    const double e = errors[i];
-    r.maxError = std::max(r.maxError, e);
-    sumSquares += e * e;
-    ++measured;
-  }
-  r.rmsError = measured > 0 ? std::sqrt(sumSquares / static_cast<double>(measured)) : 0.0;
+  w.view = view;
+  r.rmsPending = true;
   return true;
 }
 
@@ -244,7 +240,36 @@ const std::int32_t* CHErrorBoundedMesher::GetTriangleIndexArray() const { return
 int CHErrorBoundedMesher::GetOriginX() const { return m_result->originX; }
 int CHErrorBoundedMesher::GetOriginY() const { return m_result->originY; }
 double CHErrorBoundedMesher::GetMaxError() const { return m_result->maxError; }
-double CHErrorBoundedMesher::GetRMSError() const { return m_result->rmsError; }
+double CHErrorBoundedMesher::GetRMSError() const {
+  Result& r = *m_result;
+  if (!r.rmsPending) return r.rmsError;
+  // Every kept triangle's pixels' errors into one buffer (a pixel on a
+  // shared edge gets the same figure twice, up to rounding), then the mean
+  // of the squares over the valid pixels, each once.
+  Workspace& w = *m_work;
+  w.errors.assign(w.pixels.size(), 0.0f);
+  const std::int32_t* idx = r.indices.data();
+  const float* v = r.vertices.data();
+  for (size_t t = 0; t < r.indices.size(); t += 3) {
+    SScanTriangle s;
+    for (int k = 0; k < 3; ++k) {
+      s.x[k] = static_cast<int>(v[3 * idx[t + k]]);
+      s.y[k] = static_cast<int>(v[3 * idx[t + k] + 1]);
+      s.z[k] = v[3 * idx[t + k] + 2];
+    }
+    relief::detail::MeasureTriangle(w.view, s, w.errors.data());
+  }
+  double sumSquares = 0.0;
+  std::int64_t measured = 0;
+  for (size_t i = 0; i < w.pixels.size(); ++i) {
+    if (w.pixels[i] == 0.0f) continue;
+    sumSquares += double(w.errors[i]) * w.errors[i];
+    ++measured;
+  }
+  r.rmsError = measured > 0 ? std::sqrt(sumSquares / static_cast<double>(measured)) : 0.0;
+  r.rmsPending = false;
+  return r.rmsError;
+}
 std::int64_t CHErrorBoundedMesher::GetNumValidPixels() const { return m_result->validPixels; }
 std::int64_t CHErrorBoundedMesher::GetNumInsertions() const { return m_result->insertions; }
 bool CHErrorBoundedMesher::StoppedByLimit() const { return m_result->stoppedByLimit; }

@@ -76,9 +76,12 @@ class RELIEF_API CHErrorBoundedMesher {
   // The valid box's corner in field pixels: point (0, 0) lies on this pixel.
   int GetOriginX() const;
   int GetOriginY() const;
-  // Largest and root-mean-square vertical distance between valid pixels and
-  // the result, measured over every valid pixel once after meshing.
+  // Largest vertical distance between a valid pixel and the result (from the
+  // final triangles' own scans).
   double GetMaxError() const;
+  // Root-mean-square vertical distance over every valid pixel, each counted
+  // once; measured by one pass over the result when first asked for after a
+  // call, so meshing alone does not pay for it.
   double GetRMSError() const;
   // Valid pixels measured (every valid pixel of the field).
   std::int64_t GetNumValidPixels() const;
