@@ -21,15 +21,23 @@ class CHTriangulation;
 //   - one more point would make more than maxTriangles triangles;
 //   - one more point would make more than maxPoints points.
 // The last two stop early: the mesh is then as good as that many triangles
-// or points allow, and GetMaxError says how far it got.
+// or points allow, and GetMaxError says how far it got. Among equally bad
+// pixels of a triangle the first row by row is taken; integer positions make
+// the triangulation's tests exact, so a result does not depend on the machine.
 //
 // No data: pixels holding 0, and pixels whose height is not finite (NaN,
 // infinity), carry no data. They are never scored and never become points.
 // A corner of the valid box without data takes the height of the nearest
-// valid pixel (first found in rings of growing distance, rows first).
-// Triangles that cover no valid pixel centre (and do not have three valid
-// corners) are left out of the result, so the mesh ends near the outline of
-// the data; every valid pixel still lies in a kept triangle.
+// valid pixel (first found in rings of growing distance, rows first), and
+// its triangles are split first, each at its valid pixel nearest to that
+// corner (corners excluded), until none of them covers a valid pixel beyond
+// its own corners: the points so walk onto the outline of the data, and the
+// corner triangles cover no data. The result keeps the triangles with three
+// valid corners or covering a valid pixel centre beyond their corners (plus,
+// for a valid point that none of those reaches, the first of its triangles),
+// so every valid pixel lies in a kept triangle and the mesh ends near the
+// outline. Notches and holes in the data that triangles with valid corners
+// span stay covered.
 //
 // Coordinates: points sit on pixel centres. Pixel (x, y) of the field becomes
 // the point (x - originX, y - originY) relative to the valid box's corner
