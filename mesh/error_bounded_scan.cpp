@@ -257,9 +257,10 @@ void MeasureTriangle(const SFieldView& field, const SScanTriangle& t, float* err
     int j = 0;
     for (; j + 1 < n; j += 2) {
       const __m128d v =
-          _mm_cvtps_pd(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(field.data + at + j))));
+          _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(field.data + at + j))));
       const __m128d e = _mm_andnot_pd(signBit, _mm_sub_pd(v, _mm_add_pd(startV, _mm_mul_pd(slope, k))));
-      _mm_store_sd(reinterpret_cast<double*>(errors + at + j), _mm_castps_pd(_mm_cvtpd_ps(e)));
+      // Two floats, unaligned: the 64-bit integer moves allow any address.
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(errors + at + j), _mm_castps_si128(_mm_cvtpd_ps(e)));
       k = _mm_add_pd(k, two);
     }
     if (j < n) errors[at + j] = static_cast<float>(ExactError(field.data[at + j], start, rows.a, j));

@@ -32,7 +32,7 @@ bool HasData(float v) { return v != 0.0f && std::isfinite(v); }
 // in every result triangle that holds it; fails when a valid pixel lies in
 // none.
 testing::AssertionResult MeasuredMaxError(const CSSEMatrix& field, const CHErrorBoundedMesher& mesher,
-                                          double& maxError) {
+                                          double& maxError, double& rmsError) {
   const int w = field.GetSizeX(), h = field.GetSizeY();
   std::vector<double> error(size_t(w) * h, -1.0);
   const float* v = mesher.GetVertexArray();
@@ -58,13 +58,18 @@ testing::AssertionResult MeasuredMaxError(const CSSEMatrix& field, const CHError
       }
   }
   maxError = 0.0;
+  double sumSquares = 0.0;
+  long long count = 0;
   for (int y = 0; y < h; ++y)
     for (int x = 0; x < w; ++x) {
       if (!HasData(field.GetPoint(x, y))) continue;
       const double e = error[size_t(y) * w + x];
       if (e < 0.0) return testing::AssertionFailure() << "valid pixel (" << x << ", " << y << ") lies in no triangle";
       maxError = std::max(maxError, e);
+      sumSquares += e * e;
+      ++count;
     }
+  rmsError = count ? std::sqrt(sumSquares / double(count)) : 0.0;
   return testing::AssertionSuccess();
 }
 
@@ -114,12 +119,13 @@ bool MeshAndCheck(const CSSEMatrix& field, float maxError, CHErrorBoundedMesher&
   }
   const testing::AssertionResult shape = WellFormed(field, mesher);
   EXPECT_TRUE(shape);
-  double measured = 0.0;
-  const testing::AssertionResult covered = MeasuredMaxError(field, mesher, measured);
+  double measured = 0.0, rms = 0.0;
+  const testing::AssertionResult covered = MeasuredMaxError(field, mesher, measured, rms);
   EXPECT_TRUE(covered);
   if (!mesher.StoppedByLimit()) EXPECT_LE(measured, double(maxError) + 1e-9);
   // The mesher's own figure is the same ruler, up to rounding.
   EXPECT_NEAR(mesher.GetMaxError(), measured, 1e-4 * (1.0 + measured));
+  EXPECT_NEAR(mesher.GetRMSError(), rms, 1e-4 * (1.0 + rms));
   return shape && covered;
 }
 
