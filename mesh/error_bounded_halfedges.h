@@ -20,7 +20,7 @@ class CHalfEdgeTriangulation {
  public:
   // The box (0, 0) .. (width - 1, height - 1), width and height >= 2, as two
   // triangles split on the (0, 0)-(w-1, h-1) diagonal; corner heights in the
-  // order (0, 0), (w-1, 0), (w-1, h-1), (0, h-1).
+  // order (0, 0), (w-1, 0), (w-1, h-1), (0, h-1), which become points 0 to 3.
   void StartWithBox(int width, int height, const float cornerHeights[4]);
 
   // Where (x, y), known to lie in triangle t (edges included, not on a

@@ -133,6 +133,10 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
       corners[c] = relief::detail::NearestDataHeight(pixels, width, height, cornerX[c], cornerY[c]);
   }
 
+  // Points 0 to 3 are the box corners; every later point is a valid pixel.
+  bool cornerHasData[4];
+  for (int c = 0; c < 4; ++c) cornerHasData[c] = height_at(cornerX[c], cornerY[c]) != 0.0f;
+  auto has_data = [&cornerHasData](int p) { return p >= 4 || cornerHasData[p]; };
   CHalfEdgeTriangulation& mesh = w.mesh;
   mesh.StartWithBox(width, height, corners);
   relief::detail::CTriangleHeap& heap = w.heap;
@@ -156,10 +160,7 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
     // its triangles covers data: those go first, split at the valid pixel
     // nearest to the corner, which walks points onto the outline.
     int emptyCorners = 0;
-    for (int k = 0; k < 3; ++k) {
-      const int p = mesh.Corner(t, k);
-      emptyCorners |= height_at(mesh.X(p), mesh.Y(p)) == 0.0f ? 1 << k : 0;
-    }
+    for (int k = 0; k < 3; ++k) emptyCorners |= has_data(mesh.Corner(t, k)) ? 0 : 1 << k;
     if (emptyCorners && s.coversData &&
         relief::detail::NearestDataPixel(view, TriangleOf(mesh, t), emptyCorners, state.candX[t], state.candY[t]))
       heap.Set(t, std::numeric_limits<double>::infinity());
@@ -197,7 +198,6 @@ bool CHErrorBoundedMesher::CreateMeshFromSSEField(const CSSEMatrix* field, float
   kept.assign(static_cast<size_t>(mesh.NumTriangles()), 0);
   std::vector<std::uint8_t>& reached = w.reached;
   reached.assign(static_cast<size_t>(mesh.NumPoints()), 0);
-  auto has_data = [&](int p) { return height_at(mesh.X(p), mesh.Y(p)) != 0.0f; };
   for (int t = 0; t < mesh.NumTriangles(); ++t) {
     kept[t] = state.coversData[t] || (has_data(mesh.Corner(t, 0)) && has_data(mesh.Corner(t, 1)) &&
                                       has_data(mesh.Corner(t, 2)));
