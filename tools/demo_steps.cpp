@@ -1,7 +1,11 @@
 #include "demo_steps.h"
 
+#include <cstdint>
+#include <vector>
+
 #include "adaptive_mesh.h"
 #include "io/mesh_io.h"
+#include "relief/CHErrorBoundedMesher.h"
 #include "relief/CSSE3dPolygon.h"
 #include "relief/CSSEMatrix.h"
 
@@ -22,20 +26,29 @@ std::int64_t BuildOutlineMask(const DemoOutline& outline, int width, int height,
 
 void MaskField(CSSEMatrix& field, CSSEMatrix& mask) { field.MaskOut(mask); }
 
-AdaptiveResult RefineAgainstField(CSSEMatrix& field, float tolerance, float minHeight, int passes,
-                                  const std::filesystem::path& meshPath) {
-  AdaptiveOptions options;
-  options.tolerance = tolerance;
-  options.minHeight = minHeight;
-  options.passes = passes;
-  const AdaptiveMesh mesh = RefineField(field, options, "demo field");
-  auto writer = OpenTriangleWriter(meshPath);
-  for (size_t i = 0; i < mesh.corners.size(); i += 9) writer->Add(&mesh.corners[i]);
-  writer->Commit();
+AdaptiveResult MeshToMaxError(CSSEMatrix& field, float maxError, const std::filesystem::path& meshPath) {
   AdaptiveResult result;
+  CHErrorBoundedMesher mesher;
+  if (!mesher.CreateMeshFromSSEField(&field, maxError, INT32_MAX, INT32_MAX)) {
+    result.why = mesher.GetProblem();
+    return result;
+  }
+  // Back into field pixels for the writer and the ruler.
+  std::vector<float> corners;
+  corners.reserve(9 * size_t(mesher.GetNumTriangles()));
+  const float* v = mesher.GetVertexArray();
+  for (int i = 0; i < 3 * mesher.GetNumTriangles(); ++i) {
+    const float* p = v + 3 * mesher.GetTriangleIndexArray()[i];
+    corners.push_back(p[0] + float(mesher.GetOriginX()));
+    corners.push_back(p[1] + float(mesher.GetOriginY()));
+    corners.push_back(p[2]);
+  }
+  auto writer = OpenTriangleWriter(meshPath);
+  for (size_t i = 0; i < corners.size(); i += 9) writer->Add(&corners[i]);
+  writer->Commit();
   result.available = true;
-  result.triangles = mesh.Triangles();
-  result.error = MeasureAgainstField(mesh.corners, field);
+  result.triangles = mesher.GetNumTriangles();
+  result.error = MeasureAgainstField(corners, field);
   return result;
 }
 

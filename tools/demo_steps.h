@@ -30,10 +30,9 @@ struct AdaptiveResult {
   ErrorFigures error;  // the adaptive mesh scan-converted against the field
 };
 
-// Refines a Delaunay triangulation of the field's valid area until every
-// triangle follows the field within tolerance, writes it to meshPath and
-// measures it against the field.
-AdaptiveResult RefineAgainstField(CSSEMatrix& field, float tolerance, float minHeight, int passes,
-                                  const std::filesystem::path& meshPath);
+// Meshes the field's valid area with the error-bounded mesher (no valid pixel
+// farther than maxError from the mesh), writes it to meshPath and measures it
+// against the field.
+AdaptiveResult MeshToMaxError(CSSEMatrix& field, float maxError, const std::filesystem::path& meshPath);
 
 }  // namespace relief::tool

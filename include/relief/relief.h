@@ -7,6 +7,7 @@
 #include "relief/CH2DDelaunay.h"
 #include "relief/CHConvexHull2D.h"
 #include "relief/CHConvexHull3D.h"
+#include "relief/CHErrorBoundedMesher.h"
 #include "relief/CHOctree.h"
 #include "relief/CHPolygonTriangulationRefinement.h"
 #include "relief/CHPolygonTriangulator.h"

@@ -35,7 +35,7 @@ struct StepLine {
 };
 
 int RunDemo(const DemoArgs& args) {
-  RequirePositive("--tolerance", args.tolerance);
+  RequirePositive("--max-error", args.tolerance);
   const std::filesystem::path dir = args.out;
   std::error_code ec;
   std::filesystem::create_directories(dir, ec);
@@ -90,16 +90,16 @@ int RunDemo(const DemoArgs& args) {
                                              std::to_string(roundTrip.GetSizeY()) + " px",
                    text, timer.Seconds()});
 
-  // 5. Adaptive mesh: Delaunay refinement against the field.
+  // 5. Adaptive mesh: no valid pixel farther than the bound from it.
   timer.Restart();
-  AdaptiveResult adaptive = RefineAgainstField(field, args.tolerance, 2.0f, 12, dir / "tooth-adaptive.ply");
+  AdaptiveResult adaptive = MeshToMaxError(field, args.tolerance, dir / "tooth-adaptive.ply");
   if (adaptive.available) {
     written.push_back(dir / "tooth-adaptive.ply");
-    std::snprintf(text, sizeof text, "tol %.2f: max %.4f, rms %.4f", args.tolerance, adaptive.error.maxAbs,
+    std::snprintf(text, sizeof text, "E %.2f: max %.4f, rms %.4f", args.tolerance, adaptive.error.maxAbs,
                   adaptive.error.rms);
-    steps.push_back({"Delaunay refine", std::to_string(adaptive.triangles) + " triangles", text, timer.Seconds()});
+    steps.push_back({"adaptive mesh", std::to_string(adaptive.triangles) + " triangles", text, timer.Seconds()});
   } else {
-    steps.push_back({"Delaunay refine", "-", adaptive.why, timer.Seconds()});
+    steps.push_back({"adaptive mesh", "-", adaptive.why, timer.Seconds()});
   }
 
   // 6. Data files for checking the figures, and previews.
@@ -156,7 +156,8 @@ CommandRun AddDemoCommand(CLI::App& app) {
   CLI::App* sub = app.add_subcommand("demo", "the typical request on a synthetic tooth: field, contour, mask, mesh, "
                                              "round trip, adaptive mesh, previews");
   sub->add_option("--out", args->out, "output folder")->capture_default_str();
-  sub->add_option("--tolerance", args->tolerance, "height tolerance of the adaptive mesh")->capture_default_str();
+  sub->add_option("--max-error,--tolerance", args->tolerance, "largest height error of the adaptive mesh")
+      ->capture_default_str();
   return [args] { return RunDemo(*args); };
 }
 

@@ -8,6 +8,7 @@
 #include "adaptive_mesh.h"
 #include "commands/commands.h"
 #include "commands/options.h"
+#include "commands/refine_max_error.h"
 #include "io/mesh_io.h"
 #include "io/raster_io.h"
 #include "mesh_build.h"
@@ -84,11 +85,12 @@ int RunRefine(const RefineArgs& args) {
 
 CommandRun AddRefineCommand(CLI::App& app) {
   auto args = std::make_shared<RefineArgs>();
-  CLI::App* sub = app.add_subcommand("refine", "adaptive mesh: Delaunay refinement against the field to a tolerance");
+  CLI::App* sub = app.add_subcommand(
+      "refine", "adaptive mesh: to a guaranteed max error (--max-error) or by Delaunay refinement (--tolerance)");
   sub->add_option("INPUT", args->input, "height field: .png .tif .tiff .npy .rsm")->required();
   sub->add_option("-o,--output", args->output, "mesh: .ply .stl .obj")->required();
-  sub->add_option("--tolerance", args->tolerance, "largest height difference a triangle's corners may keep")
-      ->required();
+  CLI::Option* tolerance =
+      sub->add_option("--tolerance", args->tolerance, "largest height difference a triangle's corners may keep");
   sub->add_option("--min-height", args->minHeight, "triangles lower than this (in pixels, at least 0.5) are not split")
       ->capture_default_str();
   sub->add_option("--passes", args->passes, "most refinement passes")
@@ -99,7 +101,17 @@ CommandRun AddRefineCommand(CLI::App& app) {
       ->capture_default_str();
   sub->add_flag("--flip-y", args->flipY,
                 "y grows up the image (last row at y = 0) instead of down it; triangles stay counter-clockwise");
-  return [args] { return RunRefine(*args); };
+  auto maxError = std::make_shared<MaxErrorArgs>();
+  AddMaxErrorOptions(sub, *maxError);
+  tolerance->excludes(maxError->maxErrorOption);
+  return [args, maxError, tolerance] {
+    if (maxError->Requested()) {
+      maxError->flipY = args->flipY;
+      return RunRefineMaxError(args->input, args->output, *maxError);
+    }
+    if (tolerance->count() == 0) throw BadUsage("refine needs --tolerance Z or --max-error E");
+    return RunRefine(*args);
+  };
 }
 
 }  // namespace relief::tool
