@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <pybind11/stl/filesystem.h>
+
 #include "io/mesh_io.h"
 #include "io/raster_io.h"
 #include "mesh_object.h"
