@@ -70,10 +70,16 @@ IndexArray Delaunay(const py::handle& points) {
       py::gil_scoped_acquire acquire;
       ThrowValue("points: all on one line; there is no triangle");
     }
+    // The circumcircles are float: squares of coordinates far from the
+    // origin would swamp the differences that decide them, so the points
+    // are triangulated relative to the lower corner of their box.
+    float minX = p[0], minY = p[1];
+    for (int i = 1; i < n; ++i) minX = std::min(minX, p[2 * i]), minY = std::min(minY, p[2 * i + 1]);
     TaCIncrementalDelaunay2D delaunay(n + 8);
     for (int i : order) {
       SSEPoint v;
-      v.m = _mm_setr_ps(p[2 * i], p[2 * i + 1], 0.0f, 0.0f);
+      v.m = _mm_setr_ps(static_cast<float>(static_cast<double>(p[2 * i]) - minX),
+                        static_cast<float>(static_cast<double>(p[2 * i + 1]) - minY), 0.0f, 0.0f);
       delaunay.AppendVertex(v);
     }
     delaunay.Triangulate(n, true, false);
@@ -217,8 +223,8 @@ Delaunay triangulation of planar points by incremental insertion.
 points: (n, 2), n >= 3, not all on one line. Returns int32 (m, 3): triangles
 as indices into points, counter-clockwise (y up). Orientation tests use the
 library's tolerance of 0.005 on cross products, so points closer than about
-that to an existing point or edge may be left out; in-circle tests are exact
-in float.)doc");
+that to an existing point or edge may be left out; circumcircles are float,
+computed relative to the lower corner of the points' box.)doc");
 
   m.def("convex_hull_2d", &ConvexHull2D, py::arg("points"), R"doc(
 Convex hull of planar points (Graham's scan).
