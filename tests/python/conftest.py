@@ -1,5 +1,4 @@
-"""Finds the relief package: an installed one, or the build tree's
-(RELIEF_PYTHON_DIR, else build/release/python of this checkout)."""
+"""Shared fixtures of the Python tests, and where the relief package is found."""
 
 import os
 import sys
@@ -11,19 +10,16 @@ import pytest
 
 _ROOT = Path(__file__).resolve().parents[2]
 
-
-def _add_build_tree():
-    candidates = [os.environ.get("RELIEF_PYTHON_DIR"), _ROOT / "build" / "release" / "python"]
-    for c in candidates:
-        if c and (Path(c) / "relief" / "__init__.py").exists():
-            sys.path.insert(0, str(c))
-            return
-
-
-try:
-    import relief  # noqa: F401
-except ImportError:
-    _add_build_tree()
+# RELIEF_PYTHON_DIR (a build tree's python/ folder) wins; otherwise an
+# installed relief, else this checkout's build/release/python.
+_explicit = os.environ.get("RELIEF_PYTHON_DIR")
+if _explicit:
+    sys.path.insert(0, _explicit)
+else:
+    try:
+        import relief  # noqa: F401
+    except ImportError:
+        sys.path.insert(0, str(_ROOT / "build" / "release" / "python"))
 
 
 @pytest.fixture
