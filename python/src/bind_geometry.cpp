@@ -223,7 +223,8 @@ Delaunay triangulation of planar points by incremental insertion.
 points: (n, 2), n >= 3, not all on one line. Returns int32 (m, 3): triangles
 as indices into points, counter-clockwise (y up). Orientation tests use the
 library's tolerance of 0.005 on cross products, so points closer than about
-that to an existing point or edge may be left out; circumcircles are float,
+that to an existing point or edge (and repeated points, but for their
+first occurrence) are left out; circumcircles are float,
 computed relative to the lower corner of the points' box.)doc");
 
   m.def("convex_hull_2d", &ConvexHull2D, py::arg("points"), R"doc(
@@ -232,7 +233,8 @@ Convex hull of planar points (Graham's scan).
 points: (n, 2), n >= 1. Returns int32 (h,): the hull's corners as indices into
 points, counter-clockwise (y up) from the lowest point (smallest y, then
 smallest x). Points on hull edges, and corners within the 0.0005 area
-tolerance of a straight run, are not part of it.)doc");
+tolerance of a straight run, are not part of it; of coincident corners the
+hull names the last.)doc");
 
   m.def("convex_hull_3d", &ConvexHull3D, py::arg("points"), R"doc(
 Convex hull of points in space, on exact integer coordinates.

@@ -111,8 +111,9 @@ Each cell of four valid pixels is split on its (x, y)-(x+1, y+1) diagonal;
 three valid corners give one triangle. Pixel (x = column, y = row) with
 height v becomes the corner (x * sx, y * sy, v * sz). step > 1 meshes cells
 of step x step pixels. Returns a Mesh (empty when no cell is valid).
-The library skips the cells of the last column and of the last rows that
-share a register row with the field's end (as the tool does).)doc");
+At step 1 the library walks whole register rows of four: cells whose upper
+row is 4 * (rows // 4) or later are not meshed, which drops the last
+rows % 4 - 1 cell rows when rows % 4 is 2 or 3 (the tool's meshes agree).)doc");
 
   m.def("rasterize", &Rasterize, py::arg("mesh"), py::arg("resolution") = py::none(), py::arg("mode") = "max",
         R"doc(

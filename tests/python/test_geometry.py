@@ -58,6 +58,10 @@ def test_delaunay_bad_input():
         relief.delaunay([[0, 0], [1, 1], [2, 2], [5, 5]])
     # The first three points may be collinear; the start triangle is chosen.
     assert len(relief.delaunay([[0, 0], [1, 0], [2, 0], [1, 3]])) == 2
+    # Repeated points: only the first occurrence is a corner.
+    square = [[0, 0], [10, 0], [0, 10], [10, 10], [5, 5], [5, 5], [10, 0]]
+    assert set(relief.delaunay(square).ravel()) == {0, 1, 2, 3, 4}
+    assert sorted(relief.convex_hull_2d(square)) == [0, 2, 3, 6]
 
 
 @pytest.mark.parametrize("name", ["uniform", "clustered", "far"])
