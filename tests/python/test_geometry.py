@@ -81,6 +81,7 @@ def test_hull_2d_contains_every_point(name, rng):
 
 def test_hull_2d_small_inputs():
     assert list(relief.convex_hull_2d([[3, 4]])) == [0]
+    assert list(relief.convex_hull_2d([[0, 0], [1, 1], [2, 2], [3, 3]])) == [0, 3], "collinear: the two ends"
     assert sorted(relief.convex_hull_2d([[0, 0], [4, 0], [2, 1], [4, 4], [0, 4], [2, 2]])) == [0, 1, 3, 4]
 
 
