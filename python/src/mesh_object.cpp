@@ -143,9 +143,9 @@ void Mesh::BuildIndexedView() {
     }
   }
   FloatArray v({static_cast<py::ssize_t>(vertices.size() / 3), py::ssize_t{3}});
-  std::memcpy(v.mutable_data(), vertices.data(), vertices.size() * sizeof(float));
+  if (!vertices.empty()) std::memcpy(v.mutable_data(), vertices.data(), vertices.size() * sizeof(float));
   IndexArray f({static_cast<py::ssize_t>(n), py::ssize_t{3}});
-  std::memcpy(f.mutable_data(), faces.data(), faces.size() * sizeof(std::int32_t));
+  if (!faces.empty()) std::memcpy(f.mutable_data(), faces.data(), faces.size() * sizeof(std::int32_t));
   m_vertices = v;
   m_faces = f;
 }
