@@ -107,7 +107,11 @@ def bench_batch(files, work, order):
         seconds[workers].append(took)
         shutil.rmtree(work / f"out{run}", ignore_errors=True)
         failed = sum(not r.ok for r in rows)
-        print(f"   {workers} worker(s): {took:7.1f} s   {files / took:6.2f} files/s   ({failed} failed)")
+        # Seconds per task, measured inside the task: when they grow with the
+        # worker count, the cores were not free (the machine is shared).
+        per_task = statistics.mean(r.seconds for r in rows)
+        print(f"   {workers} worker(s): {took:7.1f} s   {files / took:6.2f} files/s   "
+              f"{per_task:5.2f} s per task   ({failed} failed)   load {os.getloadavg()[0]:.1f}")
     rates = {w: files / statistics.median(t) for w, t in seconds.items()}
     print(f"   median: 1 worker {rates[1]:.2f} files/s, 2 workers {rates[2]:.2f} files/s, "
           f"speed-up {rates[2] / rates[1]:.2f} x   (target >= 1.7)")
