@@ -4,7 +4,8 @@
 #   2. every benchmark once, briefly, as a smoke test;
 #   3. an install into a temporary prefix and a consumer built against it with
 #      find_package and with pkg-config;
-#   4. each fuzz target for 60 seconds (when clang is available).
+#   4. the Python module's tests (pytest) and its installed package;
+#   5. each fuzz target for 60 seconds (when clang is available).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup-debian.sh test
@@ -39,6 +40,17 @@ export PKG_CONFIG_PATH="$prefix/lib/pkgconfig:$prefix/lib/x86_64-linux-gnu/pkgco
 libdir=$(pkg-config --variable=libdir relief)
 g++ -std=c++17 tests/package/main.cpp $(pkg-config --cflags --libs relief) -Wl,-rpath,"$libdir" -o "$prefix/consumer-pc"
 "$prefix/consumer-pc"
+
+step "Python module: tests and installed package"
+cmake --preset release -DRELIEF_BUILD_PYTHON=ON -DPython_EXECUTABLE=/usr/bin/python3 >/dev/null
+cmake --build build/release -j2 --target relief_python
+# Exit code 5 (no tests collected) would mean the tests went missing: a failure too.
+RELIEF_PYTHON_DIR="$PWD/build/release/python" /usr/bin/python3 -m pytest -q -p no:cacheprovider tests/python ||
+  { rc=$?; [[ $rc -eq 5 ]] && echo "relief: no Python tests were collected" >&2; exit "$rc"; }
+cmake --install build/release --prefix "$prefix/py" >/dev/null
+site=$(echo "$prefix"/py/lib/python3*/*-packages)
+(cd / && PYTHONPATH="$site" /usr/bin/python3 -c \
+  "import numpy, relief; assert len(relief.mesh_from_height_field(numpy.ones((8, 8)))) > 0")
 
 if command -v clang++ >/dev/null; then
   step "fuzzing (60 s per target)"

@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
 # Installs the Debian packages relief needs for a purpose, if any are missing.
 #   setup-debian.sh build   compiler, CMake, Ninja and the libraries of the tool
-#   setup-debian.sh test    the above plus GoogleTest, Google Benchmark and clang (fuzzing)
+#   setup-debian.sh test    the above plus GoogleTest, Google Benchmark, clang (fuzzing) and the
+#                           Python module's build and tests (pybind11, numpy, scipy, pytest, Dask)
 # As root it installs with apt-get; otherwise it names what is missing and stops.
 set -euo pipefail
 
 purpose=${1:-build}
 packages=(cmake g++ ninja-build pkg-config libcli11-dev libpng-dev libtiff-dev libjs-three)
 if [[ $purpose == test ]]; then
-  packages+=(libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev chromium python3)
+  packages+=(libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev chromium libpolyclipping-dev)
+  packages+=(python3-dev pybind11-dev python3-numpy python3-scipy python3-pytest python3-dask python3-distributed)
 fi
 
 missing=()
