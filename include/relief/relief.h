@@ -3,7 +3,9 @@
 // Everything relief exports.
 
 #include "relief/CArchive.h"
+#include "relief/CDelaunayEdgeList.h"
 #include "relief/CH2DDelaunay.h"
+#include "relief/CHDecideNyTriInNyTri.h"
 #include "relief/CHConvexHull2D.h"
 #include "relief/CHConvexHull3D.h"
 #include "relief/CHOctree.h"
@@ -28,3 +30,4 @@
 #include "relief/SafeMemory.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "relief/TaCSSEVertexContainer.h"
+#include "relief/TaNyTriangulationTo2DHull.h"
