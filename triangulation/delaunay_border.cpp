@@ -10,27 +10,18 @@ namespace relief::detail {
 
 namespace {
 
-bool IsBorderSide(const t_hdelaunaytriangle* t, int side) {
-  const t_hdelaunaytriangle* n = t->pNeighbour[side];
-  return !t->bOutside && (!n || n->bOutside);
-}
-
 uintptr_t Key(const TriangleSide& s) { return reinterpret_cast<uintptr_t>(s.t) * 4 + static_cast<uintptr_t>(s.side); }
 
 }  // namespace
 
-std::vector<std::vector<TriangleSide>> CollectBorderLoops(const CDelaunayTriangleList& list) {
-  std::vector<TriangleSide> sides;
-  for (t_hdelaunaytriangle* t : list)
-    for (int s = 0; s < 3; ++s)
-      if (IsBorderSide(t, s)) sides.push_back({t, s});
+std::vector<std::vector<TriangleSide>> CollectBorderLoops(const std::vector<TriangleSide>& sides,
+                                                          SidePredicate isBorder, int limit) {
   // false: not yet walked; true: taken by a loop or by a walk that failed.
   std::unordered_map<uintptr_t, bool> walked;
   walked.reserve(sides.size() * 2);
   for (const TriangleSide& s : sides) walked.emplace(Key(s), false);
 
   std::vector<std::vector<TriangleSide>> loops;
-  const int limit = list.GetCount();
   for (const TriangleSide& start : sides) {
     if (walked[Key(start)]) continue;
     std::vector<TriangleSide> loop;
@@ -42,7 +33,7 @@ std::vector<std::vector<TriangleSide>> CollectBorderLoops(const CDelaunayTriangl
       if (it == walked.end() || it->second) break;
       it->second = true;
       loop.push_back(at);
-      if (!NextBorderSide(at, IsBorderSide, limit)) break;
+      if (!NextBorderSide(at, isBorder, limit)) break;
       if (at == start) {
         closed = true;
         break;
@@ -59,8 +50,19 @@ using relief::detail::TriangleSide;
 
 void TaCIncrementalDelaunay2D::RecordBorder(const CDelaunayTriangleList& list, const std::vector<int>* renumber,
                                             int firstList) {
-  const std::vector<std::vector<TriangleSide>> loops = relief::detail::CollectBorderLoops(list);
+  std::vector<TriangleSide> sides;
+  for (t_hdelaunaytriangle* t : list)
+    for (int s = 0; s < 3; ++s)
+      if (relief::detail::IsBorderSide(t, s)) sides.push_back({t, s});
+  RecordLoops(list, sides, renumber, firstList);
+}
+
+void TaCIncrementalDelaunay2D::RecordLoops(const CDelaunayTriangleList& list,
+                                           const std::vector<relief::detail::TriangleSide>& sides,
+                                           const std::vector<int>* renumber, int firstList) {
   const bool full = firstList == eBorderEdges;
+  const std::vector<std::vector<TriangleSide>> loops = relief::detail::CollectBorderLoops(
+      sides, full ? relief::detail::IsBorderSide : relief::detail::IsOpenSide, list.GetCount());
   std::unordered_map<const t_hdelaunaytriangle*, int> position;
   if (full) {
     for (int k = eBorderEdges; k <= eHoleBorderEdges; ++k) m_EdgeLists[k].DeleteAll();

@@ -93,8 +93,23 @@ inline double TriangleDistanceSqr(const SSEPoint* vertices, const t_hdelaunaytri
                    SegmentDistanceSqr(c, a, px, py)});
 }
 
-// The border loops of a list: each a closed sequence of border sides in
-// walking order. Sides whose walk does not close (broken links) are left out.
-std::vector<std::vector<TriangleSide>> CollectBorderLoops(const CDelaunayTriangleList& list);
+// A side of a triangle without the outside mark whose neighbour is missing
+// or has the outside mark: the border of what the triangulation covers.
+inline bool IsBorderSide(const t_hdelaunaytriangle* t, int side) {
+  const t_hdelaunaytriangle* n = t->pNeighbour[side];
+  return !t->bOutside && (!n || n->bOutside);
+}
+
+// A side without a neighbour: the hull or the rim of a hole.
+inline bool IsOpenSide(const t_hdelaunaytriangle* t, int side) { return t->pNeighbour[side] == nullptr; }
+
+typedef bool (*SidePredicate)(const t_hdelaunaytriangle*, int);
+
+// The loops through the given sides (all of which satisfy isBorder): each a
+// closed sequence in walking order, started at the first side of the
+// sequence it contains. Sides whose walk does not close (broken links) are
+// left out. Walks about a vertex are bounded by limit.
+std::vector<std::vector<TriangleSide>> CollectBorderLoops(const std::vector<TriangleSide>& sides,
+                                                          SidePredicate isBorder, int limit);
 
 }  // namespace relief::detail

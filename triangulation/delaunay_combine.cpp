@@ -3,33 +3,50 @@
 #include <cstdint>
 #include <cstring>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "relief/TaCIncrementalDelaunay2D.h"
+#include "triangulation/delaunay_border_walk.h"
 
 namespace {
 
 uint64_t XYKey(const SSEPoint& p) {
-  uint32_t x, y;
-  std::memcpy(&x, &p.x, sizeof x);
-  std::memcpy(&y, &p.y, sizeof y);
-  return (static_cast<uint64_t>(x) << 32) | y;
+  const float x = p.x + 0.0f, y = p.y + 0.0f;  // -0 and +0 are one position
+  uint32_t bx, by;
+  std::memcpy(&bx, &x, sizeof bx);
+  std::memcpy(&by, &y, sizeof by);
+  return (static_cast<uint64_t>(bx) << 32) | by;
 }
 
-// Position of cell (x, y) along a Hilbert curve over a 2^16 x 2^16 grid.
-uint64_t HilbertIndex(uint32_t x, uint32_t y) {
-  uint64_t d = 0;
-  for (uint32_t s = 1u << 15; s > 0; s >>= 1) {
-    const uint32_t rx = (x & s) ? 1 : 0, ry = (y & s) ? 1 : 0;
-    d += static_cast<uint64_t>(s) * s * ((3 * rx) ^ ry);
-    if (ry == 0) {
-      if (rx == 1) x = s - 1 - x, y = s - 1 - y;
-      std::swap(x, y);
+// Vertex index by position: open addressing over a power-of-two table at
+// most half full, so that a merge's repeat search costs a few loads per point.
+class CPositionTable {
+ public:
+  explicit CPositionTable(std::size_t expected) {
+    std::size_t size = 16;
+    while (size < 2 * expected) size *= 2;
+    m_Keys.resize(size);
+    m_Values.assign(size, -1);
+    m_nMask = size - 1;
+  }
+  // The index stored under key, or stores `value` there and returns -1.
+  int FindOrAdd(uint64_t key, int value) {
+    for (std::size_t i = Hash(key) & m_nMask;; i = (i + 1) & m_nMask) {
+      if (m_Values[i] < 0) {
+        m_Keys[i] = key;
+        m_Values[i] = value;
+        return -1;
+      }
+      if (m_Keys[i] == key) return m_Values[i];
     }
   }
-  return d;
-}
+
+ private:
+  static std::size_t Hash(uint64_t k) { return static_cast<std::size_t>((k * 0x9E3779B97F4A7C15ull) >> 20); }
+  std::vector<uint64_t> m_Keys;
+  std::vector<int> m_Values;
+  std::size_t m_nMask;
+};
 
 const CDelaunayTriangleList& CurrentListOf(const TaCIncrementalDelaunay2D& d) {
   return d.IsFinalized() ? d.GetFinalTriangleList() : d.GetTriangleList();
@@ -65,66 +82,67 @@ int TaCIncrementalDelaunay2D::InsertOtherTriangulation(const TaCIncrementalDelau
   if (&other == this) return 0;
   const CDelaunayTriangleList& theirs = CurrentListOf(other);
   if (theirs.IsEmpty()) return 0;
+  using relief::detail::TriangleSide;
 
-  // Their vertices, each once, in index order; each mapped to this
-  // container's index, new or already here with the same x and y.
+  // One walk over their triangles: the vertices they use and their open sides.
   const int theirCount = other.GetNumVertices();
   std::vector<char> used(static_cast<std::size_t>(theirCount), 0);
+  std::vector<TriangleSide> theirOpenSides;
   for (t_hdelaunaytriangle* t : theirs)
-    for (int v : t->nVertex)
+    for (int s = 0; s < 3; ++s) {
+      const int v = t->nVertex[s];
       if (v >= 0 && v < theirCount) used[static_cast<std::size_t>(v)] = 1;
-  std::unordered_map<uint64_t, int> here;
-  here.reserve(static_cast<std::size_t>(GetNumVertices() + theirCount) * 2);
-  for (int v = 0; v < GetNumVertices(); ++v) here.emplace(XYKey(m_pVertices[v]), v);
-  int wanted = 0;
-  for (int v = 0; v < theirCount; ++v) wanted += used[static_cast<std::size_t>(v)];
-  if (GetNumVertices() + wanted > GetMaxNumVertices()) ReallocSize(GetNumVertices() + wanted);
-
+      if (!t->pNeighbour[s]) theirOpenSides.push_back({t, s});
+    }
+  // Each used vertex of theirs maps to the vertex here at its position, or
+  // is appended (in their index order) when there is none.
+  CPositionTable here(static_cast<std::size_t>(GetNumVertices() + theirCount));
+  for (int v = 0; v < GetNumVertices(); ++v) here.FindOrAdd(XYKey(m_pVertices[v]), v);
   std::vector<int> renumber(static_cast<std::size_t>(theirCount), -1);
-  const int first = GetNumVertices();
+  int fresh = 0;
   for (int v = 0; v < theirCount; ++v) {
     if (!used[static_cast<std::size_t>(v)]) continue;
-    SSEPoint p = other.m_pVertices[v];
-    p.w = 0.0f;
-    auto [it, fresh] = here.emplace(XYKey(p), GetNumVertices());
-    if (fresh) AppendVertex(p);
-    renumber[static_cast<std::size_t>(v)] = it->second;
+    const int found = here.FindOrAdd(XYKey(other.m_pVertices[v]), GetNumVertices() + fresh);
+    renumber[static_cast<std::size_t>(v)] = found >= 0 ? found : GetNumVertices() + fresh++;
   }
-  const int added = GetNumVertices() - first;
+  if (GetNumVertices() + fresh > GetMaxNumVertices()) ReallocSize(GetNumVertices() + fresh);
+  const int first = GetNumVertices();
+  for (int v = 0; v < theirCount; ++v)
+    if (used[static_cast<std::size_t>(v)] && renumber[static_cast<std::size_t>(v)] == GetNumVertices()) {
+      SSEPoint p = other.m_pVertices[v];
+      p.w = 0.0f;
+      AppendVertex(p);
+    }
 
   ClearAffectedTriangleList();
   if (m_bFinalized) {
     ClearTriangleList();
     CopyFinalTriangleListToTriangleList();
   }
-  RecordBorder(m_TriangleList, nullptr, eBorderBeforeCombination);
-  RecordBorder(theirs, &renumber, eOtherBorderEdges);
-  if (m_TriangleList.IsEmpty()) {
-    CopyTrianglesFrom(theirs, renumber);
-  } else if (added > 0) {
-    // Inserted along a Hilbert curve over the new points' box: each insertion
-    // then works where the previous one did, which keeps the records it
-    // touches in the cache. In general position the result does not depend
-    // on the order.
-    float x0 = m_pVertices[first].x, x1 = x0, y0 = m_pVertices[first].y, y1 = y0;
-    for (int v = first; v < GetNumVertices(); ++v) {
-      x0 = std::min(x0, m_pVertices[v].x), x1 = std::max(x1, m_pVertices[v].x);
-      y0 = std::min(y0, m_pVertices[v].y), y1 = std::max(y1, m_pVertices[v].y);
-    }
-    const double sx = x1 > x0 ? 65535.0 / (static_cast<double>(x1) - x0) : 0.0;
-    const double sy = y1 > y0 ? 65535.0 / (static_cast<double>(y1) - y0) : 0.0;
-    std::vector<std::pair<uint64_t, int>> order;
-    order.reserve(static_cast<std::size_t>(added));
-    for (int v = first; v < GetNumVertices(); ++v) {
-      const auto cx = static_cast<uint32_t>(std::clamp((m_pVertices[v].x - x0) * sx, 0.0, 65535.0));
-      const auto cy = static_cast<uint32_t>(std::clamp((m_pVertices[v].y - y0) * sy, 0.0, 65535.0));
-      order.emplace_back(HilbertIndex(cx, cy), v);
-    }
-    std::sort(order.begin(), order.end());
-    for (const auto& entry : order) InsertVertex(entry.second);
+  // Our open sides: the hull-side register holds every working triangle
+  // with one, unless the plain scans keep no register.
+  std::vector<TriangleSide> ourOpenSides;
+  if (m_bReferenceScans) {
+    for (t_hdelaunaytriangle* t : m_TriangleList)
+      for (int s = 0; s < 3; ++s)
+        if (!t->pNeighbour[s]) ourOpenSides.push_back({t, s});
+  } else {
+    std::vector<t_hdelaunaytriangle*> open(m_HullRegister);
+    std::sort(open.begin(), open.end(),
+              [](const t_hdelaunaytriangle* a, const t_hdelaunaytriangle* b) { return a->nSequence < b->nSequence; });
+    for (t_hdelaunaytriangle* t : open)
+      for (int s = 0; s < 3; ++s)
+        if (!t->pNeighbour[s]) ourOpenSides.push_back({t, s});
   }
+  RecordLoops(m_TriangleList, ourOpenSides, nullptr, eBorderBeforeCombination);
+  RecordLoops(theirs, theirOpenSides, &renumber, eOtherBorderEdges);
+
+  if (m_TriangleList.IsEmpty())
+    CopyTrianglesFrom(theirs, renumber);
+  else
+    for (int v = first; v < GetNumVertices(); ++v) InsertVertex(v);
   if (finalize) FinalizeTriangleList();
-  return added;
+  return GetNumVertices() - first;
 }
 
 void TaCIncrementalDelaunay2D::CombineTriangulations(const TaCIncrementalDelaunay2D& first,

@@ -16,6 +16,7 @@ class CSSEMatrix;
 namespace relief::detail {
 class CCircleGrid;
 class CTrianglePool;
+struct TriangleSide;
 }
 
 // A triangle side: side 0 runs from vertex 0 to 1, side 1 from 1 to 2, side 2
@@ -314,8 +315,9 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   // neighbour is missing or has the outside mark.
 
   // The seven edge lists. Border lists hold the loops of the last
-  // GetTriangulationBorder; the combination lists the borders seen by the
-  // last InsertOtherTriangulation; the rim list the sides left open by the
+  // GetTriangulationBorder; the combination lists the loops of open sides
+  // (sides without neighbour: hull and hole rims) of both triangulations as
+  // the last InsertOtherTriangulation found them; the rim list the sides left open by the
   // last RemoveTrianglesInPolygon; the flip list one edge per successful
   // FlipEdge (its new diagonal), until cleared. Only the border and rim lists
   // fill nTriangle and nSide (list positions when the edge was recorded).
@@ -323,8 +325,8 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
     eBorderEdges = 0,           // every border loop, loop after loop, each in order
     eOuterBorderEdges = 1,      // the loops running counter-clockwise (outer borders)
     eHoleBorderEdges = 2,       // the loops running clockwise (rims of holes)
-    eBorderBeforeCombination = 3,  // this triangulation's border before the merge
-    eOtherBorderEdges = 4,      // the merged triangulation's border, in this one's vertex numbers
+    eBorderBeforeCombination = 3,  // this triangulation's open sides before the merge
+    eOtherBorderEdges = 4,      // the merged triangulation's open sides, in this one's vertex numbers
     eRemovalRimEdges = 5,       // sides that faced a removed triangle
     eFlippedEdges = 6,          // new diagonals of FlipEdge
     eNumEdgeLists = 7
@@ -357,11 +359,11 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   // Merges the points of other's current list into this triangulation: each
   // vertex its triangles use is appended (x, y, z kept, w = 0; the container
   // grows as needed) unless a vertex with the same x and y is here already,
-  // then inserted by the ordinary insertion, in a spatially coherent order,
-  // so the result is Delaunay as if the points had been inserted one by one.
+  // then inserted by the ordinary insertion in other's index order, so the
+  // result is what inserting the points one by one gives.
   // When this object has no triangles yet, other's triangles are copied
-  // (marks included) instead. Records both borders in the combination edge
-  // lists. Returns the number of vertices added. Merging an object into
+  // (marks included) instead. Records both triangulations' open sides in
+  // the combination edge lists. Returns the number of vertices added. Merging an object into
   // itself or an empty other changes nothing; finalizes on request.
   int InsertOtherTriangulation(const TaCIncrementalDelaunay2D& other, bool finalize);
   // This object becomes the combination of first and second: emptied, then
@@ -438,6 +440,8 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   // Helpers of the border, combination and edge routines.
   CDelaunayTriangleList& CurrentList() { return m_bFinalized ? m_FinalTriangleList : m_TriangleList; }
   void RecordBorder(const CDelaunayTriangleList& list, const std::vector<int>* renumber, int firstList);
+  void RecordLoops(const CDelaunayTriangleList& list, const std::vector<relief::detail::TriangleSide>& sides,
+                   const std::vector<int>* renumber, int firstList);
   void CopyTrianglesFrom(const CDelaunayTriangleList& list, const std::vector<int>& renumber);
   bool m_bFinalized;
   int m_nNumAffected;  // affected count of the insertion under way
