@@ -48,18 +48,16 @@ std::vector<std::vector<TriangleSide>> CollectBorderLoops(const std::vector<Tria
 
 using relief::detail::TriangleSide;
 
-void TaCIncrementalDelaunay2D::RecordBorder(const CDelaunayTriangleList& list, const std::vector<int>* renumber,
-                                            int firstList) {
+void TaCIncrementalDelaunay2D::RecordBorder(const CDelaunayTriangleList& list) {
   std::vector<TriangleSide> sides;
   for (t_hdelaunaytriangle* t : list)
     for (int s = 0; s < 3; ++s)
       if (relief::detail::IsBorderSide(t, s)) sides.push_back({t, s});
-  RecordLoops(list, sides, renumber, firstList);
+  RecordLoops(list, sides, eBorderEdges);
 }
 
 void TaCIncrementalDelaunay2D::RecordLoops(const CDelaunayTriangleList& list,
-                                           const std::vector<relief::detail::TriangleSide>& sides,
-                                           const std::vector<int>* renumber, int firstList) {
+                                           const std::vector<relief::detail::TriangleSide>& sides, int firstList) {
   const bool full = firstList == eBorderEdges;
   const std::vector<std::vector<TriangleSide>> loops = relief::detail::CollectBorderLoops(
       sides, full ? relief::detail::IsBorderSide : relief::detail::IsOpenSide, list.GetCount());
@@ -77,11 +75,10 @@ void TaCIncrementalDelaunay2D::RecordLoops(const CDelaunayTriangleList& list,
   } else {
     m_EdgeLists[firstList].DeleteAll();
   }
-  const auto vertexOf = [&](int v) { return renumber ? (*renumber)[static_cast<std::size_t>(v)] : v; };
   const auto make = [&](const TriangleSide& s, int loop) {
     t_hdelaunayedge* e = InitNewEdge();
-    e->nVertex[0] = vertexOf(s.t->nVertex[s.side]);
-    e->nVertex[1] = vertexOf(s.t->nVertex[s.side == 2 ? 0 : s.side + 1]);
+    e->nVertex[0] = (s.t->nVertex[s.side]);
+    e->nVertex[1] = (s.t->nVertex[s.side == 2 ? 0 : s.side + 1]);
     e->nTriangle = full ? position[s.t] : -1;
     e->nSide = full ? s.side : -1;
     e->nLoop = loop;
@@ -105,7 +102,7 @@ void TaCIncrementalDelaunay2D::RecordLoops(const CDelaunayTriangleList& list,
 }
 
 int TaCIncrementalDelaunay2D::GetTriangulationBorder() {
-  RecordBorder(CurrentList(), nullptr, eBorderEdges);
+  RecordBorder(CurrentList());
   const CDelaunayEdgeList& edges = m_EdgeLists[eBorderEdges];
   return edges.IsEmpty() ? 0 : edges.GetAt(edges.GetCount() - 1)->nLoop + 1;
 }

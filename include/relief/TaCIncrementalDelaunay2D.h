@@ -316,8 +316,8 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
 
   // The seven edge lists. Border lists hold the loops of the last
   // GetTriangulationBorder; the combination lists the loops of open sides
-  // (sides without neighbour: hull and hole rims) of both triangulations as
-  // the last InsertOtherTriangulation found them; the rim list the sides left open by the
+  // (sides without neighbour: hull and hole rims) before and after the last
+  // InsertOtherTriangulation; the rim list the sides left open by the
   // last RemoveTrianglesInPolygon; the flip list one edge per successful
   // FlipEdge (its new diagonal), until cleared. Only the border and rim lists
   // fill nTriangle and nSide (list positions when the edge was recorded).
@@ -326,7 +326,7 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
     eOuterBorderEdges = 1,      // the loops running counter-clockwise (outer borders)
     eHoleBorderEdges = 2,       // the loops running clockwise (rims of holes)
     eBorderBeforeCombination = 3,  // this triangulation's open sides before the merge
-    eOtherBorderEdges = 4,      // the merged triangulation's open sides, in this one's vertex numbers
+    eBorderAfterCombination = 4,   // the open sides after it
     eRemovalRimEdges = 5,       // sides that faced a removed triangle
     eFlippedEdges = 6,          // new diagonals of FlipEdge
     eNumEdgeLists = 7
@@ -356,15 +356,17 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   // no such loop). Returns the number of loops.
   int GetTriangulationBorder(CSSE3dPolygon& polygon, int loop);
 
-  // Merges the points of other's current list into this triangulation: each
-  // vertex its triangles use is appended (x, y, z kept, w = 0; the container
-  // grows as needed) unless a vertex with the same x and y is here already,
-  // then inserted by the ordinary insertion in other's index order, so the
-  // result is what inserting the points one by one gives.
+  // Merges other's points into this triangulation: each vertex of other's
+  // container is appended (x, y, z kept, w = 0; the container grows as
+  // needed) unless a vertex with the same x and y is here already, then
+  // inserted by the ordinary insertion in other's index order, so the result
+  // is what inserting the points one by one gives (a point other left
+  // unconnected, within 0.005 of another, stays unconnected here too).
   // When this object has no triangles yet, other's triangles are copied
-  // (marks included) instead. Records both triangulations' open sides in
-  // the combination edge lists. Returns the number of vertices added. Merging an object into
-  // itself or an empty other changes nothing; finalizes on request.
+  // (marks included) instead. Records the open sides before and after in
+  // the combination edge lists. Returns the number of vertices added.
+  // Merging an object into itself, or an other without triangles, changes
+  // nothing; finalizes on request.
   int InsertOtherTriangulation(const TaCIncrementalDelaunay2D& other, bool finalize);
   // This object becomes the combination of first and second: emptied, then
   // first's triangulation copied and second's points merged as above. When
@@ -439,9 +441,10 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   CDelaunayEdgeList m_EdgeLists[eNumEdgeLists];
   // Helpers of the border, combination and edge routines.
   CDelaunayTriangleList& CurrentList() { return m_bFinalized ? m_FinalTriangleList : m_TriangleList; }
-  void RecordBorder(const CDelaunayTriangleList& list, const std::vector<int>* renumber, int firstList);
+  void RecordBorder(const CDelaunayTriangleList& list);
+  void RecordOpenSides(int edgeList);
   void RecordLoops(const CDelaunayTriangleList& list, const std::vector<relief::detail::TriangleSide>& sides,
-                   const std::vector<int>* renumber, int firstList);
+                   int firstList);
   void CopyTrianglesFrom(const CDelaunayTriangleList& list, const std::vector<int>& renumber);
   bool m_bFinalized;
   int m_nNumAffected;  // affected count of the insertion under way

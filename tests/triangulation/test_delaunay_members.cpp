@@ -136,9 +136,11 @@ TEST(DelaunayMembers, MergingGivesTheTriangulationOfAllPoints) {
       // z rides along with the merged points.
       for (int v = before; v < first.GetNumVertices(); ++v)
         ASSERT_EQ(first.GetVertex(v).z, 0.5f * first.GetVertex(v).x);
-      // The other border, renumbered, names vertices of this object.
-      for (const t_hdelaunayedge* e : first.GetEdgeList(TaCIncrementalDelaunay2D::eOtherBorderEdges))
-        ASSERT_TRUE(e->nVertex[0] >= before && e->nVertex[1] >= before);
+      // The open sides before and after: the hulls of the first points and of all.
+      const CDelaunayEdgeList& after = first.GetEdgeList(TaCIncrementalDelaunay2D::eBorderAfterCombination);
+      EXPECT_EQ(first.GetEdgeList(TaCIncrementalDelaunay2D::eBorderBeforeCombination).GetCount(), HullSize(a));
+      EXPECT_EQ(after.GetCount(), HullSize(used));
+      for (const t_hdelaunayedge* e : after) ASSERT_EQ(e->nLoop, 0);
     }
 }
 
