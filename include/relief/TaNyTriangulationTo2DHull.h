@@ -16,9 +16,9 @@ class NyTriangulationDynamic;
 // y among equals) and holds strictly convex corners only: vertices on a hull
 // side, and repeated vertices, are left out. Each corner keeps the x, y, z of
 // the mesh vertex it came from (the first one met with that x and y).
-// Orientation is decided exactly in double, without tolerance. Fewer than
-// three distinct positions give those positions (one or two points); a mesh
-// without triangles gives an empty hull.
+// Orientation is decided exactly in double, without tolerance. Corners that
+// all lie on one line give its two ends (one point when all coincide); a
+// mesh without triangles gives an empty hull.
 //
 // The external mesh types are empty stand-ins here: their overloads compile
 // and leave the hull empty. Allocation failure throws CMemoryException.
