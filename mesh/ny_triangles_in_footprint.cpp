@@ -129,17 +129,22 @@ class CFootprint {
   std::size_t Cell(double x, double y) const {
     return static_cast<std::size_t>(Index(y, m_Y0, m_SY)) * m_N + Index(x, m_X0, m_SX);
   }
+  // Calls f(triangles, sides) for every cell the box touches.
   template <class F>
   void ForCells(double x0, double y0, double x1, double y1, F f) {
-    for (int iy = Index(y0, m_Y0, m_SY); iy <= Index(y1, m_Y0, m_SY); ++iy)
-      for (int ix = Index(x0, m_X0, m_SX); ix <= Index(x1, m_X0, m_SX); ++ix)
-        f(m_Triangles[static_cast<std::size_t>(iy) * m_N + ix], m_Sides[static_cast<std::size_t>(iy) * m_N + ix]);
+    ForCellsOf(*this, x0, y0, x1, y1, f);
   }
   template <class F>
   void ForCells(double x0, double y0, double x1, double y1, F f) const {
-    for (int iy = Index(y0, m_Y0, m_SY); iy <= Index(y1, m_Y0, m_SY); ++iy)
-      for (int ix = Index(x0, m_X0, m_SX); ix <= Index(x1, m_X0, m_SX); ++ix)
-        f(m_Triangles[static_cast<std::size_t>(iy) * m_N + ix], m_Sides[static_cast<std::size_t>(iy) * m_N + ix]);
+    ForCellsOf(*this, x0, y0, x1, y1, f);
+  }
+  template <class Self, class F>
+  static void ForCellsOf(Self& self, double x0, double y0, double x1, double y1, F& f) {
+    for (int iy = self.Index(y0, self.m_Y0, self.m_SY); iy <= self.Index(y1, self.m_Y0, self.m_SY); ++iy)
+      for (int ix = self.Index(x0, self.m_X0, self.m_SX); ix <= self.Index(x1, self.m_X0, self.m_SX); ++ix) {
+        const std::size_t cell = static_cast<std::size_t>(iy) * self.m_N + ix;
+        f(self.m_Triangles[cell], self.m_Sides[cell]);
+      }
   }
 
   std::vector<P2> m_Corners;
