@@ -6,6 +6,7 @@
 
 #include <emmintrin.h>
 
+#include "relief/CDelaunayEdgeList.h"
 #include "relief/Export.h"
 #include "relief/SSEPoint.h"
 #include "relief/TaCSSEVertexContainer.h"
@@ -15,6 +16,7 @@ class CSSEMatrix;
 namespace relief::detail {
 class CCircleGrid;
 class CTrianglePool;
+struct TriangleSide;
 }
 
 // A triangle side: side 0 runs from vertex 0 to 1, side 1 from 1 to 2, side 2
@@ -305,6 +307,102 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   SSEPoint* GetNormalVectorField() const { return m_pNormalVectors; }
   SSEPoint* GetTriangleCentersField() const { return m_pTriangleCenters; }
 
+  // ---- border, combination and edge routines -----------------------------
+  // All of them read and change the current list: the final list when the
+  // object is finalized, else the working list (CombineTriangulations and
+  // InsertOtherTriangulation move a final list back first, like any insertion).
+  // A border side is a side of a triangle without the outside mark whose
+  // neighbour is missing or has the outside mark.
+
+  // The seven edge lists. Border lists hold the loops of the last
+  // GetTriangulationBorder; the combination lists the loops of open sides
+  // (sides without neighbour: hull and hole rims) before and after the last
+  // InsertOtherTriangulation; the rim list the sides left open by the
+  // last RemoveTrianglesInPolygon; the flip list one edge per successful
+  // FlipEdge (its new diagonal), until cleared. Only the border and rim lists
+  // fill nTriangle and nSide (list positions when the edge was recorded).
+  enum EEdgeList {
+    eBorderEdges = 0,           // every border loop, loop after loop, each in order
+    eOuterBorderEdges = 1,      // the loops running counter-clockwise (outer borders)
+    eHoleBorderEdges = 2,       // the loops running clockwise (rims of holes)
+    eBorderBeforeCombination = 3,  // this triangulation's open sides before the merge
+    eBorderAfterCombination = 4,   // the open sides after it
+    eRemovalRimEdges = 5,       // sides that faced a removed triangle
+    eFlippedEdges = 6,          // new diagonals of FlipEdge
+    eNumEdgeLists = 7
+  };
+  // A zero-filled edge record (throws CMemoryException), and its release.
+  static t_hdelaunayedge* InitNewEdge();
+  static void DeleteEdge(t_hdelaunayedge* e);
+  // Edge list `which` (an empty list for an index out of range).
+  const CDelaunayEdgeList& GetEdgeList(int which) const;
+  void ClearEdgeList(int which);
+  // The fourth triangle list: the triangles cut out by the last
+  // RemoveTrianglesInPolygon, linked among themselves only (their sides
+  // towards kept triangles are open). Freed by the next removal, by
+  // ClearOtherTriangleList and by the destructor.
+  const CDelaunayTriangleList& GetOtherTriangleList() const { return m_OtherTriangleList; }
+  void ClearOtherTriangleList();
+
+  // The border as closed vertex loops, each in walking order with the
+  // triangulation on its left (outer loops counter-clockwise, holes
+  // clockwise); loops in the order their first border side appears in the
+  // list. Where two loops touch at one vertex they stay separate loops. Fills
+  // the three border edge lists and returns the number of loops (0 for an
+  // empty triangulation). Every walk is bounded by the triangle count.
+  int GetTriangulationBorder();
+  int GetTriangulationBorder(std::vector<std::vector<int>>& loops);
+  // Loop `loop` as a polygon of the vertices' x, y, z (emptied when there is
+  // no such loop). Returns the number of loops.
+  int GetTriangulationBorder(CSSE3dPolygon& polygon, int loop);
+
+  // Merges other's points into this triangulation: each vertex of other's
+  // container is appended (x, y, z kept, w = 0; the container grows as
+  // needed) unless a vertex with the same x and y is here already, then
+  // inserted by the ordinary insertion in other's index order, so the result
+  // is what inserting the points one by one gives (a point other left
+  // unconnected, within 0.005 of another, stays unconnected here too).
+  // When this object has no triangles yet, other's triangles are copied
+  // (marks included) instead. Records the open sides before and after in
+  // the combination edge lists. Returns the number of vertices added.
+  // Merging an object into itself, or an other without triangles, changes
+  // nothing; finalizes on request.
+  int InsertOtherTriangulation(const TaCIncrementalDelaunay2D& other, bool finalize);
+  // This object becomes the combination of first and second: emptied, then
+  // first's triangulation copied and second's points merged as above. When
+  // first or second is this object, the other one is merged into it (both:
+  // nothing happens).
+  void CombineTriangulations(const TaCIncrementalDelaunay2D& first, const TaCIncrementalDelaunay2D& second,
+                             bool finalize);
+
+  // Drops every triangle whose centroid lies inside the polygon
+  // (PointInLineInnerArea with step 1). The kept triangles' sides towards
+  // dropped ones become open (and get the third mark when third marks are in
+  // use), the search structures follow, the dropped triangles go to the
+  // fourth list and the open sides to the rim list. Returns the number
+  // dropped; a null polygon, fewer than three points, or a polygon that holds
+  // no centroid changes nothing and returns 0.
+  int RemoveTrianglesInPolygon(CSSE3dPolygon* polygon);
+
+  // The triangle of the current list containing (x, y), by a walk from start
+  // (the list's head when null; start must belong to the current list). A
+  // point outside the triangulation gets the nearest triangle, found by
+  // walking along the border from where the walk left it; that is the
+  // nearest overall on a convex border, the nearest along the border loop
+  // the walk reached otherwise. A walk that does not finish within the
+  // triangle count falls back to a scan of the list. Null when empty.
+  t_hdelaunaytriangle* NearestTriangle(float x, float y, t_hdelaunaytriangle* start);
+
+  // Flips the diagonal that t and n share when the two form a convex
+  // quadrilateral (both new triangles counter-clockwise beyond the 0.005
+  // tolerance): the records are rewritten in place, neighbours, circles,
+  // search structures, normal and centre slots and third marks follow.
+  // Returns false and changes nothing when they are not each other's
+  // neighbours (a hull side has none), when the quadrilateral is not convex,
+  // when either carries the kill or locked mark, or when exactly one of them
+  // carries the outside mark (the shared side is then the polygon's border).
+  bool FlipEdge(t_hdelaunaytriangle* t, t_hdelaunaytriangle* n);
+
  private:
   void Construct();
   // Records of this triangulation's lists: taken from and given back to its pool.
@@ -340,6 +438,14 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   CDelaunayTriangleList m_AffectedTriangleList;
   CDelaunayTriangleList m_FinalTriangleList;
   CDelaunayTriangleList m_OtherTriangleList;
+  CDelaunayEdgeList m_EdgeLists[eNumEdgeLists];
+  // Helpers of the border, combination and edge routines.
+  CDelaunayTriangleList& CurrentList() { return m_bFinalized ? m_FinalTriangleList : m_TriangleList; }
+  void RecordBorder(const CDelaunayTriangleList& list);
+  void RecordOpenSides(int edgeList);
+  void RecordLoops(const CDelaunayTriangleList& list, const std::vector<relief::detail::TriangleSide>& sides,
+                   int firstList);
+  void CopyTrianglesFrom(const CDelaunayTriangleList& list, const std::vector<int>& renumber);
   bool m_bFinalized;
   int m_nNumAffected;  // affected count of the insertion under way
   float m_fResolutionX, m_fResolutionY, m_fResolutionZ, m_fResolutionXY;

@@ -3,8 +3,10 @@
 // Everything relief exports.
 
 #include "relief/CArchive.h"
+#include "relief/CDelaunayEdgeList.h"
 #include "relief/CFilters.h"
 #include "relief/CH2DDelaunay.h"
+#include "relief/CHDecideNyTriInNyTri.h"
 #include "relief/CHConvexHull2D.h"
 #include "relief/CHConvexHull3D.h"
 #include "relief/CHErrorBoundedMesher.h"
@@ -32,3 +34,4 @@
 #include "relief/TaCFieldRange.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "relief/TaCSSEVertexContainer.h"
+#include "relief/TaNyTriangulationTo2DHull.h"
