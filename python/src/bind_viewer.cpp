@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -21,8 +22,11 @@ namespace relief::python {
 
 namespace {
 
+// The library works without the GIL; the lock keeps two Python threads
+// from changing one page at once.
 struct Viewer {
   CHTriangulationDlg dialog;
+  mutable std::mutex lock;
   std::string title;  // the dialog keeps it but does not give it back
 };
 
@@ -30,7 +34,10 @@ struct Viewer {
 constexpr std::uint32_t kPalette[] = {0xb0b8c8, 0xe07040, 0x50a050, 0x4070d0, 0xd0b030, 0xa050c0};
 
 std::uint32_t ColourArgument(const Viewer& v, const std::optional<long long>& colour) {
-  if (!colour) return kPalette[v.dialog.GetNumLayers() % (sizeof kPalette / sizeof kPalette[0])];
+  if (!colour) {
+    std::lock_guard<std::mutex> hold(v.lock);
+    return kPalette[v.dialog.GetNumLayers() % (sizeof kPalette / sizeof kPalette[0])];
+  }
   if (*colour < 0 || *colour > 0xffffff) ThrowValue("colour: expected 0xRRGGBB (0 .. 0xffffff)");
   return static_cast<std::uint32_t>(*colour);
 }
@@ -48,6 +55,7 @@ int AddMesh(Viewer& v, Mesh& mesh, const std::string& name, std::optional<long l
   const std::uint32_t c = ColourArgument(v, colour);
   py::gil_scoped_release release;
   std::lock_guard<std::mutex> hold(mesh.Lock());
+  std::lock_guard<std::mutex> page(v.lock);
   return v.dialog.AddTriangulation(mesh.Library(), name, c);
 }
 
@@ -59,6 +67,7 @@ int AddHeightField(Viewer& v, const py::handle& field, const std::string& name, 
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);
   py::gil_scoped_release release;
+  std::lock_guard<std::mutex> page(v.lock);
   return v.dialog.AddHeightField(raster, name, c, s[0], s[1], s[2]);
 }
 
@@ -77,6 +86,7 @@ int AddColourMap(Viewer& v, const py::handle& values, const std::string& name, b
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(values, "values", scratch);
   py::gil_scoped_release release;
+  std::lock_guard<std::mutex> page(v.lock);
   return v.dialog.AddColourMap(raster, name, zeroIsNoData, s[0], s[1], z, range[0], range[1]);
 }
 
@@ -93,6 +103,7 @@ int AddPolyline(Viewer& v, const py::handle& points, const std::string& name, st
   CSSE3dPolygon polygon;
   polygon.Create(n);
   for (int i = 0; i < n; ++i) polygon.SetPoint(i, p[dims * i], p[dims * i + 1], dims == 3 ? p[dims * i + 2] : 0.0f);
+  std::lock_guard<std::mutex> page(v.lock);
   return v.dialog.AddPolygon(polygon, name, c, closed);
 }
 
@@ -137,16 +148,28 @@ are decimated for display (values below 1000 are raised to 1000).)doc")
       .def(
           "set_visible",
           [](Viewer& v, int layer, bool visible) {
+            std::lock_guard<std::mutex> hold(v.lock);
             if (layer < 0 || layer >= v.dialog.GetNumLayers())
               throw py::index_error("layer: no layer " + std::to_string(layer));
             v.dialog.SetLayerVisible(layer, visible);
           },
           py::arg("layer"), py::arg("visible"), "Whether the layer starts shown (the default) or unticked.")
-      .def("__len__", [](const Viewer& v) { return v.dialog.GetNumLayers(); })
-      .def("clear", [](Viewer& v) { v.dialog.Clear(); }, "Drops every layer (title and triangle limit stay).")
+      .def("__len__",
+           [](const Viewer& v) {
+             std::lock_guard<std::mutex> hold(v.lock);
+             return v.dialog.GetNumLayers();
+           })
+      .def(
+          "clear",
+          [](Viewer& v) {
+            std::lock_guard<std::mutex> hold(v.lock);
+            v.dialog.Clear();
+          },
+          "Drops every layer (title and triangle limit stay).")
       .def_property(
           "title", [](const Viewer& v) { return v.title; },
           [](Viewer& v, const std::string& title) {
+            std::lock_guard<std::mutex> hold(v.lock);
             v.dialog.SetTitle(title);
             v.title = title;
           },
@@ -158,6 +181,7 @@ are decimated for display (values below 1000 are raised to 1000).)doc")
             std::string page;
             {
               py::gil_scoped_release release;
+              std::lock_guard<std::mutex> hold(v.lock);
               page = v.dialog.ToHtml();
             }
             return page;
@@ -169,6 +193,7 @@ are decimated for display (values below 1000 are raised to 1000).)doc")
             bool written;
             {
               py::gil_scoped_release release;
+              std::lock_guard<std::mutex> hold(v.lock);
               written = v.dialog.WriteHtml(path);
             }
             if (!written) {
@@ -180,6 +205,7 @@ are decimated for display (values below 1000 are raised to 1000).)doc")
           py::arg("path"),
           "Writes the page to path (nothing is left behind on failure: OSError). Returns the path.")
       .def("__repr__", [](const Viewer& v) {
+        std::lock_guard<std::mutex> hold(v.lock);
         return "<relief.Viewer with " + std::to_string(v.dialog.GetNumLayers()) + " layers>";
       });
 }
