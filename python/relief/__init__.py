@@ -13,19 +13,19 @@ Functions:
     delaunay, convex_hull_2d, convex_hull_3d,       point sets and polygons
     triangulate_polygon, fill_polygon
     chamfer, zhang_suen                             masks
+    box_mean, minimum, maximum, median              smoothing and rank filters
+    view                                            layers -> one HTML page
     load_height_field, save_height_field,           the tool's file formats
     load_mesh, save_mesh
-Classes: Mesh, Raster, Refinement. Batches of files on Dask: relief.batch.
-
-Not yet available (the library classes are still being written): the raster
-smoothing filters (box, minimum, maximum, median) and an error-bounded
-refine(field, max_error=...).
+Classes: Mesh, Raster, Refinement, Viewer. Batches of files on Dask: relief.batch.
 """
 
 from ._relief import (
     Mesh,
     Raster,
     Refinement,
+    Viewer,
+    box_mean,
     chamfer,
     convex_hull_2d,
     convex_hull_3d,
@@ -33,7 +33,10 @@ from ._relief import (
     fill_polygon,
     load_height_field,
     load_mesh,
+    maximum,
+    median,
     mesh_from_height_field,
+    minimum,
     rasterize,
     refine,
     save_height_field,
@@ -41,6 +44,7 @@ from ._relief import (
     triangulate_polygon,
     zhang_suen,
 )
+from ._view import view
 
 __version__ = "0.1.0"
 
@@ -48,6 +52,8 @@ __all__ = [
     "Mesh",
     "Raster",
     "Refinement",
+    "Viewer",
+    "box_mean",
     "chamfer",
     "convex_hull_2d",
     "convex_hull_3d",
@@ -55,11 +61,15 @@ __all__ = [
     "fill_polygon",
     "load_height_field",
     "load_mesh",
+    "maximum",
+    "median",
     "mesh_from_height_field",
+    "minimum",
     "rasterize",
     "refine",
     "save_height_field",
     "save_mesh",
     "triangulate_polygon",
+    "view",
     "zhang_suen",
 ]

@@ -8,6 +8,7 @@ or from a shell:
 
     python3 -m relief.batch 'scans/*.tif' --op refine --tolerance 0.5 --out meshes [--workers N]
                             [--scheduler ADDRESS]
+    python3 -m relief.batch 'scans/*.tif' --op refine --max-error 0.05 --out meshes
 
 One task per file. Without a scheduler address the batch starts a
 dask.distributed LocalCluster of worker processes with one thread each (a
@@ -19,7 +20,8 @@ carrying its error message; the batch itself goes on.
 
 Operations (the options are those of the function of the same name):
     "mesh"       height field -> <stem>-mesh.ply       threshold, above, scale, step
-    "refine"     height field -> <stem>-refined.ply    tolerance, min_height, passes, seed_spacing
+    "refine"     height field -> <stem>-refined.ply    tolerance, min_height, passes, seed_spacing;
+                                                       or max_error, max_triangles, max_points, scale
     "rasterize"  mesh -> <stem>-raster.npy             resolution, mode
     a callable   f(field, **options) over the height field; what it returns is
                  written when it is a Mesh (.ply), a Refinement (its mesh,
@@ -172,8 +174,8 @@ def run(
     """
     if not callable(op) and op not in OPERATIONS:
         raise ValueError(f"op: expected one of {', '.join(OPERATIONS)} or a callable, got {op!r}")
-    if op == "refine" and "tolerance" not in options:
-        raise ValueError("refine needs a tolerance")
+    if op == "refine" and ("tolerance" in options) == ("max_error" in options):
+        raise ValueError("refine needs a tolerance or a max_error (not both)")
     if workers is not None and workers < 1:
         raise ValueError("workers: must be at least 1")
     files = expand_inputs(inputs)
@@ -265,10 +267,15 @@ def _parser() -> argparse.ArgumentParser:
     g.add_argument("--tolerance", type=float, help="largest height difference a triangle's corners may keep")
     g.add_argument("--min-height", type=float, help="triangles lower than this (pixels) are not split")
     g.add_argument("--passes", type=int, help="most refinement passes")
+    g.add_argument("--max-error", type=float, metavar="E", help="error-bounded instead: no valid pixel farther than E")
+    g.add_argument("--max-triangles", type=int, metavar="N", help="with --max-error: stop before more triangles")
+    g.add_argument("--max-points", type=int, metavar="N", help="with --max-error: stop before more points")
     g = p.add_argument_group("mesh")
     g.add_argument("--threshold", type=float, help="pixels above it are valid (default 0)")
     g.add_argument("--below", action="store_true", help="valid pixels lie below the threshold")
-    g.add_argument("--scale", type=float, nargs=3, metavar=("SX", "SY", "SZ"), help="corner scale")
+    g.add_argument(
+        "--scale", type=float, nargs=3, metavar=("SX", "SY", "SZ"), help="corner scale (also refine --max-error)"
+    )
     g.add_argument("--step", type=int, help="mesh every n-th pixel")
     g = p.add_argument_group("rasterize")
     g.add_argument("--resolution", type=float, help="cell size in mesh units")
@@ -278,8 +285,20 @@ def _parser() -> argparse.ArgumentParser:
 
 def _options(args: argparse.Namespace, parser: argparse.ArgumentParser) -> dict:
     if args.op == "refine":
-        if args.tolerance is None:
-            parser.error("--op refine needs --tolerance")
+        if (args.tolerance is None) == (args.max_error is None):
+            parser.error("--op refine needs --tolerance or --max-error (not both)")
+        if args.max_error is not None:
+            if args.min_height is not None or args.passes is not None:
+                parser.error("--min-height and --passes belong to --tolerance, not --max-error")
+            o = {"max_error": args.max_error}
+            for key in ("max_triangles", "max_points"):
+                if getattr(args, key) is not None:
+                    o[key] = getattr(args, key)
+            if args.scale is not None:
+                o["scale"] = tuple(args.scale)
+            return o
+        if args.max_triangles is not None or args.max_points is not None:
+            parser.error("--max-triangles and --max-points need --max-error")
         o = {"tolerance": args.tolerance}
         if args.min_height is not None:
             o["min_height"] = args.min_height

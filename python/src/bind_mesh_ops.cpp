@@ -1,14 +1,22 @@
 // Height field to mesh, mesh to height field, and the adaptive mesh by
 // Delaunay refinement (the tool's own procedure, shared, not repeated here).
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <limits>
+#include <optional>
 #include <string>
+#include <vector>
+
+#include <pybind11/stl.h>
 
 #include "adaptive_mesh.h"
 #include "mesh_object.h"
 #include "raster_object.h"
 #include "scan_chunks.h"
 
+#include "relief/CHErrorBoundedMesher.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CSSEMatrix.h"
 
@@ -69,9 +77,10 @@ struct Refinement {
   std::shared_ptr<Mesh> mesh;
   double maxError = 0.0, rmsError = 0.0;
   std::int64_t points = 0, compared = 0, uncovered = 0;
+  bool stoppedByLimit = false;
 };
 
-Refinement Refine(const py::handle& field, float tolerance, float minHeight, int passes, int seedSpacing) {
+Refinement RefineByTolerance(const py::handle& field, float tolerance, float minHeight, int passes, int seedSpacing) {
   RequirePositive("tolerance", tolerance);
   RequirePositive("min_height", minHeight);
   if (passes < 0) ThrowValue("passes: must be 0 or more");
@@ -96,6 +105,71 @@ Refinement Refine(const py::handle& field, float tolerance, float minHeight, int
   r.compared = error.compared;
   r.uncovered = error.lost;
   return r;
+}
+
+int LimitArgument(const std::optional<std::int64_t>& value, const char* name, std::int64_t least) {
+  if (!value) return std::numeric_limits<std::int32_t>::max();
+  if (*value < least)
+    ThrowValue(std::string(name) + ": must be at least " + std::to_string(least) + ", got " + std::to_string(*value));
+  return static_cast<int>(std::min<std::int64_t>(*value, std::numeric_limits<std::int32_t>::max()));
+}
+
+Refinement RefineByMaxError(const py::handle& field, double maxError, const std::optional<std::int64_t>& maxTriangles,
+                            const std::optional<std::int64_t>& maxPoints, const std::optional<py::sequence>& scale) {
+  if (!std::isfinite(maxError) || maxError < 0.0)
+    ThrowValue("max_error: must be a finite number >= 0, got " + std::to_string(maxError));
+  const int triangleLimit = LimitArgument(maxTriangles, "max_triangles", 2);  // the starting two triangles
+  const int pointLimit = LimitArgument(maxPoints, "max_points", 4);           // the corners of the starting box
+  float s[3] = {1.0f, 1.0f, 1.0f};
+  if (scale) {
+    if (py::len(*scale) != 3) ThrowValue("scale: expected three factors (sx, sy, sz)");
+    for (int i = 0; i < 3; ++i) {
+      s[i] = (*scale)[i].cast<float>();
+      RequirePositive("scale", s[i]);
+    }
+  }
+  CSSEMatrix scratch;
+  const CSSEMatrix& raster = FieldArgument(field, "field", scratch);
+  py::gil_scoped_release release;
+  CHErrorBoundedMesher mesher;
+  if (!mesher.CreateMeshFromSSEField(&raster, static_cast<float>(maxError), triangleLimit, pointLimit))
+    ThrowValue(std::string("field: cannot mesh: ") + mesher.GetProblem());
+  // The mesher's points are relative to the valid box's corner; back in
+  // field pixels (x = column, y = row) they line up with the array.
+  const int n = mesher.GetNumPoints(), m = mesher.GetNumTriangles();
+  const float ox = static_cast<float>(mesher.GetOriginX()), oy = static_cast<float>(mesher.GetOriginY());
+  std::vector<float> vertices(mesher.GetVertexArray(), mesher.GetVertexArray() + 3 * static_cast<size_t>(n));
+  for (size_t i = 0; i < vertices.size(); i += 3) {
+    vertices[i] = (vertices[i] + ox) * s[0];
+    vertices[i + 1] = (vertices[i + 1] + oy) * s[1];
+    vertices[i + 2] *= s[2];
+  }
+  const std::int32_t* faces = mesher.GetTriangleIndexArray();
+  Refinement r;
+  r.mesh = Mesh::FromIndexed(vertices.data(), n, faces, m, s);
+  r.maxError = mesher.GetMaxError();
+  r.rmsError = mesher.GetRMSError();
+  r.points = n;
+  r.compared = mesher.GetNumValidPixels();
+  r.uncovered = 0;  // every valid pixel lies in a kept triangle
+  r.stoppedByLimit = mesher.StoppedByLimit();
+  return r;
+}
+
+Refinement Refine(const py::handle& field, std::optional<float> tolerance, std::optional<double> maxError,
+                  std::optional<std::int64_t> maxTriangles, std::optional<std::int64_t> maxPoints,
+                  std::optional<py::sequence> scale, std::optional<float> minHeight, std::optional<int> passes,
+                  std::optional<int> seedSpacing) {
+  if (tolerance && maxError) ThrowValue("refine: pass either tolerance or max_error, not both");
+  if (maxError) {
+    if (minHeight || passes || seedSpacing)
+      ThrowValue("refine: min_height, passes and seed_spacing belong to the tolerance mode, not max_error");
+    return RefineByMaxError(field, *maxError, maxTriangles, maxPoints, scale);
+  }
+  if (!tolerance) ThrowValue("refine: needs a tolerance or a max_error");
+  if (maxTriangles || maxPoints || scale)
+    ThrowValue("refine: max_triangles, max_points and scale belong to the max_error mode");
+  return RefineByTolerance(field, *tolerance, minHeight.value_or(2.0f), passes.value_or(12), seedSpacing.value_or(32));
 }
 
 }  // namespace
@@ -134,6 +208,9 @@ steep slopes rise; cells no sample reaches, and the outermost ring, hold 0.)doc"
       .def_readonly("points", &Refinement::points, "Points of the triangulation (seeds and inserted points).")
       .def_readonly("compared", &Refinement::compared, "Pixels the errors are measured over.")
       .def_readonly("uncovered", &Refinement::uncovered, "Field pixels with data that no triangle covers.")
+      .def_readonly("stopped_by_limit", &Refinement::stoppedByLimit,
+                    "max_error mode: True when max_triangles or max_points ended the meshing before the bound "
+                    "held (max_error then says how far it got); always False in the tolerance mode.")
       .def("__iter__", [](const Refinement& r) {
         return py::iter(py::make_tuple(r.mesh, r.maxError, r.rmsError));
       })
@@ -142,17 +219,34 @@ steep slopes rise; cells no sample reaches, and the outermost ring, hold 0.)doc"
                std::to_string(r.maxError) + ", rms " + std::to_string(r.rmsError) + ">";
       });
 
-  m.def("refine", &Refine, py::arg("field"), py::arg("tolerance"), py::kw_only(), py::arg("min_height") = 2.0f,
-        py::arg("passes") = 12, py::arg("seed_spacing") = 32, R"doc(
-Adaptive mesh of a height field by Delaunay refinement, as `relief refine`.
-
-A grid of seed points (seed_spacing pixels apart, denser along the edges)
-over the valid pixels' box is triangulated, then refined pass by pass
-(at most passes) where a triangle's corners differ in height by more than
-tolerance, until triangles are lower than min_height pixels. Triangles with
-a corner on no data (0) are left out. Returns a Refinement (mesh, max_error,
+  m.def("refine", &Refine, py::arg("field"), py::arg("tolerance") = py::none(), py::kw_only(),
+        py::arg("max_error") = py::none(), py::arg("max_triangles") = py::none(), py::arg("max_points") = py::none(),
+        py::arg("scale") = py::none(), py::arg("min_height") = py::none(), py::arg("passes") = py::none(),
+        py::arg("seed_spacing") = py::none(), R"doc(
+Adaptive mesh of a height field, in one of two modes (tolerance and
+max_error exclude each other). Returns a Refinement (mesh, max_error,
 rms_error, ...; it unpacks as mesh, max_error, rms_error = refine(...)).
-ValueError when the valid pixels span no area.)doc");
+
+refine(field, tolerance, min_height=2, passes=12, seed_spacing=32): Delaunay
+refinement, as `relief refine`. A grid of seed points (seed_spacing pixels
+apart, denser along the edges) over the valid pixels' box is triangulated,
+then refined pass by pass (at most passes) where a triangle's corners differ
+in height by more than tolerance, until triangles are lower than min_height
+pixels. Triangles with a corner on no data (0) are left out. The errors are
+measured afterwards at the pixel centres the mesh covers.
+
+refine(field, max_error=E, max_triangles=None, max_points=None,
+scale=(1, 1, 1)): error-bounded, as `relief refine --max-error`. The worst
+pixel is inserted again and again until no valid pixel lies farther than E
+(vertically, in heights) from the mesh, or one more point would pass
+max_triangles (>= 2) or max_points (>= 4); stopped_by_limit tells which.
+E = 0 asks for every valid pixel exactly. The mesh is indexed: vertices and
+faces are the mesher's own points and triangles (counter-clockwise seen from
+above), corner (x * sx, y * sy, v * sz) for pixel (x = column, y = row) of
+height v. max_error and rms_error are the mesher's figures over every valid
+pixel, in heights (unscaled); compared counts the valid pixels, uncovered is 0.
+
+ValueError when the valid pixels span no area or an argument is out of range.)doc");
 }
 
 }  // namespace relief::python

@@ -55,6 +55,22 @@ std::shared_ptr<Mesh> Mesh::FromLibrary(const CHTriangulation& built, const floa
   return std::make_shared<Mesh>(std::move(mesh));
 }
 
+std::shared_ptr<Mesh> Mesh::FromIndexed(const float* points, std::int64_t pointCount, const std::int32_t* indices,
+                                        std::int64_t count, const float scale[3]) {
+  auto mesh = NewLibraryMesh(count, scale);
+  SSEPoint* p = mesh->GetEdgeArray();
+  for (std::int64_t i = 0; i < 3 * count; ++i) {
+    const float* c = points + 3 * static_cast<size_t>(indices[i]);
+    p[i].m = _mm_setr_ps(c[0], c[1], c[2], 0.0f);
+  }
+  Derive(*mesh);
+  auto result = std::make_shared<Mesh>(std::move(mesh));
+  result->m_givenVertices.assign(points, points + 3 * pointCount);
+  result->m_givenFaces.assign(indices, indices + 3 * count);
+  result->m_hasGivenView = true;
+  return result;
+}
+
 FloatArray Mesh::Triangles() const {
   const py::ssize_t n = Count();
   FloatArray out({n, py::ssize_t{3}, py::ssize_t{3}});
@@ -128,6 +144,20 @@ CornerKey KeyOf(const SSEPoint& p) {
 
 void Mesh::BuildIndexedView() {
   if (m_faces) return;
+  if (m_hasGivenView) {
+    FloatArray v({static_cast<py::ssize_t>(m_givenVertices.size() / 3), py::ssize_t{3}});
+    if (!m_givenVertices.empty())
+      std::memcpy(v.mutable_data(), m_givenVertices.data(), m_givenVertices.size() * sizeof(float));
+    IndexArray f({static_cast<py::ssize_t>(m_givenFaces.size() / 3), py::ssize_t{3}});
+    if (!m_givenFaces.empty())
+      std::memcpy(f.mutable_data(), m_givenFaces.data(), m_givenFaces.size() * sizeof(std::int32_t));
+    m_vertices = v;
+    m_faces = f;
+    std::vector<float>().swap(m_givenVertices);
+    std::vector<std::int32_t>().swap(m_givenFaces);
+    m_hasGivenView = false;
+    return;
+  }
   const std::int64_t n = Count();
   std::vector<float> vertices;
   std::vector<std::int32_t> faces(static_cast<size_t>(3 * n));
@@ -192,7 +222,8 @@ Every view is a new numpy array; the mesh itself is immutable.)doc")
                              "float32 (m, 3, 3): the corners of every triangle, in the mesh's winding.")
       .def_property_readonly("vertices", &Mesh::Vertices,
                              "float32 (k, 3): the distinct corners, merged by exact comparison of their "
-                             "coordinates, in order of first appearance.")
+                             "coordinates, in order of first appearance (for refine(max_error=...) the "
+                             "mesher's own points in its order).")
       .def_property_readonly("faces", &Mesh::Faces, "int32 (m, 3): every triangle as indices into vertices.")
       .def_property_readonly("normals", &Mesh::Normals,
                              "float32 (m, 3): the unit normal (P1 - P0) x (P2 - P0) of every triangle "

@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include "field_convert.h"
 
@@ -34,6 +35,12 @@ class Mesh {
   static std::shared_ptr<Mesh> FromLibrary(const CHTriangulation& built, const float factor[3],
                                            const float scale[3]);
 
+  // An indexed mesh: count points (x, y, z), triangles as three indices each
+  // (all in range). The indexed view becomes these arrays as given, so
+  // vertices and faces return them unchanged. Needs no GIL.
+  static std::shared_ptr<Mesh> FromIndexed(const float* points, std::int64_t pointCount, const std::int32_t* indices,
+                                           std::int64_t count, const float scale[3]);
+
   int Count() const { return m_mesh->GetNumTriangles(); }
   // The library mesh; hold Lock() while a library call may change its state
   // (the scan resolution).
@@ -54,6 +61,11 @@ class Mesh {
   std::mutex m_lock;
   std::optional<FloatArray> m_vertices;
   std::optional<IndexArray> m_faces;
+  // An indexed view given at construction, turned into arrays on first use
+  // (arrays need the GIL, the factories run without it).
+  std::vector<float> m_givenVertices;
+  std::vector<std::int32_t> m_givenFaces;
+  bool m_hasGivenView = false;
 };
 
 void BindMesh(py::module_& m);

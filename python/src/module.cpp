@@ -14,6 +14,8 @@ void BindMeshOperations(py::module_& m);
 void BindGeometry(py::module_& m);
 void BindRaster(py::module_& m);
 void BindIo(py::module_& m);
+void BindFilters(py::module_& m);
+void BindViewer(py::module_& m);
 }  // namespace relief::python
 
 PYBIND11_MODULE(_relief, m) {
@@ -43,4 +45,6 @@ PYBIND11_MODULE(_relief, m) {
   relief::python::BindGeometry(m);
   relief::python::BindRaster(m);
   relief::python::BindIo(m);
+  relief::python::BindFilters(m);
+  relief::python::BindViewer(m);
 }

@@ -72,3 +72,21 @@ def test_command_line(client, scans, tmp_path, capsys):
     with pytest.raises(SystemExit) as usage:
         batch.main([str(scans / "scan-*"), "--op", "refine"])
     assert usage.value.code == 2
+
+
+def test_error_bounded_refine_in_a_batch(client, scans, tmp_path):
+    files = sorted(str(p) for p in scans.glob("scan-0[4-7].npy"))
+    rows = batch.run(files, "refine", max_error=0.25, out=tmp_path, client=client, progress=False)
+    assert all(r.ok and r.output.endswith("-refined.ply") for r in rows)
+    assert all(r.max_error <= 0.25 for r in rows)
+    code = batch.main(files[:2] + ["--op", "refine", "--max-error", "0.25", "--max-triangles", "50", "--out",
+                                   str(tmp_path / "cli"), "--scheduler", client.scheduler.address, "--quiet"])
+    assert code == 0
+    assert all(len(relief.load_mesh(p)) <= 50 for p in (tmp_path / "cli").glob("*-refined.ply"))
+    for wrong in (["--tolerance", "0.5", "--max-error", "0.1"], ["--max-error", "0.1", "--passes", "3"],
+                  ["--tolerance", "0.5", "--max-points", "9"]):
+        with pytest.raises(SystemExit) as usage:
+            batch.main(files[:1] + ["--op", "refine"] + wrong)
+        assert usage.value.code == 2
+    with pytest.raises(ValueError, match="not both"):
+        batch.run(files, "refine", tolerance=0.5, max_error=0.1, client=client, progress=False)
