@@ -163,6 +163,12 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
   return moved;
 }
 
+bool TaCIncrementalDelaunay2D::InAffectedList(const t_hdelaunaytriangle* t) const {
+  for (const t_hdelaunaytriangle* a : m_AffectedTriangleList)
+    if (a == t) return true;
+  return false;
+}
+
 void TaCIncrementalDelaunay2D::ProcessAffectedTriangles(int vertex) {
   if (m_nNumAffected == 0) {
     AppendExteriorPoint(vertex);
@@ -176,10 +182,17 @@ void TaCIncrementalDelaunay2D::ProcessAffectedTriangles(int vertex) {
     const EPointWhere where = PointWhere(vertex, t);
     if (where == ePointOutside) continue;
     t_hdelaunaytriangle* children[4] = {};
+    t_hdelaunaytriangle* across = where == ePointInside ? nullptr : t->pNeighbour[where - ePointOnSide0];
     const int made = MakeChildren(vertex, where, t, children);
     m_AffectedTriangleList.RemoveAt(t);
     ReleaseTriangle(t);
     for (int i = 0; i < made; ++i) m_AffectedTriangleList.AddTail(children[i]);
+    // A split neighbour is gone at once. When its circle missed the point it
+    // is still in the working list, where no sweep would find it.
+    if (made == 4 && !InAffectedList(across)) {
+      RemoveFromWorking(across);
+      ReleaseTriangle(across);
+    }
     placed = true;
     break;
   }

@@ -62,6 +62,14 @@ void PrefetchOppositeCorners(const CDelaunayTriangleList& affected, const SSEPoi
         for (int v : n->nVertex) _mm_prefetch(reinterpret_cast<const char*>(vertices + v), _MM_HINT_T0);
 }
 
+// The flip of side a-b between (a, b, c) and the triangle beyond with corner
+// d gives (d, c, a) and (b, c, d): both must turn strictly left.
+bool ConvexAcross(const SSEPoint* v, int a, int b, int c, int d) {
+  using relief::detail::TurnsLeftExact;
+  return TurnsLeftExact(v[d].x, v[d].y, v[c].x, v[c].y, v[a].x, v[a].y) &&
+         TurnsLeftExact(v[b].x, v[b].y, v[c].x, v[c].y, v[d].x, v[d].y);
+}
+
 }  // namespace
 
 // Passes run until one flips nothing, but never more often than there are
@@ -137,6 +145,10 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
         const int s1 = kNext[s], s2 = kPrev[s];
         const int n1 = kNext[ns], n2 = kPrev[ns];
         const int a = t->nVertex[s], b = t->nVertex[s1], c = t->nVertex[s2];
+        // A corner truly inside the circle makes a convex quadrilateral; the
+        // float circle of a thin triangle can claim one that is not, and its
+        // flip would fold a triangle over. Such a flip is not made.
+        if (!ConvexAcross(m_pVertices, a, b, c, d)) continue;
         t_hdelaunaytriangle* tb = t->pNeighbour[s1];  // on b-c, moves to N
         t_hdelaunaytriangle* tc = t->pNeighbour[s2];  // on c-a, stays with T
         // N's other two sides: the one touching a moves to T, the one touching b stays.

@@ -312,6 +312,7 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   void ReleaseTriangle(t_hdelaunaytriangle* t);
   void ReleaseAll(CDelaunayTriangleList& list);
   void InsertVertex(int vertex);
+  bool InAffectedList(const t_hdelaunaytriangle* t) const;
   int MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t, t_hdelaunaytriangle* children[4]);
   void AppendToWorking(t_hdelaunaytriangle* t);
   void RemoveFromWorking(t_hdelaunaytriangle* t);
