@@ -312,7 +312,9 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   void ReleaseTriangle(t_hdelaunaytriangle* t);
   void ReleaseAll(CDelaunayTriangleList& list);
   void InsertVertex(int vertex);
-  bool InAffectedList(const t_hdelaunaytriangle* t) const;
+  bool SplitAt(int vertex, t_hdelaunaytriangle* t);
+  bool SplitNextToAffected(int vertex);
+  EPointWhere CheckedPointWhere(int vertex, t_hdelaunaytriangle* t) const;
   int MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t, t_hdelaunaytriangle* children[4]);
   void AppendToWorking(t_hdelaunaytriangle* t);
   void RemoveFromWorking(t_hdelaunaytriangle* t);
@@ -327,6 +329,8 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   bool InWorkingIndex(const t_hdelaunaytriangle* t) const {
     return !m_bReferenceScans && t->nWorkingEpoch == m_nWorkingEpoch;
   }
+  // True for a triangle of the working list, whichever way the searches run.
+  bool InWorkingList(const t_hdelaunaytriangle* t) const { return t->nWorkingEpoch == m_nWorkingEpoch; }
   void NextWorkingEpoch() {
     if (++m_nWorkingEpoch == 0) m_nWorkingEpoch = 1;  // 0 means "not in the working list"
   }

@@ -18,9 +18,12 @@
 //     the vertices (computed here by a monotone chain), and every open side
 //     has the hull vertices on its left, both up to the side tolerance;
 //  5. coverage: every vertex the caller names as input is a corner, unless
-//     it lies within the side tolerance of two sides of a triangle (next to
-//     a corner, which the insertion deliberately leaves out) or repeats a
-//     corner's coordinates;
+//     it repeats a corner's coordinates or lies within the side tolerance
+//     of a side (beside the side, not beyond its ends), in the final list
+//     or, when the start is known, in the triangulation the point met. The
+//     insertion leaves out a point within the tolerance of two sides of the
+//     triangle holding it (next to a corner, or anywhere in a thin
+//     triangle); later points may split or flip that triangle away;
 //  6. circles: no corner opposite a side lies inside the triangle's
 //     circumcircle by more than the rounding of the float circle allows.
 
@@ -133,6 +136,11 @@ struct Options {
   int firstInput = 0;
   int inputCount = -1;
   bool checkCircles = true;
+  // How the list was started. When known, a vertex left out is also excused
+  // by the state it met: the vertices before it triangulated the same way
+  // (the container must hold the input vertices first, as Triangulate
+  // leaves them).
+  enum Start { kUnknown, kFirstThree, kBox } start = kUnknown;
 };
 
 inline std::string Describe(const TaCIncrementalDelaunay2D& d, int position, const t_hdelaunaytriangle* t) {
@@ -149,6 +157,20 @@ inline std::string Describe(const TaCIncrementalDelaunay2D& d, int position, con
     s += k < 2 ? "; " : ")";
   }
   return s;
+}
+
+// True when p lies within the side tolerance of a side of the list (beside
+// the side, not beyond its ends).
+inline bool NearASide(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list, const SSEPoint& p) {
+  for (const t_hdelaunaytriangle* t : list)
+    for (int k = 0; k < 3; ++k) {
+      const SSEPoint a = d.GetVertex(t->nVertex[k]), b = d.GetVertex(t->nVertex[(k + 1) % 3]);
+      const double ex = static_cast<double>(b.x) - a.x, ey = static_cast<double>(b.y) - a.y;
+      const double along =
+          ((p.x - static_cast<double>(a.x)) * ex + (p.y - static_cast<double>(a.y)) * ey) / (ex * ex + ey * ey);
+      if (std::fabs(SideValue(a, b, p.x, p.y)) < 0.005f && along >= 0.0 && along <= 1.0) return true;
+    }
+  return false;
 }
 
 inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
@@ -282,20 +304,23 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
   }
 
   // 5: coverage.
-  std::vector<const t_hdelaunaytriangle*> sorted(tris);
   for (int v = first; v < first + count && v < nv; ++v) {
     if (corner[static_cast<std::size_t>(v)]) continue;
     const SSEPoint p = vx(v);
     bool excused = false;
     for (int w = 0; w < nv && !excused; ++w)
       excused = corner[static_cast<std::size_t>(w)] && vx(w).x == p.x && vx(w).y == p.y;
-    for (const t_hdelaunaytriangle* t : tris) {
-      if (excused) break;
-      const SSEPoint a = vx(t->nVertex[0]), b = vx(t->nVertex[1]), c = vx(t->nVertex[2]);
-      const float s[3] = {SideValue(a, b, p.x, p.y), SideValue(b, c, p.x, p.y), SideValue(c, a, p.x, p.y)};
-      int small = 0, inside = 0;
-      for (float x : s) small += std::fabs(x) < 0.005f, inside += x > -0.005f;
-      excused = inside == 3 && small >= 2;
+    if (!excused) excused = NearASide(d, list, p);
+    if (!excused && opt.start != Options::kUnknown) {
+      // The state the point met: the same vertices triangulated up to it.
+      TaCIncrementalDelaunay2D before;
+      before.CreateVertexArray(d.GetMaxNumVertices());
+      for (int i = 0; i < first + count && i < nv; ++i) {
+        SSEPoint q = d.GetVertex(i);
+        before.AppendVertex(q);
+      }
+      before.Triangulate(v, false, opt.start == Options::kBox);
+      excused = NearASide(before, before.GetTriangleList(), p);
     }
     if (!excused) {
       char buf[160];

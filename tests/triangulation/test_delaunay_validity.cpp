@@ -51,6 +51,13 @@ bool DegenerateStart(const std::vector<P>& pts) {
   return d.GetOrientation(&t) == -1;
 }
 
+bool AllCollinear(const std::vector<P>& pts) {
+  for (std::size_t i = 2; i < pts.size(); ++i)
+    if (delaunay_validator::ExactOrientation(pts[0].x, pts[0].y, pts[1].x, pts[1].y, pts[i].x, pts[i].y) != 0)
+      return false;
+  return true;
+}
+
 // Triangulates the points both ways, checks that the two ways agree and
 // validates the result.
 testing::AssertionResult TriangulatesValidly(const std::vector<P>& pts, Start start) {
@@ -65,8 +72,12 @@ testing::AssertionResult TriangulatesValidly(const std::vector<P>& pts, Start st
                                                    delaunay_test::Snapshot(fast.GetFinalTriangleList()));
   if (diff >= 0) return testing::AssertionFailure() << "plain scans and search structures differ at triangle " << diff;
   if (start == Start::kFirstThree && DegenerateStart(pts)) return testing::AssertionSuccess();
+  // All points on one line: no triangle can be valid, and the box start's
+  // corners coincide with input points.
+  if (AllCollinear(pts)) return testing::AssertionSuccess();
   delaunay_validator::Options opt;
   opt.inputCount = n;
+  opt.start = start == Start::kBox ? opt.kBox : opt.kFirstThree;
   return IsValidDelaunay(fast, fast.GetFinalTriangleList(), opt);
 }
 
