@@ -23,7 +23,10 @@
 //     or, when the start is known, in the triangulation the point met. The
 //     insertion leaves out a point within the tolerance of two sides of the
 //     triangle holding it (next to a corner, or anywhere in a thin
-//     triangle); later points may split or flip that triangle away;
+//     triangle), and one that the float circle of the triangle holding it
+//     misses (next to a corner, where the circle's rounding exceeds the
+//     tolerance: from coordinates of about 100 on); later points may split
+//     or flip that triangle away;
 //  6. circles: no corner opposite a side lies inside the triangle's
 //     circumcircle by more than the rounding of the float circle allows.
 
@@ -173,6 +176,15 @@ inline bool NearASide(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangle
   return false;
 }
 
+// True when every triangle of the working list that would take the vertex
+// (inside or on a side) has a float circle that misses it: the point search
+// finds triangles by their float circles only.
+inline bool MissedByFloatCircles(TaCIncrementalDelaunay2D& d, int vertex) {
+  for (t_hdelaunaytriangle* t : d.GetTriangleList())
+    if (d.PointWhere(vertex, t) != ePointOutside && d.InCircumCircle(vertex, t)) return false;
+  return true;
+}
+
 inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
                             const Options& opt = {}) {
   const int nv = d.GetNumVertices();
@@ -320,7 +332,7 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
         before.AppendVertex(q);
       }
       before.Triangulate(v, false, opt.start == Options::kBox);
-      excused = NearASide(before, before.GetTriangleList(), p);
+      excused = NearASide(before, before.GetTriangleList(), p) || MissedByFloatCircles(before, v);
     }
     if (!excused) {
       char buf[160];
