@@ -188,7 +188,9 @@ void TaCIncrementalDelaunay2D::ProcessAffectedTriangles(int vertex) {
 // Splits t, an affected triangle, at the vertex if the vertex lies in it;
 // false when it does not.
 bool TaCIncrementalDelaunay2D::SplitAt(int vertex, t_hdelaunaytriangle* t) {
-  const EPointWhere where = CheckedPointWhere(vertex, t);
+  EPointWhere where = PointWhere(vertex, t);
+  if (where == ePointOutside) return false;
+  if (where != ePointInside) where = CheckedSideSplit(vertex, t, where);
   if (where == ePointOutside) return false;
   t_hdelaunaytriangle* children[4] = {};
   t_hdelaunaytriangle* across = where == ePointInside ? nullptr : t->pNeighbour[where - ePointOnSide0];
@@ -230,9 +232,13 @@ bool TaCIncrementalDelaunay2D::SplitNextToAffected(int vertex) {
 // keeps the hull convex (halves would leave a notch), and a point strictly
 // outside is an exterior point: every hull side it sees takes it.
 EPointWhere TaCIncrementalDelaunay2D::CheckedPointWhere(int vertex, t_hdelaunaytriangle* t) const {
-  using relief::detail::TurnsLeftExact;
   const EPointWhere where = PointWhere(vertex, t);
   if (where == ePointOutside || where == ePointInside) return where;
+  return CheckedSideSplit(vertex, t, where);
+}
+
+EPointWhere TaCIncrementalDelaunay2D::CheckedSideSplit(int vertex, t_hdelaunaytriangle* t, EPointWhere where) const {
+  using relief::detail::TurnsLeftExact;
   const int side = where - ePointOnSide0;
   const SSEPoint& v = m_pVertices[vertex];
   const SSEPoint& a = m_pVertices[t->nVertex[side]];

@@ -335,6 +335,7 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   bool SplitAt(int vertex, t_hdelaunaytriangle* t);
   bool SplitNextToAffected(int vertex);
   EPointWhere CheckedPointWhere(int vertex, t_hdelaunaytriangle* t) const;
+  EPointWhere CheckedSideSplit(int vertex, t_hdelaunaytriangle* t, EPointWhere onSide) const;
   int MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t, t_hdelaunaytriangle* children[4]);
   void AppendToWorking(t_hdelaunaytriangle* t);
   void RemoveFromWorking(t_hdelaunaytriangle* t);
