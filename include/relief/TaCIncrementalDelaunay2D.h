@@ -158,7 +158,8 @@ class RELIEF_API CDelaunayTriangleList {
 // (counter-clockwise triangles, consistent neighbours, the hull tiled) holds
 // to M = 16,000 on the same sets and on grids. Callers with larger
 // coordinates triangulate relative to the data's minimum corner and add it
-// back.
+// back. Nonzero coordinates below 2^-63 in magnitude are out of range too:
+// their squares underflow and the circles through them collapse.
 //
 // Lists: between Triangulate and FinalizeTriangleList the triangles are in the
 // working list (GetTriangleList); afterwards in the final list

@@ -27,6 +27,13 @@ struct Xy {
   float x, y;
 };
 
+// Coordinates whose squares underflow (nonzero and below 2^-63 in magnitude)
+// lie outside the range in which the header says results hold.
+bool InRange(const Xy& q) {
+  const auto ok = [](float v) { return v == 0.0f || std::fabs(v) >= 0x1p-63f; };
+  return ok(q.x) && ok(q.y);
+}
+
 std::vector<Xy> Decode(const std::uint8_t* data, std::size_t size, float offset) {
   std::vector<Xy> p;
   for (std::size_t at = 0; at + 5 <= size && p.size() < 200; at += 5) {
@@ -44,7 +51,7 @@ std::vector<Xy> Decode(const std::uint8_t* data, std::size_t size, float offset)
         q = p.back();
         if (u & 1) q.x = std::nextafter(q.x, (u & 2) ? INFINITY : -INFINITY);
         if (u & 4) q.y = std::nextafter(q.y, (u & 8) ? INFINITY : -INFINITY);
-        p.push_back(q);
+        if (InRange(q)) p.push_back(q);
         continue;
       case 2: {  // near the line through two earlier points
         if (p.size() < 2) continue;
@@ -52,7 +59,8 @@ std::vector<Xy> Decode(const std::uint8_t* data, std::size_t size, float offset)
         const Xy b = p[static_cast<std::size_t>(static_cast<uint16_t>(u) & 0xff) % p.size()];
         const float t = static_cast<int8_t>(v) / 16.0f, off = static_cast<int8_t>(v >> 8) * 1e-4f;
         const float dx = b.x - a.x, dy = b.y - a.y;
-        p.push_back({a.x + t * dx - off * dy, a.y + t * dy + off * dx});
+        const Xy r{a.x + t * dx - off * dy, a.y + t * dy + off * dx};
+        if (InRange(r)) p.push_back(r);
         continue;
       }
       case 3:  // fine
@@ -71,7 +79,7 @@ std::vector<Xy> Decode(const std::uint8_t* data, std::size_t size, float offset)
         q = {u / 256.0f, v / 256.0f};
         break;
     }
-    p.push_back({q.x + offset, q.y + offset});
+    if (InRange({q.x + offset, q.y + offset})) p.push_back({q.x + offset, q.y + offset});
   }
   return p;
 }
