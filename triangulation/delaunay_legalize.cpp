@@ -1,6 +1,7 @@
 // Lawson flips over the affected triangles.
 #include <xmmintrin.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -102,14 +103,20 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
   static constexpr int kNext[3] = {1, 2, 0}, kPrev[3] = {2, 0, 1};
   const int passLimit = GetNumVertices();
   PrefetchOppositeCorners(m_AffectedTriangleList, m_pVertices);
-  // checkedAt[i]: the flip clock when the checks of the i-th triangle last began.
-  uint64_t fewStamps[64];
+  // checkedAt[i]: the flip clock when the checks of the i-th triangle last
+  // began. The list can grow (a flipped neighbour joins it), so entries
+  // beyond the first pass's count start at 0: check everything.
+  uint64_t fewStamps[64] = {};
   std::vector<uint64_t> manyStamps;
   uint64_t* checkedAt = fewStamps;
-  if (m_AffectedTriangleList.GetCount() > 64) {
-    manyStamps.resize(static_cast<std::size_t>(m_AffectedTriangleList.GetCount()));
+  std::size_t stampCount = 64;
+  const auto ensureStamp = [&](int i) {
+    if (static_cast<std::size_t>(i) < stampCount) return;
+    if (manyStamps.empty()) manyStamps.assign(fewStamps, fewStamps + stampCount);
+    manyStamps.resize(std::max<std::size_t>(2 * stampCount, static_cast<std::size_t>(i) + 1), 0);
+    stampCount = manyStamps.size();
     checkedAt = manyStamps.data();
-  }
+  };
   const bool skipUnchanged = !m_bReferenceScans;
   CFlipHistory history;
   bool watching = false, skipped = false;
@@ -133,6 +140,7 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
     ++passes;
     int i = 0;
     for (t_hdelaunaytriangle* t = m_AffectedTriangleList.GetHead(); t; t = t->pNext, ++i) {
+      ensureStamp(i);
       const uint64_t since = firstPass ? 0 : checkedAt[i];
       checkedAt[i] = m_nFlipClock;
       for (int s = 0; s < 3; ++s) {
@@ -166,8 +174,14 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
         ReplaceNeighbourInNeighbour(na, n, t);
         CalcCircumCircle(t);
         CalcCircumCircle(n);
-        // N may be a working triangle that now owns a hull side.
-        if (InWorkingIndex(n)) RegisterHullSides(n);
+        // A working neighbour flipped with an affected triangle (the float
+        // circles of the search and of this test can disagree near the
+        // circle) joins the affected list, so that its new sides are checked
+        // too; otherwise a side that should flip could stay.
+        if (InWorkingList(n)) {
+          RemoveFromWorking(n);
+          m_AffectedTriangleList.AddTail(n);
+        }
         const uint64_t now = ++m_nFlipClock;
         for (t_hdelaunaytriangle* changed : {t, n, tb, na})
           if (changed) changed->nChangedAt = now;
