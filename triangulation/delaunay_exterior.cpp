@@ -8,11 +8,13 @@
 
 namespace {
 // Side s of t is visible from (x, y) when the point lies strictly to its
-// right; no tolerance, so a point on the side's line does not see it.
+// right; no tolerance, so a point on the side's line does not see it. The
+// sign is exact: a hull that stays convex needs a point on the line of a
+// collinear run to see all of the run or none of it.
 bool SideVisible(const SSEPoint* vertices, const t_hdelaunaytriangle* t, int s, float x, float y) {
   const SSEPoint& p = vertices[t->nVertex[s]];
   const SSEPoint& q = vertices[t->nVertex[(s + 1) % 3]];
-  return relief::detail::Cross(p.x, p.y, q.x, q.y, x, y) < 0.0f;
+  return relief::detail::TurnsLeftExact(q.x, q.y, p.x, p.y, x, y);
 }
 }  // namespace
 

@@ -1,5 +1,6 @@
 // Orientation, position and circumcircle tests, and the record helpers that
 // link triangles to each other.
+#include <cmath>
 #include <cstring>
 
 #include "relief/TaCIncrementalDelaunay2D.h"
@@ -118,4 +119,55 @@ void TaCIncrementalDelaunay2D::FindNeighbours(t_hdelaunaytriangle* a, t_hdelauna
 
 void TaCIncrementalDelaunay2D::ReplaceMeInNeighbours(t_hdelaunaytriangle* me, t_hdelaunaytriangle* old) {
   for (int s = 0; s < 3; ++s) ReplaceNeighbourInNeighbour(me->pNeighbour[s], old, me);
+}
+
+// ---- exact orientation --------------------------------------------------------
+
+namespace {
+void TwoSum(double a, double b, double& x, double& y) {
+  x = a + b;
+  const double bv = x - a, av = x - bv;
+  y = (a - av) + (b - bv);
+}
+void TwoProduct(double a, double b, double& x, double& y) {
+  x = a * b;
+  y = std::fma(a, b, -x);
+}
+}  // namespace
+
+// Floats are exact in double; each difference becomes a pair (value,
+// rounding error), each product of pairs four exact pairs, and the sixteen
+// terms are summed into a non-overlapping expansion whose largest component
+// carries the sign of the exact determinant.
+bool relief::detail::TurnsLeftExactSlow(float ax, float ay, float bx, float by, float cx, float cy) {
+  double e[4][2];
+  TwoSum(bx, -static_cast<double>(ax), e[0][0], e[0][1]);
+  TwoSum(cy, -static_cast<double>(ay), e[1][0], e[1][1]);
+  TwoSum(by, -static_cast<double>(ay), e[2][0], e[2][1]);
+  TwoSum(cx, -static_cast<double>(ax), e[3][0], e[3][1]);
+  double terms[16];
+  int n = 0;
+  for (int i = 0; i < 2; ++i)
+    for (int j = 0; j < 2; ++j) {
+      TwoProduct(e[0][i], e[1][j], terms[n], terms[n + 1]);
+      TwoProduct(-e[2][i], e[3][j], terms[n + 2], terms[n + 3]);
+      n += 4;
+    }
+  double h[17];
+  int m = 0;
+  for (double term : terms) {
+    double q = term;
+    int k = 0;
+    for (int i = 0; i < m; ++i) {
+      double sum, err;
+      TwoSum(q, h[i], sum, err);
+      if (err != 0.0) h[k++] = err;
+      q = sum;
+    }
+    h[k++] = q;
+    m = k;
+  }
+  for (int i = m - 1; i >= 0; --i)
+    if (h[i] != 0.0) return h[i] > 0.0;
+  return false;
 }

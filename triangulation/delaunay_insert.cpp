@@ -173,18 +173,88 @@ void TaCIncrementalDelaunay2D::ProcessAffectedTriangles(int vertex) {
   for (t_hdelaunaytriangle* t = m_AffectedTriangleList.GetHead(); t && visited < m_nNumAffected; t = t->pNext) {
     if (t->bKill) continue;
     ++visited;
-    const EPointWhere where = PointWhere(vertex, t);
-    if (where == ePointOutside) continue;
-    t_hdelaunaytriangle* children[4] = {};
-    const int made = MakeChildren(vertex, where, t, children);
-    m_AffectedTriangleList.RemoveAt(t);
-    ReleaseTriangle(t);
-    for (int i = 0; i < made; ++i) m_AffectedTriangleList.AddTail(children[i]);
-    placed = true;
-    break;
+    if (SplitAt(vertex, t)) {
+      placed = true;
+      break;
+    }
   }
+  // The triangle holding the point may have a float circle that misses it
+  // (a thin triangle's circle is far off): it then borders an affected one.
+  if (!placed) placed = SplitNextToAffected(vertex);
   if (!placed) AppendExteriorPoint(vertex);
   KillIgnoredTriangles();
+}
+
+// Splits t, an affected triangle, at the vertex if the vertex lies in it;
+// false when it does not.
+bool TaCIncrementalDelaunay2D::SplitAt(int vertex, t_hdelaunaytriangle* t) {
+  EPointWhere where = PointWhere(vertex, t);
+  if (where == ePointOutside) return false;
+  if (where != ePointInside) where = CheckedSideSplit(vertex, t, where);
+  if (where == ePointOutside) return false;
+  t_hdelaunaytriangle* children[4] = {};
+  t_hdelaunaytriangle* across = where == ePointInside ? nullptr : t->pNeighbour[where - ePointOnSide0];
+  const int made = MakeChildren(vertex, where, t, children);
+  m_AffectedTriangleList.RemoveAt(t);
+  ReleaseTriangle(t);
+  for (int i = 0; i < made; ++i) m_AffectedTriangleList.AddTail(children[i]);
+  // A split neighbour is gone at once. When its circle missed the point it
+  // is still in the working list, where no sweep would find it.
+  if (made == 4 && InWorkingList(across)) {
+    RemoveFromWorking(across);
+    ReleaseTriangle(across);
+  }
+  return true;
+}
+
+bool TaCIncrementalDelaunay2D::SplitNextToAffected(int vertex) {
+  std::vector<t_hdelaunaytriangle*> ring;
+  for (t_hdelaunaytriangle* t : m_AffectedTriangleList)
+    if (!t->bKill)
+      for (t_hdelaunaytriangle* n : t->pNeighbour)
+        if (n && !n->bKill && !n->bLocked && std::find(ring.begin(), ring.end(), n) == ring.end()) ring.push_back(n);
+  for (t_hdelaunaytriangle* n : ring) {
+    if (!InWorkingList(n) || CheckedPointWhere(vertex, n) == ePointOutside) continue;
+    RemoveFromWorking(n);
+    m_AffectedTriangleList.AddTail(n);
+    return SplitAt(vertex, n);
+  }
+  return false;
+}
+
+// PointWhere, with the splits it asks for checked against the exact
+// orientation of the pieces. The side tolerance is an area: beside a short
+// side it reaches far, so a point it calls "on the side" may lie beyond the
+// side's end, or be such that the neighbour's halves would turn clockwise.
+// Such a point is taken by a split into three when it lies strictly inside
+// the triangle and is left to the neighbour otherwise. On a hull side (no
+// neighbour) a point strictly inside is split into three as well, which
+// keeps the hull convex (halves would leave a notch), and a point strictly
+// outside is an exterior point: every hull side it sees takes it.
+EPointWhere TaCIncrementalDelaunay2D::CheckedPointWhere(int vertex, t_hdelaunaytriangle* t) const {
+  const EPointWhere where = PointWhere(vertex, t);
+  if (where == ePointOutside || where == ePointInside) return where;
+  return CheckedSideSplit(vertex, t, where);
+}
+
+EPointWhere TaCIncrementalDelaunay2D::CheckedSideSplit(int vertex, t_hdelaunaytriangle* t, EPointWhere where) const {
+  using relief::detail::TurnsLeftExact;
+  const int side = where - ePointOnSide0;
+  const SSEPoint& v = m_pVertices[vertex];
+  const SSEPoint& a = m_pVertices[t->nVertex[side]];
+  const SSEPoint& b = m_pVertices[t->nVertex[(side + 1) % 3]];
+  const SSEPoint& c = m_pVertices[t->nVertex[(side + 2) % 3]];
+  const bool strictlyInside = TurnsLeftExact(a.x, a.y, b.x, b.y, v.x, v.y);
+  const bool strictlyOutside = TurnsLeftExact(b.x, b.y, a.x, a.y, v.x, v.y);
+  const t_hdelaunaytriangle* across = t->pNeighbour[side];
+  const ESharedSide acrossSide = across ? FindCommonSide(static_cast<ESharedSide>(side), t, across) : eNoCommonSide;
+  if (acrossSide == eNoCommonSide) return strictlyInside ? ePointInside : strictlyOutside ? ePointOutside : where;
+  const SSEPoint& d = m_pVertices[across->nVertex[(acrossSide + 2) % 3]];
+  // The halves (a, v, c), (v, b, c) here and (b, v, d), (v, a, d) beyond.
+  const bool halvesTurnLeft = TurnsLeftExact(a.x, a.y, v.x, v.y, c.x, c.y) && TurnsLeftExact(v.x, v.y, b.x, b.y, c.x, c.y) &&
+                              TurnsLeftExact(b.x, b.y, v.x, v.y, d.x, d.y) && TurnsLeftExact(v.x, v.y, a.x, a.y, d.x, d.y);
+  if (halvesTurnLeft) return where;
+  return strictlyInside ? ePointInside : ePointOutside;
 }
 
 //            c                      c

@@ -1,6 +1,7 @@
 // Lawson flips over the affected triangles.
 #include <xmmintrin.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -62,6 +63,16 @@ void PrefetchOppositeCorners(const CDelaunayTriangleList& affected, const SSEPoi
         for (int v : n->nVertex) _mm_prefetch(reinterpret_cast<const char*>(vertices + v), _MM_HINT_T0);
 }
 
+// The flip of side a-b between (a, b, c) and the triangle beyond with corner
+// d gives (d, c, a) and (b, c, d): both must turn strictly left.
+// Kept out of line: inlined, it crowds the registers of the whole side loop
+// (measured: a fifth more instructions per legalisation).
+__attribute__((noinline)) bool ConvexAcross(const SSEPoint* v, int a, int b, int c, int d) {
+  using relief::detail::TurnsLeftExact;
+  return TurnsLeftExact(v[d].x, v[d].y, v[c].x, v[c].y, v[a].x, v[a].y) &&
+         TurnsLeftExact(v[b].x, v[b].y, v[c].x, v[c].y, v[d].x, v[d].y);
+}
+
 }  // namespace
 
 // Passes run until one flips nothing, but never more often than there are
@@ -92,14 +103,20 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
   static constexpr int kNext[3] = {1, 2, 0}, kPrev[3] = {2, 0, 1};
   const int passLimit = GetNumVertices();
   PrefetchOppositeCorners(m_AffectedTriangleList, m_pVertices);
-  // checkedAt[i]: the flip clock when the checks of the i-th triangle last began.
-  uint64_t fewStamps[64];
+  // checkedAt[i]: the flip clock when the checks of the i-th triangle last
+  // began. The list can grow (a flipped neighbour joins it), so entries
+  // beyond the first pass's count start at 0: check everything.
+  uint64_t fewStamps[64] = {};
   std::vector<uint64_t> manyStamps;
   uint64_t* checkedAt = fewStamps;
-  if (m_AffectedTriangleList.GetCount() > 64) {
-    manyStamps.resize(static_cast<std::size_t>(m_AffectedTriangleList.GetCount()));
+  std::size_t stampCount = 64;
+  const auto ensureStamp = [&](int i) {
+    if (static_cast<std::size_t>(i) < stampCount) return;
+    if (manyStamps.empty()) manyStamps.assign(fewStamps, fewStamps + stampCount);
+    manyStamps.resize(std::max<std::size_t>(2 * stampCount, static_cast<std::size_t>(i) + 1), 0);
+    stampCount = manyStamps.size();
     checkedAt = manyStamps.data();
-  }
+  };
   const bool skipUnchanged = !m_bReferenceScans;
   CFlipHistory history;
   bool watching = false, skipped = false;
@@ -123,6 +140,7 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
     ++passes;
     int i = 0;
     for (t_hdelaunaytriangle* t = m_AffectedTriangleList.GetHead(); t; t = t->pNext, ++i) {
+      ensureStamp(i);
       const uint64_t since = firstPass ? 0 : checkedAt[i];
       checkedAt[i] = m_nFlipClock;
       for (int s = 0; s < 3; ++s) {
@@ -137,6 +155,10 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
         const int s1 = kNext[s], s2 = kPrev[s];
         const int n1 = kNext[ns], n2 = kPrev[ns];
         const int a = t->nVertex[s], b = t->nVertex[s1], c = t->nVertex[s2];
+        // A corner truly inside the circle makes a convex quadrilateral; the
+        // float circle of a thin triangle can claim one that is not, and its
+        // flip would fold a triangle over. Such a flip is not made.
+        if (!ConvexAcross(m_pVertices, a, b, c, d)) continue;
         t_hdelaunaytriangle* tb = t->pNeighbour[s1];  // on b-c, moves to N
         t_hdelaunaytriangle* tc = t->pNeighbour[s2];  // on c-a, stays with T
         // N's other two sides: the one touching a moves to T, the one touching b stays.
@@ -152,8 +174,14 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
         ReplaceNeighbourInNeighbour(na, n, t);
         CalcCircumCircle(t);
         CalcCircumCircle(n);
-        // N may be a working triangle that now owns a hull side.
-        if (InWorkingIndex(n)) RegisterHullSides(n);
+        // A working neighbour flipped with an affected triangle (the float
+        // circles of the search and of this test can disagree near the
+        // circle) joins the affected list, so that its new sides are checked
+        // too; otherwise a side that should flip could stay.
+        if (InWorkingList(n)) {
+          RemoveFromWorking(n);
+          m_AffectedTriangleList.AddTail(n);
+        }
         const uint64_t now = ++m_nFlipClock;
         for (t_hdelaunaytriangle* changed : {t, n, tb, na})
           if (changed) changed->nChangedAt = now;

@@ -108,16 +108,16 @@ void TaCIncrementalDelaunay2D::AppendToWorking(t_hdelaunaytriangle* t) {
   if (!m_bReferenceScans) EnsureGrid();  // before the append: a rebuild files the whole list
   m_TriangleList.AddTail(t);
   t->nSequence = m_nNextSequence++;
-  if (m_bReferenceScans) return;
   t->nWorkingEpoch = m_nWorkingEpoch;
+  if (m_bReferenceScans) return;
   RegisterHullSides(t);
   m_pGrid->Insert(t);
 }
 
 void TaCIncrementalDelaunay2D::RemoveFromWorking(t_hdelaunaytriangle* t) {
   m_TriangleList.RemoveAt(t);
-  if (m_bReferenceScans) return;
   t->nWorkingEpoch = 0;
+  if (m_bReferenceScans) return;
   ForgetHullSides(t);
   m_pGrid->Erase(t);
 }

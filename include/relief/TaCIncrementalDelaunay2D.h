@@ -142,6 +142,27 @@ class RELIEF_API CDelaunayTriangleList {
 // scan of the whole working list would, in the same order (see
 // SetReferenceScans).
 //
+// Robustness: a split on a side (the 0.005 tolerance) is made only when its
+// pieces turn strictly counter-clockwise by exact orientation, otherwise the
+// point splits its triangle into three or is left to the neighbour; on a hull
+// side a point strictly inside splits into three and one strictly outside is
+// an exterior point, so the hull stays convex; no flip is made across a
+// quadrilateral that is not convex; hull sides are visible by exact sign. A
+// split neighbour is deleted at once, wherever it is listed.
+//
+// Coordinate range: circles are float and formed from absolute coordinates,
+// so their error grows with the square of the coordinates' magnitude M
+// (about 2^-21 M^2 / L for a triangle of size L). Measured on 5,000 uniform
+// points 4 units apart: with M up to about 540 no point lies deeper inside a
+// circle than 0.05 % of its radius; at M about 800 thin triangles' circles
+// already let points half a radius inside, and near a corner a point can be
+// missed by every circle (it then stays out). The triangulation itself
+// (counter-clockwise triangles, consistent neighbours, the hull tiled) holds
+// to M = 16,000 on the same sets and on grids. Callers with larger
+// coordinates triangulate relative to the data's minimum corner and add it
+// back. Nonzero coordinates below 2^-63 in magnitude are out of range too:
+// their squares underflow and the circles through them collapse.
+//
 // Lists: between Triangulate and FinalizeTriangleList the triangles are in the
 // working list (GetTriangleList); afterwards in the final list
 // (GetFinalTriangleList). Failures: nothing is reported; memory exhaustion
@@ -410,6 +431,10 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   void ReleaseTriangle(t_hdelaunaytriangle* t);
   void ReleaseAll(CDelaunayTriangleList& list);
   void InsertVertex(int vertex);
+  bool SplitAt(int vertex, t_hdelaunaytriangle* t);
+  bool SplitNextToAffected(int vertex);
+  EPointWhere CheckedPointWhere(int vertex, t_hdelaunaytriangle* t) const;
+  EPointWhere CheckedSideSplit(int vertex, t_hdelaunaytriangle* t, EPointWhere onSide) const;
   int MakeChildren(int vertex, EPointWhere where, t_hdelaunaytriangle* t, t_hdelaunaytriangle* children[4]);
   void AppendToWorking(t_hdelaunaytriangle* t);
   void RemoveFromWorking(t_hdelaunaytriangle* t);
@@ -424,6 +449,8 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   bool InWorkingIndex(const t_hdelaunaytriangle* t) const {
     return !m_bReferenceScans && t->nWorkingEpoch == m_nWorkingEpoch;
   }
+  // True for a triangle of the working list, whichever way the searches run.
+  bool InWorkingList(const t_hdelaunaytriangle* t) const { return t->nWorkingEpoch == m_nWorkingEpoch; }
   void NextWorkingEpoch() {
     if (++m_nWorkingEpoch == 0) m_nWorkingEpoch = 1;  // 0 means "not in the working list"
   }

@@ -1,0 +1,151 @@
+// The validator on seeded adversarial point sets and on the kept inputs of
+// tests/fixtures/delaunay, in every start mode, with the search structures
+// and with the plain scans (which must also agree record for record).
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "delaunay_adversarial.h"
+#include "delaunay_test_support.h"
+#include "delaunay_validator.h"
+
+namespace {
+
+using delaunay_adversarial::Kind;
+using delaunay_adversarial::P;
+
+testing::AssertionResult IsValidDelaunay(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
+                                         const delaunay_validator::Options& opt = {}) {
+  const std::string why = delaunay_validator::Validate(d, list, opt);
+  if (why.empty()) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << why;
+}
+
+enum class Start { kFirstThree, kBox };
+
+void Load(TaCIncrementalDelaunay2D& d, const std::vector<P>& pts) {
+  d.CreateVertexArray(static_cast<int>(pts.size()) + 4);
+  for (const P& p : pts) {
+    SSEPoint s;
+    s.m = _mm_setr_ps(p.x, p.y, 0.0f, 0.0f);
+    d.AppendVertex(s);
+  }
+}
+
+// True when the first three points make a start triangle that the
+// orientation test calls clockwise in both orders: nearly collinear corners
+// are reordered, not rejected, and the triangulation grown from such a start
+// has no valid triangle to stand on. Only termination and the agreement of
+// the two search paths are checked then.
+bool DegenerateStart(const std::vector<P>& pts) {
+  if (pts.size() < 3) return false;
+  TaCIncrementalDelaunay2D d;
+  Load(d, pts);
+  t_hdelaunaytriangle t{};
+  for (int k = 0; k < 3; ++k) t.nVertex[k] = k;
+  if (d.GetOrientation(&t) == 1) return false;
+  TaCIncrementalDelaunay2D::FlipTriangleOrientation(&t);
+  return d.GetOrientation(&t) == -1;
+}
+
+bool AllCollinear(const std::vector<P>& pts) {
+  for (std::size_t i = 2; i < pts.size(); ++i)
+    if (delaunay_validator::ExactOrientation(pts[0].x, pts[0].y, pts[1].x, pts[1].y, pts[i].x, pts[i].y) != 0)
+      return false;
+  return true;
+}
+
+// Triangulates the points both ways, checks that the two ways agree and
+// validates the result.
+testing::AssertionResult TriangulatesValidly(const std::vector<P>& pts, Start start) {
+  TaCIncrementalDelaunay2D plain, fast;
+  plain.SetReferenceScans(true);
+  Load(plain, pts);
+  Load(fast, pts);
+  const int n = static_cast<int>(pts.size());
+  plain.Triangulate(n, true, start == Start::kBox);
+  fast.Triangulate(n, true, start == Start::kBox);
+  const long diff = delaunay_test::FirstDifference(delaunay_test::Snapshot(plain.GetFinalTriangleList()),
+                                                   delaunay_test::Snapshot(fast.GetFinalTriangleList()));
+  if (diff >= 0) return testing::AssertionFailure() << "plain scans and search structures differ at triangle " << diff;
+  if (start == Start::kFirstThree && DegenerateStart(pts)) return testing::AssertionSuccess();
+  // All points on one line: no triangle can be valid, and the box start's
+  // corners coincide with input points.
+  if (AllCollinear(pts)) return testing::AssertionSuccess();
+  delaunay_validator::Options opt;
+  opt.inputCount = n;
+  opt.start = start == Start::kBox ? opt.kBox : opt.kFirstThree;
+  return IsValidDelaunay(fast, fast.GetFinalTriangleList(), opt);
+}
+
+const char* Name(Start s) { return s == Start::kBox ? "box" : "first-three"; }
+
+class DelaunayAdversarial : public ::testing::TestWithParam<Kind> {};
+
+TEST_P(DelaunayAdversarial, EverySeededSetIsAValidDelaunayTriangulation) {
+  const Kind kind = GetParam();
+  for (uint32_t seed = 1; seed <= 6; ++seed)
+    for (int n : {3, 5, 7, 17, 31, 129, 600})
+      for (Start start : {Start::kFirstThree, Start::kBox}) {
+        const std::vector<P> pts = delaunay_adversarial::Make(kind, n, seed);
+        EXPECT_TRUE(TriangulatesValidly(pts, start))
+            << delaunay_adversarial::Name(kind) << ", seed " << seed << ", n " << n << ", " << Name(start) << " start";
+      }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, DelaunayAdversarial,
+                         ::testing::Values(Kind::kNearCollinearRuns, Kind::kCocircularGrid, Kind::kUlpPairs,
+                                           Kind::kClustered, Kind::kConvexArc, Kind::kFarFromOrigin,
+                                           Kind::kCollinearStart, Kind::kOutline),
+                         [](const auto& i) { return std::string(delaunay_adversarial::Name(i.param)); });
+
+// A dense outline of about 1,700 points with long near-collinear runs, as
+// real map outlines are.
+TEST(DelaunayAdversarialLarge, DenseOutline) {
+  for (uint32_t seed : {1u, 2u, 3u})
+    for (Start start : {Start::kFirstThree, Start::kBox})
+      EXPECT_TRUE(TriangulatesValidly(delaunay_adversarial::Make(Kind::kOutline, 1700, seed), start))
+          << "seed " << seed << ", " << Name(start) << " start";
+}
+
+// ---- kept inputs ----------------------------------------------------------------
+
+// A fixture is a text file of "x y" lines (floats; '#' starts a comment),
+// every one an input that once broke the triangulation.
+std::vector<P> ReadFixture(const std::filesystem::path& file) {
+  std::ifstream in(file);
+  std::vector<P> pts;
+  std::string line;
+  while (std::getline(in, line)) {
+    if (const auto hash = line.find('#'); hash != std::string::npos) line.erase(hash);
+    std::istringstream s(line);
+    P p;
+    if (s >> p.x >> p.y) pts.push_back(p);
+  }
+  return pts;
+}
+
+std::filesystem::path FixtureFolder() {
+  const char* root = std::getenv("RELIEF_SOURCE_DIR");
+  return std::filesystem::path(root ? root : ".") / "tests" / "fixtures" / "delaunay";
+}
+
+TEST(DelaunayFixtures, EveryKeptInputTriangulatesValidly) {
+  const std::filesystem::path folder = FixtureFolder();
+  ASSERT_TRUE(std::filesystem::is_directory(folder)) << folder << " (set RELIEF_SOURCE_DIR)";
+  int files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() != ".txt") continue;
+    ++files;
+    const std::vector<P> pts = ReadFixture(entry.path());
+    ASSERT_GE(pts.size(), 3u) << entry.path();
+    for (Start start : {Start::kFirstThree, Start::kBox})
+      EXPECT_TRUE(TriangulatesValidly(pts, start)) << entry.path().filename() << ", " << Name(start) << " start";
+  }
+  EXPECT_GT(files, 0);
+}
+
+}  // namespace
