@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "io/atomic_file.h"
+#include "mesh_build.h"  // IsUsedRecord: the records of a library mesh WriteMesh writes
 
 #include "relief/CHTriangulation.h"
 
@@ -50,11 +51,6 @@ class TriangleWriter {
 
 // Throws BadInput for .rmesh (not a streaming format) or an unknown extension.
 std::unique_ptr<TriangleWriter> OpenTriangleWriter(const std::filesystem::path& path);
-
-// The records of a CHTriangulation that hold a triangle. The full-resolution
-// builder allocates two records per valid pixel and leaves the unused ones
-// with three zero corners; a real triangle never has three equal corners.
-bool IsUsedRecord(const CHTriangulation& mesh, int i);
 
 // Writes every used record of mesh as it is, in any of the four formats
 // (.rmesh keeps the unused records too: it is the object as it lies in
