@@ -31,6 +31,13 @@ namespace relief::tool {
 
 enum class MeshFormat { kPly, kStl, kObj, kRmesh };
 
+// The extensions above, as help texts list them: all four are written, the
+// triangle streams (no .rmesh) are what the streaming writers take, and
+// meshes are read from PLY, STL and .rmesh.
+inline constexpr const char* kMeshExtensions = ".ply .stl .obj .rmesh";
+inline constexpr const char* kStreamedMeshExtensions = ".ply .stl .obj";
+inline constexpr const char* kReadMeshExtensions = ".ply .stl .rmesh";
+
 bool IsMeshPath(const std::filesystem::path& path);
 // Throws BadInput for an unknown extension.
 MeshFormat MeshFormatOf(const std::filesystem::path& path);
