@@ -85,7 +85,7 @@ RegionBits MakeRegionBits(const CSSEMatrix& m, float threshold, const RowBandSin
   if (!m.GetMatrixDataDirectly() || m.GetSizeX() <= 0 || m.GetSizeY() <= 0) return FramedBits(0, 0);
   const int width = m.GetSizeX(), height = m.GetSizeY();
   RegionBits r = FramedBits(width, height);
-  __m128** lines = m.GetMatrixDataDirectly();
+  const __m128* const* lines = m.GetMatrixDataDirectly();
   const __m128 t = _mm_set1_ps(threshold);
   const int blocks = width / 16;
   for (int k = 0; 4 * k < height; ++k) {

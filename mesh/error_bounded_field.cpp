@@ -25,7 +25,7 @@ SValidBox FindValidBox(const CSSEMatrix& field) {
   SValidBox box;
   box.minX = field.GetSizeX();
   box.minY = field.GetSizeY();
-  __m128** lines = field.GetMatrixDataDirectly();
+  const __m128* const* lines = field.GetMatrixDataDirectly();
   const int width = field.GetSizeX(), height = field.GetSizeY();
   // Register by register: four rows of one column at a time.
   for (int k = 0; 4 * k < height; ++k) {
@@ -61,7 +61,7 @@ void CopyBox(const CSSEMatrix& field, const SValidBox& box, std::vector<float>& 
   // Four floats of padding: the scan reads whole registers past a row's end.
   out.resize(static_cast<size_t>(width * box.Height() + 4));
   std::fill(out.end() - 4, out.end(), 0.0f);
-  __m128** lines = field.GetMatrixDataDirectly();
+  const __m128* const* lines = field.GetMatrixDataDirectly();
   for (int k = box.minY >> 2; k <= box.maxY >> 2; ++k) {
     const __m128* line = lines[k];
     float* rows[4];  // pixel (minX, y) of each of the four rows in the box

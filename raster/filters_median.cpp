@@ -107,7 +107,7 @@ __m128 MedianOverData(const __m128* above, const __m128* at, const __m128* below
 void Median3x3Pass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
   const int W = source.GetSizeX(), H = source.GetSizeY(), kReal = (H + 3) >> 2, sseY = source.GetSSESizeY();
   if (W < 3) return;
-  __m128* const* src = source.GetMatrixDataDirectly();
+  const __m128* const* src = source.GetMatrixDataDirectly();
   __m128* const* dst = target.GetMatrixDataDirectly();
   // Hole bits (lanes without data) per register of the last three SSE rows
   // asked for: rows k - 1, k, k + 1 fall in distinct slots q mod 3.
@@ -186,7 +186,7 @@ void Median3x3Pass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
 void Median5x5Pass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
   const int W = source.GetSizeX(), H = source.GetSizeY(), kReal = (H + 3) >> 2;
   if (W < 5) return;
-  __m128* const* src = source.GetMatrixDataDirectly();
+  const __m128* const* src = source.GetMatrixDataDirectly();
   __m128* const* dst = target.GetMatrixDataDirectly();
   std::vector<Column5> columns(W);
   for (int k = 0; k < kReal; ++k) {

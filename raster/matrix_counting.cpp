@@ -60,7 +60,7 @@ void InnerExtremes(const CSSEMatrix& m, float* maximum, float* minimum, Excluded
   __m128 lo = _mm_set1_ps(1000000.0f);
   __m128 hi = _mm_set1_ps(-1000000.0f);
 
-  __m128** lines = m.GetMatrixDataDirectly();
+  const __m128* const* lines = m.GetMatrixDataDirectly();
   if (lines && m.GetSSESizeY() >= 3 && m.GetSSESizeX() >= 7) {
     const int x0 = 3, x1 = m.GetSSESizeX() - 3;  // columns [x0, x1)
     for (int k = 1; k <= m.GetSSESizeY() - 2; ++k) {

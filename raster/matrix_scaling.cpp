@@ -81,7 +81,7 @@ class RowVectors {
   }
 
  private:
-  __m128* const* m_lines;
+  const __m128* const* m_lines;
   int m_sizeX;
   int m_cols[4];
   int m_q[2] = {-1, -1};
@@ -134,7 +134,7 @@ void ResampleBilinear(const CSSEMatrix& source, CSSEMatrix& target, const Taps& 
 // target register are gathered straight from their four source rows.
 void ResampleNearest(const CSSEMatrix& source, CSSEMatrix& target, const Taps& tx, const Taps& ty) {
   const int w = target.GetSizeX(), h = target.GetSizeY();
-  __m128* const* src = source.GetMatrixDataDirectly();
+  const __m128* const* src = source.GetMatrixDataDirectly();
   __m128* const* dst = target.GetMatrixDataDirectly();
   for (int k = 0; k < target.GetSSESizeY(); ++k) {
     __m128* out = dst[k];

@@ -101,8 +101,6 @@ class Thinning {
     }
   }
 
-  bool Interior(int x, int y) const { return x >= 1 && x <= m_sizeX - 2 && y >= 1 && y <= m_sizeY - 2; }
-
  private:
   // Marks every pixel the rule removes, then removes them; returns how many.
   template <bool kFirst>

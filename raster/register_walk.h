@@ -51,7 +51,7 @@ inline void ForEachRegister(CSSEMatrix& m, Op&& op) {
 // op(__m128 reg) for every register of a raster that is only read.
 template <class Op>
 inline void ForEachRegisterValue(const CSSEMatrix& m, Op&& op) {
-  __m128* const* lines = m.GetMatrixDataDirectly();
+  const __m128* const* lines = m.GetMatrixDataDirectly();
   if (!lines) return;
   const Extent e = WholeExtent(m);
   for (int k = 0; k < e.sseY; ++k) {
@@ -66,7 +66,7 @@ inline void ForEachRegisterValue(const CSSEMatrix& m, Op&& op) {
 template <class Op>
 inline void ForEachRegisterPair(CSSEMatrix& a, const CSSEMatrix& b, Extent e, Op&& op) {
   __m128** la = a.GetMatrixDataDirectly();
-  __m128* const* lb = b.GetMatrixDataDirectly();
+  const __m128* const* lb = b.GetMatrixDataDirectly();
   if (!la || !lb) return;
   for (int k = 0; k < e.sseY; ++k) {
     __m128* ra = la[k];
@@ -79,8 +79,8 @@ inline void ForEachRegisterPair(CSSEMatrix& a, const CSSEMatrix& b, Extent e, Op
 // op(__m128 a, __m128 b) for two rasters that are only read.
 template <class Op>
 inline void ForEachRegisterPairValue(const CSSEMatrix& a, const CSSEMatrix& b, Extent e, Op&& op) {
-  __m128* const* la = a.GetMatrixDataDirectly();
-  __m128* const* lb = b.GetMatrixDataDirectly();
+  const __m128* const* la = a.GetMatrixDataDirectly();
+  const __m128* const* lb = b.GetMatrixDataDirectly();
   if (!la || !lb) return;
   for (int k = 0; k < e.sseY; ++k) {
     const __m128* ra = la[k];

@@ -88,7 +88,7 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
     return;
   }
   MatchSize(source, target);
-  __m128* const* src = source.GetMatrixDataDirectly();
+  const __m128* const* src = source.GetMatrixDataDirectly();
   __m128* const* dst = target.GetMatrixDataDirectly();
   if (W == 0 || H == 0) {
     target.Clear();

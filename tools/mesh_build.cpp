@@ -33,7 +33,7 @@ void FillBand(const CSSEMatrix& field, int y0, int cellRows, const FieldMeshOpti
   band.Fill(options.threshold);
   // y0 is a multiple of four, so whole register rows copy as they are; the
   // rows of a last, partly used register go pixel by pixel.
-  __m128** from = field.GetMatrixDataDirectly();
+  const __m128* const* from = field.GetMatrixDataDirectly();
   __m128** to = band.GetMatrixDataDirectly();
   const int wholeRegisters = cornerRows / 4;
   for (int k = 0; k < wholeRegisters; ++k)
@@ -42,7 +42,40 @@ void FillBand(const CSSEMatrix& field, int y0, int cellRows, const FieldMeshOpti
     for (int x = 0; x < width; ++x) band.SetPoint(x, y, field.GetPoint(x, y0 + y));
 }
 
+namespace {
+
+// The one place that picks the library's builder for options.step, on a
+// raster FillBand has prepared.
+std::unique_ptr<CHTriangulation> BuildPrepared(CSSEMatrix& band, const FieldMeshOptions& options,
+                                               const float scale[3]) {
+  if (options.step == 1)
+    return std::make_unique<CHTriangulation>(&band, options.threshold, !options.below, scale[0], scale[1], scale[2]);
+  return std::make_unique<CHTriangulation>(&band, options.threshold, !options.below, scale[0], scale[1], scale[2],
+                                           options.step, options.step);
+}
+
+}  // namespace
+
+std::unique_ptr<CHTriangulation> BuildFieldMesh(const CSSEMatrix& field, const FieldMeshOptions& options) {
+  CSSEMatrix whole;
+  FillBand(field, 0, field.GetSizeY() - 1, options, whole);
+  return BuildPrepared(whole, options, options.scale);
+}
+
+bool IsUsedRecord(const CHTriangulation& mesh, int i) {
+  const SSEPoint* p = mesh.GetEdgeArray() + 3 * i;
+  auto same = [](const SSEPoint& a, const SSEPoint& b) { return a.x == b.x && a.y == b.y && a.z == b.z; };
+  return !(same(p[0], p[1]) && same(p[1], p[2]));
+}
+
+std::int64_t CountUsedRecords(const CHTriangulation& mesh) {
+  std::int64_t used = 0;
+  for (int i = 0; i < mesh.GetNumTriangles(); ++i) used += IsUsedRecord(mesh, i) ? 1 : 0;
+  return used;
+}
+
 std::int64_t StreamFieldMesh(const CSSEMatrix& field, const FieldMeshOptions& options, TriangleWriter& writer) {
+  static constexpr float kUnitScale[3] = {1.0f, 1.0f, 1.0f};
   const int height = field.GetSizeY();
   const int rows = BandRows(options.step);
   std::int64_t written = 0;
@@ -52,12 +85,7 @@ std::int64_t StreamFieldMesh(const CSSEMatrix& field, const FieldMeshOptions& op
     FillBand(field, y0, std::min(rows, height - 1 - y0), options, band);
     // Unit scale: corners stay integer grid positions, so the shift by y0
     // and the user's scale below round exactly as a whole-raster build would.
-    std::unique_ptr<CHTriangulation> mesh;
-    if (options.step == 1)
-      mesh = std::make_unique<CHTriangulation>(&band, options.threshold, !options.below, 1.0f, 1.0f, 1.0f);
-    else
-      mesh = std::make_unique<CHTriangulation>(&band, options.threshold, !options.below, 1.0f, 1.0f, 1.0f,
-                                               options.step, options.step);
+    const std::unique_ptr<CHTriangulation> mesh = BuildPrepared(band, options, kUnitScale);
     const SSEPoint* corners = mesh->GetEdgeArray();
     for (int i = 0; i < mesh->GetNumTriangles(); ++i) {
       if (!IsUsedRecord(*mesh, i)) continue;

@@ -1,6 +1,9 @@
 #pragma once
 
-// Height field to mesh file without holding the whole mesh: the raster is cut
+// Height field to mesh, the tool's one path to the library's builders (which
+// one for which step, which of its records are triangles). A mesh is either
+// built whole (BuildFieldMesh, for the archive that stores the object) or
+// streamed to a file without holding the whole mesh: the raster is cut
 // into bands of rows, each band is meshed by the library and written out
 // before the next one is built. At full resolution every 2 x 2 cell of valid
 // pixels is meshed, whatever the raster's height: the library's builder skips
@@ -8,7 +11,9 @@
 // row of invalid pixels than it needs.
 
 #include <cstdint>
+#include <memory>
 
+class CHTriangulation;
 class CSSEMatrix;
 
 namespace relief::tool {
@@ -22,7 +27,19 @@ struct FieldMeshOptions {
   int step = 1;        // 1: the full-resolution builder; n > 1: every n-th pixel
 };
 
-// Returns the number of triangles written.
+// The library's mesh of every cell of field, whole and scaled by
+// options.scale: the full-resolution builder at step 1, the subsampled one
+// above. Unused records are left in it (see IsUsedRecord).
+std::unique_ptr<CHTriangulation> BuildFieldMesh(const CSSEMatrix& field, const FieldMeshOptions& options);
+
+// The records of a CHTriangulation that hold a triangle. The full-resolution
+// builder allocates two records per valid pixel and leaves the unused ones
+// with three zero corners; a real triangle never has three equal corners.
+bool IsUsedRecord(const CHTriangulation& mesh, int i);
+std::int64_t CountUsedRecords(const CHTriangulation& mesh);
+
+// The same mesh built band by band, each band's used records handed to
+// writer as they are made. Returns the number of triangles written.
 std::int64_t StreamFieldMesh(const CSSEMatrix& field, const FieldMeshOptions& options, TriangleWriter& writer);
 
 // The raster the library's builder needs for the cells of rows y0 .. y0 +

@@ -61,7 +61,7 @@ namespace {
 // are laid out.
 void MergeInto(CSSEMatrix& result, const CSSEMatrix& chunk, bool minimum, int firstRow, int lastRow) {
   __m128** to = result.GetMatrixDataDirectly();
-  __m128** from = chunk.GetMatrixDataDirectly();
+  const __m128* const* from = chunk.GetMatrixDataDirectly();
   const int width = result.GetSizeX();
   const __m128 zero = _mm_setzero_ps();
   lastRow = std::min(lastRow, std::min(result.GetSSESizeY(), chunk.GetSSESizeY()) - 1);

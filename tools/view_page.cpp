@@ -65,8 +65,8 @@ void AddFileToView(CHTriangulationDlg& view, const std::filesystem::path& path) 
     const std::vector<float> corners = ReadTrianglesForView(path);
     view.AddTriangles(corners.data(), std::int64_t(corners.size() / 9), name, colour);
   } else {
-    throw BadInput(path, "unknown kind of file (meshes .ply .stl .obj .rmesh, height fields .png .tif .npy .rsm, "
-                         "polygons .rpoly)");
+    throw BadInput(path, std::string("unknown kind of file (meshes ") + kMeshExtensions + ", height fields " +
+                             kRasterExtensions + ", polygons .rpoly)");
   }
 }
 

@@ -343,8 +343,10 @@ class RELIEF_API CSSEMatrix {
   int GetFields() const { return m_nFields; }
   __m128* GetField(int i) const { return m_pFields[i]; }  // unchecked
   int GetLinesPerField() const { return kLinesPerField; }
-  // The line table: entry k points at SSE row k. Null without storage.
-  __m128** GetMatrixDataDirectly() const { return m_ppLines; }
+  // The line table: entry k points at SSE row k. Null without storage. A
+  // const matrix hands out its rows read-only.
+  __m128** GetMatrixDataDirectly() { return m_ppLines; }
+  const __m128* const* GetMatrixDataDirectly() const { return m_ppLines; }
   CImgFromToArray& GetFromToArray() { return m_FromToArray; }
   void SetRowProcessed(int row) { m_nRowProcessed = row; }
   int GetRowProcessed() const { return m_nRowProcessed; }

@@ -113,7 +113,7 @@ void ArrayToRaster(const float* data, int rows, int cols, CSSEMatrix& out) {
 
 void RasterToArray(const CSSEMatrix& raster, float* out) {
   const int rows = raster.GetSizeY(), cols = raster.GetSizeX();
-  __m128** lines = raster.GetMatrixDataDirectly();
+  const __m128* const* lines = raster.GetMatrixDataDirectly();
   if (!lines) return;
   for (int k = 0; 4 * k < rows; ++k) {
     const __m128* line = lines[k];

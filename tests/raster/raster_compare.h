@@ -20,14 +20,17 @@ namespace relief::test {
 inline const float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 // Lane (x, row) of the storage; rows from sizeY on are padding lanes.
-inline float& Lane(const CSSEMatrix& m, int x, int row) {
+inline float& Lane(CSSEMatrix& m, int x, int row) {
   return reinterpret_cast<float*>(m.GetMatrixDataDirectly()[row >> 2] + x)[row & 3];
+}
+inline float Lane(const CSSEMatrix& m, int x, int row) {
+  return reinterpret_cast<const float*>(m.GetMatrixDataDirectly()[row >> 2] + x)[row & 3];
 }
 
 // fn(lane, x, row) for every lane, row by row: each of the four lane
 // positions still sees its registers in walk order (SSE row, then column).
-template <class Fn>
-void ForEachLane(const CSSEMatrix& m, Fn fn) {
+template <class Matrix, class Fn>
+void ForEachLane(Matrix& m, Fn fn) {
   for (int row = 0; row < 4 * m.GetSSESizeY(); ++row)
     for (int x = 0; x < m.GetSSESizeX(); ++x) fn(Lane(m, x, row), x, row);
 }

@@ -15,6 +15,7 @@
 #include "errors.h"
 #include "io/mesh_io.h"
 #include "io/raster_io.h"
+#include "mesh_build.h"
 #include "progress.h"
 #include "raster_stats.h"
 #include "relief/CHTriangulation.h"
@@ -66,8 +67,7 @@ int RunDemo(const DemoArgs& args) {
   // 3. Full-resolution mesh, written out.
   timer.Restart();
   CHTriangulation mesh(&field, 0.0f, true, 1.0f, 1.0f, 1.0f);
-  std::int64_t used = 0;
-  for (int i = 0; i < mesh.GetNumTriangles(); ++i) used += IsUsedRecord(mesh, i) ? 1 : 0;
+  const std::int64_t used = CountUsedRecords(mesh);
   const std::filesystem::path meshPath = dir / "tooth.ply";
   WriteMesh(meshPath, mesh);
   written.push_back(meshPath);

@@ -9,6 +9,7 @@
 #include "commands/commands.h"
 #include "io/mesh_io.h"
 #include "io/raster_io.h"
+#include "mesh_build.h"
 #include "progress.h"
 #include "raster_stats.h"
 #include "relief/CHTriangulation.h"

@@ -57,22 +57,11 @@ int RunMesh(MeshArgs args) {
   for (int i = 0; i < 3; ++i) options.scale[i] = args.scale[i];
   std::int64_t triangles = 0;
   if (format == MeshFormat::kRmesh) {
-    // The archive is a raw image of one mesh object, so it is built whole,
-    // from a copy that lets the builder reach the last rows' cells.
-    CSSEMatrix whole;
-    FillBand(*field, 0, height - 1, options, whole);
+    // The archive is a raw image of one mesh object, so it is built whole.
+    const std::unique_ptr<CHTriangulation> mesh = BuildFieldMesh(*field, options);
     field.reset();
-    std::unique_ptr<CHTriangulation> mesh;
-    if (args.step == 1)
-      mesh = std::make_unique<CHTriangulation>(&whole, args.threshold, !args.below, args.scale[0],
-                                               args.scale[1], args.scale[2]);
-    else
-      mesh = std::make_unique<CHTriangulation>(&whole, args.threshold, !args.below, args.scale[0],
-                                               args.scale[1], args.scale[2], args.step, args.step);
-    whole.Free();
-    std::int64_t used = 0;
-    for (int i = 0; i < mesh->GetNumTriangles(); ++i) used += IsUsedRecord(*mesh, i) ? 1 : 0;
-    if (used > 0) triangles = WriteMesh(args.output, *mesh);  // nothing is written for an empty mesh
+    // Nothing is written for an empty mesh.
+    if (CountUsedRecords(*mesh) > 0) triangles = WriteMesh(args.output, *mesh);
   } else {
     auto writer = OpenTriangleWriter(args.output);
     triangles = StreamFieldMesh(*field, options, *writer);
@@ -91,8 +80,8 @@ int RunMesh(MeshArgs args) {
 CommandRun AddMeshCommand(CLI::App& app) {
   auto args = std::make_shared<MeshArgs>();
   CLI::App* sub = app.add_subcommand("mesh", "height field to mesh (full resolution, or every --step pixels)");
-  sub->add_option("INPUT", args->input, "height field: .png .tif .tiff .npy .rsm")->required();
-  sub->add_option("-o,--output", args->output, "mesh: .ply .stl .obj .rmesh")->required();
+  sub->add_option("INPUT", args->input, std::string("height field: ") + kRasterExtensions)->required();
+  sub->add_option("-o,--output", args->output, std::string("mesh: ") + kMeshExtensions)->required();
   sub->add_option("--threshold", args->threshold, "pixels above it (below with --below) carry a height")
       ->capture_default_str();
   sub->add_flag("--below", args->below, "valid pixels are below the threshold; the surface faces down");

@@ -103,8 +103,8 @@ int RunRasterize(const RasterizeArgs& args) {
 CommandRun AddRasterizeCommand(CLI::App& app) {
   auto args = std::make_shared<RasterizeArgs>();
   CLI::App* sub = app.add_subcommand("rasterize", "mesh to height field, keeping the highest (or lowest) surface");
-  sub->add_option("MESH", args->input, "mesh: .ply .stl .rmesh")->required();
-  sub->add_option("-o,--output", args->output, "height field: .npy .tif .tiff .png .rsm")->required();
+  sub->add_option("MESH", args->input, std::string("mesh: ") + kReadMeshExtensions)->required();
+  sub->add_option("-o,--output", args->output, std::string("height field: ") + kRasterExtensions)->required();
   sub->add_option("--resolution", args->resolution,
                   "cell size in mesh units (default: the .rmesh scale, else 1)");
   sub->add_flag("--min", args->minimum, "keep the lowest surface instead of the highest");

@@ -87,8 +87,8 @@ CommandRun AddRefineCommand(CLI::App& app) {
   auto args = std::make_shared<RefineArgs>();
   CLI::App* sub = app.add_subcommand(
       "refine", "adaptive mesh: to a guaranteed max error (--max-error) or by Delaunay refinement (--tolerance)");
-  sub->add_option("INPUT", args->input, "height field: .png .tif .tiff .npy .rsm")->required();
-  sub->add_option("-o,--output", args->output, "mesh: .ply .stl .obj")->required();
+  sub->add_option("INPUT", args->input, std::string("height field: ") + kRasterExtensions)->required();
+  sub->add_option("-o,--output", args->output, std::string("mesh: ") + kStreamedMeshExtensions)->required();
   CLI::Option* tolerance =
       sub->add_option("--tolerance", args->tolerance, "largest height difference a triangle's corners may keep");
   sub->add_option("--min-height", args->minHeight, "triangles lower than this (in pixels, at least 0.5) are not split")

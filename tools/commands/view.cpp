@@ -6,6 +6,8 @@
 
 #include "commands/commands.h"
 #include "errors.h"
+#include "io/mesh_io.h"
+#include "io/raster_io.h"
 #include "progress.h"
 #include "relief/CHTriangulationDlg.h"
 #include "view_page.h"
@@ -40,7 +42,8 @@ CommandRun AddViewCommand(CLI::App& app) {
   CLI::App* sub = app.add_subcommand("view", "one self-contained web page showing meshes, height fields and "
                                              "contours (open it in any browser)");
   sub->add_option("inputs", args->inputs,
-                  "meshes (.ply .stl .obj .rmesh), height fields (.png .tif .npy .rsm), polygons (.rpoly)")
+                  std::string("meshes (") + kMeshExtensions + "), height fields (" + kRasterExtensions +
+                      "), polygons (.rpoly)")
       ->required();
   sub->add_option("-o,--output", args->output, "the page to write (.html)")->required();
   sub->add_option("--max-triangles", args->limit, "triangles per layer before it is decimated for display")

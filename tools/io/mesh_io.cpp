@@ -40,20 +40,12 @@ std::unique_ptr<TriangleWriter> OpenTriangleWriter(const std::filesystem::path& 
   throw BadInput(path, ".rmesh is written whole, not streamed");
 }
 
-bool IsUsedRecord(const CHTriangulation& mesh, int i) {
-  const SSEPoint* p = mesh.GetEdgeArray() + 3 * i;
-  auto same = [](const SSEPoint& a, const SSEPoint& b) { return a.x == b.x && a.y == b.y && a.z == b.z; };
-  return !(same(p[0], p[1]) && same(p[1], p[2]));
-}
-
 std::int64_t WriteMesh(const std::filesystem::path& path, CHTriangulation& mesh) {
   if (MeshFormatOf(path) == MeshFormat::kRmesh) {
     AtomicFile out(path);
     if (!mesh.Store(out.TempPath())) throw BadInput(path, "cannot open for writing");
     out.Commit();
-    std::int64_t used = 0;
-    for (int i = 0; i < mesh.GetNumTriangles(); ++i) used += IsUsedRecord(mesh, i) ? 1 : 0;
-    return used;
+    return CountUsedRecords(mesh);
   }
   auto writer = OpenTriangleWriter(path);
   const int n = mesh.GetNumTriangles();

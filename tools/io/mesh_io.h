@@ -23,12 +23,20 @@
 #include <vector>
 
 #include "io/atomic_file.h"
+#include "mesh_build.h"  // IsUsedRecord: the records of a library mesh WriteMesh writes
 
 #include "relief/CHTriangulation.h"
 
 namespace relief::tool {
 
 enum class MeshFormat { kPly, kStl, kObj, kRmesh };
+
+// The extensions above, as help texts list them: all four are written, the
+// triangle streams (no .rmesh) are what the streaming writers take, and
+// meshes are read from PLY, STL and .rmesh.
+inline constexpr const char* kMeshExtensions = ".ply .stl .obj .rmesh";
+inline constexpr const char* kStreamedMeshExtensions = ".ply .stl .obj";
+inline constexpr const char* kReadMeshExtensions = ".ply .stl .rmesh";
 
 bool IsMeshPath(const std::filesystem::path& path);
 // Throws BadInput for an unknown extension.
@@ -50,11 +58,6 @@ class TriangleWriter {
 
 // Throws BadInput for .rmesh (not a streaming format) or an unknown extension.
 std::unique_ptr<TriangleWriter> OpenTriangleWriter(const std::filesystem::path& path);
-
-// The records of a CHTriangulation that hold a triangle. The full-resolution
-// builder allocates two records per valid pixel and leaves the unused ones
-// with three zero corners; a real triangle never has three equal corners.
-bool IsUsedRecord(const CHTriangulation& mesh, int i);
 
 // Writes every used record of mesh as it is, in any of the four formats
 // (.rmesh keeps the unused records too: it is the object as it lies in

@@ -40,7 +40,54 @@ std::int64_t PlyElement::FixedBytes() const {
   return bytes;
 }
 
-PlyHeader ReadPlyHeader(std::istream& in, const std::filesystem::path& path, std::uint64_t fileSize) {
+namespace {
+
+// "format ...": the encoding of the data section.
+PlyEncoding ParseFormatLine(std::istringstream& words, const std::filesystem::path& path) {
+  std::string name;
+  words >> name;
+  if (name == "ascii") return PlyEncoding::kAscii;
+  if (name == "binary_little_endian") return PlyEncoding::kLittle;
+  if (name == "binary_big_endian") return PlyEncoding::kBig;
+  throw BadInput(path, "unknown PLY format '" + name.substr(0, 40) + "'");
+}
+
+// "element NAME COUNT", appended to header.elements.
+void ParseElementLine(std::istringstream& words, const std::string& shown, const std::filesystem::path& path,
+                      PlyHeader& header) {
+  PlyElement element;
+  if (!(words >> element.name >> element.count) || element.count < 0)
+    throw BadInput(path, "bad PLY element line '" + shown + "'");
+  for (const auto& other : header.elements)
+    if (other.name == element.name && (element.name == "vertex" || element.name == "face"))
+      throw BadInput(path, "PLY file with two '" + element.name + "' elements");
+  header.elements.push_back(element);
+}
+
+// "property TYPE NAME" or "property list COUNTTYPE ITEMTYPE NAME", added to
+// the last element.
+void ParsePropertyLine(std::istringstream& words, const std::string& shown, const std::filesystem::path& path,
+                       PlyHeader& header) {
+  if (header.elements.empty()) throw BadInput(path, "PLY property before any element");
+  PlyProperty property;
+  std::string type;
+  words >> type;
+  if (type == "list") {
+    std::string countType, itemType;
+    words >> countType >> itemType;
+    property.isList = true;
+    if (!ParsePlyType(countType, property.countType) || !ParsePlyType(itemType, property.type) ||
+        property.countType.isFloat)
+      throw BadInput(path, "bad PLY list property '" + shown + "'");
+  } else if (!ParsePlyType(type, property.type)) {
+    throw BadInput(path, "unknown PLY property type '" + type.substr(0, 40) + "'");
+  }
+  words >> property.name;
+  header.elements.back().properties.push_back(property);
+}
+
+// The header's lines up to "end_header", in is left at the first data byte.
+PlyHeader ParseHeaderLines(std::istream& in, const std::filesystem::path& path) {
   std::string line;
   if (!std::getline(in, line) || line.substr(0, 3) != "ply") throw BadInput(path, "not a PLY file");
   PlyHeader header;
@@ -55,49 +102,24 @@ PlyHeader ReadPlyHeader(std::istream& in, const std::filesystem::path& path, std
     if (keyword == "comment" || keyword == "obj_info" || keyword.empty()) continue;
     const std::string shown = line.substr(0, 60);
     if (keyword == "format") {
-      std::string name;
-      words >> name;
-      if (name == "ascii") header.encoding = PlyEncoding::kAscii;
-      else if (name == "binary_little_endian") header.encoding = PlyEncoding::kLittle;
-      else if (name == "binary_big_endian") header.encoding = PlyEncoding::kBig;
-      else throw BadInput(path, "unknown PLY format '" + name.substr(0, 40) + "'");
+      header.encoding = ParseFormatLine(words, path);
       haveFormat = true;
     } else if (keyword == "element") {
-      PlyElement element;
-      if (!(words >> element.name >> element.count) || element.count < 0)
-        throw BadInput(path, "bad PLY element line '" + shown + "'");
-      for (const auto& other : header.elements)
-        if (other.name == element.name && (element.name == "vertex" || element.name == "face"))
-          throw BadInput(path, "PLY file with two '" + element.name + "' elements");
-      header.elements.push_back(element);
+      ParseElementLine(words, shown, path, header);
     } else if (keyword == "property") {
-      if (header.elements.empty()) throw BadInput(path, "PLY property before any element");
-      PlyProperty property;
-      std::string type;
-      words >> type;
-      if (type == "list") {
-        std::string countType, itemType;
-        words >> countType >> itemType;
-        property.isList = true;
-        if (!ParsePlyType(countType, property.countType) || !ParsePlyType(itemType, property.type) ||
-            property.countType.isFloat)
-          throw BadInput(path, "bad PLY list property '" + shown + "'");
-      } else if (!ParsePlyType(type, property.type)) {
-        throw BadInput(path, "unknown PLY property type '" + type.substr(0, 40) + "'");
-      }
-      words >> property.name;
-      header.elements.back().properties.push_back(property);
+      ParsePropertyLine(words, shown, path, header);
     } else {
       throw BadInput(path, "unknown PLY header line '" + shown + "'");
     }
   }
   if (!haveFormat) throw BadInput(path, "PLY header without a format line");
+  return header;
+}
 
-  // Refuse counts the file cannot hold before allocating for them: every
-  // binary element takes at least the bytes of its scalars and list counts,
-  // every ASCII value at least a digit and a separator.
-  const std::streamoff at = in.tellg();
-  const std::uint64_t dataBytes = at < 0 ? 0 : fileSize - static_cast<std::uint64_t>(at);
+// Refuses counts the file cannot hold before anything is allocated for
+// them: every binary element takes at least the bytes of its scalars and
+// list counts, every ASCII value at least a digit and a separator.
+void CheckElementCounts(const PlyHeader& header, std::uint64_t dataBytes, const std::filesystem::path& path) {
   for (const auto& element : header.elements) {
     std::uint64_t least = 0;
     for (const auto& p : element.properties)
@@ -108,6 +130,14 @@ PlyHeader ReadPlyHeader(std::istream& in, const std::filesystem::path& path, std
                                element.name.substr(0, 40) + " elements in " + std::to_string(dataBytes) +
                                " data bytes)");
   }
+}
+
+}  // namespace
+
+PlyHeader ReadPlyHeader(std::istream& in, const std::filesystem::path& path, std::uint64_t fileSize) {
+  PlyHeader header = ParseHeaderLines(in, path);
+  const std::streamoff at = in.tellg();
+  CheckElementCounts(header, at < 0 ? 0 : fileSize - static_cast<std::uint64_t>(at), path);
   return header;
 }
 

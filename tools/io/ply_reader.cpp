@@ -150,6 +150,14 @@ class PlyReader : public TriangleReader {
   std::int64_t Count() const override { return m_triangles; }
 
  private:
+  // The elements before the faces: the vertices kept (in a table, or left
+  // in the file behind a cache), any other element skipped; m_face is set
+  // when there are faces.
+  void ReadElementsBeforeFaces();
+  void ReadVertexElement(const PlyElement& element);
+  // One pass over the faces from m_faceStart: counts the triangles their
+  // fans give and checks every index.
+  void CountTriangles();
   // Reads one face's corner list (the vertex_indices property) into m_polygon;
   // false when the face has none.
   bool ReadFace(std::int64_t face);
@@ -175,37 +183,49 @@ PlyReader::PlyReader(const std::filesystem::path& path) : m_path(path), m_in(pat
   if (!m_in) throw BadInput(path, "cannot open for reading");
   m_header = ReadPlyHeader(m_in, path, fileSize);
   m_scalars = std::make_unique<PlyScalars>(m_in, m_header.encoding, m_path);
+  ReadElementsBeforeFaces();
+  if (!m_face) return;  // no faces: an empty mesh
+  m_faceStart = m_scalars->Tell();
+  CountTriangles();
+  Rewind();
+}
+
+void PlyReader::ReadElementsBeforeFaces() {
   PlyScalars& scalars = *m_scalars;
   bool haveVertices = false;
   for (const auto& element : m_header.elements) {
     if (element.name == "vertex") {
-      const Axes axes = FindAxes(element, path);
-      m_vertexCount = element.count;
-      if (m_vertexCount > 0xffffffffLL) throw BadInput(path, "PLY file with more than 2^32 - 1 vertices");
+      ReadVertexElement(element);
       haveVertices = true;
-      if (m_header.encoding != PlyEncoding::kAscii && element.FixedBytes() > 0) {
-        const std::uint64_t start = scalars.Tell();
-        m_vertices = std::make_unique<CachedVertices>(path, element, axes, m_header.encoding, start);
-        // The header check made sure count x record fits in the file.
-        scalars.Seek(start + static_cast<std::uint64_t>(element.count * element.FixedBytes()));
-      } else {
-        m_vertices = std::make_unique<TableVertices>(scalars, element, axes);
-      }
     } else if (element.name == "face") {
-      if (!haveVertices) throw BadInput(path, "PLY faces before vertices are not supported");
+      if (!haveVertices) throw BadInput(m_path, "PLY faces before vertices are not supported");
       m_face = &element;
-      break;  // elements after the faces are not needed
+      return;  // elements after the faces are not needed
     } else {
       for (std::int64_t e = 0; e < element.count; ++e)
         for (const auto& p : element.properties) scalars.Skip(p);
     }
   }
-  if (!m_face) return;  // no faces: an empty mesh
-  m_faceStart = scalars.Tell();
-  // One pass: count the triangles and check every index.
+}
+
+void PlyReader::ReadVertexElement(const PlyElement& element) {
+  PlyScalars& scalars = *m_scalars;
+  const Axes axes = FindAxes(element, m_path);
+  m_vertexCount = element.count;
+  if (m_vertexCount > 0xffffffffLL) throw BadInput(m_path, "PLY file with more than 2^32 - 1 vertices");
+  if (m_header.encoding != PlyEncoding::kAscii && element.FixedBytes() > 0) {
+    const std::uint64_t start = scalars.Tell();
+    m_vertices = std::make_unique<CachedVertices>(m_path, element, axes, m_header.encoding, start);
+    // The header check made sure count x record fits in the file.
+    scalars.Seek(start + static_cast<std::uint64_t>(element.count * element.FixedBytes()));
+  } else {
+    m_vertices = std::make_unique<TableVertices>(scalars, element, axes);
+  }
+}
+
+void PlyReader::CountTriangles() {
   for (std::int64_t f = 0; f < m_face->count; ++f)
     if (ReadFace(f) && m_polygon.size() >= 3) m_triangles += static_cast<std::int64_t>(m_polygon.size()) - 2;
-  Rewind();
 }
 
 bool PlyReader::ReadFace(std::int64_t face) {

@@ -28,6 +28,9 @@ namespace relief::tool {
 
 enum class RasterFormat { kPng, kTiff, kNpy, kRsm };
 
+// The extensions above, as help texts list them.
+inline constexpr const char* kRasterExtensions = ".png .tif .tiff .npy .rsm";
+
 // True when the extension names a raster format (case-insensitive).
 bool IsRasterPath(const std::filesystem::path& path);
 // Throws BadInput for an unknown extension.
