@@ -44,6 +44,26 @@ void OnPngError(png_structp png, png_const_charp message) {
 }
 void OnPngWarning(png_structp, png_const_charp) {}
 
+// libpng reads an ancillary chunk whole at the length its header declares,
+// before it could notice the file ends first: walk the chunk headers and
+// refuse a chunk that claims more bytes than the file holds. The file is
+// left positioned after the signature.
+void CheckChunkLengths(const std::filesystem::path& path, std::FILE* file) {
+  const std::uint64_t size = std::filesystem::file_size(path);
+  std::uint64_t at = 8;
+  unsigned char header[8];
+  while (at + 8 <= size) {
+    if (std::fseek(file, static_cast<long>(at), SEEK_SET) != 0 || std::fread(header, 1, 8, file) != 8) break;
+    const std::uint64_t length = (std::uint64_t(header[0]) << 24) | (header[1] << 16) | (header[2] << 8) | header[3];
+    if (length > size - at - 8)
+      throw BadInput(path, "truncated PNG: a '" + std::string(reinterpret_cast<char*>(header + 4), 4) +
+                               "' chunk declares " + std::to_string(length) + " bytes the file does not hold");
+    if (std::memcmp(header + 4, "IEND", 4) == 0) break;
+    at += 12 + length;  // length, type, data, CRC
+  }
+  std::fseek(file, 8, SEEK_SET);
+}
+
 }  // namespace
 
 std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path, RasterMetadata& metadata) {
@@ -52,6 +72,7 @@ std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path, RasterMet
   unsigned char signature[8] = {};
   if (std::fread(signature, 1, 8, file.get()) != 8 || png_sig_cmp(signature, 0, 8) != 0)
     throw BadInput(path, "not a PNG file");
+  CheckChunkLengths(path, file.get());
 
   PngErrorState state;
   png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &state, OnPngError, OnPngWarning);
