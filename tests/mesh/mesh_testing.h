@@ -22,8 +22,11 @@
 #include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/MessageBox.h"
+#include "predicates.h"
 
 namespace mesh_test {
+
+using namespace relief_test;
 
 struct Corner { float x, y, z, w; };
 using Tri = std::array<Corner, 3>;
@@ -50,6 +53,36 @@ inline std::vector<Tri> SmallSoup() {
 
 inline bool SameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 inline bool SameBits(const SSEPoint& a, const SSEPoint& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+// The mesh holds `triangles` triangles and satisfies its invariants.
+inline testing::AssertionResult ValidMesh(const CHTriangulation& m, int triangles, Checks checks = {}) {
+  if (m.NumTriangles != triangles)
+    return testing::AssertionFailure() << m.NumTriangles << " triangles, expected " << triangles;
+  return NoViolation(CheckMesh(m, checks));
+}
+
+// Corners of triangle ta of a bitwise equal to those of triangle tb of b, naming corner and lane.
+inline testing::AssertionResult SameTriangle(const CHTriangulation& a, int ta, const CHTriangulation& b, int tb) {
+  for (int k = 0; k < 3; ++k)
+    if (auto r = SamePoint(a.EdgeArray[3 * ta + k], b.EdgeArray[3 * tb + k]); !r)
+      return testing::AssertionFailure() << "triangle " << ta << " corner " << k << ": " << r.message();
+  return testing::AssertionSuccess();
+}
+
+// The working-list links of t are prev and next.
+inline testing::AssertionResult Linked(const t_htriangle& t, const t_htriangle* prev, const t_htriangle* next) {
+  if (t.pPrev != prev) return testing::AssertionFailure() << "triangle " << t.Index << ": pPrev " << t.pPrev << ", expected " << prev;
+  if (t.pNext != next) return testing::AssertionFailure() << "triangle " << t.Index << ": pNext " << t.pNext << ", expected " << next;
+  return testing::AssertionSuccess();
+}
+
+// No list links and no neighbours.
+inline testing::AssertionResult Detached(const t_htriangle& t) {
+  if (auto r = Linked(t, nullptr, nullptr); !r) return r;
+  for (int k = 0; k < 3; ++k)
+    if (t.pNeighbour[k]) return testing::AssertionFailure() << "triangle " << t.Index << ": pNeighbour[" << k << "] set";
+  return testing::AssertionSuccess();
+}
 
 inline SSEPoint Point(float x, float y, float z, float w = 0.0f) {
   SSEPoint p;

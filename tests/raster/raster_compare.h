@@ -13,6 +13,7 @@
 #include <sstream>
 #include <vector>
 
+#include "predicates.h"
 #include "relief/CSSEMatrix.h"
 
 namespace relief::test {
@@ -53,6 +54,24 @@ inline std::string StorageDifference(const CSSEMatrix& a, const CSSEMatrix& b) {
       if (out.tellp() == 0 && Bits(va) != Bits(vb)) out << "lane (" << x << ", " << row << "): " << va << " vs " << vb;
     });
   return out.str();
+}
+
+// Same sizes and bitwise the same lanes (padding included), naming the first differing lane.
+inline testing::AssertionResult SameStorage(const CSSEMatrix& actual, const CSSEMatrix& expected) {
+  return relief_test::NoViolation(StorageDifference(actual, expected));
+}
+
+// Same sizes and bitwise the same visible points (padding ignored), naming the first differing point.
+inline testing::AssertionResult SamePoints(const CSSEMatrix& actual, const CSSEMatrix& expected) {
+  if (actual.GetSizeX() != expected.GetSizeX() || actual.GetSizeY() != expected.GetSizeY())
+    return testing::AssertionFailure() << "size " << actual.GetSizeX() << "x" << actual.GetSizeY() << ", expected "
+                                       << expected.GetSizeX() << "x" << expected.GetSizeY();
+  for (int y = 0; y < actual.GetSizeY(); ++y)
+    for (int x = 0; x < actual.GetSizeX(); ++x)
+      if (Bits(actual.GetPoint(x, y)) != Bits(expected.GetPoint(x, y)))
+        return testing::AssertionFailure() << "point (" << x << ", " << y << ") is " << actual.GetPoint(x, y)
+                                           << ", expected " << expected.GetPoint(x, y);
+  return testing::AssertionSuccess();
 }
 
 inline CSSEMatrix Filled(int sizeX, int sizeY, float value) {

@@ -131,7 +131,7 @@ TEST(AreaFills, MatchABreadthFirstFill) {
           const int n = got.FillArea(x, y, value, eight);
           const int wantN = NaiveFill(want, x, y, eight, value, [=](int, int, float v) { return v == seedValue; });
           EXPECT_EQ(n, wantN) << "seed " << seed << ", " << s[0] << " x " << s[1] << (eight ? ", 8" : ", 4");
-          EXPECT_EQ(StorageDifference(got, want), "") << "seed " << seed << ", " << s[0] << " x " << s[1];
+          EXPECT_TRUE(SameStorage(got, want)) << "seed " << seed << ", " << s[0] << " x " << s[1];
         }
         // The cylinder: a ramp so that the height band cuts it.
         CSSEMatrix ramp(m), want(m);
@@ -143,7 +143,7 @@ TEST(AreaFills, MatchABreadthFirstFill) {
           return 1.0 * (px - x) * (px - x) + 1.0 * (py - y) * (py - y) <= 1.0 * radius * radius && std::fabs(v - centre) <= height;
         });
         EXPECT_EQ(n, wantN) << "cylinder seed " << seed << ", " << s[0] << " x " << s[1];
-        EXPECT_EQ(StorageDifference(ramp, want), "") << "cylinder seed " << seed;
+        EXPECT_TRUE(SameStorage(ramp, want)) << "cylinder seed " << seed;
       }
 }
 
@@ -157,7 +157,7 @@ TEST(AreaFills, BadSeedsAndArgumentsFillNothing) {
   EXPECT_EQ(m.FillAreaZylindrical(0, 0, -1.0f, 1.0f, 3.0f), 0);
   EXPECT_EQ(m.FillAreaZylindrical(0, 0, 2.0f, kNaN, 3.0f), 0);
   EXPECT_EQ(m.FillAreaZylindrical(7, 0, 2.0f, 1.0f, 3.0f), 0);
-  EXPECT_EQ(StorageDifference(m, before), "");
+  EXPECT_TRUE(SameStorage(m, before));
   EXPECT_EQ(none.FillArea(0, 0, 1.0f), 0);
   EXPECT_EQ(m.FillArea(0, 0, 1.0f, true), 24);                  // the NaN pixel is not part of the region
   EXPECT_EQ(m.FillAreaZylindrical(0, 0, 0.0f, 0.0f, 3.0f), 1);  // radius 0: the seed alone

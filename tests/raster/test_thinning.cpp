@@ -93,7 +93,7 @@ TEST(ZhangSuen, MatchesPerPixelReferenceOnRandomMasks) {
       const float threshold = seed % 2 ? 1.0f : 0.3f;
       m.ZhangSuen(threshold);
       NaiveZhangSuen(expected, threshold);
-      ASSERT_EQ(StorageDifference(m, expected), "")
+      ASSERT_TRUE(SameStorage(m, expected))
           << "seed " << seed << ", size " << size[0] << " x " << size[1];
     }
 }

@@ -15,11 +15,14 @@
 #include <string>
 #include <vector>
 
+#include "predicates.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "test_hull_reference.h"
 
 namespace delaunay_test {
+
+using namespace relief_test;
 
 struct Pt {
   float x, y, z;
@@ -217,6 +220,33 @@ inline long FirstDifference(const std::vector<Record>& a, const std::vector<Reco
   for (std::size_t i = 0; i < n; ++i)
     if (!(a[i] == b[i])) return static_cast<long>(i);
   return a.size() == b.size() ? -1 : static_cast<long>(n);
+}
+
+// The list satisfies the checks; otherwise names the first violating triangle and side.
+inline testing::AssertionResult ValidList(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
+                                          const CheckOptions& opt = {}) {
+  return NoViolation(Check(d, list, opt));
+}
+
+// Two snapshots record for record, naming the first differing triangle and field.
+inline testing::AssertionResult SameRecords(const std::vector<Record>& actual, const std::vector<Record>& expected) {
+  if (actual.size() != expected.size())
+    return testing::AssertionFailure() << actual.size() << " triangles, expected " << expected.size();
+  static const char* const kMarks[] = {"kill", "outside", "border", "locked"};
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    const Record &a = actual[i], &e = expected[i];
+    auto fail = [&](const char* field, int k, double va, double ve) {
+      return testing::AssertionFailure() << "triangle " << i << " " << field << "[" << k << "] is " << va << ", expected " << ve;
+    };
+    for (int k = 0; k < 3; ++k) {
+      if (a.v[k] != e.v[k]) return fail("vertex", k, a.v[k], e.v[k]);
+      if (a.n[k] != e.n[k]) return fail("neighbour", k, a.n[k], e.n[k]);
+      if (a.circle[k] != e.circle[k]) return fail("circle bits", k, a.circle[k], e.circle[k]);
+    }
+    for (int k = 0; k < 4; ++k)
+      if (a.marks[k] != e.marks[k]) return fail(kMarks[k], k, a.marks[k], e.marks[k]);
+  }
+  return testing::AssertionSuccess();
 }
 
 // Vertices on the convex hull (strictly convex corners only).
