@@ -11,6 +11,7 @@
 #include "delaunay_adversarial.h"
 #include "delaunay_test_support.h"
 #include "delaunay_validator.h"
+#include "fixture_folder.h"
 
 namespace {
 
@@ -19,9 +20,7 @@ using delaunay_adversarial::P;
 
 testing::AssertionResult IsValidDelaunay(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
                                          const delaunay_validator::Options& opt = {}) {
-  const std::string why = delaunay_validator::Validate(d, list, opt);
-  if (why.empty()) return testing::AssertionSuccess();
-  return testing::AssertionFailure() << why;
+  return relief_test::NoViolation(delaunay_validator::Validate(d, list, opt));
 }
 
 enum class Start { kFirstThree, kBox };
@@ -68,9 +67,10 @@ testing::AssertionResult TriangulatesValidly(const std::vector<P>& pts, Start st
   const int n = static_cast<int>(pts.size());
   plain.Triangulate(n, true, start == Start::kBox);
   fast.Triangulate(n, true, start == Start::kBox);
-  const long diff = delaunay_test::FirstDifference(delaunay_test::Snapshot(plain.GetFinalTriangleList()),
-                                                   delaunay_test::Snapshot(fast.GetFinalTriangleList()));
-  if (diff >= 0) return testing::AssertionFailure() << "plain scans and search structures differ at triangle " << diff;
+  if (auto same = delaunay_test::SameRecords(delaunay_test::Snapshot(fast.GetFinalTriangleList()),
+                                            delaunay_test::Snapshot(plain.GetFinalTriangleList()));
+      !same)
+    return testing::AssertionFailure() << "search structures differ from the plain scans: " << same.message();
   if (start == Start::kFirstThree && DegenerateStart(pts)) return testing::AssertionSuccess();
   // All points on one line: no triangle can be valid, and the box start's
   // corners coincide with input points.
@@ -128,13 +128,8 @@ std::vector<P> ReadFixture(const std::filesystem::path& file) {
   return pts;
 }
 
-std::filesystem::path FixtureFolder() {
-  const char* root = std::getenv("RELIEF_SOURCE_DIR");
-  return std::filesystem::path(root ? root : ".") / "tests" / "fixtures" / "delaunay";
-}
-
 TEST(DelaunayFixtures, EveryKeptInputTriangulatesValidly) {
-  const std::filesystem::path folder = FixtureFolder();
+  const std::filesystem::path folder = relief_test::FixtureFolder("delaunay");
   ASSERT_TRUE(std::filesystem::is_directory(folder)) << folder << " (set RELIEF_SOURCE_DIR)";
   int files = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
