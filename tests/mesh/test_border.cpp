@@ -43,13 +43,15 @@ TEST(MeshBorder, MatchesTheWrittenOutWalk) {
                 Tri{{{1, 0, 0, 0}, {1, 1, 0, 0}, {12, 22, 0, 0}}}, Tri{{{0, 0, 0, 0}, {1, 0, 0, 0}, {13, 23, 0, 0}}}});
   CSSE3dPolygon line;
   square.FindBorderLine(&line);
-  EXPECT_TRUE(Points(line) == (std::vector<P3>{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}) && !square.StretchListHead);
+  EXPECT_EQ(Points(line), (std::vector<P3>{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}));
+  EXPECT_EQ(square.StretchListHead, nullptr);
   for (auto [sx, sy] : {std::pair{2, 5}, {3, 5}, {4, 9}, {7, 6}, {11, 13}}) {
     CSSEMatrix field;
     MakeField(field, sx, sy, [](int x, int y) { return 1.0f + 0.5f * x + 0.25f * y; });
     CHTriangulation m(&field, 0.0f, true, 1, 1, 1);
     m.CalcNeighbours(), m.FindBorderLine(&line);
-    EXPECT_TRUE(Points(line) == ReferenceBorderLine(m) && !m.StretchListHead) << sx << " x " << sy;
+    EXPECT_EQ(Points(line), ReferenceBorderLine(m)) << sx << " x " << sy;
+    EXPECT_EQ(m.StretchListHead, nullptr) << sx << " x " << sy;
   }
 }
 

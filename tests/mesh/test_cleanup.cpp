@@ -21,7 +21,7 @@ TEST(MeshRemoval, HeightBandsRemoveOnlyTrianglesWhollyInside) {
     Fill(m, {WithZ(0, c.z[0], c.z[1], c.z[2])});
     c.removal == Below ? m.RemoveTrianglesBelowZ(c.a) : c.removal == Above ? m.RemoveTrianglesAboveZ(c.a)
                                                                           : m.RemoveTrianglesBetweenZ(c.a, c.b);
-    EXPECT_TRUE(m.GetNumTriangles() == (c.kept ? 1 : 0) && CheckMesh(m).empty()) << "case " << &c - cases;
+    EXPECT_TRUE(ValidMesh(m, c.kept ? 1 : 0)) << "case " << &c - cases;
   }
 }
 
@@ -32,14 +32,16 @@ TEST(MeshRemoval, KeptTrianglesKeepIndexTypeAndDerivedData) {
   for (int i = 0; i < 3; ++i) m.Triangles[i].Type = 20 + i;
   const SSEPoint box = m.PointArray[0], lastMin = m.MinPointArray[2];
   m.RemoveTrianglesBelowZ(0.0f);
-  ASSERT_TRUE(m.GetNumTriangles() == 2 && CheckMesh(m).empty());
-  EXPECT_TRUE(m.Triangles[0].Index == 0 && m.Triangles[1].Index == 2 && m.Triangles[0].Type == 13) << "not renumbered, border tagged";
+  ASSERT_TRUE(ValidMesh(m, 2));
+  EXPECT_TRUE(AllEqual({FIELD(m.Triangles[0].Index, 0), FIELD(m.Triangles[1].Index, 2 /* not renumbered */),
+                        FIELD(m.Triangles[0].Type, 13 /* border */)}));
   // The rebuild copies through CopyFromHTriangulation, whose maxima are the
   // minima; CalcSTV brings the real ones back.
-  EXPECT_TRUE(SameBits(m.MaxPointArray[1], lastMin));
+  EXPECT_TRUE(SamePoint(m.MaxPointArray[1], lastMin));
   m.CalcSTV();
   EXPECT_EQ(CheckMesh(m, {true, true, false}), "");
-  EXPECT_TRUE(!m.Triangles[1].pNeighbour[0] && m.PointArray[0].z == box.z) << "the removed neighbour is gone, the box stays";
+  EXPECT_EQ(m.Triangles[1].pNeighbour[0], nullptr) << "the removed neighbour is gone";
+  EXPECT_EQ(m.PointArray[0].z, box.z) << "the box stays";
 }
 
 TEST(MeshRemoval, SameOrientationComparesAllPairsWithAnInclusiveTolerance) {
@@ -56,7 +58,7 @@ TEST(MeshRemoval, SameOrientationComparesAllPairsWithAnInclusiveTolerance) {
       m.NormalArray[3 * i] = int(i) == c.zeroType ? Point(0.7f, 0.7f, 0) : Point(c.dx[i], 0, 1);
     }
     m.RemoveTrianglesWithSameOrientation();
-    EXPECT_TRUE(m.GetNumTriangles() == c.kept && m.Triangles[0].Index == 0) << c.dx[1];
+    EXPECT_TRUE(AllEqual({FIELD(m.GetNumTriangles(), c.kept), FIELD(m.Triangles[0].Index, 0)})) << c.dx[1];
   }
 }
 
@@ -66,7 +68,8 @@ TEST(MeshCleanup, OrientTowardsBBoxCentreOnlyRefreshesNormals) {
   Fill(m, {Tri{Corner{0, 0, 0, 0}, Corner{0, 1, 0, 0}, Corner{1, 0, 0, 0}}});
   const SSEPoint p1 = m.EdgeArray[1];
   m.OrientTrianglesTowardsBBoxCenter();
-  EXPECT_TRUE(m.NormalArray[0].z == -1.0f && m.NormalArray[2].z == -1.0f && SameBits(m.EdgeArray[1], p1));
+  EXPECT_TRUE(AllEqual({FIELD(m.NormalArray[0].z, -1.0f), FIELD(m.NormalArray[2].z, -1.0f)}));
+  EXPECT_TRUE(SamePoint(m.EdgeArray[1], p1));
 }
 
 }  // namespace

@@ -37,8 +37,8 @@ TEST(MeshFromField, AppendTriangleCaseTable) {
           m.EdgeArray[0].w = 7.0f;  // corner w is left as it was
           int count = 1;
           m.AppendTriangle(mask0, mask1, xs[0], xs[1], ys[0], ys[1], z[P00], z[P01], z[P10], z[P11], count, flip, fill);
-          ASSERT_TRUE(count == 1 + (e ? e->triangles : 0) && m.EdgeArray[0].w == 7.0f);
-          for (int k = 3; !e && k < 9; ++k) EXPECT_TRUE(SameBits(m.EdgeArray[k], Point(0, 0, 0)));
+          ASSERT_TRUE(AllEqual({FIELD(count, 1 + (e ? e->triangles : 0)), FIELD(m.EdgeArray[0].w, 7.0f)}));
+          for (int k = 3; !e && k < 9; ++k) EXPECT_TRUE(SamePoint(m.EdgeArray[k], Point(0, 0, 0))) << k;
           for (int t = 0; e && t < e->triangles; ++t) {
             __m128 sum;
             for (int k = 0; k < 3; ++k) {
@@ -46,15 +46,16 @@ TEST(MeshFromField, AppendTriangleCaseTable) {
               SSEPoint n;
               n.m = CSSEFns::normalizevector(_mm_set_ps(0.0f, 1.0f, w == A || w == C ? dY0 : dY1, w == A || w == D ? dX0 : dX1));
               if (flip) n.m = _mm_xor_ps(n.m, _mm_set1_ps(-0.0f));
-              EXPECT_TRUE(SameBits(m.EdgeArray[3 + 3 * t + k], Point(xs[c >> 1], ys[c & 1], z[c])) &&
-                          SameBits(m.NormalArray[3 + 3 * t + k], n)) << t << " corner " << k;
+              EXPECT_TRUE(SamePoint(m.EdgeArray[3 + 3 * t + k], Point(xs[c >> 1], ys[c & 1], z[c]))) << t << " corner " << k;
+              EXPECT_TRUE(SamePoint(m.NormalArray[3 + 3 * t + k], n)) << t << " normal " << k;
               sum = k ? _mm_add_ps(sum, n.m) : n.m;  // (n0 + n1) + n2: a -0 lane stays -0
             }
             SSEPoint main;
             main.m = CSSEFns::normalizevector(sum);
-            EXPECT_TRUE(SameBits(m.MainNormalArray[1 + t], main)) << t;
+            EXPECT_TRUE(SamePoint(m.MainNormalArray[1 + t], main)) << t;
           }
-          EXPECT_TRUE(CheckMesh(m).empty() && (!e || m.Triangles[1].pNeighbour[0] == (e->triangles == 2 ? m.Triangles + 2 : nullptr)));
+          EXPECT_TRUE(NoViolation(CheckMesh(m)));
+          if (e) EXPECT_EQ(m.Triangles[1].pNeighbour[0], e->triangles == 2 ? m.Triangles + 2 : nullptr);
         }
 }
 
@@ -82,8 +83,10 @@ void ExpectSameMesh(const CHTriangulation& a, const CHTriangulation& b) {
   ASSERT_EQ(std::memcmp(a.NormalArray, b.NormalArray, 48 * a.NumTriangles), 0);
   for (int i = 0; i < a.NumTriangles; ++i) {
     const t_htriangle &ta = a.Triangles[i], &tb = b.Triangles[i];
-    ASSERT_TRUE(SameBits(a.MainNormalArray[i], b.MainNormalArray[i]) && SameBits(a.SArray[i], b.SArray[i]) &&
-                SameBits(a.TArray[i], b.TArray[i]) && SameBits(a.VArray[i], b.VArray[i]) && ta.Index == tb.Index && ta.Type == tb.Type) << i;
+    for (auto [name, pa, pb] : {std::tuple{"main normal", a.MainNormalArray, b.MainNormalArray}, {"S", a.SArray, b.SArray},
+                                {"T", a.TArray, b.TArray}, {"V", a.VArray, b.VArray}})
+      ASSERT_TRUE(SamePoint(pa[i], pb[i])) << name << " of triangle " << i;
+    ASSERT_TRUE(AllEqual({FIELD(ta.Index, tb.Index), FIELD(ta.Type, tb.Type)})) << i;
     for (int k = 0; k < 3; ++k)
       ASSERT_EQ(ta.pNeighbour[k] ? ta.pNeighbour[k] - a.Triangles : -1, tb.pNeighbour[k] ? tb.pNeighbour[k] - b.Triangles : -1) << i;
   }
@@ -131,18 +134,25 @@ TEST(MeshFromField, ConstructorsRunTheirPassesOverTheUnwrittenTail) {
   CSSEMatrix field, zero, none;
   MakeField(field, 6, 5, [](int x, int y) { return 1.0f + 0.25f * x + 10.0f * y; });
   CHTriangulation m(&field, 0.0f, true, 0.5f, 0.25f, 1.0f), sub(&field, 0.0f, true, 0.5f, 0.25f, 1.0f, 3, 2);
-  EXPECT_TRUE(CheckMesh(m, kAll).empty() && CheckMesh(sub, kAll).empty() && sub.NumTriangles > 0);
+  EXPECT_TRUE(NoViolation(CheckMesh(m, kAll)));
+  EXPECT_TRUE(NoViolation(CheckMesh(sub, kAll)));
+  EXPECT_GT(sub.NumTriangles, 0);
   ASSERT_EQ(m.NumTriangles, 2 * 30);  // padding lanes hold 0 and are not valid
   // 5 columns x 4 rows of cells are written (rows from 4 on are not visited);
   // the zero tail pulls the box to the origin. Heights are not scaled; x and y are.
-  for (int i = 2 * 5 * 4; i < m.NumTriangles; ++i)
-    EXPECT_TRUE(m.Triangles[i].Type == -1 && SameBits(m.EdgeArray[3 * i], Point(0, 0, 0)) && SameBits(m.EdgeArray[3 * i + 2], Point(0, 0, 0))) << i;
-  EXPECT_TRUE(SameBits(m.PointArray[0], Point(0, 0, 0)) && SameBits(m.PointArray[1], Point(2.5f, 1.0f, 1.0f + 0.25f * 5 + 40.0f, 0)));
+  for (int i = 2 * 5 * 4; i < m.NumTriangles; ++i) {
+    EXPECT_EQ(m.Triangles[i].Type, -1) << i;
+    EXPECT_TRUE(SamePoint(m.EdgeArray[3 * i], Point(0, 0, 0))) << i;
+    EXPECT_TRUE(SamePoint(m.EdgeArray[3 * i + 2], Point(0, 0, 0))) << i;
+  }
+  EXPECT_TRUE(SamePoint(m.PointArray[0], Point(0, 0, 0)));
+  EXPECT_TRUE(SamePoint(m.PointArray[1], Point(2.5f, 1.0f, 1.0f + 0.25f * 5 + 40.0f, 0)));
   // Empty fields and zero steps change nothing.
   zero.Create(5, 5);
   for (CSSEMatrix* f : {&zero, &none, static_cast<CSSEMatrix*>(nullptr)}) {
     CHTriangulation e(f, 0.0f, true, 1, 1, 1), s(f, 0.0f, true, 1, 1, 1, 2, 2);
-    EXPECT_TRUE(e.NumTriangles == 0 && s.NumTriangles == 0 && CheckMesh(e).empty());
+    EXPECT_TRUE(ValidMesh(e, 0));
+    EXPECT_EQ(s.NumTriangles, 0);
   }
   m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 0, 3), m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 2, 0);
   EXPECT_EQ(m.NumTriangles, 60);

@@ -35,16 +35,18 @@ double PlanarArea(const CHTriangulation& m) {
 TEST(MeshFromPolygon, FanStartsWithTheClosingEdge) {
   CSSE3dPolygon square = Polygon({{0, 0, 1}, {2, 0, 1}, {2, 2, 3}, {0, 2, 3}}), one = Polygon({{3, 4, 5}}), none;
   CHTriangulation m(&square, 1.0f, 1.0f, 1.0f, 1, 0.0f, true, false);
-  ASSERT_TRUE(m.GetNumTriangles() == 4 && CheckMesh(m, kAll).empty());
+  ASSERT_TRUE(ValidMesh(m, 4, kAll));
   for (int t = 0; t < 4; ++t)
-    EXPECT_TRUE(SameBits(m.EdgeArray[3 * t], PolygonPoint(square, (t + 3) % 4)) && SameBits(m.EdgeArray[3 * t + 1], PolygonPoint(square, t)) &&
-                SameBits(m.EdgeArray[3 * t + 2], Point(1, 1, 2))) << t;
+    for (auto [k, p] : {std::pair{0, PolygonPoint(square, (t + 3) % 4)}, {1, PolygonPoint(square, t)}, {2, Point(1, 1, 2)}})
+      EXPECT_TRUE(SamePoint(m.EdgeArray[3 * t + k], p)) << "triangle " << t << " corner " << k;
   SSEPoint own;
   square.GetGeometricCenter(own);
   EXPECT_EQ(own.x, 0.0f) << "the caller's polygon keeps its own centre record";
   // One point gives one degenerate triangle, none gives none.
   m.CreateSimpleFanTriangulationFromPolygon(&one);
-  EXPECT_TRUE(m.GetNumTriangles() == 1 && SameBits(m.EdgeArray[0], Point(3, 4, 5)) && SameBits(m.EdgeArray[2], Point(3, 4, 5)));
+  ASSERT_EQ(m.GetNumTriangles(), 1);
+  EXPECT_TRUE(SamePoint(m.EdgeArray[0], Point(3, 4, 5)));
+  EXPECT_TRUE(SamePoint(m.EdgeArray[2], Point(3, 4, 5)));
   m.CreateSimpleFanTriangulationFromPolygon(&none);
   EXPECT_EQ(m.GetNumTriangles(), 0);
 }
@@ -56,8 +58,9 @@ TEST(MeshFromPolygon, EarClippingTakesTheSourcePointsThroughTheStep) {
   CSSE3dPolygon poly = Polygon(pts);
   for (int step : {1, 2}) {
     CHTriangulation m(&poly, 1.0f, 1.0f, 1.0f, step, 0.0f, false, false);
-    ASSERT_TRUE(m.GetNumTriangles() == 8 / step - 2 && CheckMesh(m, kAll).empty()) << step;
-    for (int i = 0; i < 3 * m.GetNumTriangles(); ++i) EXPECT_TRUE(int(m.EdgeArray[i].z) % step == 0 && m.EdgeArray[i].w == 0.0f);
+    ASSERT_TRUE(ValidMesh(m, 8 / step - 2, kAll)) << step;
+    for (int i = 0; i < 3 * m.GetNumTriangles(); ++i)
+      EXPECT_TRUE(AllEqual({FIELD(int(m.EdgeArray[i].z) % step, 0), FIELD(m.EdgeArray[i].w, 0.0f)})) << "corner " << i;
     // The search starts at the head's successor: the first ear is vertex 1.
     EXPECT_TRUE(SameBits(m.EdgeArray[1], PolygonPoint(poly, step)));
     EXPECT_NEAR(PlanarArea(m), step == 1 ? 282.8427 : 200.0, 1e-3);
@@ -71,13 +74,14 @@ TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
     hull.AppendVertex3D(p[0], p[1], p[2], 0.0f);
   hull.CalcConvexHull();
   CHTriangulation m(&hull, 1.0f, 1.0f, 1.0f, 1.0f), halves(&hull, 1.0f, 1.0f, 1.0f, 2.0f);
-  ASSERT_TRUE(m.GetNumTriangles() == 4 && CheckMesh(m, kAll).empty());
+  ASSERT_TRUE(ValidMesh(m, 4, kAll));
   for (int i = 0; i < 4; ++i) {
     const SSEPoint* p = m.EdgeArray + 3 * i;
     const SSEPoint& n = m.NormalArray[3 * i];
     double dot = 0;
     for (int l = 0; l < 3; ++l) dot += (&n.x)[l] * (((&p[0].x)[l] + (&p[1].x)[l] + (&p[2].x)[l]) / 3 - 0.75);
-    EXPECT_TRUE(dot > 0.0 && m.Triangles[i].Type == -1) << "face " << i << " faces inwards";
+    EXPECT_GT(dot, 0.0) << "face " << i << " faces inwards";
+    EXPECT_EQ(m.Triangles[i].Type, -1) << "face " << i;
   }
   // With a divisor of 1 the corners are the input points themselves; any
   // other divisor scales them.
@@ -90,18 +94,21 @@ TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
   for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}}) d.AppendVertex(p[0], p[1], -1, false);
   d.CalcDelaunayTriangulation();
   CHTriangulation flat(&d, 1.0f, 1.0f, 1.0f, true), lifted(&d, 1.0f, 1.0f, 1.0f, false);
-  ASSERT_TRUE(flat.GetNumTriangles() == 4 && lifted.GetNumTriangles() == 4 && CheckMesh(flat, kAll).empty());
+  ASSERT_TRUE(ValidMesh(flat, 4, kAll));
+  ASSERT_TRUE(ValidMesh(lifted, 4));
   for (int i = 0; i < 12; ++i) {  // the lifted z is (X^2 + Y^2) / 10 in tenths: 10 (x^2 + y^2)
     const SSEPoint& p = lifted.EdgeArray[i];
-    EXPECT_TRUE(flat.EdgeArray[i].z == 0.0f && std::abs(p.z - 10.0f * (p.x * p.x + p.y * p.y)) <= 1e-5f * p.z) << i;
+    EXPECT_EQ(flat.EdgeArray[i].z, 0.0f) << i;
+    EXPECT_NEAR(p.z, 10.0f * (p.x * p.x + p.y * p.y), 1e-5f * p.z) << i;
   }
-  for (int i = 0; i < 4; ++i) EXPECT_TRUE(flat.Triangles[i].Type == 14 && lifted.Triangles[i].Type == 14);
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(AllEqual({FIELD(flat.Triangles[i].Type, 14), FIELD(lifted.Triangles[i].Type, 14)})) << i;
 
   // Empty sources give empty meshes.
   CHTriangulation a(&never, 1.0f, 1.0f, 1.0f, 10.0f), b;
   b.CreateTriangulationFromHull3D(nullptr, 10.0f), b.CreateTriangulationFrom2DDelaunay(nullptr, true);
   b.CreateTriangulationFromPolygon(nullptr, 1, 0.0f, false);
-  EXPECT_TRUE(a.GetNumTriangles() == 0 && b.GetNumTriangles() == 0 && CheckMesh(b).empty());
+  EXPECT_TRUE(ValidMesh(a, 0));
+  EXPECT_TRUE(ValidMesh(b, 0));
 }
 
 }  // namespace

@@ -73,7 +73,8 @@ TEST(MeshLoft, FrustumBetweenConcentricCircles) {
   EXPECT_NEAR(Area(band), lateral, 0.01 * lateral);
   EXPECT_TRUE(IsManifoldBand(band));
   EXPECT_TRUE(FacesRadially(band, 1));
-  EXPECT_TRUE(UsesEveryPoint(band, low) && UsesEveryPoint(band, high));
+  EXPECT_TRUE(UsesEveryPoint(band, low));
+  EXPECT_TRUE(UsesEveryPoint(band, high));
   CHTriangulation flipped(&low, &high, 1, 1, 1, true, false);
   EXPECT_TRUE(FacesRadially(flipped, -1));
   // Closed at both ends it is a solid with the frustum's volume.
@@ -102,7 +103,8 @@ TEST(MeshLoft, StarShapedPairsGiveBandsWithoutFolds) {
     CHTriangulation band(&low, &high, 1, 1, 1, false, false);
     EXPECT_EQ(band.NumTriangles, low.GetNumPoints() + high.GetNumPoints()) << "seed " << seed;
     EXPECT_TRUE(IsManifoldBand(band)) << "seed " << seed;
-    EXPECT_TRUE(UsesEveryPoint(band, low) && UsesEveryPoint(band, high)) << "seed " << seed;
+    EXPECT_TRUE(UsesEveryPoint(band, low)) << "seed " << seed;
+    EXPECT_TRUE(UsesEveryPoint(band, high)) << "seed " << seed;
     // A fold shows as a triangle facing the axis (only meaningful when the
     // band does not lie flat: the rings differ in height by at least 1).
     EXPECT_TRUE(FacesRadially(band, 1)) << "seed " << seed;
@@ -120,7 +122,7 @@ TEST(MeshLoft, BadPolygonsGiveEmptyOrDegenerateBands) {
   for (int i = 0; i < 4; ++i) line.SetPoint(i, float(i), float(i), 3);  // zero area
   for (CSSE3dPolygon* p : {&two, &empty, static_cast<CSSE3dPolygon*>(nullptr)}) {
     CHTriangulation a(&circle, p, 1, 1, 1, false, true), b(p, &circle, 1, 1, 1, 3, true, false);
-    EXPECT_TRUE(a.NumTriangles == 0 && b.NumTriangles == 0);
+    EXPECT_TRUE(AllEqual({FIELD(a.NumTriangles, 0), FIELD(b.NumTriangles, 0)}));
   }
   CHTriangulation flat(&circle, &line, 1, 1, 1, false, false);
   EXPECT_EQ(flat.NumTriangles, 16);
@@ -178,7 +180,8 @@ TEST(MeshLoft, DelaunayBandBetweenTwoBorderPolygons) {
   ASSERT_GT(band.NumTriangles, 0);
   EXPECT_EQ(quiet.texts.size(), 1u);
   EXPECT_TRUE(IsManifoldBand(band));
-  EXPECT_TRUE(UsesEveryPoint(band, top) && UsesEveryPoint(band, bottom));
+  EXPECT_TRUE(UsesEveryPoint(band, top));
+  EXPECT_TRUE(UsesEveryPoint(band, bottom));
   // Counter-clockwise seen from above, covering the annulus between the polygons.
   double projected = 0;
   for (int i = 0; i < band.NumTriangles; ++i) {
@@ -205,7 +208,7 @@ TEST(MeshLoft, DelaunayBandBetweenTwoBorderPolygons) {
   EXPECT_EQ(lower.GetNumPoints(), 100);
   float x, y, z;
   lower.GetPoint(0, x, y, z);
-  EXPECT_TRUE(x == 30.0f && y == 20.0f && z == 0.0f) << x << " " << y;
+  EXPECT_TRUE(AllEqual({FIELD(x, 30.0f), FIELD(y, 20.0f), FIELD(z, 0.0f)}));
 
   // Too few distinct points, or a missing polygon: an empty mesh.
   CSSE3dPolygon three;

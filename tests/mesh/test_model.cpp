@@ -12,28 +12,21 @@ TEST(MeshModel, CreateTriangulationWiresClearsAndRefusesNegativeCounts) {
   const int n = 37;
   CHTriangulation m(n, 2.0f, 3.0f, 4.0f);
   ASSERT_EQ(CheckMesh(m), "");
-  for (const t_htriangle* t = m.Triangles; t != m.Triangles + n; ++t)
-    EXPECT_TRUE(t->Index == t - m.Triangles && t->Type == -1 && !t->pNext && !t->pPrev && !t->pNeighbour[0] &&
-                !t->pNeighbour[1] && !t->pNeighbour[2]);
+  for (const t_htriangle* t = m.Triangles; t != m.Triangles + n; ++t) {
+    EXPECT_TRUE(AllEqual({FIELD(t->Index, t - m.Triangles), FIELD(t->Type, -1)}));
+    EXPECT_TRUE(Detached(*t));
+  }
   const std::vector<char> zeros(48 * n);
   for (const SSEPoint* a : {m.EdgeArray, m.NormalArray, m.TArray, m.SArray, m.VArray, m.MainNormalArray})
     EXPECT_EQ(std::memcmp(a, zeros.data(), a == m.EdgeArray || a == m.NormalArray ? 48 * n : 16 * n), 0);
   EXPECT_THROW(m.CreateTriangulation(-1), CMemoryException);
-  EXPECT_TRUE(m.GetNumTriangles() == 0 && m.GetTriangles() == nullptr && CheckMesh(m).empty());
+  EXPECT_TRUE(ValidMesh(m, 0));
+  EXPECT_EQ(m.GetTriangles(), nullptr);
   // An empty mesh's box keeps its sentinels; both extreme accessors hand out the minima.
   m.CalcBoundingBox();
-  EXPECT_TRUE(SameBits(m.PointArray[0], Point(1e6f, 1e6f, 1e6f, 1e6f)) && SameBits(m.PointArray[1], Point(-1e6f, -1e6f, -1e6f, -1e6f)));
+  EXPECT_TRUE(SamePoint(m.PointArray[0], Point(1e6f, 1e6f, 1e6f, 1e6f)));
+  EXPECT_TRUE(SamePoint(m.PointArray[1], Point(-1e6f, -1e6f, -1e6f, -1e6f)));
   EXPECT_EQ(m.GetMaxPointArray(), m.GetMinPointArray());
-}
-
-TEST(MeshModel, DiagonalIsRoundedThroughFloat) {
-  // The sum of squares is rounded to float before the root.
-  for (auto [x, y] : {std::pair{0.1f, 0.3f}, {1e-3f, 7.77f}, {123.456f, 0.001f}}) {
-    const float expected = float(std::sqrt(double(float(double(x) * x + double(y) * y))));
-    CHTriangulation m(0, x, y, 1), r;
-    r.SetScanConvResolution(x, y, 9);
-    EXPECT_TRUE(SameBits(m.ScanConvDiagonal, expected) && SameBits(r.ScanConvDiagonal, expected)) << x << ", " << y;
-  }
 }
 
 TEST(MeshModel, DerivedPassesAndFlatNormals) {
@@ -42,35 +35,48 @@ TEST(MeshModel, DerivedPassesAndFlatNormals) {
   soup[2][1].w = 0.5f;  // w takes part in the box and the extremes
   Fill(m, soup);
   EXPECT_EQ(CheckMesh(m, kAll), "");
-  EXPECT_TRUE(SameBits(m.PointArray[0], Point(0, 0, -1, 0)) && SameBits(m.PointArray[1], Point(7, 8, 4, 0.5f)));
+  EXPECT_TRUE(SamePoint(m.PointArray[0], Point(0, 0, -1, 0)));
+  EXPECT_TRUE(SamePoint(m.PointArray[1], Point(7, 8, 4, 0.5f)));
   m.CalcCenterPoint();
   float s[4] = {};
   for (int i = 0; i < 36; ++i) s[i % 4] += (&m.EdgeArray[0].x)[i];
-  EXPECT_TRUE(SameBits(m.PointArray[2], Point(s[0] / 9, s[1] / 9, s[2] / 9, s[3] / 9)));
+  EXPECT_TRUE(SamePoint(m.PointArray[2], Point(s[0] / 9, s[1] / 9, s[2] / 9, s[3] / 9)));
 
   Fill(m, {Tri{{{0, 0, 0, 0}, {2, 0, 0, 0}, {0, 3, 0, 0}}}, Tri{{{0, 0, 0, 0}, {0, 3, 0, 0}, {2, 0, 0, 0}}},
            Tri{{{1, 1, 1, 0}, {1, 1, 1, 0}, {1, 1, 1, 0}}}});
   m.MainNormalArray[0] = Point(9, 9, 9);
   m.CalcNormalsFromVertices();
-  for (int k = 0; k < 3; ++k)
-    EXPECT_TRUE(SameBits(m.NormalArray[k], Point(0, 0, 1)) && SameBits(m.NormalArray[3 + k], Point(0, 0, -1)) &&
-                std::isnan(m.NormalArray[6 + k].x)) << k;  // a degenerate triangle has no normal
-  EXPECT_TRUE(SameBits(m.MainNormalArray[0], Point(9, 9, 9))) << "the main normal is left alone";
+  for (int k = 0; k < 3; ++k) {
+    EXPECT_TRUE(SamePoint(m.NormalArray[k], Point(0, 0, 1))) << k;
+    EXPECT_TRUE(SamePoint(m.NormalArray[3 + k], Point(0, 0, -1))) << k;
+    EXPECT_TRUE(std::isnan(m.NormalArray[6 + k].x)) << "a degenerate triangle has a normal, corner " << k;
+  }
+  EXPECT_TRUE(SamePoint(m.MainNormalArray[0], Point(9, 9, 9))) << "the main normal is left alone";
 }
 
 TEST(MeshModel, ListsUnlinkInPlaceAndPushStretchesAtTheFront) {
   CHTriangulation m(4, 1, 1, 1);
   m.IndexTriangleList();
   t_htriangle* t = m.Triangles;
-  for (int i = 0; i < 4; ++i) EXPECT_TRUE(t[i].pPrev == (i ? t + i - 1 : nullptr) && t[i].pNext == (i < 3 ? t + i + 1 : nullptr));
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(Linked(t[i], i ? t + i - 1 : nullptr, i < 3 ? t + i + 1 : nullptr));
   for (t_htriangle* x : {t + 2, t, static_cast<t_htriangle*>(nullptr)}) m.DeleteTriangleFromList(x);
-  EXPECT_TRUE(m.TriangleListHead == t + 1 && !t[1].pPrev && t[1].pNext == t + 3 && t[3].pPrev == t + 1);
+  EXPECT_EQ(m.TriangleListHead, t + 1);
+  EXPECT_TRUE(Linked(t[1], nullptr, t + 3));
+  EXPECT_TRUE(Linked(t[3], t + 1, nullptr));
   EXPECT_EQ(t[2].pNext, t + 3) << "the unlinked record keeps its own links";
   t_stretch* s[3] = {new t_stretch{}, new t_stretch{}, new t_stretch{}};
   for (t_stretch* x : s) m.AppendStretchToList(x);
-  EXPECT_TRUE(m.StretchListHead == s[2] && s[2]->pNext == s[1] && s[1]->pNext == s[0] && s[0]->pPrev == s[1]);
+  const auto chain = [&](std::vector<t_stretch*> want) {
+    std::vector<t_stretch*> got;
+    for (t_stretch* x = m.StretchListHead; x && got.size() < 5; x = x->pNext) got.push_back(x);
+    for (std::size_t i = 1; i < got.size(); ++i)
+      if (got[i]->pPrev != got[i - 1]) return testing::AssertionFailure() << "stretch " << i << ": pPrev broken";
+    if (got == want) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "list of " << got.size() << " stretches, expected " << want.size() << " in order";
+  };
+  EXPECT_TRUE(chain({s[2], s[1], s[0]}));
   m.DeleteStretchFromList(s[1]);
-  EXPECT_TRUE(s[2]->pNext == s[0] && s[0]->pPrev == s[2]);
+  EXPECT_TRUE(chain({s[2], s[0]}));
   for (t_stretch* x : {s[2], static_cast<t_stretch*>(nullptr), s[0]}) m.DeleteStretchFromList(x);
   EXPECT_EQ(m.StretchListHead, nullptr);
 }
@@ -93,12 +99,12 @@ TEST(MeshTransforms, ScaleBlowShift) {
     const bool shift = c.dx != 0;
     for (int i = 0; i < 9; ++i) {
       const Corner& p = soup[i / 3][i % 3];
-      ASSERT_TRUE(SameBits(m.EdgeArray[i], shift ? Point(p.x + c.dx, p.y + c.dy, p.z + c.dz, p.w)
+      ASSERT_TRUE(SamePoint(m.EdgeArray[i], shift ? Point(p.x + c.dx, p.y + c.dy, p.z + c.dz, p.w)
                                                  : Point(p.x * c.fx, p.y * c.fy, p.z * c.fz, 0.0f))) << &c - cases << " " << i;
     }
     // A shift moves the extremes but not the box; the scales recompute nothing.
     if (c.derivedUpdated) EXPECT_EQ(CheckMesh(m, {true, true, !shift}), "") << &c - cases;
-    if (!c.derivedUpdated || shift) EXPECT_TRUE(SameBits(m.PointArray[0], box0)) << &c - cases;
+    if (!c.derivedUpdated || shift) EXPECT_TRUE(SamePoint(m.PointArray[0], box0)) << &c - cases;
   }
 }
 
@@ -133,14 +139,19 @@ TEST(MeshCopies, DeepCopyFillsMaximaFromMinima) {
   Fill(src, SmallSoup());
   src.CalcNeighbours(), src.SetScanConvResolution(0.5f, 0.25f, 2), src.CalcCenterPoint();
   CHTriangulation copy(&src), second(src);  // both deep
-  ASSERT_TRUE(copy.NumTriangles == 3 && CheckMesh(copy, {false}).empty());
-  EXPECT_TRUE(copy.EdgeArray != src.EdgeArray && second.EdgeArray != src.EdgeArray && SameBits(second.EdgeArray[4], src.EdgeArray[4]));
-  EXPECT_TRUE(copy.ScaleX == 2.0f && copy.ScanConvResY == 0.25f && SameBits(copy.ScanConvDiagonal, src.ScanConvDiagonal));
-  for (int p = 0; p < 3; ++p) EXPECT_TRUE(SameBits(copy.PointArray[p], src.PointArray[p]));
+  ASSERT_TRUE(ValidMesh(copy, 3, {false}));
+  EXPECT_NE(copy.EdgeArray, src.EdgeArray);
+  EXPECT_NE(second.EdgeArray, src.EdgeArray);
+  EXPECT_TRUE(SameTriangle(second, 1, src, 1));
+  EXPECT_TRUE(AllEqual({FIELD(copy.ScaleX, 2.0f), FIELD(copy.ScanConvResY, 0.25f)}));
+  EXPECT_TRUE(SameFloat(copy.ScanConvDiagonal, src.ScanConvDiagonal));
+  for (int p = 0; p < 3; ++p) EXPECT_TRUE(SamePoint(copy.PointArray[p], src.PointArray[p])) << p;
   for (int i = 0; i < 3; ++i) {
     const t_htriangle &c = copy.Triangles[i], &s = src.Triangles[i];
-    EXPECT_TRUE(SameBits(copy.MaxPointArray[i], src.MinPointArray[i]) && SameBits(copy.MinPointArray[i], src.MinPointArray[i]) &&
-                c.Type == s.Type && !c.pNext && std::equal(c.pNeighbour, c.pNeighbour + 3, s.pNeighbour)) << i;
+    EXPECT_TRUE(SamePoint(copy.MaxPointArray[i], src.MinPointArray[i])) << "maximum of " << i << " from the minimum";
+    EXPECT_TRUE(SamePoint(copy.MinPointArray[i], src.MinPointArray[i])) << i;
+    EXPECT_TRUE(AllEqual({FIELD(c.Type, s.Type), FIELD(c.pNext != nullptr, false)})) << i;
+    EXPECT_TRUE(std::equal(c.pNeighbour, c.pNeighbour + 3, s.pNeighbour)) << "neighbour pointers of " << i << " not copied";
   }
 }
 
@@ -150,7 +161,9 @@ TEST(MeshCopies, AssignmentIsShallow) {
   CHTriangulation* alias = new CHTriangulation;
   SSEPoint* ownBlock = alias->PointArray;
   *alias = src;
-  EXPECT_TRUE(alias->EdgeArray == src.EdgeArray && alias->Triangles == src.Triangles && alias->PointArray == src.PointArray);
+  EXPECT_EQ(alias->EdgeArray, src.EdgeArray);
+  EXPECT_EQ(alias->Triangles, src.Triangles);
+  EXPECT_EQ(alias->PointArray, src.PointArray);
   // Only one of the two may release the shared storage: forget the alias's
   // pointers (its own first block is released here) instead of destroying it.
   ::operator delete(static_cast<void*>(alias));
@@ -166,21 +179,23 @@ TEST(MeshCopies, CombineFlipsTheWindingAndAppendKeepsIndicesAndTypes) {
   for (bool flip : {false, true}) {
     CHTriangulation c(&a);
     c.Combine(b, flip);
-    ASSERT_TRUE(c.NumTriangles == 3 && CheckMesh(c, {true, false, true}).empty());
+    ASSERT_TRUE(ValidMesh(c, 3, {true, false, true}));
     for (int k = 0; k < 9; ++k)
-      EXPECT_TRUE(SameBits(c.EdgeArray[k], k < 3 ? a.EdgeArray[k] : b.EdgeArray[flip ? 3 * (k / 3) - k % 3 - 1 : k - 3])) << flip << k;
+      EXPECT_TRUE(SamePoint(c.EdgeArray[k], k < 3 ? a.EdgeArray[k] : b.EdgeArray[flip ? 3 * (k / 3) - k % 3 - 1 : k - 3]))
+          << "flip " << flip << ", corner " << k;
     // Triangle 1 repeats triangle 0's corners: the flipped copy faces away.
     EXPECT_EQ(c.NormalArray[3].z, flip ? -c.NormalArray[0].z : c.NormalArray[0].z);
-    EXPECT_TRUE(c.Triangles[2].Type == -1 && c.ScanConvResX == 1.0f) << "the resolution of a fresh mesh";
+    EXPECT_TRUE(AllEqual({FIELD(c.Triangles[2].Type, -1), FIELD(c.ScanConvResX, 1.0f /* a fresh mesh's */)}));
   }
   CHTriangulation d;
   Fill(d, {soup[0], soup[1]});
   d.Triangles[1].Type = 13;
   b.Triangles[1].Type = 5;
   d.AppendTriangulation(&b);
-  ASSERT_TRUE(d.NumTriangles == 4 && CheckMesh(d, {false, false, true}).empty());
-  EXPECT_TRUE(d.Triangles[1].Type == 13 && d.Triangles[3].Type == 5 && d.Triangles[3].Index == 1) << "old index and Type kept";
-  EXPECT_TRUE(SameBits(d.EdgeArray[9], b.EdgeArray[3]) && SameBits(d.MaxPointArray[3], b.MinPointArray[1]));
+  ASSERT_TRUE(ValidMesh(d, 4, {false, false, true}));
+  EXPECT_TRUE(AllEqual({FIELD(d.Triangles[1].Type, 13), FIELD(d.Triangles[3].Type, 5), FIELD(d.Triangles[3].Index, 1)}));
+  EXPECT_TRUE(SameTriangle(d, 3, b, 1));
+  EXPECT_TRUE(SamePoint(d.MaxPointArray[3], b.MinPointArray[1]));
 }
 
 }  // namespace

@@ -71,9 +71,10 @@ TEST(NyHull2D, CollinearRepeatedAndAbsentInput) {
                 Tri{{{4, 4, 1, 0}, {2, 4, 1, 0}, {0, 4, 1, 0}}}, Tri{{{0, 4, 1, 0}, {0, 2, 1, 0}, {0, 0, 1, 0}}}});
   TaNyTriangulationTo2DHull h(&square);
   ASSERT_EQ(h.GetNumPoints(), 4);
-  EXPECT_TRUE(h.GetPoint(0).x == 0 && h.GetPoint(0).y == 0);  // starts at the smallest x, then y
-  EXPECT_TRUE(h.GetPoint(1).x == 4 && h.GetPoint(1).y == 0);  // counter-clockwise
-  EXPECT_TRUE(h.PointInHull(4, 2) && h.PointInHull(2, 2) && !h.PointInHull(4.001f, 2));
+  EXPECT_TRUE(SameXY(h.GetPoint(0), 0, 0));  // starts at the smallest x, then y
+  EXPECT_TRUE(SameXY(h.GetPoint(1), 4, 0));  // counter-clockwise
+  EXPECT_TRUE(AllEqual({FIELD(h.PointInHull(4, 2), true), FIELD(h.PointInHull(2, 2), true),
+                        FIELD(h.PointInHull(4.001f, 2), false)}));
   Fill(line, {Tri{{{0, 0, 0, 0}, {1, 1, 0, 0}, {3, 3, 0, 0}}}});
   EXPECT_EQ(h.CalcHull(&line), 2);  // a line: its two ends
   EXPECT_FALSE(h.PointInHull(1, 1));
@@ -156,7 +157,8 @@ TEST(NyTriInNyTri, AgainstAnExactReferenceOnAHoledGrid) {
           << tris[i][1].y << ") (" << tris[i][2].x << ", " << tris[i][2].y << ")";
     }
     EXPECT_EQ(decide.GetNumInside(), inside);
-    EXPECT_TRUE(inside > 40 && inside < 360) << inside << " inside: the cases should mix";
+    EXPECT_GT(inside, 40) << "the cases should mix";
+    EXPECT_LT(inside, 360) << "the cases should mix";
   }
 }
 

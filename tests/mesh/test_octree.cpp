@@ -60,9 +60,11 @@ TEST(Octree, LevelCountsAndGeometry) {
     SSEPoint lo = Point(-2, 1, 0), hi = Point(-2 + c.extent, 1 + c.extent / 2, 0.5f, c.w);
     Messages m;
     CHOctree o(hi, lo, 1.0f);
-    EXPECT_TRUE(o.NumLevels == c.levels && o.GetNumBricks() == c.bricks && OctreeViolation(o).empty()) << c.extent << " " << OctreeViolation(o);
+    EXPECT_TRUE(AllEqual({FIELD(o.NumLevels, c.levels), FIELD(o.GetNumBricks(), c.bricks)})) << c.extent;
+    EXPECT_TRUE(NoViolation(OctreeViolation(o))) << c.extent;
     EXPECT_EQ(m.texts, std::vector<std::string>{"OctreeCreated"});
-    if (c.levels && !c.w) EXPECT_TRUE(o.GetStem()->Center.x == -2 + c.extent / 2 && o.GetStem()->HalfSize == c.extent / 2);
+    if (c.levels && !c.w)
+      EXPECT_TRUE(AllEqual({FIELD(o.GetStem()->Center.x, -2 + c.extent / 2), FIELD(o.GetStem()->HalfSize, c.extent / 2)}));
   }
   SSEPoint lo = Point(0, 0, 0), hi = Point(1000, 10, 10);
   EXPECT_THROW(CHOctree(hi, lo, 1.0f), CMemoryException);  // 10.46 levels: refused before allocating
@@ -86,12 +88,14 @@ TEST_F(OctreeInsert, LandsInTheDeepestContainingBrickWithItsType) {
   };                                                           // child 1 (+x): the lower number wins
   for (int i = 0; i < 6; ++i) {
     BoxTriangle t(cases[i].lo, cases[i].hi, 100 + i);
-    ASSERT_TRUE(tree->InsertTriangleIntoOctree(&t.t, tree->GetStem(), 2) && t.t.Type == cases[i].type) << i;
+    ASSERT_TRUE(tree->InsertTriangleIntoOctree(&t.t, tree->GetStem(), 2)) << i;
+    EXPECT_EQ(t.t.Type, cases[i].type) << i;
     const t_hoctreeelement* found = nullptr;
     ForEachBrick(*tree, [&](t_hoctreeelement& b) {
       if (tree->GetEntryFromOctreeElement(&b, 2, 0) == 100 + i) found = &b;
     });
-    ASSERT_TRUE(found && found->Level == cases[i].level && (!found->Level || (found->Center.x < 4) == cases[i].minusX)) << i;
+    ASSERT_NE(found, nullptr) << i;
+    EXPECT_TRUE(AllEqual({FIELD(found->Level, cases[i].level), FIELD(!found->Level || (found->Center.x < 4) == cases[i].minusX, true)})) << i;
     ForEachBrick(*tree, [&](t_hoctreeelement& b) { tree->RemoveAllEntriesFromOctreeElement(&b); });
   }
 }
@@ -100,9 +104,12 @@ TEST_F(OctreeInsert, RefusesWhatDoesNotFitAndBadArguments) {
   BoxTriangle outside(Point(7, 7, 7), Point(8.001f, 8, 8), 1), inside(Point(1, 1, 1), Point(2, 2, 2), 2);
   EXPECT_FALSE(tree->InsertTriangleIntoOctree(&outside.t, tree->GetStem(), 0));
   EXPECT_EQ(outside.t.Type, -1);
-  EXPECT_FALSE(tree->InsertTriangleIntoOctree(&inside.t, tree->GetStem(), 4) || tree->InsertTriangleIntoOctree(&inside.t, tree->GetStem(), -1) ||
-               tree->InsertTriangleIntoOctree(nullptr, tree->GetStem(), 0) || tree->InsertTriangleIntoOctree(&inside.t, nullptr, 0));
-  EXPECT_TRUE(tree->GetEntryFromOctreeElement(tree->GetStem(), 0, 0) == -1 && tree->GetEntryFromOctreeElement(nullptr, 0, 0) == -1);
+  EXPECT_TRUE(AllEqual({FIELD(tree->InsertTriangleIntoOctree(&inside.t, tree->GetStem(), 4), false),
+                        FIELD(tree->InsertTriangleIntoOctree(&inside.t, tree->GetStem(), -1), false),
+                        FIELD(tree->InsertTriangleIntoOctree(nullptr, tree->GetStem(), 0), false),
+                        FIELD(tree->InsertTriangleIntoOctree(&inside.t, nullptr, 0), false),
+                        FIELD(tree->GetEntryFromOctreeElement(tree->GetStem(), 0, 0), -1),
+                        FIELD(tree->GetEntryFromOctreeElement(nullptr, 0, 0), -1)}));
 }
 
 TEST_F(OctreeInsert, EntryListsChainBlocksOfNineAndOnlyTheFirstIsRead) {
@@ -127,19 +134,6 @@ TEST_F(OctreeInsert, EntryListsChainBlocksOfNineAndOnlyTheFirstIsRead) {
   }
 }
 
-TEST(Octree, TypeTagsByLevel) {
-  const int expected[] = {1, 4, 2, 3, 5, 6, 7, 8, 9, 10, 11, -1, 1, 1, 1};
-  CHOctree tree(nullptr, false);  // the do-nothing constructor: no levels, no message
-  for (int level = 0; level < 15; ++level) {
-    t_hoctreeelement brick{};
-    brick.Level = level;
-    BoxTriangle t(Point(0, 0, 0), Point(0, 0, 0), level);
-    tree.InsertTriangleIntoOctreeElement(&t.t, &brick, 3);
-    EXPECT_TRUE(t.t.Type == expected[level] && tree.GetEntryFromOctreeElement(&brick, 3, 0) == level) << level;
-    tree.RemoveAllEntriesFromOctreeElement(&brick);
-  }
-}
-
 TEST(OctreeMesh, EveryTriangleIsFiledOnceAndQueriesMatchAScanOfEveryCorner) {
   Messages quiet;
   // Rings of small triangles around the z axis: radius 3 at z 1, radius 1 at
@@ -158,10 +152,15 @@ TEST(OctreeMesh, EveryTriangleIsFiledOnceAndQueriesMatchAScanOfEveryCorner) {
   std::vector<int> seen(m.GetNumTriangles(), 0);
   ForEachBrick(o, [&](t_hoctreeelement& brick) {
     for (const t_hoctreeentryblock* b = brick.pEntries[1]; b; b = b->pNext)
-      for (int e = 0; e < b->Count; ++e)
-        EXPECT_TRUE(++seen[b->Entry[e]] && brick.MinCorner.x <= m.MinPointArray[b->Entry[e]].x && brick.MaxCorner.z >= m.MaxPointArray[b->Entry[e]].z);
+      for (int e = 0; e < b->Count; ++e) {
+        const int t = b->Entry[e];
+        ++seen[t];
+        EXPECT_LE(brick.MinCorner.x, m.MinPointArray[t].x) << "triangle " << t << " sticks out of its brick";
+        EXPECT_GE(brick.MaxCorner.z, m.MaxPointArray[t].z) << "triangle " << t << " sticks out of its brick";
+      }
   });
-  for (int i = 0; i < m.GetNumTriangles(); ++i) EXPECT_TRUE(seen[i] == 1 && m.Triangles[i].Type != -1) << i;
+  for (int i = 0; i < m.GetNumTriangles(); ++i)
+    EXPECT_TRUE(AllEqual({FIELD(seen[i], 1), FIELD(m.Triangles[i].Type == -1, false)})) << "triangle " << i;
   // Ties may be met in another order in the tree, so the heights are checked against every tied corner.
   auto radius = [](const SSEPoint& p) { return float(std::sqrt(double(p.x) * p.x + double(p.y) * p.y)); };
   const SSEPoint *begin = m.EdgeArray, *end = begin + 3 * m.GetNumTriangles();
@@ -169,11 +168,12 @@ TEST(OctreeMesh, EveryTriangleIsFiledOnceAndQueriesMatchAScanOfEveryCorner) {
   for (const SSEPoint* p = begin; p != end; ++p) minR = std::min(minR, radius(*p)), maxR = std::max(maxR, radius(*p));
   auto someCornerAt = [&](float r, float z) { return std::any_of(begin, end, [&](const SSEPoint& p) { return radius(p) == r && p.z == z; }); };
   o.FindMinRadiusTopTriangulation(&m, 1);
-  EXPECT_TRUE(o.ResultC == minR && someCornerAt(minR, o.ResultA));
+  EXPECT_TRUE(AllEqual({FIELD(o.ResultC, minR), FIELD(someCornerAt(minR, o.ResultA), true)}));
   o.FindMaxRadiusBottomTriangulation(&m, 1);
-  EXPECT_TRUE(o.ResultD == maxR && someCornerAt(maxR, o.ResultB));
+  EXPECT_TRUE(AllEqual({FIELD(o.ResultD, maxR), FIELD(someCornerAt(maxR, o.ResultB), true)}));
   const float angle = o.CalcApproximateMaxRestorationAngle(&m, 1);
-  EXPECT_TRUE(angle == std::atan((o.ResultC - o.ResultD) / (o.ResultA - o.ResultB) + 0.0001f) + 0.0875f && angle < 0.0f) << angle;
+  EXPECT_EQ(angle, std::atan((o.ResultC - o.ResultD) / (o.ResultA - o.ResultB) + 0.0001f) + 0.0875f);
+  EXPECT_LT(angle, 0.0f);
 }
 
 TEST(OctreeMesh, LowestZEntryReadsOnlyTheRootsChildren) {
@@ -185,7 +185,7 @@ TEST(OctreeMesh, LowestZEntryReadsOnlyTheRootsChildren) {
   SSEPoint lo = Point(-4, -4, 0), hi = Point(4, 4, 8);
   CRestorationOctree o(hi, lo, 1.0f);
   o.CalculateOctreeEntries(&m, 2), o.FindLowestZEntry(&m, 2);
-  EXPECT_TRUE(m.Triangles[0].Type == 4 && o.ResultB == 0.5f) << "level 1, " << o.ResultB;
+  EXPECT_TRUE(AllEqual({FIELD(m.Triangles[0].Type, 4 /* level 1 */), FIELD(o.ResultB, 0.5f)}));
   EXPECT_FLOAT_EQ(o.ResultD, 0.5f * std::hypot(7.0f, 7.0f));
 }
 

@@ -55,7 +55,7 @@ TEST(MeshScanConversion, MatchesThePlainSampleLoopOnRandomMeshes) {
       CSSEMatrix fast, slow;
       Scan(m, &fast, 0.25f, maximum);
       ReferenceScan(m, slow, 0.25f, maximum);
-      ASSERT_TRUE(fast.GetSizeX() == slow.GetSizeX() && fast.GetSizeY() == slow.GetSizeY()) << "seed " << seed;
+      ASSERT_TRUE(AllEqual({FIELD(fast.GetSizeX(), slow.GetSizeX()), FIELD(fast.GetSizeY(), slow.GetSizeY())})) << "seed " << seed;
       for (int i = 0; i < fast.GetSizeX() * fast.GetSizeY(); ++i)
         ASSERT_TRUE(SameBits(fast.GetPoint(i % fast.GetSizeX(), i / fast.GetSizeX()), slow.GetPoint(i % fast.GetSizeX(), i / fast.GetSizeX())))
             << "seed " << seed << " maximum " << maximum << " at " << i % fast.GetSizeX() << "," << i / fast.GetSizeX();
@@ -72,7 +72,7 @@ TEST(MeshScanConversion, FrameRules) {
     out.Create(3, 2);
     out.SetPoint(1, 1, 7.0f);
     Scan(m, &out, 0.0f, true), Scan(m, &out, 0.0f, false);
-    EXPECT_TRUE(out.GetSizeX() == 3 && out.GetPoint(1, 1) == 7.0f) << soup.size();
+    EXPECT_TRUE(AllEqual({FIELD(out.GetSizeX(), 3), FIELD(out.GetPoint(1, 1), 7.0f)})) << soup.size();
   }
   // An explicit box sets the frame.
   CHTriangulation m;
@@ -80,7 +80,8 @@ TEST(MeshScanConversion, FrameRules) {
   SSEPoint lo = Point(0, 0, 0), hi = Point(16, 12, 0);
   CSSEMatrix out;
   m.ScanConvertTriangulationMax_MinMaxPoint(&out, 0.0f, lo, hi);
-  EXPECT_TRUE(out.GetSizeX() == 16 && out.GetSizeY() == 12 && out.GetPoint(3, 3) == 4.0f && out.GetPoint(12, 10) == 0.0f);
+  EXPECT_TRUE(AllEqual({FIELD(out.GetSizeX(), 16), FIELD(out.GetSizeY(), 12), FIELD(out.GetPoint(3, 3), 4.0f),
+                        FIELD(out.GetPoint(12, 10), 0.0f)}));
   m.ScanConvertTriangulationMin_MinMaxPoint(&out, 1.0f, lo, hi);
   EXPECT_EQ(out.GetPoint(3, 3), 5.0f);
 }

@@ -164,7 +164,8 @@ TEST(MeshScanVariants, BadFramesLeaveTheRasterAlone) {
   m.RefineScanConvImage(&out, 0.0f);  // not the mesh's frame
   m.ScanConvertTriangulationMaxNoDeleteInYArea(&out, 5.0f, 1.0f);
   m.ScanConvertThroughLineMax(&out, nullptr, 0.0f);
-  EXPECT_TRUE(out.GetSizeX() == 3 && out.GetSizeY() == 2 && out.GetPoint(1, 1) == 7.0f && out.GetPoint(0, 0) == 0.0f);
+  EXPECT_TRUE(AllEqual({FIELD(out.GetSizeX(), 3), FIELD(out.GetSizeY(), 2), FIELD(out.GetPoint(1, 1), 7.0f),
+                        FIELD(out.GetPoint(0, 0), 0.0f)}));
   // A polygon of two points holds nothing.
   CSSE3dPolygon two;
   two.Create(2);

@@ -126,7 +126,8 @@ TEST(MeshTwoFields, RectangleAndBadInput) {
   EXPECT_TRUE(IsClosedSurface(part));
   SSEPoint lo, hi;
   part.GetMinPoint(lo), part.GetMaxPoint(hi);
-  EXPECT_TRUE(lo.x == 2 && lo.y == 1 && hi.x == 6 && hi.y == 5);
+  EXPECT_TRUE(SameXY(lo, 2, 1));
+  EXPECT_TRUE(SameXY(hi, 6, 5));
 
   CSSEMatrix other;
   other.Create(11, 9);
@@ -138,7 +139,7 @@ TEST(MeshTwoFields, RectangleAndBadInput) {
   }
   CHTriangulation differentSizes(&f.top, &other, true, 1, 1, 1, 1, 1);
   CHTriangulation none(nullptr, &other, true, 1, 1, 1, 1, 1);
-  EXPECT_TRUE(differentSizes.NumTriangles == 0 && none.NumTriangles == 0);
+  EXPECT_TRUE(AllEqual({FIELD(differentSizes.NumTriangles, 0), FIELD(none.NumTriangles, 0)}));
   whole.CreateTriangulationFromSSEFieldSubSampledTwoFields(&f.top, &f.bottom, true, 0, 1);
   EXPECT_EQ(whole.NumTriangles, clipped.NumTriangles);  // a zero step leaves the mesh alone
 }
