@@ -57,9 +57,9 @@ TEST(DelaunayRefine, SplitsOnlyBigRoughTriangles) {
     t_hdelaunaytriangle* t = d.GetTriangleList().GetHead();
     if (c.mark) (c.mark == 1 ? t->bBorder : t->bOutside) = true;
     c.withField ? d.RefineTriangulation(&field, c.minHeight, 1, c.tolerance) : d.RefineTriangulation(c.minHeight, 1, c.tolerance);
-    ASSERT_TRUE(d.GetNumVertices() == 3 + c.added && d.GetTriangleList().GetCount() == 1 + 2 * c.added);
+    ASSERT_TRUE(AllEqual({FIELD(d.GetNumVertices(), 3 + c.added), FIELD(d.GetTriangleList().GetCount(), 1 + 2 * c.added)}));
     EXPECT_EQ(Check(d, d.GetTriangleList()), "");
-    if (c.added) EXPECT_TRUE(d.GetVertex(3).x == 10.0f && d.GetVertex(3).y == 10.0f);
+    if (c.added) EXPECT_TRUE(SameXY(d.GetVertex(3), 10.0f, 10.0f));
     if (!std::isnan(c.z)) EXPECT_FLOAT_EQ(d.GetVertex(3).z, c.z);
   }
 }
@@ -87,10 +87,10 @@ TEST(DelaunayRefine, BorderRefinementFeedsThePartner) {
   TaCIncrementalDelaunay2D d, partner(64);
   Build(d, Square(0, 60, 60, 0, 60.0f), false, true, -1, 0);
   d.RefineBorderTriangulation(&first, &second, partner, 1.0f, 1, 1.0f);
-  ASSERT_TRUE(d.GetNumVertices() == 6 && partner.GetNumVertices() == 2);  // both box triangles are border triangles
+  ASSERT_TRUE(AllEqual({FIELD(d.GetNumVertices(), 6), FIELD(partner.GetNumVertices(), 2)}));  // both box triangles are border triangles
   for (int i = 0; i < 2; ++i) {
     const SSEPoint a = d.GetVertex(4 + i), b = partner.GetVertex(i);
-    EXPECT_TRUE(a.x == b.x && a.y == b.y && a.z == -b.z) << i;
+    EXPECT_TRUE(AllEqual({FIELD(a.x, b.x), FIELD(a.y, b.y), FIELD(a.z, -b.z)})) << i;
   }
 }
 
@@ -101,8 +101,8 @@ TEST(DelaunayRefine, CentroidInsertionTakesTheFieldHeight) {
     TaCIncrementalDelaunay2D d;
     Build(d, Square(0, 0, 0, 0), true, true, -1, 4);
     d.HighDerivationInsertPoints(&field, tolerance, true);
-    ASSERT_TRUE(d.IsFinalized() && d.GetNumVertices() == (tolerance < 5.0f ? 6 : 4)) << tolerance;
-    if (tolerance < 5.0f) EXPECT_TRUE(d.GetVertex(4).z == 5.0f && d.GetVertex(5).z == 5.0f);
+    ASSERT_TRUE(AllEqual({FIELD(d.IsFinalized(), true), FIELD(d.GetNumVertices(), tolerance < 5.0f ? 6 : 4)})) << tolerance;
+    if (tolerance < 5.0f) EXPECT_TRUE(AllEqual({FIELD(d.GetVertex(4).z, 5.0f), FIELD(d.GetVertex(5).z, 5.0f)}));
     EXPECT_EQ(Check(d, d.GetFinalTriangleList(), kDelaunay), "");
   }
 }
@@ -123,9 +123,9 @@ TEST(DelaunayRefine, GridPointsOnlyStrictlyInsideTriangles) {
       d.HighDerivationInsertPoints(&derivative, &field, area, 5, step, false);
       // step 5: (0|5, 0|5) are corners, sides or on the diagonal. step 3: the
       // nine points of {3, 6, 9}^2 lie inside, (6, 3) has a small derivative.
-      ASSERT_TRUE(d.GetNumVertices() == (step == 5 ? 4 : 12) && !d.IsFinalized());
+      ASSERT_TRUE(AllEqual({FIELD(d.GetNumVertices(), step == 5 ? 4 : 12), FIELD(d.IsFinalized(), false)})) << step;
       // The lower-left triangle first, x then y.
-      if (step == 3) EXPECT_TRUE(d.GetVertex(4).x == 3.0f && d.GetVertex(4).y == 3.0f && d.GetVertex(4).z == 303.0f);
+      if (step == 3) EXPECT_TRUE(AllEqual({FIELD(d.GetVertex(4).x, 3), FIELD(d.GetVertex(4).y, 3), FIELD(d.GetVertex(4).z, 303)}));
     }
 }
 
@@ -146,7 +146,8 @@ TEST(DelaunayRefine, SplitWithoutLegalisationPicksTheHighestTriangle) {
   // The untouched triangle stays first; the three children follow in split order.
   int children = 0;
   for (t_hdelaunaytriangle* t : list) children += (t->nVertex[2] == 4);
-  EXPECT_TRUE(list.GetCount() == 4 && children == 3 && list.GetHead()->nVertex[2] != 4 && list.GetHead()->nVertex[0] != 4);
+  EXPECT_TRUE(AllEqual({FIELD(list.GetCount(), 4), FIELD(children, 3), FIELD(list.GetHead()->nVertex[2] == 4, false),
+                        FIELD(list.GetHead()->nVertex[0] == 4, false)}));
   EXPECT_EQ(Check(d, list), "");
 }
 
@@ -164,7 +165,7 @@ TEST(DelaunayScanConversion, FlatSquareCoversEveryCellAndEmptyGivesNothing) {
   EXPECT_FLOAT_EQ(d.GetScanConvResolutionXY(), std::sqrt(8.0f));
   d.CalcBoundingBox();
   d.ScanConvertTriangulationMax(&out, -1.0f, origin);
-  ASSERT_TRUE(out.GetSizeX() == 8 && out.GetSizeY() == 8 && origin.x == 0.0f && origin.z == 5.0f);
+  ASSERT_TRUE(AllEqual({FIELD(out.GetSizeX(), 8), FIELD(out.GetSizeY(), 8), FIELD(origin.x, 0), FIELD(origin.z, 5)}));
   for (int y = 0; y < 8; ++y)
     for (int x = 0; x < 8; ++x) EXPECT_EQ(out.GetPoint(x, y), 10.0f) << x << ", " << y;
 }
@@ -210,8 +211,11 @@ TEST(DelaunayFields, NormalsAndCentresFollowTheFinalList) {
   d.ComputeCentresOfTriangles();
   int slot = 0;
   for (t_hdelaunaytriangle* t : d.GetFinalTriangleList()) {
-    ASSERT_TRUE(t->pNormal == d.GetNormalVectorField() + slot && t->pCenter == d.GetTriangleCentersField() + slot++);
-    EXPECT_TRUE(std::fabs(t->pNormal->x + std::sqrt(0.5f)) < 1e-6f && std::fabs(t->pNormal->z - std::sqrt(0.5f)) < 1e-6f && t->pNormal->w == 0.0f);
+    ASSERT_EQ(t->pNormal, d.GetNormalVectorField() + slot);
+    ASSERT_EQ(t->pCenter, d.GetTriangleCentersField() + slot++);
+    EXPECT_NEAR(t->pNormal->x, -std::sqrt(0.5f), 1e-6f);
+    EXPECT_NEAR(t->pNormal->z, std::sqrt(0.5f), 1e-6f);
+    EXPECT_EQ(t->pNormal->w, 0.0f);
     const SSEPoint a = d.GetVertex(t->nVertex[0]), b = d.GetVertex(t->nVertex[1]), c = d.GetVertex(t->nVertex[2]);
     EXPECT_FLOAT_EQ(t->pCenter->x, (a.x + b.x + c.x) / 3.0f);
     EXPECT_FLOAT_EQ(t->pCenter->z, (a.z + b.z + c.z) / 3.0f);

@@ -158,7 +158,7 @@ TEST(DelaunayScansDegenerate, OverflowingCircleStillHoldsFarPoints) {
   Load(fast, pts);
   BOTH(Triangulate(3, false, false));
   const t_hdelaunaytriangle* start = fast.GetTriangleList().GetHead();
-  ASSERT_TRUE(std::isinf(start->fRadiusSqr) && std::isfinite(start->fCenterY));
+  ASSERT_TRUE(AllEqual({FIELD(std::isinf(start->fRadiusSqr), true), FIELD(std::isfinite(start->fCenterY), true)}));
   EXPECT_EQ(plain.CalcAffectedTriangles(3), 1);
   EXPECT_EQ(fast.CalcAffectedTriangles(3), 1);
   BOTH(ProcessAffectedTriangles(3));

@@ -17,9 +17,12 @@
 #include "relief/CHSimpleBasisFcns.h"
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSE3dPolygon.h"
+#include "predicates.h"
 #include "test_hull_reference.h"
 
 namespace {
+
+using namespace relief_test;
 
 using F = CHSimpleBasisFcns;
 using Tri = std::array<SSEPoint, 3>;
@@ -173,7 +176,7 @@ TEST(EarClip, ShapesAndDegenerateInput) {
     for (bool mode : {false, true}) {
       const CHPolygonTriangulator t(&poly, c.step, 1.0f, 1.0f, mode);
       const int vertices = t.GetVertexArray() ? t.GetNumVertices() : -1;
-      EXPECT_TRUE(t.GetNumTriangles() == c.triangles && vertices == c.vertices) << c.pts.size() << " points, mode " << mode;
+      EXPECT_TRUE(AllEqual({FIELD(t.GetNumTriangles(), c.triangles), FIELD(vertices, c.vertices)})) << c.pts.size() << " points, mode " << mode;
       if (c.triangles > 0) EXPECT_EQ(EarClipViolation(t, c.pts), "") << c.pts.size() << " points, mode " << mode;
     }
   }
@@ -192,7 +195,7 @@ TEST(EarClip, DiagonalRecordsConvexityFlagsAndSearchStart) {
   EXPECT_EQ(std::vector<int>({d0->Exists, d0->First, d0->FirstConvex, d0->Second, d0->SecondConvex}),
             (std::vector<int>{1, 3, 0, 1, 1}));
   EXPECT_EQ(std::vector<int>({d1->First, d1->FirstConvex, d1->Second, d1->SecondConvex}), (std::vector<int>{1, 1, 3, 1}));
-  EXPECT_TRUE(t.DiagonalExists(1) && !t.DiagonalExists(2) && !t.DiagonalExists(4));  // 2: zero-filled; 4: outside
+  EXPECT_TRUE(AllEqual({FIELD(t.DiagonalExists(1), true), FIELD(t.DiagonalExists(2), false), FIELD(t.DiagonalExists(4), false)}));  // 2: zero-filled; 4: outside
   float x1 = -9, y1 = -9, x2 = -9, y2 = -9;
   t.GetDiagonalPoints(0, x1, y1, x2, y2);
   EXPECT_EQ(std::vector<float>({x1, y1, x2, y2}), (std::vector<float>{1, 1, 4, 0}));
@@ -232,10 +235,11 @@ TEST(EarClip, StepAndScaleMapBackToTheSourcePoints) {
   for (int i = 0; i < 8; ++i) octagon.push_back({float(10 * std::cos(i * 0.785398)), float(10 * std::sin(i * 0.785398)), 100.0f + i});
   CSSE3dPolygon poly = Polygon3D(octagon);
   CHPolygonTriangulator t(&poly, 2, 0.5f, 2.0f, 3.0f, true);
-  ASSERT_TRUE(t.Is3DTriangulation() && t.GetNumVertices() == 4 && t.GetNumTriangles() == 2 && t.GetScaleZ() == 3.0f);
+  ASSERT_TRUE(AllEqual({FIELD(t.Is3DTriangulation(), true), FIELD(t.GetNumVertices(), 4), FIELD(t.GetNumTriangles(), 2),
+                        FIELD(t.GetScaleZ(), 3.0f)}));
   float x = 0, y = 0;
   t.GetPoint(1, x, y);
-  EXPECT_TRUE(x == static_cast<float>(0.5 * octagon[2][0]) && y == static_cast<float>(2.0 * octagon[2][1]));
+  EXPECT_TRUE(AllEqual({FIELD(x, static_cast<float>(0.5 * octagon[2][0])), FIELD(y, static_cast<float>(2.0 * octagon[2][1]))}));
   for (int i = 0; i < 2; ++i) {
     SSEPoint c[3], expected;
     t.GetTriangle3D(i, c[0], c[1], c[2]);
@@ -345,17 +349,19 @@ TEST(EarClipRefinement, CutsUntilTheLimitHoldsOrTheRoundsRunOutThenReleases) {
     CHPolygonTriangulationRefinement r(&t, c.limit, c.rounds);
     const auto tris = Chain(r);
     EXPECT_EQ(static_cast<int>(tris.size()), r.GetNumTriangles());
-    EXPECT_TRUE(c.triangles >= 0 ? r.GetNumTriangles() == c.triangles && r.GetNumRounds() == c.roundsDone : r.GetNumRounds() > 1);
+    if (c.triangles >= 0) EXPECT_TRUE(AllEqual({FIELD(r.GetNumTriangles(), c.triangles), FIELD(r.GetNumRounds(), c.roundsDone)}));
+    if (c.triangles < 0) EXPECT_GT(r.GetNumRounds(), 1);
     Poly3 used;
     for (std::size_t i = 0; i < c.pts.size(); i += c.step) used.push_back(c.pts[i]);
     EXPECT_EQ(RefinementViolation(tris, used, c.triangles >= 0 ? 0 : c.limit, c.planar), "");
     Tri e;
     for (int i = 0; c.roundsDone == 0 && i < static_cast<int>(tris.size()); ++i) {  // corner for corner
       t.GetTriangle3D(i, e[0], e[1], e[2]);
-      for (int k = 0; k < 3; ++k) EXPECT_TRUE(tris[i][k].x == e[k].x && tris[i][k].y == e[k].y) << i << ", " << k;
+      for (int k = 0; k < 3; ++k) EXPECT_TRUE(SameXY(e[k], tris[i][k].x, tris[i][k].y)) << "triangle " << i << ", corner " << k;
     }
     r.ReleaseTriangles();
-    EXPECT_TRUE(r.GetNumTriangles() == 0 && r.GetTriangleChain() == nullptr);
+    EXPECT_EQ(r.GetNumTriangles(), 0);
+    EXPECT_EQ(r.GetTriangleChain(), nullptr);
     EXPECT_FALSE(r.GetFirstTriangle3D(e[0], e[1], e[2]) || r.GetNextTriangle3D(e[0], e[1], e[2]));
   }
 }

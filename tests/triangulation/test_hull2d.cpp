@@ -12,9 +12,12 @@
 #include "relief/CHConvexHull2D.h"
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSE3dPolygon.h"
+#include "predicates.h"
 #include "test_hull_reference.h"
 
 namespace {
+
+using namespace relief_test;
 
 struct XY {
   float x, y;
@@ -73,7 +76,7 @@ TEST(Hull2D, ThreeDimensionalPolygonKeepsZ) {
   ASSERT_EQ(out.GetNumPoints(), 3);
   float x, y, z;
   out.GetPoint(2, x, y, z);
-  EXPECT_TRUE(h.GetHullSize() == 3 && z == 10.0f);
+  EXPECT_TRUE(AllEqual({FIELD(h.GetHullSize(), 3), FIELD(z, 10.0f)}));
 }
 
 // Integer points (exact in double, many repeats and collinear runs in small

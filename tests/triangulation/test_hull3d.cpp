@@ -19,9 +19,12 @@
 #include "relief/CH2DDelaunay.h"
 #include "relief/CHConvexHull3D.h"
 #include "relief/MessageBox.h"
+#include "predicates.h"
 #include "test_hull_reference.h"
 
 namespace {
+
+using namespace relief_test;
 
 using Int = std::int64_t;
 using Wide = __int128;
@@ -84,16 +87,18 @@ TEST(Hull3DInput, Stores3DAsGivenLiftsTenthsWithSquareSumIgnoresRepeats) {
   CHConvexHull3D h, lifted;
   Append(h, {{1.04f, 2.0f, 3.0f}, {1.0f, 2.4f, 2.96f}, {1.6f, 2.0f, 3.0f}, {-7.0f, 40000.0f, -123456.0f}, {-2.5f, 0, 0}});  // the second: same units
   const tVertexStructure* v = h.GetVertices();
-  EXPECT_TRUE(v->x == 1 && v->y == 2 && v->z == 3 && v->next->x == 2 && h.CalcNumVertices() == 4);  // 1.6 + 0.5 -> 2
-  EXPECT_TRUE(v->prev->prev->x == -7 && v->prev->prev->y == 40000 && v->prev->prev->z == -123456);  // integers stay exact
+  EXPECT_TRUE(AllEqual({FIELD(v->x, 1), FIELD(v->y, 2), FIELD(v->z, 3), FIELD(v->next->x, 2 /* 1.6 + 0.5 */),
+                        FIELD(h.CalcNumVertices(), 4)}));
+  EXPECT_TRUE(AllEqual({FIELD(v->prev->prev->x, -7), FIELD(v->prev->prev->y, 40000), FIELD(v->prev->prev->z, -123456)}));
   EXPECT_EQ(v->prev->x, -2);  // halves round up
   lifted.AppendVertex2D(0.3f, -0.2f, 7, true);
   lifted.AppendVertex2D(1.0f, 1.0f, -1, false);   // counter: one vertex stored before
   lifted.AppendVertex2D(1.01f, 1.0f, -1, false);  // duplicate after quantisation
   lifted.AppendVertex2D(2.0f, 0.0f, -1, false);   // counter did not grow for the duplicate
   v = lifted.GetVertices();
-  EXPECT_TRUE(v->x == 3 && v->y == -1 && v->z == 10 && v->index == 7 && v->flag);  // -1.5 truncates toward zero
-  EXPECT_TRUE(v->next->index == 1 && v->next->z == 200 && v->next->next->index == 2 && lifted.CalcNumVertices() == 3);
+  EXPECT_TRUE(AllEqual({FIELD(v->x, 3), FIELD(v->y, -1 /* -1.5 truncates */), FIELD(v->z, 10), FIELD(v->index, 7), FIELD(v->flag, true)}));
+  EXPECT_TRUE(AllEqual({FIELD(v->next->index, 1), FIELD(v->next->z, 200), FIELD(v->next->next->index, 2),
+                        FIELD(lifted.CalcNumVertices(), 3)}));
 }
 
 // The accepted ranges are inclusive; one float step beyond, NaN and the
@@ -113,7 +118,7 @@ TEST(Hull3DInput, RangeBoundsAreInclusiveAndEverythingBeyondIsIgnored) {
     EXPECT_EQ(h.GetVertices()->prev->index, c.stored ? 1 : 0) << "the counter grows only when a point is stored";
     if (!c.stored) continue;
     const tVertexStructure* v = h.GetVertices();
-    EXPECT_TRUE(v->x == Int(double(c.a) * 10 + 0.5) && v->z == v->x * v->x + v->y * v->y) << c.a;
+    EXPECT_TRUE(AllEqual({FIELD(v->x, Int(double(c.a) * 10 + 0.5)), FIELD(v->z, v->x * v->x + v->y * v->y)})) << c.a;
   }
   const struct { float x, y, z; bool stored; } solids[] = {
       {solid, -solid, solid, true}, {std::nextafter(solid, inf), 0, 0, false},
@@ -122,7 +127,7 @@ TEST(Hull3DInput, RangeBoundsAreInclusiveAndEverythingBeyondIsIgnored) {
     CHConvexHull3D h;
     h.AppendVertex3D(c.x, c.y, c.z, 0.0f);
     ASSERT_EQ(h.CalcNumVertices(), c.stored ? 1 : 0) << c.x << ", " << c.y << ", " << c.z;
-    if (c.stored) EXPECT_TRUE(h.GetVertices()->x == (Int(1) << 40) && h.GetVertices()->y == -(Int(1) << 40));
+    if (c.stored) EXPECT_TRUE(AllEqual({FIELD(h.GetVertices()->x, Int(1) << 40), FIELD(h.GetVertices()->y, -(Int(1) << 40))}));
   }
 }
 
@@ -143,7 +148,7 @@ TEST(Hull3DInput, HullsAtTheRangeLimitsAreCorrect) {
   for (const auto& p : std::vector<std::array<float, 2>>{{-l, -l}, {l, -l}, {l, l}, {-l, l}, {1, -3}}) d.AppendVertex(p[0], p[1], -1, false);
   ASSERT_FALSE(d.IsDegenerate());
   d.CalcDelaunayTriangulation();
-  EXPECT_TRUE(d.GetNumFaces() == 4 && d.GetNumVertices() == 5);
+  EXPECT_TRUE(AllEqual({FIELD(d.GetNumFaces(), 4), FIELD(d.GetNumVertices(), 5)}));
   for (const tFaceStructure* f : Faces(d)) EXPECT_LT(d.NormZ(f), 0);
 }
 
@@ -184,18 +189,20 @@ TEST(Hull3D, KnownSolidsRebuildsAndCorners) {
     ASSERT_FALSE(h.IsDegenerate());
     h.CalcConvexHull();
     EXPECT_EQ(HullViolation(h, input), "") << c.points.size() << " points";
-    EXPECT_TRUE(h.GetNumVertices() == c.vertices && h.GetNumFaces() == c.faces && h.Checks()) << c.points.size();
-    EXPECT_TRUE(h.GetVertices()->onhull && h.GetVertices()->next->onhull);
+    EXPECT_TRUE(AllEqual({FIELD(h.GetNumVertices(), c.vertices), FIELD(h.GetNumFaces(), c.faces), FIELD(h.Checks(), true),
+                          FIELD(h.GetVertices()->onhull, true), FIELD(h.GetVertices()->next->onhull, true)}))
+        << c.points.size() << " points";
     const tFaceStructure* faces = h.GetFaces();
     h.CalcConvexHull();
-    EXPECT_TRUE(h.GetFaces() == faces && h.GetNumFaces() == c.faces);
+    EXPECT_EQ(h.GetFaces(), faces) << "a second build changed the faces";
+    EXPECT_EQ(h.GetNumFaces(), c.faces);
     if (c.faces != 4) continue;  // the tetrahedron's corners come back as given with a divisor of 1
     std::set<std::array<float, 3>> corners;
     for (const tFaceStructure* f : Faces(h))
       for (int k = 0; k < 3; ++k) {
         const SSEPoint p = h.GetVertexFromFace3D(f, k, 1.0f);
         corners.insert({p.x, p.y, p.z});
-        EXPECT_TRUE(p.w == 0.0f && h.GetVertexFromFace(f, k, 1.0f).z == 0.0f);
+        EXPECT_TRUE(AllEqual({FIELD(p.w, 0), FIELD(h.GetVertexFromFace(f, k, 1.0f).z, 0)}));
       }
     EXPECT_EQ(corners, (std::set<std::array<float, 3>>{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}}));
   }
@@ -278,12 +285,13 @@ TEST(LiftedDelaunay, SquareWithInnerPointGivesFourLowerFacesAndOneMessagePerCall
     CH2DDelaunay d;
     for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}}) d.AppendVertex(p[0], p[1], -1, false);
     d.CalcDelaunayTriangulation();
-    EXPECT_TRUE(d.GetNumFaces() == 4 && d.GetNumVertices() == 5 && d.GetNumEdges() == 8);
-    for (const tFaceStructure* f : Faces(d)) EXPECT_TRUE(f->lower && d.NormZ(f) < 0);
+    EXPECT_TRUE(AllEqual({FIELD(d.GetNumFaces(), 4), FIELD(d.GetNumVertices(), 5), FIELD(d.GetNumEdges(), 8)}));
+    for (const tFaceStructure* f : Faces(d)) EXPECT_TRUE(AllEqual({FIELD(f->lower, true), FIELD(d.NormZ(f) < 0, true)}));
     ASSERT_EQ(messages.texts.size(), static_cast<std::size_t>(call));
   }
   const std::string& text = messages.texts[0];
-  EXPECT_TRUE(text.rfind("Time for 2D-Delaunay ms: ", 0) == 0 && text.find("\n Vertices: 5") != std::string::npos) << text;
+  EXPECT_EQ(text.rfind("Time for 2D-Delaunay ms: ", 0), 0u) << text;
+  EXPECT_NE(text.find("\n Vertices: 5"), std::string::npos) << text;
 }
 
 TEST(LiftedDelaunayProperty, EmptyCircumcirclesCoveringTheHull) {
