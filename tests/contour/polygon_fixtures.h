@@ -11,6 +11,7 @@
 #include <random>
 #include <vector>
 
+#include "predicates.h"
 #include "relief/CSSE3dPolygon.h"
 
 namespace contour_test {

@@ -43,13 +43,16 @@ testing::AssertionResult IsOuterBorder(const CPixelChain& chain, const NaiveRegi
   return testing::AssertionSuccess();
 }
 
-// a is b started elsewhere.
-bool IsRotation(const std::vector<Pixel>& a, const std::vector<Pixel>& b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t s = 0; s < a.size(); ++s)
+// a is b started elsewhere; otherwise gives both lengths and b's start.
+testing::AssertionResult IsRotation(const std::vector<Pixel>& a, const std::vector<Pixel>& b) {
+  for (std::size_t s = 0; a.size() == b.size() && s < a.size(); ++s)
     if (std::equal(a.begin() + s, a.end(), b.begin()) && std::equal(a.begin(), a.begin() + s, b.end() - s))
-      return true;
-  return a.empty();
+      return testing::AssertionSuccess();
+  if (a.empty() && b.empty()) return testing::AssertionSuccess();
+  testing::AssertionResult r = testing::AssertionFailure();
+  r << "chains of " << a.size() << " and " << b.size() << " pixels differ in more than their start";
+  if (!b.empty()) r << "; the full trace starts at (" << b[0].first << ", " << b[0].second << ")";
+  return r;
 }
 
 TEST(PixelChainTrace, EveryRegionAgainstNaiveModel) {

@@ -96,8 +96,11 @@ TEST(PolygonResample, NoiseIsReproducibleAndBounded) {
   const Pts pa = Points(a);
   EXPECT_EQ(pa, Points(b));
   EXPECT_NE(pa, pts);
-  for (size_t i = 0; i < pts.size(); ++i)
-    EXPECT_TRUE(pa[i].z == 7.0f && std::fabs(pa[i].x - pts[i].x) <= 0.5f && std::fabs(pa[i].y - pts[i].y) <= 0.5f) << i;
+  for (size_t i = 0; i < pts.size(); ++i) {
+    EXPECT_EQ(pa[i].z, 7.0f) << i;
+    EXPECT_NEAR(pa[i].x, pts[i].x, 0.5f) << i;
+    EXPECT_NEAR(pa[i].y, pts[i].y, 0.5f) << i;
+  }
 }
 
 // ---- transforms ----------------------------------------------------------------

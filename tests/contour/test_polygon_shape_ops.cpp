@@ -62,7 +62,7 @@ TEST(PolygonShapeOps, RotateHullAndZ) {
     const Pts out = Points(p);
     for (int j = 0; j < 5; ++j) {
       const P3 &a = out[j], &b = src[((j + k) % 5 + 5) % 5];
-      EXPECT_TRUE(a.x == b.x && a.y == b.y) << "k " << k << " j " << j;
+      EXPECT_TRUE(relief_test::AllEqual({FIELD(a.x, b.x), FIELD(a.y, b.y)})) << "k " << k << " j " << j;
     }
   }
   // Hull: counter-clockwise from the smallest x, the dent (2, 1) and the

@@ -55,8 +55,10 @@ std::vector<float> ParseObj(const std::filesystem::path& path) {
       vertices.insert(vertices.end(), {x, y, z});
     } else if (std::sscanf(line.c_str(), "f %ld %ld %ld", &a[0], &a[1], &a[2]) == 3) {
       for (long i : a) {
-        EXPECT_TRUE(i >= 1 && 3 * static_cast<size_t>(i) <= vertices.size()) << line;
-        if (i < 1 || 3 * static_cast<size_t>(i) > vertices.size()) return {};
+        if (i < 1 || 3 * static_cast<size_t>(i) > vertices.size()) {
+          ADD_FAILURE() << "vertex " << i << " of \"" << line << "\" is not among the " << vertices.size() / 3 << " before it";
+          return {};
+        }
         corners.insert(corners.end(), &vertices[3 * (i - 1)], &vertices[3 * (i - 1)] + 3);
       }
     }

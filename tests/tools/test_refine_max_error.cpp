@@ -123,48 +123,4 @@ TEST(RefineMaxError, WritesTheMeshAndReportsItsFigures) {
   EXPECT_NE(solid.out.find("closed solid down to height 10"), std::string::npos) << solid.out;
 }
 
-struct BadRun {
-  const char* name;
-  std::string args;  // $D: the scratch folder
-  const char* mention;
-};
-
-class RefineMaxErrorBadRun : public testing::TestWithParam<BadRun> {};
-
-TEST_P(RefineMaxErrorBadRun, ExitsWithTwoAndWritesNothing) {
-  ScratchDir dir("e2e-max-error-bad");
-  Grid g{9, 7, {}};
-  for (int i = 0; i < 63; ++i) g.values.push_back(20.0f + float(i % 5));
-  relief_test::WriteNpy(dir / "f.npy", "<f4", g.width, g.height, g.values.data(), 4);
-  Grid zero{9, 7, std::vector<float>(63, 0.0f)};
-  relief_test::WriteNpy(dir / "zero.npy", "<f4", zero.width, zero.height, zero.values.data(), 4);
-  Grid one = zero;
-  one.values[20] = 5.0f;
-  relief_test::WriteNpy(dir / "one.npy", "<f4", one.width, one.height, one.values.data(), 4);
-  const auto before = dir.Files();
-  const std::string args = std::regex_replace(GetParam().args, std::regex("\\$D"), dir.Path().string());
-  const ToolRun run = RunTool(args);
-  EXPECT_EQ(run.exitCode, 2) << args << "\n" << run.out << run.err;
-  EXPECT_EQ(dir.Files(), before);
-  EXPECT_NE(run.err.find(GetParam().mention), std::string::npos) << run.err;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, RefineMaxErrorBadRun,
-    testing::ValuesIn(std::vector<BadRun>{
-        {"NegativeError", "refine $D/f.npy -o $D/a.ply --max-error -0.5", "max-error"},
-        {"NanError", "refine $D/f.npy -o $D/a.ply --max-error nan", "max-error"},
-        {"BothModes", "refine $D/f.npy -o $D/a.ply --max-error 1 --tolerance 1", "excludes"},
-        {"OneTriangle", "refine $D/f.npy -o $D/a.ply --max-error 1 --max-triangles 1", "max-triangles"},
-        {"NoTriangles", "refine $D/f.npy -o $D/a.ply --max-error 1 --max-triangles 0", "max-triangles"},
-        {"ThreePoints", "refine $D/f.npy -o $D/a.ply --max-error 1 --max-points 3", "max-points"},
-        {"LimitWithoutMode", "refine $D/f.npy -o $D/a.ply --max-triangles 9", "max-error"},
-        {"ZeroScale", "refine $D/f.npy -o $D/a.ply --max-error 1 --scale 1 0 1", "scale"},
-        {"BaseAboveTheMesh", "refine $D/f.npy -o $D/a.ply --max-error 1 --base 21", "base"},
-        {"AllNoData", "refine $D/zero.npy -o $D/a.ply --max-error 1", "zero.npy"},
-        {"OneValidPixel", "refine $D/one.npy -o $D/a.ply --max-error 0", "one.npy"},
-        {"LibraryMeshOutput", "refine $D/f.npy -o $D/a.rmesh --max-error 1", "refine writes"},
-    }),
-    [](const auto& info) { return std::string(info.param.name); });
-
 }  // namespace

@@ -14,6 +14,7 @@
 #include "io/raster_io.h"
 #include "raster_stats.h"
 #include "relief/CSSEMatrix.h"
+#include "predicates.h"
 #include "tool_test_support.h"
 
 using namespace relief::tool;
@@ -91,7 +92,7 @@ TEST(DemoField, IsSeededAndZeroExactlyOutsideItsOutline) {
   const DemoOutline outline = SynthesizeToothField(a);
   SynthesizeToothField(b);
   SynthesizeToothField(c, kDemoSeed + 1);
-  ASSERT_TRUE(a.GetSizeX() == kDemoSize && a.GetSizeY() == kDemoSize && outline.x.size() == 360u);
+  ASSERT_TRUE(relief_test::AllEqual({FIELD(a.GetSizeX(), kDemoSize), FIELD(a.GetSizeY(), kDemoSize), FIELD(outline.x.size(), 360)}));
   bool differs = false;
   for (int y = 0; y < kDemoSize; ++y)
     for (int x = 0; x < kDemoSize; ++x) {
@@ -100,7 +101,7 @@ TEST(DemoField, IsSeededAndZeroExactlyOutsideItsOutline) {
     }
   EXPECT_TRUE(differs) << "another seed gives another tooth";
   // Border rows and columns lie outside every outline; the centre inside.
-  for (int i = 0; i < kDemoSize; ++i) EXPECT_TRUE(a.GetPoint(i, 0) == 0.0f && a.GetPoint(0, i) == 0.0f) << i;
+  for (int i = 0; i < kDemoSize; ++i) EXPECT_TRUE(relief_test::AllEqual({FIELD(a.GetPoint(i, 0), 0), FIELD(a.GetPoint(0, i), 0)})) << i;
   EXPECT_GT(a.GetPoint(kDemoSize / 2, kDemoSize / 2), 50.0f);
   // Valid pixels hold crown heights, well above the no-data value.
   const RasterSummary s = Summarize(a);
