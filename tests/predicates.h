@@ -12,6 +12,7 @@
 #include <initializer_list>
 
 #include "relief/CSSEFns.h"
+#include "relief/CSSEMatrix.h"
 
 namespace relief_test {
 
@@ -53,6 +54,19 @@ inline testing::AssertionResult SamePoint(const SSEPoint& actual, const SSEPoint
 inline testing::AssertionResult SameXY(const SSEPoint& actual, float x, float y) {
   if (actual.x == x && actual.y == y) return testing::AssertionSuccess();
   return testing::AssertionFailure() << "(" << actual.x << ", " << actual.y << "), expected (" << x << ", " << y << ")";
+}
+
+// Same sizes and bitwise the same visible points (padding lanes ignored), naming the first differing point.
+inline testing::AssertionResult SamePoints(const CSSEMatrix& actual, const CSSEMatrix& expected) {
+  if (actual.GetSizeX() != expected.GetSizeX() || actual.GetSizeY() != expected.GetSizeY())
+    return testing::AssertionFailure() << "size " << actual.GetSizeX() << "x" << actual.GetSizeY() << ", expected "
+                                       << expected.GetSizeX() << "x" << expected.GetSizeY();
+  for (int y = 0; y < actual.GetSizeY(); ++y)
+    for (int x = 0; x < actual.GetSizeX(); ++x)
+      if (!SameFloat(actual.GetPoint(x, y), expected.GetPoint(x, y)))
+        return testing::AssertionFailure() << "point (" << x << ", " << y << ") is " << actual.GetPoint(x, y)
+                                           << ", expected " << expected.GetPoint(x, y);
+  return testing::AssertionSuccess();
 }
 
 // A description that is a failure when not empty (the checkers return "" when all is well).

@@ -62,7 +62,7 @@ TEST(MeshFromPolygon, EarClippingTakesTheSourcePointsThroughTheStep) {
     for (int i = 0; i < 3 * m.GetNumTriangles(); ++i)
       EXPECT_TRUE(AllEqual({FIELD(int(m.EdgeArray[i].z) % step, 0), FIELD(m.EdgeArray[i].w, 0.0f)})) << "corner " << i;
     // The search starts at the head's successor: the first ear is vertex 1.
-    EXPECT_TRUE(SameBits(m.EdgeArray[1], PolygonPoint(poly, step)));
+    EXPECT_TRUE(SamePoint(m.EdgeArray[1], PolygonPoint(poly, step))) << step;
     EXPECT_NEAR(PlanarArea(m), step == 1 ? 282.8427 : 200.0, 1e-3);
   }
 }

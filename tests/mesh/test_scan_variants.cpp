@@ -19,17 +19,6 @@ void RandomMesh(CHTriangulation& m, std::mt19937& rng) {
   m.SetScanConvResolution(rng() % 3 ? 0.3f + float(rng() % 20) / 10 : 0.5f, rng() % 3 ? 0.3f + float(rng() % 20) / 10 : 1.0f, 1);
 }
 
-// Names the first cell where a and b differ in size or bits.
-testing::AssertionResult SameRaster(const CSSEMatrix& a, const CSSEMatrix& b) {
-  if (a.GetSizeX() != b.GetSizeX() || a.GetSizeY() != b.GetSizeY())
-    return testing::AssertionFailure() << "sizes " << a.GetSizeX() << "x" << a.GetSizeY() << " and " << b.GetSizeX() << "x" << b.GetSizeY();
-  for (int y = 0; y < a.GetSizeY(); ++y)
-    for (int x = 0; x < a.GetSizeX(); ++x)
-      if (!SameBits(a.GetPoint(x, y), b.GetPoint(x, y)))
-        return testing::AssertionFailure() << "cell " << x << "," << y << ": " << a.GetPoint(x, y) << " vs " << b.GetPoint(x, y);
-  return testing::AssertionSuccess();
-}
-
 template <class F>
 void ForEachCell(CSSEMatrix& m, F f) {
   for (int y = 0; y < m.GetSizeY(); ++y)
@@ -71,7 +60,7 @@ TEST(MeshScanVariants, ThroughLineIsThePlainConversionCutByThePolygon) {
       (m.*f.plain)(&expected, 0.5f);
       ForEachCell(expected, [&](int x, int y, float v) { return polygon.PointInLineInnerArea(float(x), float(y), 1) ? v : 0.0f; });
       (m.*f.throughLine)(&cut, &polygon, 0.5f);
-      EXPECT_TRUE(SameRaster(cut, expected)) << "seed " << seed << " maximum " << f.maximum;
+      EXPECT_TRUE(SamePoints(cut, expected)) << "seed " << seed << " maximum " << f.maximum;
     }
   }
 }
@@ -88,7 +77,7 @@ TEST(MeshScanVariants, NoDeleteGathersMeshesAsTheCombinedPlainConversions) {
       CSSEMatrix plain, gathered;
       (a.*f.plain)(&plain, 0.0f);
       (a.*f.noDelete)(&gathered, true, true);
-      EXPECT_TRUE(SameRaster(gathered, plain)) << "seed " << seed << " maximum " << f.maximum;
+      EXPECT_TRUE(SamePoints(gathered, plain)) << "seed " << seed << " maximum " << f.maximum;
       // Two meshes into one raster in the frame at (0, 0): the plain
       // conversions over that frame, combined cell by cell.
       SSEPoint lo = Point(0, 0, 0), hi = Point(32, 31, 0);
@@ -101,7 +90,7 @@ TEST(MeshScanVariants, NoDeleteGathersMeshesAsTheCombinedPlainConversions) {
       (a.*f.noDelete)(&both, false, true);
       (b.*f.noDelete)(&both, false, true);
       ForEachCell(ca, [&](int x, int y, float v) { return f.Combine(v, cb.GetPoint(x, y)); });
-      EXPECT_TRUE(SameRaster(both, ca)) << "seed " << seed << " maximum " << f.maximum;
+      EXPECT_TRUE(SamePoints(both, ca)) << "seed " << seed << " maximum " << f.maximum;
       // The band keeps to its rows and leaves the rest as it was.
       const float yFrom = float(rng() % 20) - 3, yTo = yFrom + float(rng() % 15);
       CSSEMatrix banded, whole;
@@ -115,7 +104,7 @@ TEST(MeshScanVariants, NoDeleteGathersMeshesAsTheCombinedPlainConversions) {
         const double at = double(y) * a.ScanConvResY;
         return at >= yFrom && at <= yTo ? v : 7.5f;
       });
-      EXPECT_TRUE(SameRaster(banded, whole)) << "seed " << seed << " band " << yFrom << ".." << yTo;
+      EXPECT_TRUE(SamePoints(banded, whole)) << "seed " << seed << " band " << yFrom << ".." << yTo;
     }
   }
 }
@@ -147,7 +136,7 @@ TEST(MeshScanVariants, RefinementSamplesTheLatticeInBetween) {
               expected.SetPoint(col + d[0], row + d[1], f.Combine(expected.GetPoint(col + d[0], row + d[1]), qz + 0.25f));
           }
       }
-      EXPECT_TRUE(SameRaster(refined, expected)) << "seed " << seed << " maximum " << f.maximum;
+      EXPECT_TRUE(SamePoints(refined, expected)) << "seed " << seed << " maximum " << f.maximum;
     }
   }
 }

@@ -61,18 +61,7 @@ inline testing::AssertionResult SameStorage(const CSSEMatrix& actual, const CSSE
   return relief_test::NoViolation(StorageDifference(actual, expected));
 }
 
-// Same sizes and bitwise the same visible points (padding ignored), naming the first differing point.
-inline testing::AssertionResult SamePoints(const CSSEMatrix& actual, const CSSEMatrix& expected) {
-  if (actual.GetSizeX() != expected.GetSizeX() || actual.GetSizeY() != expected.GetSizeY())
-    return testing::AssertionFailure() << "size " << actual.GetSizeX() << "x" << actual.GetSizeY() << ", expected "
-                                       << expected.GetSizeX() << "x" << expected.GetSizeY();
-  for (int y = 0; y < actual.GetSizeY(); ++y)
-    for (int x = 0; x < actual.GetSizeX(); ++x)
-      if (Bits(actual.GetPoint(x, y)) != Bits(expected.GetPoint(x, y)))
-        return testing::AssertionFailure() << "point (" << x << ", " << y << ") is " << actual.GetPoint(x, y)
-                                           << ", expected " << expected.GetPoint(x, y);
-  return testing::AssertionSuccess();
-}
+using relief_test::SamePoints;
 
 inline CSSEMatrix Filled(int sizeX, int sizeY, float value) {
   CSSEMatrix m;
