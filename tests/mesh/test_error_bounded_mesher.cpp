@@ -370,7 +370,8 @@ TEST(ErrorBoundedMesher, NonFiniteHeightsCountAsNoData) {
   CHErrorBoundedMesher mesher;
   ASSERT_TRUE(MeshAndCheck(field, 0.5f, mesher));
   EXPECT_EQ(mesher.GetNumValidPixels(), 40 * 30 - 30);
-  for (int p = 0; p < mesher.GetNumPoints(); ++p) ASSERT_TRUE(std::isfinite(mesher.GetVertexArray()[3 * p + 2]));
+  for (int p = 0; p < mesher.GetNumPoints(); ++p)
+    ASSERT_TRUE(std::isfinite(mesher.GetVertexArray()[3 * p + 2])) << "point " << p << " has height " << mesher.GetVertexArray()[3 * p + 2];
 }
 
 TEST(ErrorBoundedMesher, TwoByTwoAndTwoValidPixelsOnADiagonal) {

@@ -405,7 +405,8 @@ TEST(DelaunayMembers, FlipOfAConvexQuadrilateralAndItsRefusals) {
   Build(reflex, {{0, 0, 0}, {10, 0, 0}, {5, 10, 0}, {5, 2, 0}}, true, false);
   for (t_hdelaunaytriangle* a : reflex.GetFinalTriangleList())
     for (t_hdelaunaytriangle* b : a->pNeighbour)
-      if (b) EXPECT_FALSE(reflex.FlipEdge(a, b));
+      if (b) EXPECT_FALSE(reflex.FlipEdge(a, b)) << "flipped at triangle (" << a->nVertex[0] << ", " << a->nVertex[1] << ", "
+                                                     << a->nVertex[2] << ")";
   ASSERT_TRUE(Valid(reflex, true));
 }
 
