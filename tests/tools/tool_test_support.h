@@ -58,10 +58,6 @@ std::string ReadBytes(const std::filesystem::path& path);
 // The grid as a raster; Grid{w, h, values} makes small hand-written ones.
 CSSEMatrix ToMatrix(const Grid& g);
 
-// A damaged or foreign file for the loaders to refuse: test name, file name, bytes.
-struct BadFile { const char* name; const char* file; std::string bytes; };
-inline std::string BadFileName(const testing::TestParamInfo<BadFile>& info) { return info.param.name; }
-
 // Runs load and expects the tool's bad-input error (exit 2) whose message
 // names mention.
 void ExpectBadInput(const std::function<void()>& load, const std::string& mention);
