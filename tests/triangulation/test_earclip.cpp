@@ -245,7 +245,7 @@ TEST(EarClip, StepAndScaleMapBackToTheSourcePoints) {
     t.GetTriangle3D(i, c[0], c[1], c[2]);
     for (int k = 0; k < 3; ++k) {
       poly.GetPointSSE(2 * t.GetConnectivityArray()[i].Vertex[k], expected);
-      EXPECT_EQ(_mm_movemask_ps(_mm_cmpeq_ps(c[k].m, expected.m)), 0xF) << i << "," << k;
+      EXPECT_TRUE(SamePoint(c[k], expected)) << "triangle " << i << ", corner " << k;
     }
   }
 }
