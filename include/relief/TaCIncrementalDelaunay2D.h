@@ -193,6 +193,10 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   // Starts from the polygon's leftmost, rightmost and topmost points (the
   // container must hold the polygon's points under the same indices), inserts
   // the rest and marks the triangles whose centroid is outside the polygon.
+  // The three are chosen independently: when one point is both the rightmost
+  // and the topmost (as in many three-cornered polygons) the start triangle
+  // repeats it and the result is no valid triangulation; such polygons want
+  // the start without a polygon.
   void Triangulate(CSSE3dPolygon* polygon, int count, bool finalize);
 
   // Appends (x, y, 0, 0) and inserts it; dropped when the container is full.
