@@ -30,6 +30,18 @@ RasterSummary Summarize(const CSSEMatrix& raster, const ValidRule& rule) {
   return s;
 }
 
+std::int64_t ClearInvalid(CSSEMatrix& raster, const ValidRule& rule) {
+  std::int64_t cleared = 0;
+  for (int y = 0; y < raster.GetSizeY(); ++y)
+    for (int x = 0; x < raster.GetSizeX(); ++x) {
+      float* v = raster.GetPointAddress(x, y);
+      if (!v || *v == 0.0f || rule(*v)) continue;
+      *v = 0.0f;
+      ++cleared;
+    }
+  return cleared;
+}
+
 void CheckScaleFits(const RasterSummary& summary, const float scale[3]) {
   const float largestHeight = std::max(std::fabs(summary.minimum), std::fabs(summary.maximum));
   const float reach[3] = {static_cast<float>(summary.width), static_cast<float>(summary.height), largestHeight};

@@ -28,6 +28,11 @@ struct RasterSummary {
 
 RasterSummary Summarize(const CSSEMatrix& raster, const ValidRule& rule = ValidRule());
 
+// Sets every pixel that is not valid by the rule to 0 (no data), so that the
+// library's meshers, which take any non-zero value for a height, see the same
+// pixels as `info` and `mesh`. Returns how many non-zero pixels it cleared.
+std::int64_t ClearInvalid(CSSEMatrix& raster, const ValidRule& rule);
+
 // BadUsage unless every corner a mesh of the summarised field can have,
 // (column x sx, row x sy, value x sz), is a finite float: a huge --scale or
 // huge heights would otherwise give infinite coordinates.

@@ -1,5 +1,5 @@
 // Lawson flips over the affected triangles.
-#include <xmmintrin.h>
+#include <emmintrin.h>
 
 #include <algorithm>
 #include <cstring>
@@ -63,14 +63,34 @@ void PrefetchOppositeCorners(const CDelaunayTriangleList& affected, const SSEPoi
         for (int v : n->nVertex) _mm_prefetch(reinterpret_cast<const char*>(vertices + v), _MM_HINT_T0);
 }
 
+// Decides a lane the double filter left open; out of line, it is rarely met.
+__attribute__((noinline)) bool TurnsLeftUndecided(const SSEPoint& p, const SSEPoint& q, const SSEPoint& r) {
+  return relief::detail::TurnsLeftExactSlow(p.x, p.y, q.x, q.y, r.x, r.y);
+}
+
 // The flip of side a-b between (a, b, c) and the triangle beyond with corner
-// d gives (d, c, a) and (b, c, d): both must turn strictly left.
-// Kept out of line: inlined, it crowds the registers of the whole side loop
-// (measured: a fifth more instructions per legalisation).
-__attribute__((noinline)) bool ConvexAcross(const SSEPoint* v, int a, int b, int c, int d) {
-  using relief::detail::TurnsLeftExact;
-  return TurnsLeftExact(v[d].x, v[d].y, v[c].x, v[c].y, v[a].x, v[a].y) &&
-         TurnsLeftExact(v[b].x, v[b].y, v[c].x, v[c].y, v[d].x, v[d].y);
+// d gives (d, c, a) and (b, c, d): both must turn strictly left. The two
+// turns are evaluated side by side in the lanes of one register with the
+// very operations of TurnsLeftExact (differences of the widened floats,
+// products, their difference, the same error bound), so each lane decides
+// exactly as it would; only lanes within the bound take the exact route.
+inline bool ConvexAcross(const SSEPoint* v, int a, int b, int c, int d) {
+  const __m128d pa = _mm_cvtps_pd(v[a].m), pb = _mm_cvtps_pd(v[b].m);
+  const __m128d pc = _mm_cvtps_pd(v[c].m), pd = _mm_cvtps_pd(v[d].m);
+  // Turn (d, c, a): (c - d) x (a - d); turn (b, c, d): (c - b) x (d - b).
+  const __m128d u1 = _mm_sub_pd(pc, pd), w1 = _mm_sub_pd(pa, pd);
+  const __m128d u2 = _mm_sub_pd(pc, pb), w2 = _mm_sub_pd(pd, pb);
+  const __m128d p1 = _mm_mul_pd(u1, _mm_shuffle_pd(w1, w1, 1));  // (l1, r1)
+  const __m128d p2 = _mm_mul_pd(u2, _mm_shuffle_pd(w2, w2, 1));  // (l2, r2)
+  const __m128d l = _mm_unpacklo_pd(p1, p2), r = _mm_unpackhi_pd(p1, p2);
+  const __m128d det = _mm_sub_pd(l, r);
+  const __m128d absMask = _mm_castsi128_pd(_mm_set1_epi64x(0x7fffffffffffffffLL));
+  const __m128d bound = _mm_mul_pd(_mm_set1_pd(8.9e-16), _mm_add_pd(_mm_and_pd(l, absMask), _mm_and_pd(r, absMask)));
+  const int left = _mm_movemask_pd(_mm_cmpgt_pd(det, bound));
+  if (left == 3) return true;
+  const __m128d negBound = _mm_xor_pd(bound, _mm_set1_pd(-0.0));
+  if (_mm_movemask_pd(_mm_cmplt_pd(det, negBound)) != 0) return false;
+  return ((left & 1) || TurnsLeftUndecided(v[d], v[c], v[a])) && ((left & 2) || TurnsLeftUndecided(v[b], v[c], v[d]));
 }
 
 }  // namespace
@@ -104,19 +124,14 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
   const int passLimit = GetNumVertices();
   PrefetchOppositeCorners(m_AffectedTriangleList, m_pVertices);
   // checkedAt[i]: the flip clock when the checks of the i-th triangle last
-  // began. The list can grow (a flipped neighbour joins it), so entries
-  // beyond the first pass's count start at 0: check everything.
-  uint64_t fewStamps[64] = {};
-  std::vector<uint64_t> manyStamps;
-  uint64_t* checkedAt = fewStamps;
-  std::size_t stampCount = 64;
-  const auto ensureStamp = [&](int i) {
-    if (static_cast<std::size_t>(i) < stampCount) return;
-    if (manyStamps.empty()) manyStamps.assign(fewStamps, fewStamps + stampCount);
-    manyStamps.resize(std::max<std::size_t>(2 * stampCount, static_cast<std::size_t>(i) + 1), 0);
-    stampCount = manyStamps.size();
-    checkedAt = manyStamps.data();
+  // began; the first pass writes each entry before any later pass reads it.
+  // A triangle that joins the list (a flipped working neighbour) starts at
+  // 0, so everything about it is checked.
+  const auto fitStamps = [this](std::size_t count) {
+    if (m_LegalizeStamps.size() < count) m_LegalizeStamps.resize(std::max<std::size_t>(2 * count, 64));
+    return m_LegalizeStamps.data();
   };
+  uint64_t* checkedAt = fitStamps(static_cast<std::size_t>(m_AffectedTriangleList.GetCount()));
   const bool skipUnchanged = !m_bReferenceScans;
   CFlipHistory history;
   bool watching = false, skipped = false;
@@ -140,7 +155,6 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
     ++passes;
     int i = 0;
     for (t_hdelaunaytriangle* t = m_AffectedTriangleList.GetHead(); t; t = t->pNext, ++i) {
-      ensureStamp(i);
       const uint64_t since = firstPass ? 0 : checkedAt[i];
       checkedAt[i] = m_nFlipClock;
       for (int s = 0; s < 3; ++s) {
@@ -181,6 +195,9 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
         if (InWorkingList(n)) {
           RemoveFromWorking(n);
           m_AffectedTriangleList.AddTail(n);
+          const std::size_t count = static_cast<std::size_t>(m_AffectedTriangleList.GetCount());
+          checkedAt = fitStamps(count);
+          checkedAt[count - 1] = 0;
         }
         const uint64_t now = ++m_nFlipClock;
         for (t_hdelaunaytriangle* changed : {t, n, tb, na})

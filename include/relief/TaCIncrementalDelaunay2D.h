@@ -54,6 +54,11 @@ struct t_hdelaunaytriangle {
   int16_t nGridLevel;                       // grid level it is filed in, or -1 when not filed
   uint64_t nChangedAt;                      // flip clock of its last change by a legalisation
 };
+// FindCommonSide reads the corners with one 16-byte load: the word after them
+// must belong to the record.
+static_assert(offsetof(t_hdelaunaytriangle, fCenterX) == offsetof(t_hdelaunaytriangle, nVertex) + 12,
+              "the corners are followed by the circle inside the record");
+
 
 // A doubly linked list of triangle pointers with the order semantics of a
 // plain pointer list: appends go to the tail, removal keeps the order of the
@@ -188,6 +193,10 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   // Starts from the polygon's leftmost, rightmost and topmost points (the
   // container must hold the polygon's points under the same indices), inserts
   // the rest and marks the triangles whose centroid is outside the polygon.
+  // The three are chosen independently: when one point is both the rightmost
+  // and the topmost (as in many three-cornered polygons) the start triangle
+  // repeats it and the result is no valid triangulation; such polygons want
+  // the start without a polygon.
   void Triangulate(CSSE3dPolygon* polygon, int count, bool finalize);
 
   // Appends (x, y, 0, 0) and inserts it; dropped when the container is full.
@@ -241,8 +250,10 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
     if (side < eSide0 || side > eSide2) return eNoCommonSide;
     const __m128i a = _mm_set1_epi32(first->nVertex[side]);
     const __m128i b = _mm_set1_epi32(first->nVertex[side == eSide2 ? 0 : side + 1]);
-    const __m128i from = _mm_setr_epi32(second->nVertex[0], second->nVertex[1], second->nVertex[2], 0);
-    const __m128i to = _mm_shuffle_epi32(from, _MM_SHUFFLE(3, 0, 2, 1));  // (v1, v2, v0, 0)
+    // One load takes the corners and the word after them (the circle's x),
+    // whose lane the mask below drops.
+    const __m128i from = _mm_loadu_si128(reinterpret_cast<const __m128i*>(second->nVertex));
+    const __m128i to = _mm_shuffle_epi32(from, _MM_SHUFFLE(3, 0, 2, 1));  // (v1, v2, v0, -)
     const __m128i same = _mm_and_si128(_mm_cmpeq_epi32(from, a), _mm_cmpeq_epi32(to, b));
     const __m128i reversed = _mm_and_si128(_mm_cmpeq_epi32(from, b), _mm_cmpeq_epi32(to, a));
     const int found = _mm_movemask_ps(_mm_castsi128_ps(_mm_or_si128(same, reversed))) & 7;
@@ -483,6 +494,9 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   bool m_bReferenceScans;
   uint64_t m_nNextSequence;
   uint64_t m_nFlipClock;  // flips made by all legalisations so far
+  // Per affected-list position: the flip clock when a legalisation last began
+  // checking that triangle. Kept between insertions so that none allocates.
+  std::vector<uint64_t> m_LegalizeStamps;
   uint32_t m_nWorkingEpoch;  // advanced whenever the working list is emptied wholesale
   relief::detail::CCircleGrid* m_pGrid;
   relief::detail::CTrianglePool* m_pPool;

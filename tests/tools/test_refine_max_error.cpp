@@ -123,4 +123,30 @@ TEST(RefineMaxError, WritesTheMeshAndReportsItsFigures) {
   EXPECT_NE(solid.out.find("closed solid down to height 10"), std::string::npos) << solid.out;
 }
 
+// A DEM-like field whose holes hold -9999 (an .npy has no no-data tag): both
+// refine modes must take the same pixels as `info` and `mesh` do, so no
+// corner may sink to the hole value.
+TEST(RefineMaxError, CountsValidPixelsLikeInfo) {
+  ScratchDir dir("refine-valid-rule");
+  Grid g{60, 45, {}};
+  for (int y = 0; y < g.height; ++y)
+    for (int x = 0; x < g.width; ++x) {
+      const bool hole = (x - 20) * (x - 20) + (y - 20) * (y - 20) < 64 || x > 52;
+      g.values.push_back(hole ? -9999.0f : 100.0f + 0.5f * float(x) + 2.0f * std::cos(0.2f * float(y)));
+    }
+  relief_test::WriteNpy(dir / "dem.npy", "<f4", g.width, g.height, g.values.data(), 4);
+  std::smatch m;
+  const ToolRun info = RunTool("info " + Quote(dir / "dem.npy"));
+  ASSERT_TRUE(std::regex_search(info.out, m, std::regex("valid pixels  (\\d+)"))) << info.out;
+  const std::string valid = m[1];
+  for (const std::string mode : {"--max-error 0.5", "--tolerance 1"}) {
+    const ToolRun run = RunTool("refine " + Quote(dir / "dem.npy") + " -o " + Quote(dir / "a.ply") + " " + mode);
+    ASSERT_EQ(run.exitCode, 0) << mode << ": " << run.err;
+    if (mode.rfind("--max-error", 0) == 0) EXPECT_NE(run.out.find("over " + valid + " pixels"), std::string::npos) << run.out;
+    const ToolRun mesh = RunTool("info " + Quote(dir / "a.ply"));
+    ASSERT_TRUE(std::regex_search(mesh.out, m, std::regex("z ([-0-9.e+]+) \\.\\.")));
+    EXPECT_GT(std::stod(m[1]), 0.0) << mode << ": a corner took the hole value\n" << mesh.out;
+  }
+}
+
 }  // namespace

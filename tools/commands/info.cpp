@@ -34,7 +34,7 @@ int RunInfo(const std::string& file) {
     Say("  valid pixels  %lld (%.1f%%)\n", static_cast<long long>(s.valid),
         100.0 * static_cast<double>(s.valid) / (static_cast<double>(s.width) * s.height));
     if (s.nonZero > s.valid)
-      Say("  negative      %lld pixels below 0: not valid unless mesh --threshold is lower\n",
+      Say("  negative      %lld pixels below 0: not valid unless --threshold (mesh, refine) is lower\n",
           static_cast<long long>(s.nonZero - s.valid));
     if (s.nonZero > 0) Say("  value range   %g .. %g\n", s.minimum, s.maximum);
     if (metadata.noData)

@@ -26,6 +26,7 @@ struct RefineArgs {
   int passes = 12;
   int seedSpacing = 32;
   bool flipY = false;
+  float threshold = 0.0f;
 };
 
 // The --tolerance mode: Delaunay refinement until every triangle's corners
@@ -56,8 +57,7 @@ int RunRefine(const RefineArgs& args) {
     throw BadUsage("refine writes .ply, .stl or .obj (the adaptive mesh is not a library mesh object)");
   CheckToleranceArgs(args);
   StepTimer timer;
-  std::unique_ptr<CSSEMatrix> field = ReadRaster(args.input);
-  if (args.flipY) FlipRows(*field);
+  std::unique_ptr<CSSEMatrix> field = ReadFieldToRefine(args.input, args.flipY, args.threshold);
   const AdaptiveMesh mesh = MeshToTolerance(*field, args);
   if (mesh.Triangles() == 0)
     throw BadInput(args.input, "empty mesh: no triangle has all its corners on valid pixels");
@@ -101,12 +101,16 @@ CommandRun AddRefineCommand(CLI::App& app) {
       ->capture_default_str();
   sub->add_flag("--flip-y", args->flipY,
                 "y grows up the image (last row at y = 0) instead of down it; triangles stay counter-clockwise");
+  sub->add_option("--threshold", args->threshold,
+                  "pixels at or below it carry no data, as for mesh (0 is always no data)")
+      ->capture_default_str();
   auto maxError = std::make_shared<MaxErrorArgs>();
   AddMaxErrorOptions(sub, *maxError);
   tolerance->excludes(maxError->maxErrorOption);
   return [args, maxError, tolerance] {
     if (maxError->Requested()) {
       maxError->flipY = args->flipY;
+      maxError->threshold = args->threshold;
       return RunRefineMaxError(args->input, args->output, *maxError);
     }
     if (tolerance->count() == 0) throw BadUsage("refine needs --tolerance Z or --max-error E");

@@ -10,6 +10,7 @@
 #include "io/raster_io.h"
 #include "mesh_build.h"
 #include "progress.h"
+#include "raster_stats.h"
 #include "relief/CHErrorBoundedMesher.h"
 #include "relief/CSSEMatrix.h"
 #include "solid_base.h"
@@ -32,6 +33,17 @@ void AddMaxErrorOptions(CLI::App* refine, MaxErrorArgs& args) {
           ->needs(args.maxErrorOption);
 }
 
+std::unique_ptr<CSSEMatrix> ReadFieldToRefine(const std::string& input, bool flipY, float threshold) {
+  RequireFinite("--threshold", threshold);
+  std::unique_ptr<CSSEMatrix> field = ReadRaster(input);
+  if (flipY) FlipRows(*field);
+  const std::int64_t cleared = ClearInvalid(*field, ValidRule{threshold, false});
+  if (cleared > 0)
+    Say("%s: %lld pixels at or below %g (or not finite) are taken as no data, as `info` and `mesh` count them\n",
+        input.c_str(), static_cast<long long>(cleared), threshold);
+  return field;
+}
+
 int RunRefineMaxError(const std::string& input, const std::string& output, const MaxErrorArgs& args) {
   RequireFinite("--max-error", args.maxError);
   if (args.maxError < 0.0) throw BadUsage("--max-error must not be negative");
@@ -43,8 +55,7 @@ int RunRefineMaxError(const std::string& input, const std::string& output, const
   if (MeshFormatOf(output) == MeshFormat::kRmesh)
     throw BadUsage("refine writes .ply, .stl or .obj (the adaptive mesh is not a library mesh object)");
 
-  std::unique_ptr<CSSEMatrix> field = ReadRaster(input);
-  if (args.flipY) FlipRows(*field);
+  std::unique_ptr<CSSEMatrix> field = ReadFieldToRefine(input, args.flipY, args.threshold);
   StepTimer timer;
   CHErrorBoundedMesher mesher;
   if (!mesher.CreateMeshFromSSEField(field.get(), static_cast<float>(args.maxError), args.maxTriangles,

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+class CSSEMatrix;
+
 namespace relief::tool {
 
 struct MaxErrorArgs {
@@ -18,11 +20,17 @@ struct MaxErrorArgs {
   int maxPoints = INT32_MAX;
   std::vector<double> scale{1.0, 1.0, 1.0};
   double base = 0.0;
-  bool flipY = false;  // rows reversed first (refine's --flip-y)
+  bool flipY = false;      // rows reversed first (refine's --flip-y)
+  float threshold = 0.0f;  // refine's --threshold
   CLI::Option* maxErrorOption = nullptr;
   CLI::Option* baseOption = nullptr;
   bool Requested() const { return maxErrorOption && maxErrorOption->count() > 0; }
 };
+
+// Reads a field for either refine mode: rows reversed when flipY, and the
+// pixels at or below threshold cleared to no data, the rule `info` and
+// `mesh` count valid pixels by (it says how many it cleared).
+std::unique_ptr<CSSEMatrix> ReadFieldToRefine(const std::string& input, bool flipY, float threshold);
 
 // Adds --max-error, --max-triangles, --max-points, --scale and --base to the
 // refine subcommand.
