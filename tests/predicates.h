@@ -31,7 +31,7 @@ inline testing::AssertionResult AllEqual(std::initializer_list<Field> fields) {
 }
 // FIELD(v.x, 3) names the field by its expression.
 #define FIELD(actual, expected) \
-  relief_test::Field { #actual, static_cast<double>(actual), static_cast<double>(expected) }
+  relief_test::Field { #actual, static_cast < double>(actual), static_cast < double>(expected) }
 
 // Bitwise equality of two floats (tells -0 from 0 and NaN payloads apart).
 inline testing::AssertionResult SameFloat(float actual, float expected) {
@@ -45,8 +45,9 @@ inline testing::AssertionResult SamePoint(const SSEPoint& actual, const SSEPoint
   const float* e = &expected.x;
   for (int k = 0; k < 4; ++k)
     if (std::memcmp(a + k, e + k, sizeof(float)) != 0)
-      return testing::AssertionFailure() << "lane " << "xyzw"[k] << " is " << a[k] << ", expected " << e[k] << " (point "
-                                         << a[0] << ", " << a[1] << ", " << a[2] << ", " << a[3] << ")";
+      return testing::AssertionFailure() << "lane "
+                                         << "xyzw"[k] << " is " << a[k] << ", expected " << e[k] << " (point " << a[0]
+                                         << ", " << a[1] << ", " << a[2] << ", " << a[3] << ")";
   return testing::AssertionSuccess();
 }
 

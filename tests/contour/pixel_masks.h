@@ -135,8 +135,8 @@ inline std::vector<NaiveRegion> NaiveRegions(const Mask& m) {
         }
       }
       for (const Pixel& p : r.pixels)
-        for (const Pixel& q : {Pixel{p.first + 1, p.second}, Pixel{p.first - 1, p.second},
-                               Pixel{p.first, p.second + 1}, Pixel{p.first, p.second - 1}})
+        for (const Pixel& q : {Pixel{p.first + 1, p.second}, Pixel{p.first - 1, p.second}, Pixel{p.first, p.second + 1},
+                               Pixel{p.first, p.second - 1}})
           if (outside.count(q)) r.border.insert(p);
       regions.push_back(std::move(r));
     }

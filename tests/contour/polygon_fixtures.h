@@ -56,8 +56,9 @@ inline SSEPoint V(float x, float y, float z = 0, float w = 0) {
 inline testing::AssertionResult Same(const SSEPoint& a, const SSEPoint& b) {
   for (int k = 0; k < 4; ++k)
     if (!((&a.x)[k] == (&b.x)[k]))
-      return testing::AssertionFailure() << "lane " << "xyzw"[k] << " is " << (&a.x)[k] << ", expected " << (&b.x)[k]
-                                         << " (point " << a.x << ", " << a.y << ", " << a.z << ", " << a.w << ")";
+      return testing::AssertionFailure() << "lane "
+                                         << "xyzw"[k] << " is " << (&a.x)[k] << ", expected " << (&b.x)[k] << " (point "
+                                         << a.x << ", " << a.y << ", " << a.z << ", " << a.w << ")";
   return testing::AssertionSuccess();
 }
 // The polygon's SSE queries take non-const references: this lends them a temporary.
@@ -65,7 +66,7 @@ inline SSEPoint& Lv(SSEPoint&& p) { return p; }
 
 // The shapes the differential comparisons run on.
 enum class Shape { Convex, Star, Collinear, PixelCentres, Wild, Slivers };
-constexpr Shape kAllShapes[] = {Shape::Convex, Shape::Star, Shape::Collinear,
+constexpr Shape kAllShapes[] = {Shape::Convex,       Shape::Star, Shape::Collinear,
                                 Shape::PixelCentres, Shape::Wild, Shape::Slivers};
 inline std::ostream& operator<<(std::ostream& os, Shape s) { return os << "shape " << static_cast<int>(s); }
 
@@ -83,16 +84,25 @@ inline Pts RandomShape(Shape shape, std::mt19937& rng, int n, float cx, float cy
     const float t = float(i % k) / k, hair = (i % 3 - 1) * 1e-4f;
     P3 p = polar(i, r * (0.3f + 0.7f * unit(rng)));
     switch (shape) {
-      case Shape::Convex: p = polar(i, r), p.y = cy + (p.y - cy) * 0.7f, p.z = unit(rng); break;  // ellipse
-      case Shape::Star: p = polar(i, r * (i % 2 ? 0.35f + 0.3f * unit(rng) : 0.8f + 0.2f * unit(rng))); break;
+      case Shape::Convex:
+        p = polar(i, r), p.y = cy + (p.y - cy) * 0.7f, p.z = unit(rng);
+        break;  // ellipse
+      case Shape::Star:
+        p = polar(i, r * (i % 2 ? 0.35f + 0.3f * unit(rng) : 0.8f + 0.2f * unit(rng)));
+        break;
       // A rectangle with a slanted side, in runs of collinear points.
       case Shape::Collinear:
-        p = i < k ? P3{x0 + (x1 - x0) * t, y0, 0} : i < 2 * k ? P3{x1, y0 + (y1 - y0) * t, 0}
+        p = i < k       ? P3{x0 + (x1 - x0) * t, y0, 0}
+            : i < 2 * k ? P3{x1, y0 + (y1 - y0) * t, 0}
             : i < 3 * k ? P3{x1 - (x1 - x0) * t, y1 - (y1 - y0) * 0.5f * t, 0}
                         : P3{x0, y1 - (y1 - y0) * (0.5f + 0.5f * t), 0};
         break;
-      case Shape::PixelCentres: p = {std::round(p.x), std::round(p.y), 0}; break;
-      case Shape::Wild: p = {cx + r * (2 * unit(rng) - 1), cy + r * (2 * unit(rng) - 1), 0}; break;  // crossing
+      case Shape::PixelCentres:
+        p = {std::round(p.x), std::round(p.y), 0};
+        break;
+      case Shape::Wild:
+        p = {cx + r * (2 * unit(rng) - 1), cy + r * (2 * unit(rng) - 1), 0};
+        break;  // crossing
       // Edges a hair beside integer columns and rows: crossing thresholds
       // fall right next to pixel positions.
       case Shape::Slivers:
@@ -112,7 +122,7 @@ inline bool NaiveInside(const Pts& p, float x, float y) {
   const int n = static_cast<int>(p.size());
   if (n < 3) return false;
   bool left = true, right = true, below = true, above = true;  // the box pre-test: all vertices on one side
-  for (const P3& q : p) left &= x < q.x, right &= x > q.x, below &= y < q.y, above &= y > q.y;
+  for (const P3& q : p) left &= x<q.x, right &= x> q.x, below &= y<q.y, above &= y> q.y;
   if (left || right || below || above) return false;
   bool inside = false;
   for (int i = 0; i < n; ++i) {

@@ -104,8 +104,9 @@ TEST(PixelChainTrace, SpursLinesAndSinglePixels) {
   for (int k = 0; k < 5; ++k) plus.set(2, k), plus.set(k, 2);
   CPixelChain c;
   ASSERT_TRUE(c.TraceOuterBoundary(ToBytes(plus)));
-  EXPECT_EQ(Pixels(c), (std::vector<Pixel>{{2, 0}, {2, 1}, {3, 2}, {4, 2}, {3, 2}, {2, 3}, {2, 4}, {2, 3},
-                                           {1, 2}, {0, 2}, {1, 2}, {2, 1}}));
+  EXPECT_EQ(Pixels(c),
+            (std::vector<Pixel>{
+                {2, 0}, {2, 1}, {3, 2}, {4, 2}, {3, 2}, {2, 3}, {2, 4}, {2, 3}, {1, 2}, {0, 2}, {1, 2}, {2, 1}}));
   // A horizontal line of k pixels gives 2k - 2 entries; one pixel gives one.
   Mask line{6, 1, {0, 1, 1, 1, 1, 0}};
   ASSERT_TRUE(c.TraceOuterBoundary(ToBytes(line)));
@@ -118,7 +119,7 @@ TEST(PixelChainTrace, SpursLinesAndSinglePixels) {
 TEST(PixelChainTrace, BadInputGivesEmptyChains) {
   CSSEcharMatrix none;  // no storage
   CSSEMatrix empty;
-  empty.Create(9, 4);   // all zero: no pixel above 0
+  empty.Create(9, 4);  // all zero: no pixel above 0
   CPixelChain c;
   c.AppendPixel(1, 1, 1);
   EXPECT_FALSE(c.TraceOuterBoundary(none));

@@ -87,8 +87,7 @@ TEST_P(FillAgainstPerPixel, RandomPolygons) {
       const float yTo = round % 2 ? 1000.0f : yFrom + frac(rng) * r;
       const Pts pts = RandomShape(shape, rng, n, cx, cy, r);
       ASSERT_EQ(CompareFill(pts, 2.5f, sx, sy, round % 3 == 2, yFrom, yTo, GetParam()), "")
-          << "seed " << seed << " round " << round << " " << shape << " n " << n << " raster " << sx << "x"
-          << sy;
+          << "seed " << seed << " round " << round << " " << shape << " n " << n << " raster " << sx << "x" << sy;
     }
 }
 
@@ -99,8 +98,10 @@ TEST(PolygonFill, LargeStarAndNonFiniteVerticesMatchPerPixel) {
   const unsigned seed = 31337;
   std::mt19937 rng(seed);
   int filled = 0;
-  EXPECT_EQ(CompareFill(RandomShape(Shape::Star, rng, 400, 150, 140, 130), 1, 300, 290, false, -1e6f, 1e6f, false,
-                        &filled), "") << "seed " << seed;
+  EXPECT_EQ(
+      CompareFill(RandomShape(Shape::Star, rng, 400, 150, 140, 130), 1, 300, 290, false, -1e6f, 1e6f, false, &filled),
+      "")
+      << "seed " << seed;
   EXPECT_GT(filled, 20000);
   // NaN vertices silence their edges, infinite ones take the per-pixel path;
   // either way the fill agrees with the per-pixel rule.
@@ -131,7 +132,12 @@ TEST(PolygonFill, ByteRasterMatchesFloatRaster) {
 }
 
 TEST(PolygonFill, BandMarginsBorderAndDegenerateInput) {
-  struct Case { const char* name; Pts pts; float yFrom, yTo; std::vector<std::pair<int, int>> set, clear; };
+  struct Case {
+    const char* name;
+    Pts pts;
+    float yFrom, yTo;
+    std::vector<std::pair<int, int>> set, clear;
+  };
   const Case cases[] = {
       // Inside x 11..50, y 11..49 (half-open rule); one band row keeps a 5-row margin.
       {"one-row band", Square(10, 10, 40), 30, 30, {{30, 25}, {30, 34}}, {{30, 24}, {30, 35}}},
@@ -163,7 +169,11 @@ TEST(PolygonFill, BandMarginsBorderAndDegenerateInput) {
 
 TEST(PolygonDraw, OutlineProjectionsAndSideFill) {
   CSSE3dPolygon dot = Make({{5.4f, 6.5f, 3.0f}}), side = Make({{5, 0, 6}}), far = Make({{5, 0, 1e9f}, {7, 0, NAN}});
-  struct Case { const char* name; bool zy, xz; int cx, cy, count; };
+  struct Case {
+    const char* name;
+    bool zy, xz;
+    int cx, cy, count;
+  };
   for (const Case& c : {Case{"xy", false, false, 5 + 2, 7 - 1, 9}, Case{"xz", true, true, 5 + 2, 3 - 1, 9},
                         Case{"zy ignores offsets", true, false, 3, 7, 1}}) {
     CSSEMatrix m = Raster(16, 16);
@@ -188,8 +198,10 @@ TEST(PolygonDraw, RayFillDirectionAndWalls) {
   // A dense rectangle (4, 5) .. (20, 17), one vertex per pixel, 56 vertices.
   Pts rect;
   for (int i = 0; i < 56; ++i)
-    rect.push_back(i < 16 ? P3{4.0f + i, 5, 0} : i < 28 ? P3{20, i - 11.0f, 0} : i < 44 ? P3{48.0f - i, 17, 0}
-                                                                              : P3{4, 61.0f - i, 0});
+    rect.push_back(i < 16   ? P3{4.0f + i, 5, 0}
+                   : i < 28 ? P3{20, i - 11.0f, 0}
+                   : i < 44 ? P3{48.0f - i, 17, 0}
+                            : P3{4, 61.0f - i, 0});
   CSSEMatrix in = Raster(24, 24), out = Raster(24, 24), m = Raster(12, 12);
   Make(rect).DrawInMatrixAndFill(1.0f, &in);  // counter-clockwise: enters the interior
   EXPECT_EQ(CountValue(in, 1.0f), 17 * 13);

@@ -98,9 +98,10 @@ TEST(PolygonAccess, SSELanesClosedIndexAndBadIndices) {
   // (the zero point), -3 leaves remainder 0. Bad indices give the zero point,
   // except the normalized getter, which leaves all four lanes alone.
   const std::tuple<Get, int, SSEPoint> cases[] = {
-      {plain, 1, V(4, 5, 6, 0)}, {xy, 1, V(4, 5, 0, 0)},   {norm, 2, V(70, 800, 9000, -1)}, {closed, 7, V(4, 5, 6)},
-      {closed, -1, V(0, 0)},     {closed, -4, V(0, 0)},    {closed, -3, V(1, 2, 3)},        {plain, -1, V(0, 0)},
-      {xy, 3, V(0, 0)},          {norm, 1000, V(-1, -1, -1, -1)},
+      {plain, 1, V(4, 5, 6, 0)},       {xy, 1, V(4, 5, 0, 0)}, {norm, 2, V(70, 800, 9000, -1)},
+      {closed, 7, V(4, 5, 6)},         {closed, -1, V(0, 0)},  {closed, -4, V(0, 0)},
+      {closed, -3, V(1, 2, 3)},        {plain, -1, V(0, 0)},   {xy, 3, V(0, 0)},
+      {norm, 1000, V(-1, -1, -1, -1)},
   };
   for (size_t k = 0; k < std::size(cases); ++k) {
     SSEPoint p = V(-1, -1, -1, -1);

@@ -94,8 +94,12 @@ TEST(PolygonOffset, ExactDilationOfConvexShapesFollowsSteiner) {
     Pts shape;
     float d;
   };
-  const Case cases[] = {{Square(0, 0, 10), 2.5f},      {Square(1e4f, -3e3f, 7), 0.3f}, {Regular(3, 20, 5, 5), 4},
-                        {Regular(5, 1, 0, 0), 10},      {Regular(17, 50, -20, 9), 1}, {Regular(129, 30, 0, 0), 0.5f},
+  const Case cases[] = {{Square(0, 0, 10), 2.5f},
+                        {Square(1e4f, -3e3f, 7), 0.3f},
+                        {Regular(3, 20, 5, 5), 4},
+                        {Regular(5, 1, 0, 0), 10},
+                        {Regular(17, 50, -20, 9), 1},
+                        {Regular(129, 30, 0, 0), 0.5f},
                         {{{0, 0, 0}, {4, 0, 0}, {4, 0.5f, 0}}, 2}};
   for (const Case& c : cases) {
     const Pts out = Dilated(c.shape, c.d);
@@ -128,8 +132,8 @@ TEST(PolygonOffset, ExactDilationOfDegenerateContours) {
   // is filled, only the outline stays, with a notch where the slit opens:
   // the unit square at the mouth minus two quarter discs that overlap in half
   // a lens of two unit circles one apart.
-  const Pts frame = {{0, 0, 0},   {10, 0, 0},   {10, 4.5f, 0}, {8, 4.5f, 0}, {8, 2, 0},    {2, 2, 0},
-                     {2, 8, 0},   {8, 8, 0},    {8, 5.5f, 0},  {10, 5.5f, 0}, {10, 10, 0}, {0, 10, 0}};
+  const Pts frame = {{0, 0, 0}, {10, 0, 0}, {10, 4.5f, 0}, {8, 4.5f, 0},  {8, 2, 0},   {2, 2, 0},
+                     {2, 8, 0}, {8, 8, 0},  {8, 5.5f, 0},  {10, 5.5f, 0}, {10, 10, 0}, {0, 10, 0}};
   const Pts grown = Dilated(frame, 1);
   EXPECT_TRUE(IsDilationOf(grown, frame, 1));
   const double halfLens = (2 * kPi / 3 - std::sqrt(3.0) / 2) / 2, notch = 1 - (kPi / 2 - halfLens);
@@ -188,7 +192,8 @@ TEST(PolygonOffset, QuasiOffsetsOfSquaresAndRegularPolygons) {
 double ClipperRoundDilationArea(const Pts& src, double d) {
   const double scale = 1024;
   ClipperLib::Path path;
-  for (const P3& p : src) path.push_back({ClipperLib::cInt(std::llround(p.x * scale)), ClipperLib::cInt(std::llround(p.y * scale))});
+  for (const P3& p : src)
+    path.push_back({ClipperLib::cInt(std::llround(p.x * scale)), ClipperLib::cInt(std::llround(p.y * scale))});
   ClipperLib::ClipperOffset offset(2.0, 0.0025 * scale);
   offset.AddPath(path, ClipperLib::jtRound, ClipperLib::etClosedPolygon);
   ClipperLib::Paths out;

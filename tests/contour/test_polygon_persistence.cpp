@@ -79,7 +79,10 @@ TEST(PolygonPersistence, LoadDuplicatesSecondToLastAndKeepsRecords) {
 TEST(PolygonPersistence, DamagedRecordsThrowAndLeavePolygon) {
   CSSE3dPolygon poly = Make(kFive);
   const std::string good = Store(poly);
-  struct Case { std::string name, bytes; bool memory, seekable; };  // memory: CMemoryException, not CArchiveException
+  struct Case {
+    std::string name, bytes;
+    bool memory, seekable;
+  };  // memory: CMemoryException, not CArchiveException
   std::vector<Case> cases;
   for (size_t len = 0; len < good.size(); ++len)
     cases.push_back({"prefix " + std::to_string(len), good.substr(0, len), false, true});

@@ -10,7 +10,11 @@ namespace {
 
 TEST(PolygonContainment, SquarePinsAndNormalizedVariant) {
   CSSE3dPolygon sq = Make(Square(0, 0, 10)), empty;
-  struct Case { float x, y; bool inside; const char* why; };
+  struct Case {
+    float x, y;
+    bool inside;
+    const char* why;
+  };
   const Case cases[] = {
       {10, 5, true, "right box edge: straddles (0, 10] of the top edge"},
       {0, 5, false, "left box edge: 0 is not in (0, 10]"},
@@ -82,7 +86,7 @@ TEST(PolygonContainment, StepTestsCoarserPolygonWithinFullBox) {
 TEST(PolygonContainment, PolygonAndPointFilters) {
   CSSE3dPolygon outer = Make(Square(0, 0, 10)), inner = Make(Square(2, 2, 3)), crossing = Make(Square(8, 8, 5)), empty;
   EXPECT_EQ(std::vector<bool>({outer.PolygonInThisPolygon(inner), outer.PolygonInThisPolygon(crossing),
-                                inner.PolygonInThisPolygon(outer), outer.PolygonInThisPolygon(empty)}),
+                               inner.PolygonInThisPolygon(outer), outer.PolygonInThisPolygon(empty)}),
             std::vector<bool>({true, false, false, false}));
   CSSE3dPolygon pts = Make({{1, 1, 1}, {20, 1, 2}, {5, 5, 3}, {-1, 5, 4}});
   pts.KeepPointsInInner(outer);
@@ -100,7 +104,7 @@ TEST(PolygonSearch, PlanarSearchesUseStrideTwoAndSkipLast) {
   CSSE3dPolygon one = Make({{1, 1, 1}}), two = Make({{1, 1, 1}, {2, 2, 2}}), none;
   // |5 - 0| = |5 - 10| in x: the first stays. With two points only point 0 is examined.
   const int got[] = {poly.ClosestPointXY(5, 5), poly.ClosestPointYZ(5, 5), poly.ClosestPointX(5), poly.ClosestPointY(9),
-                     one.ClosestPointXY(1, 1), two.ClosestPointXY(2, 2), two.ClosestPointX(2)};
+                     one.ClosestPointXY(1, 1),  two.ClosestPointXY(2, 2),  two.ClosestPointX(2)};
   EXPECT_EQ(std::vector<int>(std::begin(got), std::end(got)), std::vector<int>({0, 0, 0, 2, -1, 0, 0}));
   EXPECT_EQ(poly.ClosestPoint(Lv(V(5, 5, 5))), 1);  // the full search sees every point
   EXPECT_EQ(none.ClosestPoint(Lv(V(0, 0))), -1);
@@ -152,7 +156,7 @@ TEST(PolygonSearch, MinDistanceIgnoresTrailingPointsAndSwitchesOnZ) {
   t_resolutiondata r{1, 1, 1};
   poly.NormalizeXYZ(r);
   flat.NormalizeXYZ(r);
-  EXPECT_EQ(poly.GetMinEuclDistance(0, 0, 0, 0), 10.0f);  // points 4..6 never looked at
+  EXPECT_EQ(poly.GetMinEuclDistance(0, 0, 0, 0), 10.0f);              // points 4..6 never looked at
   EXPECT_EQ(flat.GetMinEuclDistanceSpecial(3, 0, 0.0009f, 0), 3.0f);  // planar
   // 0.001f is slightly above 0.001 in double: already spatial.
   for (float z : {0.001f, 0.0011f, 8.0f})
@@ -161,7 +165,7 @@ TEST(PolygonSearch, MinDistanceIgnoresTrailingPointsAndSwitchesOnZ) {
 
 TEST(PolygonSearch, InterpolateZ) {
   CSSE3dPolygon poly = Make({{0, 0, 10}, {2, 0, 20}, {0, 2, 30}, {5, 5, 40}});
-  EXPECT_EQ(poly.InterpolateZ(2, 0, 1, 0), 20.0f);      // on a point: its z at once
+  EXPECT_EQ(poly.InterpolateZ(2, 0, 1, 0), 20.0f);        // on a point: its z at once
   EXPECT_EQ(poly.InterpolateZ(0.5f, 0, 1, 0.3f), 10.0f);  // within sqrt(limit) of point 0, visited first
   // Weighted: at (1, 0) distances^2 are 1, 1, 5, 41; the low variant weighs by 1 / distance.
   const double d2[4] = {1, 1, 5, 41};
@@ -170,7 +174,7 @@ TEST(PolygonSearch, InterpolateZ) {
     sw += 1 / d2[i], swz += 10 * (i + 1) / d2[i], lw += 1 / std::sqrt(d2[i]), lwz += 10 * (i + 1) / std::sqrt(d2[i]);
   EXPECT_EQ(poly.InterpolateZ(1, 0, 1, 0), static_cast<float>(swz / sw));
   EXPECT_EQ(poly.InterpolateZLow(1, 0, 1, 0), static_cast<float>(lwz / lw));
-  EXPECT_EQ(poly.InterpolateZ(0, 1.0f, 2, 0), 20.0f);  // step 2 visits 0 and 2 (index below 4 - 2 + 1)
+  EXPECT_EQ(poly.InterpolateZ(0, 1.0f, 2, 0), 20.0f);      // step 2 visits 0 and 2 (index below 4 - 2 + 1)
   EXPECT_TRUE(std::isnan(poly.InterpolateZ(0, 0, 5, 0)));  // nothing visited
 }
 

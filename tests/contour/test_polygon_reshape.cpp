@@ -140,9 +140,13 @@ TEST(PolygonTransform, MatchesWrittenOutMatrices) {
        [&](P3 p) {
          const P3 q = Apply(tv, {p.x - c.x, p.y - c.y, p.z - c.z});
          return P3{q.x + c.x, q.y + c.y, q.z + c.z};
-       }, 1},
+       },
+       1},
       {"ShiftLine", [](CSSE3dPolygon& p) { p.ShiftLine(1, -2, 0.5f); },
-       [](P3 p) { return P3{p.x + 1, p.y - 2, p.z + 0.5f}; }, 1},
+       [](P3 p) {
+         return P3{p.x + 1, p.y - 2, p.z + 0.5f};
+       },
+       1},
   };
   for (const auto& [name, edit, expect, boxAfter] : cases) {
     CSSE3dPolygon poly = Make(shape);

@@ -33,8 +33,10 @@ TEST(PolygonCuts, TwoSidesOfALineAddUpToTheWhole) {
         const float limit = seed == 0 ? src[0].x : at(rng);  // also a line through a corner
         for (bool alongX : {true, false}) {
           CSSE3dPolygon low = Make(src), high = Make(src);
-          if (alongX) low.CutAwayAboveX(limit), high.CutAwayBelowX(limit);
-          else low.CutAwayAboveY(limit), high.CutAwayBelowY(limit);
+          if (alongX)
+            low.CutAwayAboveX(limit), high.CutAwayBelowX(limit);
+          else
+            low.CutAwayAboveY(limit), high.CutAwayBelowY(limit);
           const Pts a = Points(low), b = Points(high);
           SCOPED_TRACE(testing::Message() << shape << " n " << n << " seed " << seed << " limit " << limit);
           EXPECT_NEAR(Area(a) + Area(b), Area(src), 1e-4 * (1 + std::fabs(Area(src))));
@@ -102,8 +104,7 @@ TEST(PolygonShapeOps, FittingToAnotherContour) {
   // Moving all the way puts every point on the other outline.
   CSSE3dPolygon m = Make(circle), target = Make(square);
   m.MoveTowardsPolygon(target, 1.0f);
-  for (const P3& q : Points(m))
-    EXPECT_NEAR(std::max(std::fabs(q.x), std::fabs(q.y)), 20, 1e-4) << q;
+  for (const P3& q : Points(m)) EXPECT_NEAR(std::max(std::fabs(q.x), std::fabs(q.y)), 20, 1e-4) << q;
   CSSE3dPolygon half = Make(circle);
   half.MoveTowardsPolygon(target, 0.5f);
   EXPECT_NEAR(Points(half)[0].x, 15, 1e-5);
@@ -136,7 +137,8 @@ TEST(PolygonShapeOps, ResamplingByZAndResorting) {
   const Pts out = Points(r);
   ASSERT_EQ(out.size(), ring.size());
   for (std::size_t i = 0; i + 1 < out.size(); ++i)
-    EXPECT_EQ(std::min((int(out[i + 1].z) - int(out[i].z) + 30) % 30, (int(out[i].z) - int(out[i + 1].z) + 30) % 30), 1);
+    EXPECT_EQ(std::min((int(out[i + 1].z) - int(out[i].z) + 30) % 30, (int(out[i].z) - int(out[i + 1].z) + 30) % 30),
+              1);
   r.ResortAndSubsample(3);
   EXPECT_EQ(r.GetNumPoints(), 10);
 }

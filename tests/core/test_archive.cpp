@@ -28,7 +28,9 @@ static CArchiveException::Cause CauseOf(const std::function<void()>& f) {
 // The sample's exact little-endian bytes read back; every shorter prefix
 // throws end of file, and the remaining byte count follows the reads.
 TEST(Archive, BytesReadBackAndEveryTruncatedPrefixThrowsEndOfFile) {
-  EXPECT_EQ(kSample, std::string("\2\0\0\0\xFD\xFF\xFF\xFF\0\0\xC0\x3F" "x\1\2\3\4\5", 18));
+  EXPECT_EQ(kSample, std::string("\2\0\0\0\xFD\xFF\xFF\xFF\0\0\xC0\x3F"
+                                 "x\1\2\3\4\5",
+                                 18));
   for (std::size_t n = 0; n <= kSample.size(); ++n) {
     std::istringstream in(kSample.substr(0, n));
     CArchive ar(in);

@@ -18,8 +18,16 @@ static void ExpectLanes(__m128 m, float x, float y, float z, float w) {
 
 static const float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-static float Max(__m128 v) { float out; CSSEFns::max_of_m128(v, &out); return out; }
-static float Min(__m128 v) { float out; CSSEFns::min_of_m128(v, &out); return out; }
+static float Max(__m128 v) {
+  float out;
+  CSSEFns::max_of_m128(v, &out);
+  return out;
+}
+static float Min(__m128 v) {
+  float out;
+  CSSEFns::min_of_m128(v, &out);
+  return out;
+}
 
 TEST(SSEFns, ScalarQuantitiesUseAllFourLanesAndPairTheirSums) {
   const struct {

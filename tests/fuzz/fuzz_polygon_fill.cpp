@@ -22,7 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CSSE3dPolygon poly;
   poly.Create(n);
   for (int i = 0; i < n; ++i)
-    poly.SetPoint(i, static_cast<int8_t>(data[4 + 2 * i]) * 0.25f + 10, static_cast<int8_t>(data[5 + 2 * i]) * 0.25f + 10, 0);
+    poly.SetPoint(i, static_cast<int8_t>(data[4 + 2 * i]) * 0.25f + 10,
+                  static_cast<int8_t>(data[5 + 2 * i]) * 0.25f + 10, 0);
 
   CSSEMatrix fast, slow;
   fast.Create(sizeX, sizeY);

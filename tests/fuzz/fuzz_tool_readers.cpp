@@ -94,8 +94,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     out.write(reinterpret_cast<const char*>(data + 1), static_cast<std::streamsize>(size - 1));
   }
   try {
-    if (format < 4) ReadRasterFile(path);
-    else ReadMeshFile(path);
+    if (format < 4)
+      ReadRasterFile(path);
+    else
+      ReadMeshFile(path);
   } catch (const relief::tool::ToolError& e) {
     // Readers refuse with bad input (exit 2), never as failed work.
     Check(e.ExitCode() == relief::tool::kExitBadInput);

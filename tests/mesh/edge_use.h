@@ -48,7 +48,8 @@ inline std::string Describe(const std::pair<CornerKey, CornerKey>& e) {
 inline testing::AssertionResult IsClosedSurface(const CHTriangulation& m) {
   if (m.NumTriangles < 1) return testing::AssertionFailure() << "the mesh is empty";
   for (const auto& [edge, use] : EdgeUses(m)) {
-    if (use.count != 2) return testing::AssertionFailure() << Describe(edge) << " is used by " << use.count << " triangles";
+    if (use.count != 2)
+      return testing::AssertionFailure() << Describe(edge) << " is used by " << use.count << " triangles";
     if (use.forward != 1) return testing::AssertionFailure() << Describe(edge) << " is run twice in the same direction";
   }
   return testing::AssertionSuccess();
@@ -58,7 +59,8 @@ inline testing::AssertionResult IsClosedSurface(const CHTriangulation& m) {
 // directions. Names the first edge that is not.
 inline testing::AssertionResult IsManifoldBand(const CHTriangulation& m) {
   for (const auto& [edge, use] : EdgeUses(m)) {
-    if (use.count > 2) return testing::AssertionFailure() << Describe(edge) << " is used by " << use.count << " triangles";
+    if (use.count > 2)
+      return testing::AssertionFailure() << Describe(edge) << " is used by " << use.count << " triangles";
     if (use.count == 2 && use.forward != 1)
       return testing::AssertionFailure() << Describe(edge) << " is run twice in the same direction";
   }

@@ -56,8 +56,8 @@ inline std::vector<double> FbmValues(int width, int height, std::uint32_t seed, 
   return v;
 }
 
-inline void FbmField(CSSEMatrix& m, int width, int height, std::uint32_t seed, double low = 0.0,
-                     double high = 100.0, int octaves = 8, double gain = 0.5, double basePeriod = 0.0) {
+inline void FbmField(CSSEMatrix& m, int width, int height, std::uint32_t seed, double low = 0.0, double high = 100.0,
+                     int octaves = 8, double gain = 0.5, double basePeriod = 0.0) {
   if (basePeriod <= 0.0) basePeriod = std::max(width, height) / 4.0;
   const std::vector<double> v = FbmValues(width, height, seed, octaves, gain, basePeriod);
   const auto [lo, hi] = std::minmax_element(v.begin(), v.end());

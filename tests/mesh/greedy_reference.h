@@ -33,8 +33,8 @@ inline bool InCircle(const Mesh& m, int a, int b, int c, int d) {
   };
   const auto A = row(a), B = row(b), C = row(c);
   // Small integer coordinates: exact in double.
-  const double det = A[0] * (B[1] * C[2] - B[2] * C[1]) - A[1] * (B[0] * C[2] - B[2] * C[0]) +
-                     A[2] * (B[0] * C[1] - B[1] * C[0]);
+  const double det =
+      A[0] * (B[1] * C[2] - B[2] * C[1]) - A[1] * (B[0] * C[2] - B[2] * C[0]) + A[2] * (B[0] * C[1] - B[1] * C[0]);
   return det > 0.0;
 }
 
@@ -71,7 +71,8 @@ inline void FlipAround(Mesh& m, int p) {
   auto find = [&m](int a, int b) {  // the triangle holding the directed edge a->b, and its third corner
     for (int t = 0; t < int(m.triangles.size()); ++t)
       for (int k = 0; k < 3; ++k)
-        if (m.triangles[t][k] == a && m.triangles[t][(k + 1) % 3] == b) return std::make_pair(t, m.triangles[t][(k + 2) % 3]);
+        if (m.triangles[t][k] == a && m.triangles[t][(k + 1) % 3] == b)
+          return std::make_pair(t, m.triangles[t][(k + 2) % 3]);
     return std::make_pair(-1, -1);
   };
   std::vector<std::pair<int, int>> todo;

@@ -17,8 +17,10 @@ std::string CheckMesh(const CHTriangulation& m, Checks checks) {
   if (m.pMaxPoint != m.PointArray + 1 || m.pCenterPoint != m.PointArray + 2)
     return "pMaxPoint / pCenterPoint do not point into the three-point block";
   if (n == 0) return "";
-  const char* names[] = {"EdgeArray", "NormalArray", "MainNormalArray", "TArray", "SArray", "VArray", "MinPointArray", "MaxPointArray"};
-  const SSEPoint* arrays[] = {m.EdgeArray, m.NormalArray, m.MainNormalArray, m.TArray, m.SArray, m.VArray, m.MinPointArray, m.MaxPointArray};
+  const char* names[] = {"EdgeArray", "NormalArray", "MainNormalArray", "TArray",
+                         "SArray",    "VArray",      "MinPointArray",   "MaxPointArray"};
+  const SSEPoint* arrays[] = {m.EdgeArray, m.NormalArray, m.MainNormalArray, m.TArray,
+                              m.SArray,    m.VArray,      m.MinPointArray,   m.MaxPointArray};
   for (int a = 0; a < 8; ++a)
     if (!arrays[a] || !Aligned(arrays[a])) return std::string(names[a]) + " is null or not 16-byte aligned";
   if (!m.Triangles) return "Triangles is null";
@@ -37,7 +39,8 @@ std::string CheckMesh(const CHTriangulation& m, Checks checks) {
     for (int k = 0; checks.neighbours && k < 3; ++k) {
       const t_htriangle* nb = t.pNeighbour[k];
       if (nb && (nb < m.Triangles || nb >= m.Triangles + n || nb == &t))
-        return at + "pNeighbour[" + std::to_string(k) + "]" + (nb == &t ? " is the triangle itself" : " is not a record of this mesh");
+        return at + "pNeighbour[" + std::to_string(k) + "]" +
+               (nb == &t ? " is the triangle itself" : " is not a record of this mesh");
     }
     const __m128 p0 = e[0].m, p1 = e[1].m, p2 = e[2].m;
     const std::pair<const char*, bool> derived[] = {

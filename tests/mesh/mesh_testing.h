@@ -16,19 +16,21 @@
 #include <string>
 #include <vector>
 
+#include "predicates.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CMemoryException.h"
 #include "relief/CSSE3dPolygon.h"
 #include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/MessageBox.h"
-#include "predicates.h"
 
 namespace mesh_test {
 
 using namespace relief_test;
 
-struct Corner { float x, y, z, w; };
+struct Corner {
+  float x, y, z, w;
+};
 using Tri = std::array<Corner, 3>;
 
 // What CheckMesh verifies beyond the storage wiring.
@@ -71,8 +73,10 @@ inline testing::AssertionResult SameTriangle(const CHTriangulation& a, int ta, c
 
 // The working-list links of t are prev and next.
 inline testing::AssertionResult Linked(const t_htriangle& t, const t_htriangle* prev, const t_htriangle* next) {
-  if (t.pPrev != prev) return testing::AssertionFailure() << "triangle " << t.Index << ": pPrev " << t.pPrev << ", expected " << prev;
-  if (t.pNext != next) return testing::AssertionFailure() << "triangle " << t.Index << ": pNext " << t.pNext << ", expected " << next;
+  if (t.pPrev != prev)
+    return testing::AssertionFailure() << "triangle " << t.Index << ": pPrev " << t.pPrev << ", expected " << prev;
+  if (t.pNext != next)
+    return testing::AssertionFailure() << "triangle " << t.Index << ": pNext " << t.pNext << ", expected " << next;
   return testing::AssertionSuccess();
 }
 
@@ -80,7 +84,8 @@ inline testing::AssertionResult Linked(const t_htriangle& t, const t_htriangle* 
 inline testing::AssertionResult Detached(const t_htriangle& t) {
   if (auto r = Linked(t, nullptr, nullptr); !r) return r;
   for (int k = 0; k < 3; ++k)
-    if (t.pNeighbour[k]) return testing::AssertionFailure() << "triangle " << t.Index << ": pNeighbour[" << k << "] set";
+    if (t.pNeighbour[k])
+      return testing::AssertionFailure() << "triangle " << t.Index << ": pNeighbour[" << k << "] set";
   return testing::AssertionSuccess();
 }
 
@@ -99,7 +104,9 @@ void MakeField(CSSEMatrix& m, int sx, int sy, F f) {
 
 // Records message boxes instead of showing them, while alive.
 struct Messages {
-  Messages() { SetMessageBoxHandler([this](const std::string& t) { texts.push_back(t); }); }
+  Messages() {
+    SetMessageBoxHandler([this](const std::string& t) { texts.push_back(t); });
+  }
   ~Messages() { SetMessageBoxHandler({}); }
   std::vector<std::string> texts;
 };

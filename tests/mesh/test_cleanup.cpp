@@ -7,20 +7,27 @@ namespace {
 using namespace mesh_test;
 
 // A triangle at x offset `at` whose corners have the given z.
-Tri WithZ(float at, float z0, float z1, float z2) { return Tri{Corner{at, 0, z0, 0}, Corner{at + 1, 0, z1, 0}, Corner{at, 1, z2, 0}}; }
+Tri WithZ(float at, float z0, float z1, float z2) {
+  return Tri{Corner{at, 0, z0, 0}, Corner{at + 1, 0, z1, 0}, Corner{at, 1, z2, 0}};
+}
 
 TEST(MeshRemoval, HeightBandsRemoveOnlyTrianglesWhollyInside) {
   enum Removal { Below, Above, Between };
-  const struct { Removal removal; float a, b, z[3]; bool kept; } cases[] = {{Below, 0, 0, {0, 0, 0.1f}, true},    {Below, 0, 0, {0, 0, 0}, false},     // limits inclusive
-               {Below, 0, 0, {-3, -2, -1}, false},   {Above, 5, 0, {5, 5, 4.9f}, true},
-               {Above, 5, 0, {5, 5, 5}, false},      {Between, 1, 2, {0, 1, 5}, false},   // one corner on a bound
-               {Between, 1, 2, {2, -1, 5}, false},   {Between, 1, 2, {0, 0.5f, 5}, true},
-               {Between, 1, 2, {0.9f, 2.1f, 0}, true}};                                   // straddling is kept
+  const struct {
+    Removal removal;
+    float a, b, z[3];
+    bool kept;
+  } cases[] = {{Below, 0, 0, {0, 0, 0.1f}, true},     {Below, 0, 0, {0, 0, 0}, false},  // limits inclusive
+               {Below, 0, 0, {-3, -2, -1}, false},    {Above, 5, 0, {5, 5, 4.9f}, true},
+               {Above, 5, 0, {5, 5, 5}, false},       {Between, 1, 2, {0, 1, 5}, false},  // one corner on a bound
+               {Between, 1, 2, {2, -1, 5}, false},    {Between, 1, 2, {0, 0.5f, 5}, true},
+               {Between, 1, 2, {0.9f, 2.1f, 0}, true}};  // straddling is kept
   for (const auto& c : cases) {
     CHTriangulation m;
     Fill(m, {WithZ(0, c.z[0], c.z[1], c.z[2])});
-    c.removal == Below ? m.RemoveTrianglesBelowZ(c.a) : c.removal == Above ? m.RemoveTrianglesAboveZ(c.a)
-                                                                          : m.RemoveTrianglesBetweenZ(c.a, c.b);
+    c.removal == Below   ? m.RemoveTrianglesBelowZ(c.a)
+    : c.removal == Above ? m.RemoveTrianglesAboveZ(c.a)
+                         : m.RemoveTrianglesBetweenZ(c.a, c.b);
     EXPECT_TRUE(ValidMesh(m, c.kept ? 1 : 0)) << "case " << &c - cases;
   }
 }
@@ -46,7 +53,13 @@ TEST(MeshRemoval, KeptTrianglesKeepIndexTypeAndDerivedData) {
 
 TEST(MeshRemoval, SameOrientationComparesAllPairsWithAnInclusiveTolerance) {
   // First normals by triangle; Type 0 marks a triangle for removal too.
-  const struct { std::vector<float> dx; int zeroType, kept; } cases[] = {{{0, 0.05f}, -1, 1}, {{0, -0.05f}, -1, 1}, {{0, 0.0501f}, -1, 2}, {{0, -0.0501f}, -1, 2},
+  const struct {
+    std::vector<float> dx;
+    int zeroType, kept;
+  } cases[] = {{{0, 0.05f}, -1, 1},
+               {{0, -0.05f}, -1, 1},
+               {{0, 0.0501f}, -1, 2},
+               {{0, -0.0501f}, -1, 2},
                {{0, 0.04f, 0.08f, 0.7f}, 3, 1}};  // 2 repeats 1 (already marked) but not 0
   for (const auto& c : cases) {
     CHTriangulation m;

@@ -16,11 +16,11 @@
 #include <utility>
 #include <vector>
 
+#include "mesh/error_bounded_fields.h"
+#include "mesh/greedy_reference.h"
 #include "relief/CHErrorBoundedMesher.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CSSEMatrix.h"
-#include "mesh/error_bounded_fields.h"
-#include "mesh/greedy_reference.h"
 
 namespace {
 
@@ -31,8 +31,8 @@ bool HasData(float v) { return v != 0.0f && std::isfinite(v); }
 // The largest |field - mesh| over the valid pixel centres, each interpolated
 // in every result triangle that holds it; fails when a valid pixel lies in
 // none.
-testing::AssertionResult MeasuredMaxError(const CSSEMatrix& field, const CHErrorBoundedMesher& mesher,
-                                          double& maxError, double& rmsError) {
+testing::AssertionResult MeasuredMaxError(const CSSEMatrix& field, const CHErrorBoundedMesher& mesher, double& maxError,
+                                          double& rmsError) {
   const int w = field.GetSizeX(), h = field.GetSizeY();
   std::vector<double> error(size_t(w) * h, -1.0);
   const float* v = mesher.GetVertexArray();
@@ -83,7 +83,8 @@ testing::AssertionResult WellFormed(const CSSEMatrix& field, const CHErrorBounde
   std::map<std::pair<int, int>, int> pointAt;
   for (int p = 0; p < n; ++p) {
     const float x = v[3 * p], y = v[3 * p + 1];
-    if (x != std::floor(x) || y != std::floor(y)) return testing::AssertionFailure() << "point " << p << " off the pixel grid";
+    if (x != std::floor(x) || y != std::floor(y))
+      return testing::AssertionFailure() << "point " << p << " off the pixel grid";
     const int fx = int(x) + mesher.GetOriginX(), fy = int(y) + mesher.GetOriginY();
     if (fx < 0 || fy < 0 || fx >= field.GetSizeX() || fy >= field.GetSizeY())
       return testing::AssertionFailure() << "point " << p << " outside the field";
@@ -103,16 +104,16 @@ testing::AssertionResult WellFormed(const CSSEMatrix& field, const CHErrorBounde
     if (!(area > 0.0)) return testing::AssertionFailure() << "triangle " << t << " is not counter-clockwise";
     for (int k = 0; k < 3; ++k)
       if (++directed[{c[k], c[(k + 1) % 3]}] > 1)
-        return testing::AssertionFailure() << "edge " << c[k] << "-" << c[(k + 1) % 3]
-                                           << " runs the same way in two triangles (not edge-manifold)";
+        return testing::AssertionFailure()
+               << "edge " << c[k] << "-" << c[(k + 1) % 3] << " runs the same way in two triangles (not edge-manifold)";
   }
   return testing::AssertionSuccess();
 }
 
 // Meshes and checks shape and error bound; returns false on failure (the
 // failure is already recorded).
-bool MeshAndCheck(const CSSEMatrix& field, float maxError, CHErrorBoundedMesher& mesher,
-                  int maxTriangles = INT32_MAX, int maxPoints = INT32_MAX) {
+bool MeshAndCheck(const CSSEMatrix& field, float maxError, CHErrorBoundedMesher& mesher, int maxTriangles = INT32_MAX,
+                  int maxPoints = INT32_MAX) {
   if (!mesher.CreateMeshFromSSEField(&field, maxError, maxTriangles, maxPoints)) {
     ADD_FAILURE() << "refused: " << mesher.GetProblem();
     return false;
@@ -150,19 +151,23 @@ const FieldCase kFields[] = {
     {"fbm 31x17", [](CSSEMatrix& m, std::uint32_t s) { FbmField(m, 31, 17, s); }},
     {"fbm 2x7", [](CSSEMatrix& m, std::uint32_t s) { FbmField(m, 2, 7, s); }},
     {"fbm 3x3", [](CSSEMatrix& m, std::uint32_t s) { FbmField(m, 3, 3, s); }},
-    {"steps", [](CSSEMatrix& m, std::uint32_t s) {
+    {"steps",
+     [](CSSEMatrix& m, std::uint32_t s) {
        Fill(m, 67, 45, [s](int x, int y) { return 10.0f + 7.0f * float(((x + 2 * y + int(s)) / 9) % 4); });
      }},
-    {"spikes", [](CSSEMatrix& m, std::uint32_t s) {
+    {"spikes",
+     [](CSSEMatrix& m, std::uint32_t s) {
        std::mt19937 rng(s);
        Fill(m, 65, 65, [](int, int) { return 20.0f; });
        for (int i = 0; i < 40; ++i) m.SetPoint(int(rng() % 65), int(rng() % 65), 20.0f + float(rng() % 80));
      }},
     {"constant", [](CSSEMatrix& m, std::uint32_t) { Fill(m, 33, 21, [](int, int) { return 5.5f; }); }},
-    {"tilted plane", [](CSSEMatrix& m, std::uint32_t) {
+    {"tilted plane",
+     [](CSSEMatrix& m, std::uint32_t) {
        Fill(m, 40, 25, [](int x, int y) { return 50.0f + 0.1f * float(x) - 0.3f * float(y); });
      }},
-    {"fbm with holes", [](CSSEMatrix& m, std::uint32_t s) {
+    {"fbm with holes",
+     [](CSSEMatrix& m, std::uint32_t s) {
        FbmField(m, 97, 81, s, 10.0, 60.0);
        std::mt19937 rng(s);
        for (int i = 0; i < 6; ++i) {
@@ -173,7 +178,8 @@ const FieldCase kFields[] = {
                m.SetPoint(x, y, 0.0f);
        }
      }},
-    {"circular outline off the origin", [](CSSEMatrix& m, std::uint32_t s) {
+    {"circular outline off the origin",
+     [](CSSEMatrix& m, std::uint32_t s) {
        CSSEMatrix terrain;
        FbmField(terrain, 101, 90, s, 5.0, 40.0);
        Fill(m, 101, 90, [&](int x, int y) {
@@ -371,7 +377,8 @@ TEST(ErrorBoundedMesher, NonFiniteHeightsCountAsNoData) {
   ASSERT_TRUE(MeshAndCheck(field, 0.5f, mesher));
   EXPECT_EQ(mesher.GetNumValidPixels(), 40 * 30 - 30);
   for (int p = 0; p < mesher.GetNumPoints(); ++p)
-    ASSERT_TRUE(std::isfinite(mesher.GetVertexArray()[3 * p + 2])) << "point " << p << " has height " << mesher.GetVertexArray()[3 * p + 2];
+    ASSERT_TRUE(std::isfinite(mesher.GetVertexArray()[3 * p + 2]))
+        << "point " << p << " has height " << mesher.GetVertexArray()[3 * p + 2];
 }
 
 TEST(ErrorBoundedMesher, TwoByTwoAndTwoValidPixelsOnADiagonal) {

@@ -11,7 +11,9 @@ using namespace mesh_test;
 // B = (dX1, dY1), C = (dX1, dY0), D = (dX0, dY1).
 enum { P00, P01, P10, P11 };
 enum { A, B, C, D };
-struct Expected { int mask0, mask1, triangles, corners[2][3], normals[2][3]; };
+struct Expected {
+  int mask0, mask1, triangles, corners[2][3], normals[2][3];
+};
 const Expected kTable[] = {
     {3, 3, 2, {{P00, P11, P01}, {P00, P10, P11}}, {{A, B, C}, {A, D, B}}},
     {3, 1, 1, {{P00, P10, P01}}, {{A, D, C}}},
@@ -29,7 +31,8 @@ TEST(MeshFromField, AppendTriangleCaseTable) {
         for (bool fill : {false, true}) {
           SCOPED_TRACE(testing::Message() << mask0 << "," << mask1 << " flip " << flip << " fill " << fill);
           // Filling turns a single valid corner on a side into two.
-          const int m0 = fill && (mask0 == 1 || mask0 == 2) ? 3 : mask0, m1 = fill && (mask1 == 1 || mask1 == 2) ? 3 : mask1;
+          const int m0 = fill && (mask0 == 1 || mask0 == 2) ? 3 : mask0,
+                    m1 = fill && (mask1 == 1 || mask1 == 2) ? 3 : mask1;
           const Expected* e = nullptr;
           for (const Expected& row : kTable)
             if (row.mask0 == m0 && row.mask1 == m1) e = &row;
@@ -44,9 +47,11 @@ TEST(MeshFromField, AppendTriangleCaseTable) {
             for (int k = 0; k < 3; ++k) {
               const int c = e->corners[t][k], w = e->normals[t][k];
               SSEPoint n;
-              n.m = CSSEFns::normalizevector(_mm_set_ps(0.0f, 1.0f, w == A || w == C ? dY0 : dY1, w == A || w == D ? dX0 : dX1));
+              n.m = CSSEFns::normalizevector(
+                  _mm_set_ps(0.0f, 1.0f, w == A || w == C ? dY0 : dY1, w == A || w == D ? dX0 : dX1));
               if (flip) n.m = _mm_xor_ps(n.m, _mm_set1_ps(-0.0f));
-              EXPECT_TRUE(SamePoint(m.EdgeArray[3 + 3 * t + k], Point(xs[c >> 1], ys[c & 1], z[c]))) << t << " corner " << k;
+              EXPECT_TRUE(SamePoint(m.EdgeArray[3 + 3 * t + k], Point(xs[c >> 1], ys[c & 1], z[c])))
+                  << t << " corner " << k;
               EXPECT_TRUE(SamePoint(m.NormalArray[3 + 3 * t + k], n)) << t << " normal " << k;
               sum = k ? _mm_add_ps(sum, n.m) : n.m;  // (n0 + n1) + n2: a -0 lane stays -0
             }
@@ -83,12 +88,16 @@ void ExpectSameMesh(const CHTriangulation& a, const CHTriangulation& b) {
   ASSERT_EQ(std::memcmp(a.NormalArray, b.NormalArray, 48 * a.NumTriangles), 0);
   for (int i = 0; i < a.NumTriangles; ++i) {
     const t_htriangle &ta = a.Triangles[i], &tb = b.Triangles[i];
-    for (auto [name, pa, pb] : {std::tuple{"main normal", a.MainNormalArray, b.MainNormalArray}, {"S", a.SArray, b.SArray},
-                                {"T", a.TArray, b.TArray}, {"V", a.VArray, b.VArray}})
+    for (auto [name, pa, pb] : {std::tuple{"main normal", a.MainNormalArray, b.MainNormalArray},
+                                {"S", a.SArray, b.SArray},
+                                {"T", a.TArray, b.TArray},
+                                {"V", a.VArray, b.VArray}})
       ASSERT_TRUE(SamePoint(pa[i], pb[i])) << name << " of triangle " << i;
     ASSERT_TRUE(AllEqual({FIELD(ta.Index, tb.Index), FIELD(ta.Type, tb.Type)})) << i;
     for (int k = 0; k < 3; ++k)
-      ASSERT_EQ(ta.pNeighbour[k] ? ta.pNeighbour[k] - a.Triangles : -1, tb.pNeighbour[k] ? tb.pNeighbour[k] - b.Triangles : -1) << i;
+      ASSERT_EQ(ta.pNeighbour[k] ? ta.pNeighbour[k] - a.Triangles : -1,
+                tb.pNeighbour[k] ? tb.pNeighbour[k] - b.Triangles : -1)
+          << i;
   }
 }
 
@@ -111,20 +120,24 @@ TEST(MeshFromField, BuildersMatchTheCellByCellReference) {
     auto lane = [&](int x, int y) { return reinterpret_cast<const float*>(lines[y >> 2] + x)[y & 3]; };
     if (seed % 3 == 0)  // padding lanes are data for the full builder
       for (int x = 0; x < sx; ++x)
-        for (int y = sy; y < 4 * field.GetSSESizeY(); ++y) reinterpret_cast<float*>(lines[y >> 2] + x)[y & 3] = above ? 1.0f : -1.0f;
+        for (int y = sy; y < 4 * field.GetSSESizeY(); ++y)
+          reinterpret_cast<float*>(lines[y >> 2] + x)[y & 3] = above ? 1.0f : -1.0f;
     // The full builder: every cell but those of the last SSE row, the count
     // twice the valid pixels with an unwritten tail.
     const float sX = seed % 2 ? 1.0f : 0.1f, sY = seed % 4 < 2 ? 1.0f : 0.3f;
     CHTriangulation fast(0, sX, sY, 1), slow(0, sX, sY, 1);
     fast.CreateTriangulationFromSSEField(&field, 0.0f, above);
     const int valid = above ? field.NumValuesAbove(0.0f) : field.NumValuesBelow(0.0f);
-    if (valid > 0) slow.CreateTriangulation(2 * valid), ReferenceCells(slow, field.GetSSESizeX() - 1, 4 * (field.GetSSESizeY() - 1), 1, 1, above, lane);
+    if (valid > 0)
+      slow.CreateTriangulation(2 * valid),
+          ReferenceCells(slow, field.GetSSESizeX() - 1, 4 * (field.GetSSESizeY() - 1), 1, 1, above, lane);
     ExpectSameMesh(fast, slow);
     // The subsampled builder: the coarse grid inside the field, trimmed to the cells written.
     const int stepX = 1 + int(rng() % 4), stepY = 1 + int(rng() % 4);
     CHTriangulation sub(0, 0.5f, 2.0f, 1), ref(2 * sx * sy + 2, 0.5f, 2.0f, 1);
     sub.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, above, stepX, stepY);
-    ref.NumTriangles = ReferenceCells(ref, sx - stepX, sy - stepY, stepX, stepY, above, [&](int x, int y) { return field.GetPoint(x, y); });
+    ref.NumTriangles = ReferenceCells(ref, sx - stepX, sy - stepY, stepX, stepY, above,
+                                      [&](int x, int y) { return field.GetPoint(x, y); });
     ExpectSameMesh(sub, ref);
     if (HasFatalFailure()) return;
   }
@@ -154,7 +167,8 @@ TEST(MeshFromField, ConstructorsRunTheirPassesOverTheUnwrittenTail) {
     EXPECT_TRUE(ValidMesh(e, 0));
     EXPECT_EQ(s.NumTriangles, 0);
   }
-  m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 0, 3), m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 2, 0);
+  m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 0, 3),
+      m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 2, 0);
   EXPECT_EQ(m.NumTriangles, 60);
 }
 

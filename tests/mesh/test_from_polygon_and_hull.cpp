@@ -28,7 +28,9 @@ SSEPoint PolygonPoint(const CSSE3dPolygon& p, int i) {
 double PlanarArea(const CHTriangulation& m) {
   double a = 0;
   for (const SSEPoint* p = m.EdgeArray; p != m.EdgeArray + 3 * m.NumTriangles; p += 3)
-    a += ((double(p[1].x) - p[0].x) * (double(p[2].y) - p[0].y) - (double(p[2].x) - p[0].x) * (double(p[1].y) - p[0].y)) / 2;
+    a += ((double(p[1].x) - p[0].x) * (double(p[2].y) - p[0].y) -
+          (double(p[2].x) - p[0].x) * (double(p[1].y) - p[0].y)) /
+         2;
   return a;
 }
 
@@ -37,7 +39,8 @@ TEST(MeshFromPolygon, FanStartsWithTheClosingEdge) {
   CHTriangulation m(&square, 1.0f, 1.0f, 1.0f, 1, 0.0f, true, false);
   ASSERT_TRUE(ValidMesh(m, 4, kAll));
   for (int t = 0; t < 4; ++t)
-    for (auto [k, p] : {std::pair{0, PolygonPoint(square, (t + 3) % 4)}, {1, PolygonPoint(square, t)}, {2, Point(1, 1, 2)}})
+    for (auto [k, p] :
+         {std::pair{0, PolygonPoint(square, (t + 3) % 4)}, {1, PolygonPoint(square, t)}, {2, Point(1, 1, 2)}})
       EXPECT_TRUE(SamePoint(m.EdgeArray[3 * t + k], p)) << "triangle " << t << " corner " << k;
   SSEPoint own;
   square.GetGeometricCenter(own);
@@ -54,7 +57,8 @@ TEST(MeshFromPolygon, FanStartsWithTheClosingEdge) {
 TEST(MeshFromPolygon, EarClippingTakesTheSourcePointsThroughTheStep) {
   // An octagon with z = index; step 2 uses points 0, 2, 4, 6.
   std::vector<std::array<float, 3>> pts;
-  for (int i = 0; i < 8; ++i) pts.push_back({float(10 * std::cos(i * 0.785398)), float(10 * std::sin(i * 0.785398)), float(i)});
+  for (int i = 0; i < 8; ++i)
+    pts.push_back({float(10 * std::cos(i * 0.785398)), float(10 * std::sin(i * 0.785398)), float(i)});
   CSSE3dPolygon poly = Polygon(pts);
   for (int step : {1, 2}) {
     CHTriangulation m(&poly, 1.0f, 1.0f, 1.0f, step, 0.0f, false, false);
@@ -70,7 +74,8 @@ TEST(MeshFromPolygon, EarClippingTakesTheSourcePointsThroughTheStep) {
 TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
   Messages quiet;
   CHConvexHull3D hull, never;
-  for (const auto& p : std::vector<std::array<float, 3>>{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}, {0.5f, 0.5f, 0.5f}})
+  for (const auto& p :
+       std::vector<std::array<float, 3>>{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}, {0.5f, 0.5f, 0.5f}})
     hull.AppendVertex3D(p[0], p[1], p[2], 0.0f);
   hull.CalcConvexHull();
   CHTriangulation m(&hull, 1.0f, 1.0f, 1.0f, 1.0f), halves(&hull, 1.0f, 1.0f, 1.0f, 2.0f);
@@ -88,10 +93,12 @@ TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
   std::set<std::array<float, 3>> corners, expected{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}};
   for (int i = 0; i < 12; ++i) corners.insert({m.EdgeArray[i].x, m.EdgeArray[i].y, m.EdgeArray[i].z});
   EXPECT_EQ(corners, expected);
-  EXPECT_EQ(std::max_element(halves.EdgeArray, halves.EdgeArray + 12, [](auto& p, auto& q) { return p.x < q.x; })->x, 1.5f);
+  EXPECT_EQ(std::max_element(halves.EdgeArray, halves.EdgeArray + 12, [](auto& p, auto& q) { return p.x < q.x; })->x,
+            1.5f);
 
   CH2DDelaunay d;
-  for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}}) d.AppendVertex(p[0], p[1], -1, false);
+  for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}})
+    d.AppendVertex(p[0], p[1], -1, false);
   d.CalcDelaunayTriangulation();
   CHTriangulation flat(&d, 1.0f, 1.0f, 1.0f, true), lifted(&d, 1.0f, 1.0f, 1.0f, false);
   ASSERT_TRUE(ValidMesh(flat, 4, kAll));
@@ -101,7 +108,8 @@ TEST(MeshFromHull, HullFacesFaceOutwardsAndDelaunayIsFlatOrLifted) {
     EXPECT_EQ(flat.EdgeArray[i].z, 0.0f) << i;
     EXPECT_NEAR(p.z, 10.0f * (p.x * p.x + p.y * p.y), 1e-5f * p.z) << i;
   }
-  for (int i = 0; i < 4; ++i) EXPECT_TRUE(AllEqual({FIELD(flat.Triangles[i].Type, 14), FIELD(lifted.Triangles[i].Type, 14)})) << i;
+  for (int i = 0; i < 4; ++i)
+    EXPECT_TRUE(AllEqual({FIELD(flat.Triangles[i].Type, 14), FIELD(lifted.Triangles[i].Type, 14)})) << i;
 
   // Empty sources give empty meshes.
   CHTriangulation a(&never, 1.0f, 1.0f, 1.0f, 10.0f), b;

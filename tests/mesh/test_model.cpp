@@ -72,7 +72,8 @@ TEST(MeshModel, ListsUnlinkInPlaceAndPushStretchesAtTheFront) {
     for (std::size_t i = 1; i < got.size(); ++i)
       if (got[i]->pPrev != got[i - 1]) return testing::AssertionFailure() << "stretch " << i << ": pPrev broken";
     if (got == want) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << "list of " << got.size() << " stretches, expected " << want.size() << " in order";
+    return testing::AssertionFailure() << "list of " << got.size() << " stretches, expected " << want.size()
+                                       << " in order";
   };
   EXPECT_TRUE(chain({s[2], s[1], s[0]}));
   m.DeleteStretchFromList(s[1]);
@@ -82,7 +83,11 @@ TEST(MeshModel, ListsUnlinkInPlaceAndPushStretchesAtTheFront) {
 }
 
 TEST(MeshTransforms, ScaleBlowShift) {
-  const struct { void (*apply)(CHTriangulation&); float fx, fy, fz, dx, dy, dz; bool derivedUpdated; } cases[] = {
+  const struct {
+    void (*apply)(CHTriangulation&);
+    float fx, fy, fz, dx, dy, dz;
+    bool derivedUpdated;
+  } cases[] = {
       {[](CHTriangulation& m) { m.ScaleTriangulation(); }, 2, 3, 4, 0, 0, 0, false},
       {[](CHTriangulation& m) { m.ScaleTriangulationXY(); }, 2, 3, 1, 0, 0, 0, false},
       {[](CHTriangulation& m) { m.ReScaleTriangulation(5, 6, 7); }, 5, 6, 7, 0, 0, 0, true},
@@ -100,7 +105,8 @@ TEST(MeshTransforms, ScaleBlowShift) {
     for (int i = 0; i < 9; ++i) {
       const Corner& p = soup[i / 3][i % 3];
       ASSERT_TRUE(SamePoint(m.EdgeArray[i], shift ? Point(p.x + c.dx, p.y + c.dy, p.z + c.dz, p.w)
-                                                 : Point(p.x * c.fx, p.y * c.fy, p.z * c.fz, 0.0f))) << &c - cases << " " << i;
+                                                  : Point(p.x * c.fx, p.y * c.fy, p.z * c.fz, 0.0f)))
+          << &c - cases << " " << i;
     }
     // A shift moves the extremes but not the box; the scales recompute nothing.
     if (c.derivedUpdated) EXPECT_EQ(CheckMesh(m, {true, true, !shift}), "") << &c - cases;
@@ -128,7 +134,8 @@ TEST(MeshTransforms, RotationsMatchTheirMatrices) {
       double out[3];
       for (int j = 0; j < 3; ++j) out[j] = r[j][0] * p[0] + r[j][1] * p[1] + r[j][2] * p[2];
       if (third) std::tie(out[0], out[1]) = std::pair{cc * out[0] - sc * out[1], sc * out[0] + cc * out[1]};
-      for (int j = 0; j < 3; ++j) EXPECT_NEAR((&m.EdgeArray[i].x)[j], out[j] + (j + 1) * o, 1e-5) << variant << " " << i;
+      for (int j = 0; j < 3; ++j)
+        EXPECT_NEAR((&m.EdgeArray[i].x)[j], out[j] + (j + 1) * o, 1e-5) << variant << " " << i;
     }
     EXPECT_EQ(CheckMesh(m, kAll), "");
   }
@@ -151,7 +158,8 @@ TEST(MeshCopies, DeepCopyFillsMaximaFromMinima) {
     EXPECT_TRUE(SamePoint(copy.MaxPointArray[i], src.MinPointArray[i])) << "maximum of " << i << " from the minimum";
     EXPECT_TRUE(SamePoint(copy.MinPointArray[i], src.MinPointArray[i])) << i;
     EXPECT_TRUE(AllEqual({FIELD(c.Type, s.Type), FIELD(c.pNext != nullptr, false)})) << i;
-    EXPECT_TRUE(std::equal(c.pNeighbour, c.pNeighbour + 3, s.pNeighbour)) << "neighbour pointers of " << i << " not copied";
+    EXPECT_TRUE(std::equal(c.pNeighbour, c.pNeighbour + 3, s.pNeighbour))
+        << "neighbour pointers of " << i << " not copied";
   }
 }
 
@@ -181,7 +189,8 @@ TEST(MeshCopies, CombineFlipsTheWindingAndAppendKeepsIndicesAndTypes) {
     c.Combine(b, flip);
     ASSERT_TRUE(ValidMesh(c, 3, {true, false, true}));
     for (int k = 0; k < 9; ++k)
-      EXPECT_TRUE(SamePoint(c.EdgeArray[k], k < 3 ? a.EdgeArray[k] : b.EdgeArray[flip ? 3 * (k / 3) - k % 3 - 1 : k - 3]))
+      EXPECT_TRUE(
+          SamePoint(c.EdgeArray[k], k < 3 ? a.EdgeArray[k] : b.EdgeArray[flip ? 3 * (k / 3) - k % 3 - 1 : k - 3]))
           << "flip " << flip << ", corner " << k;
     // Triangle 1 repeats triangle 0's corners: the flipped copy faces away.
     EXPECT_EQ(c.NormalArray[3].z, flip ? -c.NormalArray[0].z : c.NormalArray[0].z);
@@ -193,7 +202,8 @@ TEST(MeshCopies, CombineFlipsTheWindingAndAppendKeepsIndicesAndTypes) {
   b.Triangles[1].Type = 5;
   d.AppendTriangulation(&b);
   ASSERT_TRUE(ValidMesh(d, 4, {false, false, true}));
-  EXPECT_TRUE(AllEqual({FIELD(d.Triangles[1].Type, 13), FIELD(d.Triangles[3].Type, 5), FIELD(d.Triangles[3].Index, 1)}));
+  EXPECT_TRUE(
+      AllEqual({FIELD(d.Triangles[1].Type, 13), FIELD(d.Triangles[3].Type, 5), FIELD(d.Triangles[3].Index, 1)}));
   EXPECT_TRUE(SameTriangle(d, 3, b, 1));
   EXPECT_TRUE(SamePoint(d.MaxPointArray[3], b.MinPointArray[1]));
 }

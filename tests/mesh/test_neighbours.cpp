@@ -16,7 +16,8 @@ bool NaiveLiesOn(const SSEPoint& p, const t_htriangle& b) {
 }
 
 int NaiveSlot(const t_htriangle& self, const t_htriangle& other) {
-  const bool on0 = NaiveLiesOn(*self.pPoint[0], other), on1 = NaiveLiesOn(*self.pPoint[1], other), on2 = NaiveLiesOn(*self.pPoint[2], other);
+  const bool on0 = NaiveLiesOn(*self.pPoint[0], other), on1 = NaiveLiesOn(*self.pPoint[1], other),
+             on2 = NaiveLiesOn(*self.pPoint[2], other);
   return on0 && on1 ? 0 : on1 && on2 ? 1 : on0 && on2 ? 2 : -1;
 }
 
@@ -69,8 +70,9 @@ std::vector<Tri> RandomSoup(std::mt19937& rng, int n) {
   for (Tri& t : soup)
     for (Corner& c : t) {  // 70% pool corners, 27% lanes mixed from different pool corners, 3% NaN
       const int r = pick(rng);
-      c = r < 70 ? pool[pick(rng) % 12] : r < 97 ? Corner{pool[pick(rng) % 12].x, pool[pick(rng) % 12].y, pool[pick(rng) % 12].z, 0}
-                                                 : Corner{std::numeric_limits<float>::quiet_NaN(), 0, 0, 0};
+      c = r < 70   ? pool[pick(rng) % 12]
+          : r < 97 ? Corner{pool[pick(rng) % 12].x, pool[pick(rng) % 12].y, pool[pick(rng) % 12].z, 0}
+                   : Corner{std::numeric_limits<float>::quiet_NaN(), 0, 0, 0};
     }
   return soup;
 }
@@ -92,7 +94,8 @@ TEST(MeshNeighbours, MatchesTheQuadraticScanOnRandomSoupsAndGrids) {
     fast.CalcNeighbours();
     QuadraticNeighbours(slow);
     ASSERT_EQ(CheckMesh(fast), "") << "seed " << seed;
-    ASSERT_EQ(Links(fast), Links(slow)) << "seed " << seed << " (head, then per triangle: 3 neighbours, next, prev, Type)";
+    ASSERT_EQ(Links(fast), Links(slow)) << "seed " << seed
+                                        << " (head, then per triangle: 3 neighbours, next, prev, Type)";
   }
 }
 

@@ -73,8 +73,8 @@ TEST(NyHull2D, CollinearRepeatedAndAbsentInput) {
   ASSERT_EQ(h.GetNumPoints(), 4);
   EXPECT_TRUE(SameXY(h.GetPoint(0), 0, 0));  // starts at the smallest x, then y
   EXPECT_TRUE(SameXY(h.GetPoint(1), 4, 0));  // counter-clockwise
-  EXPECT_TRUE(AllEqual({FIELD(h.PointInHull(4, 2), true), FIELD(h.PointInHull(2, 2), true),
-                        FIELD(h.PointInHull(4.001f, 2), false)}));
+  EXPECT_TRUE(AllEqual(
+      {FIELD(h.PointInHull(4, 2), true), FIELD(h.PointInHull(2, 2), true), FIELD(h.PointInHull(4.001f, 2), false)}));
   Fill(line, {Tri{{{0, 0, 0, 0}, {1, 1, 0, 0}, {3, 3, 0, 0}}}});
   EXPECT_EQ(h.CalcHull(&line), 2);  // a line: its two ends
   EXPECT_FALSE(h.PointInHull(1, 1));
@@ -136,7 +136,8 @@ TEST(NyTriInNyTri, AgainstAnExactReferenceOnAHoledGrid) {
     std::vector<Tri> tris;
     for (int i = 0; i < 400; ++i) {
       const float x = 0.25f * u(rng), y = 0.25f * u(rng);
-      tris.push_back(Tri{{{x, y, 0, 0}, {x + 0.25f * d(rng), y + 0.25f * d(rng), 0, 0},
+      tris.push_back(Tri{{{x, y, 0, 0},
+                          {x + 0.25f * d(rng), y + 0.25f * d(rng), 0, 0},
                           {x + 0.25f * d(rng), y + 0.25f * d(rng), 0, 0}}});
     }
     // Named cases: a cell of the grid, one touching the hole at a side, one around the whole hole.

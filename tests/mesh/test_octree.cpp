@@ -19,7 +19,9 @@ using namespace mesh_test;
 struct BoxTriangle {
   SSEPoint lo, hi;
   t_htriangle t{};
-  BoxTriangle(SSEPoint l, SSEPoint h, int index) : lo(l), hi(h) { t.pMinPoint = &lo, t.pMaxPoint = &hi, t.Index = index, t.Type = -1; }
+  BoxTriangle(SSEPoint l, SSEPoint h, int index) : lo(l), hi(h) {
+    t.pMinPoint = &lo, t.pMaxPoint = &hi, t.Index = index, t.Type = -1;
+  }
 };
 
 // Names the first brick whose wiring or geometry is wrong, or "".
@@ -54,8 +56,10 @@ void ForEachBrick(CHOctree& o, F f) {
 
 TEST(Octree, LevelCountsAndGeometry) {
   // ln extent / ln 2 + 0.5 levels: 3.5, 0.5 (no level, no root), just above 1.414, 2.04, 5.02; w counts too.
-  const struct { float extent, w; int levels, bricks; } cases[] = {
-      {8, 0, 3, 73}, {1, 0, 0, 0}, {1.42f, 0, 1, 1}, {2.9f, 0, 2, 9}, {23, 0, 5, 4681}, {1, 8, 3, 73}};
+  const struct {
+    float extent, w;
+    int levels, bricks;
+  } cases[] = {{8, 0, 3, 73}, {1, 0, 0, 0}, {1.42f, 0, 1, 1}, {2.9f, 0, 2, 9}, {23, 0, 5, 4681}, {1, 8, 3, 73}};
   for (const auto& c : cases) {
     SSEPoint lo = Point(-2, 1, 0), hi = Point(-2 + c.extent, 1 + c.extent / 2, 0.5f, c.w);
     Messages m;
@@ -64,7 +68,8 @@ TEST(Octree, LevelCountsAndGeometry) {
     EXPECT_TRUE(NoViolation(OctreeViolation(o))) << c.extent;
     EXPECT_EQ(m.texts, std::vector<std::string>{"OctreeCreated"});
     if (c.levels && !c.w)
-      EXPECT_TRUE(AllEqual({FIELD(o.GetStem()->Center.x, -2 + c.extent / 2), FIELD(o.GetStem()->HalfSize, c.extent / 2)}));
+      EXPECT_TRUE(
+          AllEqual({FIELD(o.GetStem()->Center.x, -2 + c.extent / 2), FIELD(o.GetStem()->HalfSize, c.extent / 2)}));
   }
   SSEPoint lo = Point(0, 0, 0), hi = Point(1000, 10, 10);
   EXPECT_THROW(CHOctree(hi, lo, 1.0f), CMemoryException);  // 10.46 levels: refused before allocating
@@ -78,14 +83,18 @@ class OctreeInsert : public testing::Test {
 };
 
 TEST_F(OctreeInsert, LandsInTheDeepestContainingBrickWithItsType) {
-  const struct { SSEPoint lo, hi; int level, type; bool minusX; /* filed on the -x side of the root */ } cases[] = {
+  const struct {
+    SSEPoint lo, hi;
+    int level, type;
+    bool minusX; /* filed on the -x side of the root */
+  } cases[] = {
       {Point(1, 1, 1), Point(1.5f, 1.5f, 1.5f), 2, 2, true},  // inside one level-2 brick
       {Point(1, 1, 1), Point(3, 3, 3), 1, 4, true},           // crosses a level-2 border
       {Point(3, 3, 3), Point(5, 5, 5), 0, 1, false},          // crosses the centre
       {Point(6, 6, 6), Point(8, 8, 8), 2, 2, false},          // touches the root's MaxCorner
       {Point(0, 0, 0), Point(0, 0, 0), 2, 2, true},           // touches the MinCorner
       {Point(4, 1, 1), Point(4, 1.5f, 1.5f), 2, 2, true},     // on the face x = 4 of child 0 (-x) and
-  };                                                           // child 1 (+x): the lower number wins
+  };                                                          // child 1 (+x): the lower number wins
   for (int i = 0; i < 6; ++i) {
     BoxTriangle t(cases[i].lo, cases[i].hi, 100 + i);
     ASSERT_TRUE(tree->InsertTriangleIntoOctree(&t.t, tree->GetStem(), 2)) << i;
@@ -95,7 +104,9 @@ TEST_F(OctreeInsert, LandsInTheDeepestContainingBrickWithItsType) {
       if (tree->GetEntryFromOctreeElement(&b, 2, 0) == 100 + i) found = &b;
     });
     ASSERT_NE(found, nullptr) << i;
-    EXPECT_TRUE(AllEqual({FIELD(found->Level, cases[i].level), FIELD(!found->Level || (found->Center.x < 4) == cases[i].minusX, true)})) << i;
+    EXPECT_TRUE(AllEqual(
+        {FIELD(found->Level, cases[i].level), FIELD(!found->Level || (found->Center.x < 4) == cases[i].minusX, true)}))
+        << i;
     ForEachBrick(*tree, [&](t_hoctreeelement& b) { tree->RemoveAllEntriesFromOctreeElement(&b); });
   }
 }
@@ -118,14 +129,17 @@ TEST_F(OctreeInsert, EntryListsChainBlocksOfNineAndOnlyTheFirstIsRead) {
   // block. All must give the same lists, again after removal.
   t_hoctreeelement loose{};
   CHOctree bare(nullptr, false);
-  for (auto [owner, brick] : {std::pair{&bare, &loose}, {tree.get(), &loose}, {tree.get(), tree->GetStem()},
+  for (auto [owner, brick] : {std::pair{&bare, &loose},
+                              {tree.get(), &loose},
+                              {tree.get(), tree->GetStem()},
                               {tree.get(), &tree->Level[2][37]}}) {
     for (int round = 0; round < 2; ++round) {
       for (int e = 0; e < 25; ++e) owner->AppendEntryToOctreeElement(brick, 3, 100 + e);
       std::vector<int> counts;
       for (const t_hoctreeentryblock* b = brick->pEntries[3]; b; b = b->pNext) counts.push_back(b->Count);
       EXPECT_EQ(counts, (std::vector<int>{9, 9, 7}));
-      for (int i = -1; i < 25; ++i) EXPECT_EQ(owner->GetEntryFromOctreeElement(brick, 3, i), i >= 0 && i < 9 ? 100 + i : -1) << i;
+      for (int i = -1; i < 25; ++i)
+        EXPECT_EQ(owner->GetEntryFromOctreeElement(brick, 3, i), i >= 0 && i < 9 ? 100 + i : -1) << i;
       EXPECT_EQ(owner->GetEntryFromOctreeElement(brick, 0, 0), -1);  // the other lists stay empty
       owner->AppendEntryToOctreeElement(brick, 4, 1), owner->AppendEntryToOctreeElement(nullptr, 0, 1);  // ignored
       owner->RemoveAllEntriesFromOctreeElement(brick);
@@ -166,7 +180,9 @@ TEST(OctreeMesh, EveryTriangleIsFiledOnceAndQueriesMatchAScanOfEveryCorner) {
   const SSEPoint *begin = m.EdgeArray, *end = begin + 3 * m.GetNumTriangles();
   float minR = 1e9f, maxR = -1;
   for (const SSEPoint* p = begin; p != end; ++p) minR = std::min(minR, radius(*p)), maxR = std::max(maxR, radius(*p));
-  auto someCornerAt = [&](float r, float z) { return std::any_of(begin, end, [&](const SSEPoint& p) { return radius(p) == r && p.z == z; }); };
+  auto someCornerAt = [&](float r, float z) {
+    return std::any_of(begin, end, [&](const SSEPoint& p) { return radius(p) == r && p.z == z; });
+  };
   o.FindMinRadiusTopTriangulation(&m, 1);
   EXPECT_TRUE(AllEqual({FIELD(o.ResultC, minR), FIELD(someCornerAt(minR, o.ResultA), true)}));
   o.FindMaxRadiusBottomTriangulation(&m, 1);

@@ -25,7 +25,9 @@ std::string Store(CHTriangulation& m) {
 // Loads from a stream that can seek or, with oneWay, from one that cannot, so the loader cannot learn its length.
 void Load(CHTriangulation& m, const std::string& bytes, bool oneWay = false) {
   struct OneWayBuffer : std::streambuf {
-    explicit OneWayBuffer(std::string bytes) : data(std::move(bytes)) { setg(&data[0], &data[0], &data[0] + data.size()); }
+    explicit OneWayBuffer(std::string bytes) : data(std::move(bytes)) {
+      setg(&data[0], &data[0], &data[0] + data.size());
+    }
     std::string data;
   } buffer(bytes);
   std::istringstream seekable(bytes);
@@ -59,14 +61,17 @@ TEST(MeshPersistence, RecordLayout) {
     const std::string bytes = Store(*m);
     const std::size_t n = m->NumTriangles;
     ASSERT_EQ(bytes.size(), 80 + 268 * n);
-    float header[8] = {m->ScaleX, m->ScaleY, m->ScaleZ, m->ScanConvResX, m->ScanConvResY, m->ScanConvResZ, m->ScanConvDiagonal};
+    float header[8] = {m->ScaleX,       m->ScaleY,       m->ScaleZ,          m->ScanConvResX,
+                       m->ScanConvResY, m->ScanConvResZ, m->ScanConvDiagonal};
     std::memcpy(&header[7], &m->NumTriangles, 4);
     EXPECT_EQ(bytes.compare(0, 32, reinterpret_cast<const char*>(header), 32), 0);
     for (std::size_t i = 0; i < n; ++i) {
       const std::size_t r = 32 + 76 * i;
-      for (std::size_t b = 0; b < 68; ++b) ASSERT_EQ(bytes[r + b], 0) << "pointer field byte " << b << " of record " << i;
+      for (std::size_t b = 0; b < 68; ++b)
+        ASSERT_EQ(bytes[r + b], 0) << "pointer field byte " << b << " of record " << i;
       EXPECT_TRUE(AllEqual({FIELD(At<std::int32_t>(bytes, r + 68), m->Triangles[i].Index),
-                            FIELD(At<std::int32_t>(bytes, r + 72), m->Triangles[i].Type)})) << "record " << i;
+                            FIELD(At<std::int32_t>(bytes, r + 72), m->Triangles[i].Type)}))
+          << "record " << i;
     }
     // The arrays follow in a fixed order: corners, vertex normals, main
     // normals, T, S, V, the three-point block, minima, maxima.
@@ -75,7 +80,8 @@ TEST(MeshPersistence, RecordLayout) {
         {m->EdgeArray, 3 * n}, {m->NormalArray, 3 * n}, {m->MainNormalArray, n}, {m->TArray, n},       {m->SArray, n},
         {m->VArray, n},        {m->PointArray, 3},      {m->MinPointArray, n},   {m->MaxPointArray, n}};
     for (const auto& b : blocks)
-      for (std::size_t k = 0; k < b.second; ++k, at += 16) ASSERT_TRUE(SamePoint(At<SSEPoint>(bytes, at), b.first[k])) << at;
+      for (std::size_t k = 0; k < b.second; ++k, at += 16)
+        ASSERT_TRUE(SamePoint(At<SSEPoint>(bytes, at), b.first[k])) << at;
   }
 }
 
@@ -91,7 +97,8 @@ TEST(MeshPersistence, StoreLoadStoreIsByteIdenticalThroughFiles) {
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(Detached(loaded.Triangles[i]));
   // The resolution comes back as the scale, whatever it was when stored.
   CHTriangulation reference(0, 0.5f, 0.25f, 2.0f);
-  EXPECT_TRUE(AllEqual({FIELD(loaded.ScanConvResX, 0.5f), FIELD(loaded.ScanConvResY, 0.25f), FIELD(loaded.ScanConvResZ, 2.0f)}));
+  EXPECT_TRUE(AllEqual(
+      {FIELD(loaded.ScanConvResX, 0.5f), FIELD(loaded.ScanConvResY, 0.25f), FIELD(loaded.ScanConvResZ, 2.0f)}));
   EXPECT_TRUE(SameFloat(loaded.ScanConvDiagonal, reference.ScanConvDiagonal));
   loaded.SetScanConvResolution(0.125f, 0.0625f, 3);
   EXPECT_EQ(Store(loaded), first);
@@ -118,7 +125,9 @@ TEST(MeshPersistence, EveryTruncatedPrefixThrows) {
     ASSERT_TRUE(NoViolation(CheckMesh(target))) << "prefix of " << len << " bytes";
     // Up to the count the record is checked before anything changes.
     if (len < 32 + 268 * 3 + 48)
-      ASSERT_TRUE(AllEqual({FIELD(target.NumTriangles, 1), FIELD(target.ScaleX, 9.0f), FIELD(target.EdgeArray[0].x, 1)})) << len;
+      ASSERT_TRUE(
+          AllEqual({FIELD(target.NumTriangles, 1), FIELD(target.ScaleX, 9.0f), FIELD(target.EdgeArray[0].x, 1)}))
+          << len;
   }
 }
 

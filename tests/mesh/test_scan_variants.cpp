@@ -16,7 +16,8 @@ void RandomMesh(CHTriangulation& m, std::mt19937& rng) {
   for (Tri& t : soup)
     for (Corner& c : t) c = {coord(rng), coord(rng), height(rng), 0};
   Fill(m, soup);
-  m.SetScanConvResolution(rng() % 3 ? 0.3f + float(rng() % 20) / 10 : 0.5f, rng() % 3 ? 0.3f + float(rng() % 20) / 10 : 1.0f, 1);
+  m.SetScanConvResolution(rng() % 3 ? 0.3f + float(rng() % 20) / 10 : 0.5f,
+                          rng() % 3 ? 0.3f + float(rng() % 20) / 10 : 1.0f, 1);
 }
 
 template <class F>
@@ -37,11 +38,11 @@ struct Family {
 };
 const Family kFamilies[] = {
     {true, &CHTriangulation::ScanConvertTriangulationMax, &CHTriangulation::ScanConvertThroughLineMax,
-     &CHTriangulation::ScanConvertTriangulationMaxNoDelete, &CHTriangulation::ScanConvertTriangulationMaxNoDeleteInYArea,
-     &CHTriangulation::RefineScanConvImageTop},
+     &CHTriangulation::ScanConvertTriangulationMaxNoDelete,
+     &CHTriangulation::ScanConvertTriangulationMaxNoDeleteInYArea, &CHTriangulation::RefineScanConvImageTop},
     {false, &CHTriangulation::ScanConvertTriangulationMin, &CHTriangulation::ScanConvertThroughLineMin,
-     &CHTriangulation::ScanConvertTriangulationMinNoDelete, &CHTriangulation::ScanConvertTriangulationMinNoDeleteInYArea,
-     &CHTriangulation::RefineScanConvImage}};
+     &CHTriangulation::ScanConvertTriangulationMinNoDelete,
+     &CHTriangulation::ScanConvertTriangulationMinNoDeleteInYArea, &CHTriangulation::RefineScanConvImage}};
 
 TEST(MeshScanVariants, ThroughLineIsThePlainConversionCutByThePolygon) {
   for (unsigned seed = 1; seed <= 40; ++seed) {
@@ -53,12 +54,15 @@ TEST(MeshScanVariants, ThroughLineIsThePlainConversionCutByThePolygon) {
     polygon.Create(n);
     for (int i = 0; i < n; ++i) {
       const double a = 6.283185307179586 * i / n, r = 2 + rng() % 20;
-      polygon.SetPoint(i, float(std::round(2 * (10 + r * std::cos(a))) / 2), float(std::round(2 * (10 + r * std::sin(a))) / 2), 0);
+      polygon.SetPoint(i, float(std::round(2 * (10 + r * std::cos(a))) / 2),
+                       float(std::round(2 * (10 + r * std::sin(a))) / 2), 0);
     }
     for (const Family& f : kFamilies) {
       CSSEMatrix expected, cut;
       (m.*f.plain)(&expected, 0.5f);
-      ForEachCell(expected, [&](int x, int y, float v) { return polygon.PointInLineInnerArea(float(x), float(y), 1) ? v : 0.0f; });
+      ForEachCell(expected, [&](int x, int y, float v) {
+        return polygon.PointInLineInnerArea(float(x), float(y), 1) ? v : 0.0f;
+      });
       (m.*f.throughLine)(&cut, &polygon, 0.5f);
       EXPECT_TRUE(SamePoints(cut, expected)) << "seed " << seed << " maximum " << f.maximum;
     }
@@ -83,9 +87,11 @@ TEST(MeshScanVariants, NoDeleteGathersMeshesAsTheCombinedPlainConversions) {
       SSEPoint lo = Point(0, 0, 0), hi = Point(32, 31, 0);
       CSSEMatrix ca, cb, both;
       if (f.maximum)
-        a.ScanConvertTriangulationMax_MinMaxPoint(&ca, 0.0f, lo, hi), b.ScanConvertTriangulationMax_MinMaxPoint(&cb, 0.0f, lo, hi);
+        a.ScanConvertTriangulationMax_MinMaxPoint(&ca, 0.0f, lo, hi),
+            b.ScanConvertTriangulationMax_MinMaxPoint(&cb, 0.0f, lo, hi);
       else
-        a.ScanConvertTriangulationMin_MinMaxPoint(&ca, 0.0f, lo, hi), b.ScanConvertTriangulationMin_MinMaxPoint(&cb, 0.0f, lo, hi);
+        a.ScanConvertTriangulationMin_MinMaxPoint(&ca, 0.0f, lo, hi),
+            b.ScanConvertTriangulationMin_MinMaxPoint(&cb, 0.0f, lo, hi);
       both.Create(ca.GetSizeX(), ca.GetSizeY());
       (a.*f.noDelete)(&both, false, true);
       (b.*f.noDelete)(&both, false, true);
@@ -133,7 +139,8 @@ TEST(MeshScanVariants, RefinementSamplesTheLatticeInBetween) {
             if (col < 1 || col >= w - 1 || row < 1 || row >= h - 1) continue;
             const int cross[5][2] = {{0, 0}, {-1, 0}, {1, 0}, {0, -1}, {0, 1}};
             for (const auto& d : cross)
-              expected.SetPoint(col + d[0], row + d[1], f.Combine(expected.GetPoint(col + d[0], row + d[1]), qz + 0.25f));
+              expected.SetPoint(col + d[0], row + d[1],
+                                f.Combine(expected.GetPoint(col + d[0], row + d[1]), qz + 0.25f));
           }
       }
       EXPECT_TRUE(SamePoints(refined, expected)) << "seed " << seed << " maximum " << f.maximum;

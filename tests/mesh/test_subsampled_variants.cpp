@@ -25,7 +25,8 @@ void RandomStar(CSSE3dPolygon& p, int sx, int sy, std::mt19937& rng) {
   p.Create(n);
   for (int i = 0; i < n; ++i) {
     const double a = 6.283185307179586 * i / n, r = 0.2 + 0.5 * (rng() % 100) / 100.0;
-    p.SetPoint(i, std::round(float(sx * (0.5 + r * std::cos(a))) * 2) / 2, std::round(float(sy * (0.5 + r * std::sin(a))) * 2) / 2, 0);
+    p.SetPoint(i, std::round(float(sx * (0.5 + r * std::cos(a))) * 2) / 2,
+               std::round(float(sy * (0.5 + r * std::sin(a))) * 2) / 2, 0);
   }
 }
 
@@ -45,16 +46,19 @@ testing::AssertionResult SameAsFiltered(const CHTriangulation& plain, const CHTr
     int x, y;
     CellOf(plain, i, x, y);
     if (!keep(x, y)) continue;
-    if (k >= variant.NumTriangles) return testing::AssertionFailure() << "variant lacks the triangle of cell " << x << "," << y;
+    if (k >= variant.NumTriangles)
+      return testing::AssertionFailure() << "variant lacks the triangle of cell " << x << "," << y;
     for (int c = 0; c < 3; ++c)
       if (!SameBits(plain.EdgeArray[3 * i + c], variant.EdgeArray[3 * k + c]) ||
           !SameBits(plain.NormalArray[3 * i + c], variant.NormalArray[3 * k + c]))
-        return testing::AssertionFailure() << "triangle " << k << " (cell " << x << "," << y << ") differs at corner " << c;
+        return testing::AssertionFailure()
+               << "triangle " << k << " (cell " << x << "," << y << ") differs at corner " << c;
     if (!SameBits(plain.MainNormalArray[i], variant.MainNormalArray[k]))
       return testing::AssertionFailure() << "main normal of triangle " << k << " differs";
     ++k;
   }
-  if (k != variant.NumTriangles) return testing::AssertionFailure() << "variant has " << variant.NumTriangles - k << " extra triangles";
+  if (k != variant.NumTriangles)
+    return testing::AssertionFailure() << "variant has " << variant.NumTriangles - k << " extra triangles";
   return testing::AssertionSuccess();
 }
 
@@ -72,9 +76,10 @@ TEST(MeshSubsampledVariants, PolygonVariantKeepsExactlyTheCellsWhoseCentreIsInsi
     const float threshold = above ? 0.0f : 7.0f;
     CHTriangulation plain(&field, threshold, above, kScaleX, kScaleY, 1, stepX, stepY);
     CHTriangulation variant(&field, threshold, above, kScaleX, kScaleY, 1, stepX, stepY, &polygon);
-    EXPECT_TRUE(SameAsFiltered(plain, variant, [&](int x, int y) {
-      return polygon.PointInLineInnerArea(x + stepX * 0.5f, y + stepY * 0.5f, 1);
-    })) << "seed " << seed;
+    EXPECT_TRUE(SameAsFiltered(
+        plain, variant,
+        [&](int x, int y) { return polygon.PointInLineInnerArea(x + stepX * 0.5f, y + stepY * 0.5f, 1); }))
+        << "seed " << seed;
     EXPECT_EQ(CheckMesh(variant, kAll), "") << "seed " << seed;
     kept += variant.NumTriangles;
     dropped += plain.NumTriangles - variant.NumTriangles;
@@ -97,9 +102,9 @@ TEST(MeshSubsampledVariants, SubRectangleIsThePlainBuilderCutToTheRectangle) {
     const int x0 = stepX * int(rng() % 5), y0 = stepY * int(rng() % 5);
     const int x1 = x0 + int(rng() % 30), y1 = y0 + int(rng() % 30);
     CHTriangulation part(&field, 0.0f, true, kScaleX, kScaleY, 1, x0, x1, y0, y1, stepX, stepY, false);
-    EXPECT_TRUE(SameAsFiltered(plain, part, [&](int x, int y) {
-      return x >= x0 && y >= y0 && x + stepX <= x1 && y + stepY <= y1;
-    })) << "seed " << seed << " rectangle " << x0 << ".." << x1 << " x " << y0 << ".." << y1;
+    EXPECT_TRUE(SameAsFiltered(plain, part,
+                               [&](int x, int y) { return x >= x0 && y >= y0 && x + stepX <= x1 && y + stepY <= y1; }))
+        << "seed " << seed << " rectangle " << x0 << ".." << x1 << " x " << y0 << ".." << y1;
   }
 }
 

@@ -56,9 +56,8 @@ TEST(MeshTwoFields, DiskShapedRegionsGiveClosedSolids) {
     const int sx = 3 + rng() % 40, sy = 3 + rng() % 40, step = 1 + rng() % 2;
     const double cx = sx * 0.5, cy = sy * 0.5, rx = sx * (0.2 + 0.3 * (rng() % 100) / 100.0), ry = sy * 0.45;
     Fields f;
-    MakeFields(f, sx, sy, rng, [&](int x, int y) {
-      return (x - cx) * (x - cx) / (rx * rx) + (y - cy) * (y - cy) / (ry * ry) <= 1.0;
-    });
+    MakeFields(f, sx, sy, rng,
+               [&](int x, int y) { return (x - cx) * (x - cx) / (rx * rx) + (y - cy) * (y - cy) / (ry * ry) <= 1.0; });
     CHTriangulation solid(&f.top, &f.bottom, true, 0.5f, 2.0f, 1.0f, step, step);
     if (solid.NumTriangles == 0) continue;  // too narrow for a cell of this step
     ++solids;

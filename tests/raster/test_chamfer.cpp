@@ -29,7 +29,7 @@ void NaiveChamfer(CSSEMatrix& m) {
     else if (v > 1.0f - 0.002f && v < 1.0f + 0.002f)
       v = 0.0f;
   });
-  auto relax = [&](int x, int y, const int (&dx)[4], const int (&dy)[4]) {
+  auto relax = [&](int x, int y, const int(&dx)[4], const int(&dy)[4]) {
     const double w[4] = {3, 3, 4, 4};
     float v = m.GetPoint(x, y);
     for (int i = 0; i < 4; ++i) {
@@ -61,7 +61,7 @@ TEST(Chamfer, DistancesFromOneSeed) {
 // distances, unknown pixels and NaNs, for sizes around the register and
 // SSE-row boundaries.
 TEST(Chamfer, MatchesPerPixelReferenceOnRandomMasks) {
-  const int sizes[][2] = {{1, 1},  {3, 3},   {4, 4},   {5, 9},   {7, 5},   {9, 6},    {13, 7},  {17, 8},
+  const int sizes[][2] = {{1, 1},   {3, 3},   {4, 4},   {5, 9},   {7, 5},   {9, 6},    {13, 7}, {17, 8},
                           {33, 13}, {65, 31}, {31, 65}, {127, 3}, {3, 127}, {101, 99}, {2, 9},  {17, 13}};
   for (unsigned seed = 1; seed <= 5; ++seed)
     for (const auto& size : sizes) {
@@ -82,8 +82,8 @@ TEST(Chamfer, MatchesPerPixelReferenceOnRandomMasks) {
 }
 
 TEST(RemoveFrameArtefacts, OverwritesWholeRegistersOfTheFrame) {
-  const int frames[][4] = {{10, 10, 4, 4}, {10, 12, 0, 0}, {10, 12, 1, 3},  {3, 5, 4, 4},
-                           {9, 40, 2, 9},  {9, 40, -3, -8}, {5, 7, 100, 100}, {0, 3, 2, 2}, {10, 16, 2, 4}};
+  const int frames[][4] = {{10, 10, 4, 4},  {10, 12, 0, 0},   {10, 12, 1, 3}, {3, 5, 4, 4},  {9, 40, 2, 9},
+                           {9, 40, -3, -8}, {5, 7, 100, 100}, {0, 3, 2, 2},   {10, 16, 2, 4}};
   for (const auto& f : frames) {
     std::mt19937 rng(f[0] * 100 + f[1]);
     CSSEMatrix m = RandomRaster(f[0], f[1], rng, Uniform(1, 2)), expected(m);

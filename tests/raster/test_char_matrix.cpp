@@ -27,7 +27,10 @@ TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
     CSSEcharMatrix m(c[0], c[1]);
     EXPECT_EQ(std::pair(m.GetSSESizeX(), m.GetSSESizeY()), std::pair(c[0], c[2])) << c[0] << " x " << c[1];
     int cleared = 0, filled = 0;  // created cleared; Clear overwrites every byte
-    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0; b = 7; });
+    ForEachByte(m, [&](char& b, int, int) {
+      cleared += b == 0;
+      b = 7;
+    });
     m.Clear(-5);
     ForEachByte(m, [&](char b, int, int) { filled += b == -5; });
     EXPECT_EQ(std::pair(cleared, filled), std::pair(16 * c[0] * c[2], 16 * c[0] * c[2]));
@@ -68,7 +71,8 @@ TEST(CharMatrix, CopyLimitedXTakesClampedColumns) {
   for (const auto& c : cases) {
     CSSEcharMatrix got(src, c[0], c[1]);
     ASSERT_EQ(std::pair(got.GetSizeX(), got.GetSizeY()), std::pair(c[2], 18)) << c[0] << ".." << c[1];
-    for (int i = 0; i < 18 * c[2]; ++i) EXPECT_EQ(got.GetPoint(i % c[2], i / c[2]), src.GetPoint(i % c[2] + c[3], i / c[2]));
+    for (int i = 0; i < 18 * c[2]; ++i)
+      EXPECT_EQ(got.GetPoint(i % c[2], i / c[2]), src.GetPoint(i % c[2] + c[3], i / c[2]));
   }
   EXPECT_THROW(part.CopyFromOtherMatrixLimitedX(src, 7, 2), CMemoryException);  // width 2 - 4 + 1
   part.CopyFromOtherMatrixLimitedX(noRows, 0, 3);
@@ -90,7 +94,10 @@ TEST(CharMatrix, ThresholdsMatchPerPixelReference) {
         ASSERT_EQ(std::pair(m.GetSizeX(), m.GetSizeY()), std::pair(sx, sy));
         ForEachByte(m, [&](char b, int x, int row) {
           const float v = row < sy ? src.GetPoint(x, row) : kNaN;  // spare rows stay 0
-          EXPECT_EQ(b, above && v > 0.5f ? -7 : !above && v < 0.5f ? 42 : 0) << sx << " x " << sy << " at " << x << "," << row;
+          EXPECT_EQ(b, above && v > 0.5f    ? -7
+                       : !above && v < 0.5f ? 42
+                                            : 0)
+              << sx << " x " << sy << " at " << x << "," << row;
         });
       }
 }

@@ -33,7 +33,8 @@ int NaiveError(const CSSEcharMatrix& a, const CSSEcharMatrix& b, int s, int r0, 
 TEST(CharCorrelation, FindsTheShiftAndMatchesTheNaiveErrors) {
   for (unsigned seed = 1; seed <= 3; ++seed) {
     std::mt19937 rng(seed);
-    const int w = 37 + static_cast<int>(seed), h = 5 + 13 * static_cast<int>(seed), shift = static_cast<int>(seed) * 2 - 3;
+    const int w = 37 + static_cast<int>(seed), h = 5 + 13 * static_cast<int>(seed),
+              shift = static_cast<int>(seed) * 2 - 3;
     CSSEcharMatrix a(w, h), b(w + 2, h + 1);
     for (int y = 0; y < h + 1; ++y)
       for (int x = 0; x < w + 2; ++x) b.SetPoint(x, y, static_cast<char>(rng()));
@@ -47,7 +48,8 @@ TEST(CharCorrelation, FindsTheShiftAndMatchesTheNaiveErrors) {
     const int margin = a.CorrelateAmbiguityStartEnd(b, best, second, 6, 2, h - 2);
     int wantSecond = 99, wantError = INT_MAX;
     for (int s = -6; s <= 6; ++s)
-      if (std::abs(s - shift) >= 2 && NaiveError(a, b, s, 2, h - 2) < wantError) wantError = NaiveError(a, b, s, 2, h - 2), wantSecond = s;
+      if (std::abs(s - shift) >= 2 && NaiveError(a, b, s, 2, h - 2) < wantError)
+        wantError = NaiveError(a, b, s, 2, h - 2), wantSecond = s;
     EXPECT_EQ(std::pair(best, second), std::pair(shift, wantSecond)) << "seed " << seed;
     EXPECT_EQ(margin, wantError) << "seed " << seed;
   }
@@ -60,7 +62,7 @@ TEST(CharCorrelation, NothingToCompareGivesMinusOne) {
   EXPECT_EQ(std::pair(s, a.GetLastCorrelationError()), std::pair(0, -1));
   EXPECT_EQ(a.CorrelateAmbiguity(noRows, s, t, 2), -1);
   EXPECT_EQ(a.CorrelateAmbiguityStartEnd(a, s, t, 2, 2, 1), -1);  // empty row range
-  CSSEcharMatrix one(1, 3);  // a single shift: no runner-up
+  CSSEcharMatrix one(1, 3);                                       // a single shift: no runner-up
   EXPECT_EQ(one.CorrelateAmbiguity(one, s, t, 5), INT_MAX);
   EXPECT_EQ(std::pair(s, t), std::pair(0, 0));
 }
@@ -185,8 +187,9 @@ TEST(CharFilters, MinimumAndMaximumMatchTheNaiveWindow) {
                 want = minimum ? std::min(want, v) : std::max(want, v);
               }
             if (static_cast<signed char>(out.GetPoint(x, y)) != want || inPlace.GetPoint(x, y) != out.GetPoint(x, y))
-              bad = "(" + std::to_string(x) + ", " + std::to_string(y) + "): " +
-                    std::to_string(static_cast<signed char>(out.GetPoint(x, y))) + " vs " + std::to_string(want);
+              bad = "(" + std::to_string(x) + ", " + std::to_string(y) +
+                    "): " + std::to_string(static_cast<signed char>(out.GetPoint(x, y))) + " vs " +
+                    std::to_string(want);
           }
         EXPECT_EQ(bad, "") << (minimum ? "min" : "max") << " r=" << r << " " << s[0] << " x " << s[1];
       }

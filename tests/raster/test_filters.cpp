@@ -21,10 +21,14 @@ const char* Name(Kind k) {
 
 void Apply(Kind k, const CSSEMatrix& s, CSSEMatrix& t, int r, bool aware) {
   switch (k) {
-    case Kind::Mean: return CFilters::BoxMean(s, t, r, aware);
-    case Kind::Min: return CFilters::Minimum(s, t, r, aware);
-    case Kind::Max: return CFilters::Maximum(s, t, r, aware);
-    case Kind::Median: return CFilters::Median(s, t, r, aware);
+    case Kind::Mean:
+      return CFilters::BoxMean(s, t, r, aware);
+    case Kind::Min:
+      return CFilters::Minimum(s, t, r, aware);
+    case Kind::Max:
+      return CFilters::Maximum(s, t, r, aware);
+    case Kind::Median:
+      return CFilters::Median(s, t, r, aware);
   }
 }
 
@@ -48,8 +52,10 @@ float Reference(Kind k, const CSSEMatrix& m, int x, int y, int r, bool aware) {
       for (float p : v) sum += p;
       return static_cast<float>(sum / (aware ? v.size() : pixels));
     }
-    case Kind::Min: return v.empty() ? INFINITY : *std::min_element(v.begin(), v.end());
-    case Kind::Max: return v.empty() ? -INFINITY : *std::max_element(v.begin(), v.end());
+    case Kind::Min:
+      return v.empty() ? INFINITY : *std::min_element(v.begin(), v.end());
+    case Kind::Max:
+      return v.empty() ? -INFINITY : *std::max_element(v.begin(), v.end());
     case Kind::Median:
       if (v.empty()) return centre;
       std::sort(v.begin(), v.end());
@@ -72,7 +78,8 @@ testing::AssertionResult MatchesReference(Kind k, const CSSEMatrix& source, cons
     }
   for (int row = source.GetSizeY(); row < 4 * got.GetSSESizeY(); ++row)
     for (int x = 0; x < got.GetSizeX(); ++x)
-      if (Lane(got, x, row) != 0.0f) return testing::AssertionFailure() << "padding lane (" << x << ", " << row << ") not 0";
+      if (Lane(got, x, row) != 0.0f)
+        return testing::AssertionFailure() << "padding lane (" << x << ", " << row << ") not 0";
   return testing::AssertionSuccess();
 }
 
@@ -99,7 +106,8 @@ TEST(Filters, MatchTheNaiveWindowOnHoleyRastersOfOddSizes) {
           for (bool aware : {true, false}) {
             CSSEMatrix target;
             Apply(k, source, target, r, aware);
-            EXPECT_TRUE(MatchesReference(k, source, target, r, aware)) << "seed " << seed << ", " << s[0] << " x " << s[1];
+            EXPECT_TRUE(MatchesReference(k, source, target, r, aware))
+                << "seed " << seed << ", " << s[0] << " x " << s[1];
           }
     }
 }

@@ -36,9 +36,9 @@ TEST(FromToArray, BandsHoldTheFirstAndLastChange) {
 
 TEST(FromToArray, QueriesOverBandRanges) {
   CSSEMatrix m = Filled(30, 16, 0.0f);  // 4 bands
-  m.SetPoint(10, 0, 1.0f);  // band 0: 10 .. 11
-  m.SetPoint(20, 5, 1.0f);  // band 1: 20 .. 21
-  m.SetPoint(3, 9, 1.0f);   // band 2: 3 .. 4
+  m.SetPoint(10, 0, 1.0f);              // band 0: 10 .. 11
+  m.SetPoint(20, 5, 1.0f);              // band 1: 20 .. 21
+  m.SetPoint(3, 9, 1.0f);               // band 2: 3 .. 4
   CImgFromToArray spans;
   EXPECT_FALSE(spans.IsPositionInArray(0, 0, 1));  // no table yet
   spans.CalcArray(m, 0, 29);
@@ -47,9 +47,9 @@ TEST(FromToArray, QueriesOverBandRanges) {
   EXPECT_TRUE(spans.IsPositionInArray(10, 5, 2));  // y = 5, range 2: only band 0 is tested
   EXPECT_FALSE(spans.IsPositionInArray(20, 5, 2));
   EXPECT_TRUE(spans.IsPositionInArray(-50, 1, 2));  // empty band range answers true
-  const int cases[][4] = {{2, 1, 3, 4},        // range 1 reads entry 2 itself, not band 0
-                          {6, 3, 10, 21},      // bands 0 and 1 ((6 + 3) >> 2 = 2 is not tested)
-                          {1, 2, 999999, 0}};  // empty band range
+  const int cases[][4] = {{2, 1, 3, 4},             // range 1 reads entry 2 itself, not band 0
+                          {6, 3, 10, 21},           // bands 0 and 1 ((6 + 3) >> 2 = 2 is not tested)
+                          {1, 2, 999999, 0}};       // empty band range
   for (const auto& c : cases) {
     int from = 0, to = 100;
     spans.GetFromToCoords(from, to, c[0], c[1]);
@@ -57,8 +57,8 @@ TEST(FromToArray, QueriesOverBandRanges) {
   }
   CSSEMatrix canvas = Filled(30, 16, 0.0f);
   spans.DrawInMatrix(canvas);
-  EXPECT_EQ(canvas.GetPoint(9, 0), 20.0f);   // box centred on (10, 1) after the shift inward
-  EXPECT_EQ(canvas.GetPoint(12, 2), 30.0f);  // to = 11 drawn after from
+  EXPECT_EQ(canvas.GetPoint(9, 0), 20.0f);    // box centred on (10, 1) after the shift inward
+  EXPECT_EQ(canvas.GetPoint(12, 2), 30.0f);   // to = 11 drawn after from
   EXPECT_EQ(canvas.GetPoint(29, 13), 30.0f);  // band 3 has no right end: drawn at the border
 }
 

@@ -10,7 +10,7 @@ using namespace relief::test;
 namespace {
 
 using Member = void (*)(CSSEMatrix& a, CSSEMatrix& b);
-#define CALL(call) #call, [](CSSEMatrix& a, [[maybe_unused]] CSSEMatrix& b) { a.call; }
+#define CALL(call) #call, [](CSSEMatrix & a, [[maybe_unused]] CSSEMatrix & b) { a.call; }
 #define RULE(expr) [](float a, [[maybe_unused]] float b) { return float(expr); }
 
 // Partly passing registers add in double and round back; whole registers in float.
@@ -29,7 +29,7 @@ const struct LaneOp {
     {CALL(LiftWhereNonZero(2.0f)), RULE(a > 0.005f ? AddInDouble(a, 2.0f) : a), true},
     {CALL(ScalarMultiply(-1.5f)), RULE(a * -1.5f), true},
     {CALL(InvertSign()), RULE(0.0f - a), true},
-    {CALL(Absolute()), RULE(std::sqrt(a * a)), true},
+    {CALL(Absolute()), RULE(std::sqrt(a* a)), true},
     {CALL(TresholdAbove(1.0f, 9.0f)), RULE(a > 1.0f ? 9.0f : 0.0f), true},
     {CALL(TresholdBelow(1.0f, 9.0f)), RULE(a < 1.0f ? 9.0f : 0.0f), true},
     {CALL(TresholdAboveKeep(1.0f, 9.0f)), RULE(a > 1.0f ? 9.0f : a), true},
@@ -47,10 +47,10 @@ const struct LaneOp {
      RULE(PositivePart((a < 0.001f ? 0.0f : b) - 0.25f) * 1.5f + a * 0.75f), true},
     {CALL(MaximumOf(b)), RULE(b > a ? b : a), false},
     {CALL(MinimumOf(b)), RULE(b < a ? b : a), false},
-    {CALL(CombineAbsolute(b)), RULE(std::sqrt(b * b + a * a)), false},
+    {CALL(CombineAbsolute(b)), RULE(std::sqrt(b* b + a * a)), false},
     {CALL(CombineMultiplicative(b)), RULE(std::sqrt((a * b) * (a * b))), false},
     {CALL(MaskOut(b)), RULE(b < 0.1f ? 0.0f : a), false},
-    {CALL(MaskOutAndValidate(b)), RULE(b < 0.1f && a > 0.0f ? 0.0f : a), false},
+    {CALL(MaskOutAndValidate(b)), RULE(b<0.1f && a> 0.0f ? 0.0f : a), false},
     {CALL(StencilThreshAbove(b, 0.5f)), RULE(b < 0.5f ? 0.0f : a), false},
     {CALL(StencilThreshBelow(b, 0.5f)), RULE(b < 0.5f ? 0.0f : a), false},
     {CALL(Stencil(b, 1.0f, 1.0f)), RULE(b < 5.0f ? 0.0f : a), false},
@@ -60,9 +60,9 @@ const struct LaneOp {
 // this raster is untouched; heights hit the padding lanes, the spare SSE row
 // and the 32-row fields.
 TEST(LaneRules, MatchPlainReferenceOnRandomRasters) {
-  const int sizes[][4] = {{1, 1, 1, 1},     {3, 2, 3, 2},    {8, 5, 8, 5},      {7, 9, 7, 9},   {16, 16, 16, 16},
-                          {13, 5, 20, 11},  {1, 1, 3, 3},    {33, 17, 33, 21},  {3, 127, 3, 127}, {1, 128, 1, 128},
-                          {8, 129, 8, 129}, {3, 15, 4, 17}};
+  const int sizes[][4] = {{1, 1, 1, 1},     {3, 2, 3, 2},     {8, 5, 8, 5},     {7, 9, 7, 9},
+                          {16, 16, 16, 16}, {13, 5, 20, 11},  {1, 1, 3, 3},     {33, 17, 33, 21},
+                          {3, 127, 3, 127}, {1, 128, 1, 128}, {8, 129, 8, 129}, {3, 15, 4, 17}};
   unsigned seed = 0;
   for (const LaneOp& op : kOps)
     for (const auto& s : sizes)
@@ -77,8 +77,8 @@ TEST(LaneRules, MatchPlainReferenceOnRandomRasters) {
         for (int row = 0; row < 4 * sseY; ++row)
           for (int x = 0; x < sseX; ++x) Lane(expected, x, row) = op.rule(Lane(a, x, row), Lane(b, x, row));
         op.member(a, b);
-        EXPECT_TRUE(SameStorage(a, expected)) << op.name << " on " << a.GetSizeX() << "x" << a.GetSizeY()
-                                                      << " with " << b.GetSizeX() << "x" << b.GetSizeY() << ", seed " << seed;
+        EXPECT_TRUE(SameStorage(a, expected)) << op.name << " on " << a.GetSizeX() << "x" << a.GetSizeY() << " with "
+                                              << b.GetSizeX() << "x" << b.GetSizeY() << ", seed " << seed;
       }
 }
 

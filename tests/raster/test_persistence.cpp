@@ -25,7 +25,9 @@ std::string Record(Raster& m) {
 
 // A stream that hides its length, as a pipe would.
 struct UnseekableBuffer : std::streambuf {
-  explicit UnseekableBuffer(std::string bytes) : data(std::move(bytes)) { setg(&data[0], &data[0], &data[0] + data.size()); }
+  explicit UnseekableBuffer(std::string bytes) : data(std::move(bytes)) {
+    setg(&data[0], &data[0], &data[0] + data.size());
+  }
   std::string data;
 };
 
@@ -124,10 +126,16 @@ TEST(RasterRecord, ImpossibleHeadersThrowBeforeAllocating) {
     bool byteRaster;
     std::int32_t sizeX, sizeY;
     bool memory;
-  } cases[] = {{false, -1, 4, true},  {false, 4, -1, true},   {false, 1, 32000, true}, {false, 1, 31999, false},
-               {false, 2147483647, 31999, false},             {true, -1, 4, true},     {true, 1, 128000, true},
+  } cases[] = {{false, -1, 4, true},
+               {false, 4, -1, true},
+               {false, 1, 32000, true},
+               {false, 1, 31999, false},
+               {false, 2147483647, 31999, false},
+               {true, -1, 4, true},
+               {true, 1, 128000, true},
                {true, 2147483647, 0, true},  // no rows cannot justify two billion columns
-               {true, 1, 127999, false}, {true, 65536, 65536, false}};
+               {true, 1, 127999, false},
+               {true, 65536, 65536, false}};
   for (const auto& c : cases) {
     const std::string record = Int32(c.sizeX) + Int32(c.sizeY) + std::string(64, '\0');
     CSSEMatrix m = Patterned(4, 5, 11);

@@ -40,7 +40,8 @@ TEST(RasterQueries, BoundingBoxAndSearchesMatchAScan) {
             bx0 = std::min(bx0, x), by0 = std::min(by0, y), bx1 = std::max(bx1, x), by1 = std::max(by1, y);
             if (fx < 0) fx = x, fy = y;
           }
-      const std::string where = "seed " + std::to_string(seed) + ", " + std::to_string(s[0]) + " x " + std::to_string(s[1]);
+      const std::string where =
+          "seed " + std::to_string(seed) + ", " + std::to_string(s[0]) + " x " + std::to_string(s[1]);
       int b[4] = {-5, -5, -5, -5}, f[2] = {-5, -5};
       EXPECT_EQ(m.GetValidBoundingBox(b[0], b[1], b[2], b[3]), bx1 >= 0) << where;
       if (bx1 >= 0) EXPECT_EQ(std::vector<int>(b, b + 4), std::vector<int>({bx0, by0, bx1, by1})) << where;
@@ -60,7 +61,8 @@ TEST(RasterQueries, BoundingBoxAndSearchesMatchAScan) {
             }
         int gx = -5, gy = -5;
         EXPECT_EQ(m.FindNearestValidPixel(p.first, p.second, gx, gy), best >= 0) << where;
-        if (best >= 0) EXPECT_EQ(std::pair(gx, gy), std::pair(nx, ny)) << where << " from " << p.first << ", " << p.second;
+        if (best >= 0)
+          EXPECT_EQ(std::pair(gx, gy), std::pair(nx, ny)) << where << " from " << p.first << ", " << p.second;
       }
 
       // Along row 0 / column 0 in both directions from the far end.
@@ -136,11 +138,13 @@ TEST(AreaFills, MatchABreadthFirstFill) {
         // The cylinder: a ramp so that the height band cuts it.
         CSSEMatrix ramp(m), want(m);
         for (int yy = 0; yy < s[1]; ++yy)
-          for (int xx = 0; xx < s[0]; ++xx) ramp.SetPoint(xx, yy, 0.5f * xx + 0.25f * (rng() % 3)), want.SetPoint(xx, yy, ramp.GetPoint(xx, yy));
+          for (int xx = 0; xx < s[0]; ++xx)
+            ramp.SetPoint(xx, yy, 0.5f * xx + 0.25f * (rng() % 3)), want.SetPoint(xx, yy, ramp.GetPoint(xx, yy));
         const float radius = 1.0f + static_cast<float>(rng() % 9), height = 1.0f, centre = ramp.GetPoint(x, y);
         const int n = ramp.FillAreaZylindrical(x, y, radius, height, -1.0f);
         const int wantN = NaiveFill(want, x, y, false, -1.0f, [&](int px, int py, float v) {
-          return 1.0 * (px - x) * (px - x) + 1.0 * (py - y) * (py - y) <= 1.0 * radius * radius && std::fabs(v - centre) <= height;
+          return 1.0 * (px - x) * (px - x) + 1.0 * (py - y) * (py - y) <= 1.0 * radius * radius &&
+                 std::fabs(v - centre) <= height;
         });
         EXPECT_EQ(n, wantN) << "cylinder seed " << seed << ", " << s[0] << " x " << s[1];
         EXPECT_TRUE(SameStorage(ramp, want)) << "cylinder seed " << seed;
@@ -172,7 +176,8 @@ TEST(RowFill, EveryRowBecomesTheProcessedRowPaddingIncluded) {
     const int y = std::clamp(row, 0, 6);
     std::string bad;
     ForEachLane(m, [&](float v, int x, int lane) {
-      if (bad.empty() && v != before.GetPoint(x, y)) bad = "lane (" + std::to_string(x) + ", " + std::to_string(lane) + ")";
+      if (bad.empty() && v != before.GetPoint(x, y))
+        bad = "lane (" + std::to_string(x) + ", " + std::to_string(lane) + ")";
     });
     EXPECT_EQ(bad, "") << "row " << row;
   }

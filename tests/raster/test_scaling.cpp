@@ -23,7 +23,9 @@ float ReferenceBilinear(const CSSEMatrix& s, int x, int y, int w, int h) {
 }
 
 float ReferenceNearest(const CSSEMatrix& s, int x, int y, int w, int h) {
-  auto nearest = [](int i, int from, int to) { return std::min(static_cast<int>(std::floor((i + 0.5) * from / to)), from - 1); };
+  auto nearest = [](int i, int from, int to) {
+    return std::min(static_cast<int>(std::floor((i + 0.5) * from / to)), from - 1);
+  };
   return s.GetPoint(nearest(x, s.GetSizeX(), w), nearest(y, s.GetSizeY(), h));
 }
 
@@ -34,17 +36,19 @@ testing::AssertionResult MatchesReference(const CSSEMatrix& source, const CSSEMa
       const float want = linear ? ReferenceBilinear(source, x, y, w, h) : ReferenceNearest(source, x, y, w, h);
       const float have = got.GetPoint(x, y);
       if (!(std::fabs(want - have) <= (linear ? 1e-4f : 0.0f)))
-        return testing::AssertionFailure() << (linear ? "bilinear" : "nearest") << " at (" << x << ", " << y << ") of " << w
-                                           << " x " << h << ": " << have << ", reference " << want;
+        return testing::AssertionFailure() << (linear ? "bilinear" : "nearest") << " at (" << x << ", " << y << ") of "
+                                           << w << " x " << h << ": " << have << ", reference " << want;
     }
   for (int row = h; row < 4 * got.GetSSESizeY(); ++row)
     for (int x = 0; x < w; ++x)
-      if (Lane(got, x, row) != 0.0f) return testing::AssertionFailure() << "padding lane (" << x << ", " << row << ") not 0";
+      if (Lane(got, x, row) != 0.0f)
+        return testing::AssertionFailure() << "padding lane (" << x << ", " << row << ") not 0";
   return testing::AssertionSuccess();
 }
 
 TEST(Scaling, MatchesTheCentreAlignedReference) {
-  const int sizes[][4] = {{1, 1, 3, 2}, {5, 7, 2, 3}, {5, 7, 13, 17}, {31, 17, 7, 33}, {17, 31, 31, 17}, {33, 9, 129, 5}};
+  const int sizes[][4] = {{1, 1, 3, 2},    {5, 7, 2, 3},     {5, 7, 13, 17},
+                          {31, 17, 7, 33}, {17, 31, 31, 17}, {33, 9, 129, 5}};
   for (const auto& s : sizes)
     for (bool linear : {false, true}) {
       std::mt19937 rng(s[0] * 100 + s[1] + linear);
@@ -79,7 +83,8 @@ TEST(Scaling, FactorOneCopiesAndAConstantFieldStaysConstant) {
       down.ScaleNearestByFactors(flat, 0.3f, 0.45f);
       up.ScaleNearest(down, 37, 29);
     }
-    EXPECT_EQ(std::pair(down.GetSizeX(), down.GetSizeY()), std::pair(11, 13));  // int(37 * 0.3 + 0.5), int(29 * 0.45 + 0.5)
+    EXPECT_EQ(std::pair(down.GetSizeX(), down.GetSizeY()),
+              std::pair(11, 13));  // int(37 * 0.3 + 0.5), int(29 * 0.45 + 0.5)
     for (int y = 0; y < 29; ++y)
       for (int x = 0; x < 37; ++x) ASSERT_EQ(up.GetPoint(x, y), 3.7f) << x << ", " << y;
   }
@@ -98,7 +103,8 @@ TEST(Scaling, BadArgumentsChangeNothingAndSourceMayBeTarget) {
   m.SetPoint(3, 2, 6.0f);
   m.ScaleNearest(m, 8, 6);  // in place
   EXPECT_EQ(std::pair(m.GetSizeX(), m.GetSizeY()), std::pair(8, 6));
-  EXPECT_EQ(std::vector<float>({m.GetPoint(7, 5), m.GetPoint(6, 4), m.GetPoint(5, 5)}), std::vector<float>({6.0f, 6.0f, 2.0f}));
+  EXPECT_EQ(std::vector<float>({m.GetPoint(7, 5), m.GetPoint(6, 4), m.GetPoint(5, 5)}),
+            std::vector<float>({6.0f, 6.0f, 2.0f}));
 }
 
 }  // namespace

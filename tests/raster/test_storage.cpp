@@ -22,7 +22,8 @@ TEST(MatrixStorage, SizesSseRowsAndFields) {
                           {1, 255, 64, 2}, {2, 256, 65, 3}, {0, 0, 1, 1},    {7, 31999, 8000, 250}};
   for (const auto& c : cases) {
     CSSEMatrix m = Filled(c[0], c[1], 0.0f);
-    EXPECT_EQ(std::tuple(m.GetSSESizeX(), m.GetSSESizeY(), m.GetFields()), std::tuple(c[0], c[2], c[3])) << c[0] << "x" << c[1];
+    EXPECT_EQ(std::tuple(m.GetSSESizeX(), m.GetSSESizeY(), m.GetFields()), std::tuple(c[0], c[2], c[3]))
+        << c[0] << "x" << c[1];
     __m128** lines = m.GetMatrixDataDirectly();  // line k: field k / 32, position k % 32
     for (int k = 0; k < c[2]; ++k) ASSERT_EQ(lines[k], m.GetField(k / 32) + (k % 32) * std::max(c[0], 1)) << k;
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(lines[c[2] - 1]) % 16, 0u);
@@ -145,15 +146,19 @@ TEST(MatrixStamps, FootprintsAndMinMaxRules) {
     int x, y;
     Pixels expected;
   } cases[] = {
-      {&M::SetPointMax, kMax, -3, 20, {{0, 8}}}, {&M::SetPointMin, kMin, 4, 4, {{4, 4}}},
+      {&M::SetPointMax, kMax, -3, 20, {{0, 8}}},
+      {&M::SetPointMin, kMin, 4, 4, {{4, 4}}},
       {&M::SetPointAndRightOfPoint, kPlain, 9, 4, {{8, 4}, {9, 4}}},
       {&M::SetPointAndLeftOfPoint, kPlain, 0, 4, {{0, 4}, {1, 4}}},
-      {&M::SetTriplePointMin, kMin, 0, 0, Box(0, 2, 0, 0)}, {&M::SetTriplePointMax, kMax, 5, 3, Box(4, 6, 3, 3)},
+      {&M::SetTriplePointMin, kMin, 0, 0, Box(0, 2, 0, 0)},
+      {&M::SetTriplePointMax, kMax, 5, 3, Box(4, 6, 3, 3)},
       {&M::SetCross, kPlain, 0, 0, {{1, 0}, {0, 1}, {1, 1}, {2, 1}, {1, 2}}},
       {&M::SetCrossMax, kMax, 50, 50, {{8, 6}, {7, 7}, {8, 7}, {9, 7}, {8, 8}}},
       {&M::SetCrossMin, kMin, 4, 4, {{4, 3}, {3, 4}, {4, 4}, {5, 4}, {4, 5}}},
-      {&M::Set3x3BoxPoint, kPlain, -1, -1, Box(0, 2, 0, 2)}, {&M::Set3x3BoxPointMax, kMax, 4, 4, Box(3, 5, 3, 5)},
-      {&M::Set3x3BoxPointMin, kMin, 9, 0, Box(7, 9, 0, 2)}, {&M::Set5x5BoxPointMax, kMax, -10, -10, Box(0, 4, 0, 4)},
+      {&M::Set3x3BoxPoint, kPlain, -1, -1, Box(0, 2, 0, 2)},
+      {&M::Set3x3BoxPointMax, kMax, 4, 4, Box(3, 5, 3, 5)},
+      {&M::Set3x3BoxPointMin, kMin, 9, 0, Box(7, 9, 0, 2)},
+      {&M::Set5x5BoxPointMax, kMax, -10, -10, Box(0, 4, 0, 4)},
       {&M::Set5x5BoxPointMin, kMin, 9, 8, Box(5, 9, 4, 8)},
       {&M::Set5x5BoxPointMax, kMax, 5, 3, Box(3, 7, 1, 5)},  // across SSE rows
   };

@@ -53,14 +53,16 @@ TEST(ZhangSuen, GivesTheExpectedSkeletons) {
       // at the threshold itself is background.
       {"stable shapes",
        {"..........", ".#....o...", "..........", ".#####....", "..........", ".##.......", "..#.......", ".........."},
-       {"..........", ".#........", "..........", ".#####....", "..........", ".##.......", "..#.......", ".........."}},
+       {"..........", ".#........", "..........", ".#####....", "..........", ".##.......", "..#.......",
+        ".........."}},
       {"border pixels end zero", {"####", "####", "####"}, {"....", ".##.", "...."}},
   };
   for (const auto& c : cases) {
     const int sx = int(c.in[0].size()), n = sx * int(c.in.size());
     CSSEMatrix m = Filled(sx, n / sx, 0.0f);
     std::vector<std::string> out = c.in;
-    for (int i = 0; i < n; ++i) m.SetPoint(i % sx, i / sx, out[i / sx][i % sx] == '#' ? 1.0f : out[i / sx][i % sx] == 'o' ? 0.5f : 0.0f);
+    for (int i = 0; i < n; ++i)
+      m.SetPoint(i % sx, i / sx, out[i / sx][i % sx] == '#' ? 1.0f : out[i / sx][i % sx] == 'o' ? 0.5f : 0.0f);
     m.ZhangSuen(0.5f);
     for (int i = 0; i < n; ++i) {
       const float v = m.GetPoint(i % sx, i / sx);
@@ -74,7 +76,7 @@ TEST(ZhangSuen, GivesTheExpectedSkeletons) {
 // (padding lanes included, which must be ignored as input and end 0), with
 // sizes that straddle the 64-pixel words and the 4-row registers.
 TEST(ZhangSuen, MatchesPerPixelReferenceOnRandomMasks) {
-  const int sizes[][2] = {{1, 1},  {3, 3},   {4, 2},    {1, 3},     {5, 7},     {6, 5},   {63, 9},
+  const int sizes[][2] = {{1, 1},   {3, 3},   {4, 2},   {1, 3},    {5, 7},    {6, 5},    {63, 9},
                           {64, 17}, {65, 31}, {129, 5}, {31, 129}, {127, 63}, {200, 77}, {3, 200}};
   for (unsigned seed = 1; seed <= 6; ++seed)
     for (const auto& size : sizes) {
@@ -93,8 +95,7 @@ TEST(ZhangSuen, MatchesPerPixelReferenceOnRandomMasks) {
       const float threshold = seed % 2 ? 1.0f : 0.3f;
       m.ZhangSuen(threshold);
       NaiveZhangSuen(expected, threshold);
-      ASSERT_TRUE(SameStorage(m, expected))
-          << "seed " << seed << ", size " << size[0] << " x " << size[1];
+      ASSERT_TRUE(SameStorage(m, expected)) << "seed " << seed << ", size " << size[0] << " x " << size[1];
     }
 }
 

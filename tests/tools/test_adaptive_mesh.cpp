@@ -72,7 +72,10 @@ std::int64_t DistinctCorners(const std::vector<float>& c) {
   return static_cast<std::int64_t>(seen.size());
 }
 
-struct AdaptiveCase { Surface surface; int width, height, spacing, tileSize; };
+struct AdaptiveCase {
+  Surface surface;
+  int width, height, spacing, tileSize;
+};
 
 class AdaptiveMeshCase : public ::testing::TestWithParam<AdaptiveCase> {};
 
@@ -134,8 +137,8 @@ std::string SurfaceName(Surface s) {
 
 INSTANTIATE_TEST_SUITE_P(Fields, AdaptiveMeshCase, ::testing::ValuesIn(AdaptiveCases()), [](const auto& info) {
   const AdaptiveCase& c = info.param;
-  return SurfaceName(c.surface) + "_" + std::to_string(c.width) + "x" + std::to_string(c.height) +
-         "_spacing" + std::to_string(c.spacing) + "_tile" + std::to_string(c.tileSize);
+  return SurfaceName(c.surface) + "_" + std::to_string(c.width) + "x" + std::to_string(c.height) + "_spacing" +
+         std::to_string(c.spacing) + "_tile" + std::to_string(c.tileSize);
 });
 
 // The triangulator works in single precision: the tool triangulates each
@@ -183,17 +186,22 @@ TEST(AdaptiveMesh, ZeroAreaTrianglesAreSplitIntoTheirNeighbourNotDropped) {
   auto soup = [&](const Tris& tris) {
     std::vector<float> c;
     for (const auto& t : tris)
-      for (int k = 0; k < 3; ++k) c.insert(c.end(), {float(points[size_t(t[k])].x), float(points[size_t(t[k])].y), 0.0f});
+      for (int k = 0; k < 3; ++k)
+        c.insert(c.end(), {float(points[size_t(t[k])].x), float(points[size_t(t[k])].y), 0.0f});
     return c;
   };
-  const struct { const char* name; Tris in; size_t out; std::int64_t met; } cases[] = {
-      // Its long edge 0-2 on the hull, its short edges against two triangles: dropped.
-      {"hull sliver", {{0, 1, 3}, {1, 2, 3}, {0, 2, 1}}, 2, 1},
-      // Its short edges on the hull (a tile's edge), its long edge against
-      // the apex triangle, which is split at the middle point.
-      {"edge sliver", {{2, 0, 1}, {0, 2, 3}}, 2, 1},
-      {"repeated vertex", {{0, 0, 3}, {0, 2, 3}}, 1, 1},
-      {"nothing to do", {{0, 1, 3}, {1, 2, 3}}, 2, 0}};
+  const struct {
+    const char* name;
+    Tris in;
+    size_t out;
+    std::int64_t met;
+  } cases[] = {// Its long edge 0-2 on the hull, its short edges against two triangles: dropped.
+               {"hull sliver", {{0, 1, 3}, {1, 2, 3}, {0, 2, 1}}, 2, 1},
+               // Its short edges on the hull (a tile's edge), its long edge against
+               // the apex triangle, which is split at the middle point.
+               {"edge sliver", {{2, 0, 1}, {0, 2, 3}}, 2, 1},
+               {"repeated vertex", {{0, 0, 3}, {0, 2, 3}}, 1, 1},
+               {"nothing to do", {{0, 1, 3}, {1, 2, 3}}, 2, 0}};
   for (const auto& c : cases) {
     Tris tris = c.in;
     EXPECT_EQ(RepairZeroAreaTriangles(tris, points), c.met) << c.name;
@@ -209,7 +217,8 @@ TEST(AdaptiveMesh, ZeroAreaTrianglesAreSplitIntoTheirNeighbourNotDropped) {
 TEST(AdaptiveMesh, WideStripIsTiledWithoutCracks) {
   Grid g{8192, 16, {}};
   for (int y = 0; y < 16; ++y)
-    for (int x = 0; x < 8192; ++x) g.values.push_back(100.0f + 0.004f * x + 3.0f * std::sin(0.011f * x) * std::cos(0.007f * y));
+    for (int x = 0; x < 8192; ++x)
+      g.values.push_back(100.0f + 0.004f * x + 3.0f * std::sin(0.011f * x) * std::cos(0.007f * y));
   CSSEMatrix field = relief_test::ToMatrix(g);
   AdaptiveOptions options;
   options.tolerance = 0.5f;

@@ -35,8 +35,11 @@ std::vector<std::int16_t> DemLikeField(std::uint32_t seed) {
   std::mt19937 random(seed);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   double wave[4][3];
-  for (auto& w : wave) w[0] = 0.005 + 0.03 * unit(random), w[1] = 0.005 + 0.03 * unit(random), w[2] = 6.3 * unit(random);
-  struct Hole { double x, y, r; } holes[6];
+  for (auto& w : wave)
+    w[0] = 0.005 + 0.03 * unit(random), w[1] = 0.005 + 0.03 * unit(random), w[2] = 6.3 * unit(random);
+  struct Hole {
+    double x, y, r;
+  } holes[6];
   for (auto& h : holes) h = {unit(random) * kWidth, unit(random) * kHeight, 3 + 12 * unit(random)};
   std::vector<std::int16_t> v(static_cast<size_t>(kWidth) * kHeight);
   for (int y = 0; y < kHeight; ++y)
@@ -46,7 +49,8 @@ std::vector<std::int16_t> DemLikeField(std::uint32_t seed) {
       z += 20 * unit(random);
       bool hole = x >= kWidth - 3;
       for (const auto& h : holes) hole |= (x - h.x) * (x - h.x) + (y - h.y) * (y - h.y) < h.r * h.r;
-      v[static_cast<size_t>(y) * kWidth + x] = hole ? kNoData : static_cast<std::int16_t>(std::lround(std::clamp(z, 200.0, 1100.0)));
+      v[static_cast<size_t>(y) * kWidth + x] =
+          hole ? kNoData : static_cast<std::int16_t>(std::lround(std::clamp(z, 200.0, 1100.0)));
     }
   return v;
 }
@@ -57,8 +61,8 @@ struct Layout {
   const char* file;
   std::function<void(const std::filesystem::path&, const std::vector<std::int16_t>&)> write;
   const char* sampleType;
-  bool noDataTagged;       // the file states -9999 as no data: holes read as 0
-  double pixelScale;       // stated GeoTIFF pixel scale, 0 for none
+  bool noDataTagged;  // the file states -9999 as no data: holes read as 0
+  double pixelScale;  // stated GeoTIFF pixel scale, 0 for none
 };
 
 template <typename T>
@@ -75,9 +79,10 @@ std::string Bytes(const std::vector<std::int16_t>& v, bool bigEndian, bool fortr
   return out;
 }
 
-void WriteNpyLayout(const std::filesystem::path& path, const std::string& descr, bool fortran, const std::string& data) {
-  std::string header = "{'descr': '" + descr + "', 'fortran_order': " + (fortran ? "True" : "False") +
-                       ", 'shape': (" + std::to_string(kHeight) + ", " + std::to_string(kWidth) + "), }";
+void WriteNpyLayout(const std::filesystem::path& path, const std::string& descr, bool fortran,
+                    const std::string& data) {
+  std::string header = "{'descr': '" + descr + "', 'fortran_order': " + (fortran ? "True" : "False") + ", 'shape': (" +
+                       std::to_string(kHeight) + ", " + std::to_string(kWidth) + "), }";
   while ((10 + header.size() + 1) % 64 != 0) header.push_back(' ');
   header.push_back('\n');
   relief_test::WriteBytes(path, std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(header.size() & 0xff) +
@@ -104,7 +109,9 @@ void WriteTiffLayout(const std::filesystem::path& path, const std::vector<std::i
     double scale[3] = {pixelScale, pixelScale, 0.0};
     TIFFSetField(tif, 33550, 3, scale);
   }
-  auto at = [&](int x, int y) { return x < kWidth && y < kHeight ? static_cast<T>(v[static_cast<size_t>(y) * kWidth + x]) : T(0); };
+  auto at = [&](int x, int y) {
+    return x < kWidth && y < kHeight ? static_cast<T>(v[static_cast<size_t>(y) * kWidth + x]) : T(0);
+  };
   if (tile > 0) {
     TIFFSetField(tif, TIFFTAG_TILEWIDTH, tile);
     TIFFSetField(tif, TIFFTAG_TILELENGTH, tile);
@@ -148,7 +155,8 @@ void WritePngLayout(const std::filesystem::path& path, const std::vector<std::in
   text.text = const_cast<char*>("1");
   png_set_text(png, info, &text, 1);
   png_write_info(png, info);
-  for (int y = 0; y < kHeight; ++y) png_write_row(png, reinterpret_cast<png_const_bytep>(&big[static_cast<size_t>(y) * kWidth]));
+  for (int y = 0; y < kHeight; ++y)
+    png_write_row(png, reinterpret_cast<png_const_bytep>(&big[static_cast<size_t>(y) * kWidth]));
   png_write_end(png, nullptr);
   png_destroy_write_struct(&png, &info);
   std::fclose(f);
@@ -157,23 +165,56 @@ void WritePngLayout(const std::filesystem::path& path, const std::vector<std::in
 std::vector<Layout> Layouts() {
   using V = std::vector<std::int16_t>;
   return {
-      {"NpyInt16", "c.npy", [](auto p, const V& v) { WriteNpyLayout(p, "<i2", false, Bytes<std::int16_t>(v, false, false)); }, "int16", false, 0},
-      {"NpyInt16BigEndianFortran", "bf.npy", [](auto p, const V& v) { WriteNpyLayout(p, ">i2", true, Bytes<std::int16_t>(v, true, true)); }, "int16", false, 0},
-      {"NpyInt32BigEndian", "b4.npy", [](auto p, const V& v) { WriteNpyLayout(p, ">i4", false, Bytes<std::int32_t>(v, true, false)); }, "int32", false, 0},
-      {"NpyFloat64Fortran", "f8.npy", [](auto p, const V& v) { WriteNpyLayout(p, "<f8", true, Bytes<double>(v, false, true)); }, "float64", false, 0},
-      {"TiffInt16Strips", "s.tif", [](auto p, const V& v) { WriteTiffLayout<std::int16_t>(p, v, SAMPLEFORMAT_INT, 0, COMPRESSION_NONE, "-9999", 0); }, "int16", true, 0},
-      {"TiffInt16BigEndianStrips", "sb.tif", [](auto p, const V& v) { WriteTiffLayout<std::int16_t>(p, v, SAMPLEFORMAT_INT, 0, COMPRESSION_LZW, "-9999", 0, "wb"); }, "int16", true, 0},
-      {"TiffInt16TilesDeflateGeo", "t.tif", [](auto p, const V& v) { WriteTiffLayout<std::int16_t>(p, v, SAMPLEFORMAT_INT, 64, COMPRESSION_ADOBE_DEFLATE, " -9999 ", 30.0); }, "int16", true, 30},
-      {"TiffInt32Tiles", "t4.tif", [](auto p, const V& v) { WriteTiffLayout<std::int32_t>(p, v, SAMPLEFORMAT_INT, 32, COMPRESSION_NONE, "-9999", 0.5); }, "int32", true, 0.5},
-      {"TiffFloat32NoTag", "f.tif", [](auto p, const V& v) { WriteTiffLayout<float>(p, v, SAMPLEFORMAT_IEEEFP, 0, COMPRESSION_ADOBE_DEFLATE, nullptr, 0); }, "float32", false, 0},
-      {"TiffFloat64Tagged", "f8.tif", [](auto p, const V& v) { WriteTiffLayout<double>(p, v, SAMPLEFORMAT_IEEEFP, 16, COMPRESSION_NONE, "-9999.0", 0); }, "float64", true, 0},
+      {"NpyInt16", "c.npy",
+       [](auto p, const V& v) { WriteNpyLayout(p, "<i2", false, Bytes<std::int16_t>(v, false, false)); }, "int16",
+       false, 0},
+      {"NpyInt16BigEndianFortran", "bf.npy",
+       [](auto p, const V& v) { WriteNpyLayout(p, ">i2", true, Bytes<std::int16_t>(v, true, true)); }, "int16", false,
+       0},
+      {"NpyInt32BigEndian", "b4.npy",
+       [](auto p, const V& v) { WriteNpyLayout(p, ">i4", false, Bytes<std::int32_t>(v, true, false)); }, "int32", false,
+       0},
+      {"NpyFloat64Fortran", "f8.npy",
+       [](auto p, const V& v) { WriteNpyLayout(p, "<f8", true, Bytes<double>(v, false, true)); }, "float64", false, 0},
+      {"TiffInt16Strips", "s.tif",
+       [](auto p, const V& v) {
+         WriteTiffLayout<std::int16_t>(p, v, SAMPLEFORMAT_INT, 0, COMPRESSION_NONE, "-9999", 0);
+       },
+       "int16", true, 0},
+      {"TiffInt16BigEndianStrips", "sb.tif",
+       [](auto p, const V& v) {
+         WriteTiffLayout<std::int16_t>(p, v, SAMPLEFORMAT_INT, 0, COMPRESSION_LZW, "-9999", 0, "wb");
+       },
+       "int16", true, 0},
+      {"TiffInt16TilesDeflateGeo", "t.tif",
+       [](auto p, const V& v) {
+         WriteTiffLayout<std::int16_t>(p, v, SAMPLEFORMAT_INT, 64, COMPRESSION_ADOBE_DEFLATE, " -9999 ", 30.0);
+       },
+       "int16", true, 30},
+      {"TiffInt32Tiles", "t4.tif",
+       [](auto p, const V& v) {
+         WriteTiffLayout<std::int32_t>(p, v, SAMPLEFORMAT_INT, 32, COMPRESSION_NONE, "-9999", 0.5);
+       },
+       "int32", true, 0.5},
+      {"TiffFloat32NoTag", "f.tif",
+       [](auto p, const V& v) {
+         WriteTiffLayout<float>(p, v, SAMPLEFORMAT_IEEEFP, 0, COMPRESSION_ADOBE_DEFLATE, nullptr, 0);
+       },
+       "float32", false, 0},
+      {"TiffFloat64Tagged", "f8.tif",
+       [](auto p, const V& v) {
+         WriteTiffLayout<double>(p, v, SAMPLEFORMAT_IEEEFP, 16, COMPRESSION_NONE, "-9999.0", 0);
+       },
+       "float64", true, 0},
       {"Png16", "p.png", [](auto p, const V& v) { WritePngLayout(p, v); }, "uint16", false, 0},
-      {"RsmLibraryRecord", "r.rsm", [](auto p, const V& v) {
+      {"RsmLibraryRecord", "r.rsm",
+       [](auto p, const V& v) {
          CSSEMatrix m;
          m.Create(kWidth, kHeight);
          for (int i = 0; i < kWidth * kHeight; ++i) m.SetPoint(i % kWidth, i / kWidth, v[i]);
          ASSERT_TRUE(m.Store(p));
-       }, "float32", false, 0},
+       },
+       "float32", false, 0},
   };
 }
 

@@ -6,8 +6,8 @@
 
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <cstdio>
+#include <cstring>
 #include <regex>
 
 #include "tool_test_support.h"
@@ -47,15 +47,23 @@ TEST(ToolEndToEnd, SuccessfulRunsPrintTheirFigures) {
   WriteField(dir / "w.npy", Plane(40, 30));
   WriteField(dir / "s.npy", Plane(41, 41));
   const std::pair<std::string, std::vector<std::string>> runs[] = {
-      {"--help", {"Usage: relief "}}, {"--version", {"relief "}}, {"demo --help", {"Usage: relief demo"}},
-      {"mesh --help", {"Usage: relief mesh"}}, {"rasterize --help", {"Usage: relief rasterize"}},
-      {"refine --help", {"Usage: relief refine"}}, {"info --help", {"Usage: relief info"}},
+      {"--help", {"Usage: relief "}},
+      {"--version", {"relief "}},
+      {"demo --help", {"Usage: relief demo"}},
+      {"mesh --help", {"Usage: relief mesh"}},
+      {"rasterize --help", {"Usage: relief rasterize"}},
+      {"refine --help", {"Usage: relief refine"}},
+      {"info --help", {"Usage: relief info"}},
       {"info $D/f.npy", {"5 x 4 pixels", "valid pixels  19", "value range   10.25 .. 12.75"}},
-      {"--quiet mesh $D/f.npy -o $D/m.ply", {""}}, {"mesh $D/f.npy -o $D/m.ply -q", {""}}, {"-q info $D/m.ply", {""}},
+      {"--quiet mesh $D/f.npy -o $D/m.ply", {""}},
+      {"mesh $D/f.npy -o $D/m.ply -q", {""}},
+      {"-q info $D/m.ply", {""}},
       // Every 2 x 2 cell of a full 40 x 30 field gives two triangles, down to
       // the last row although 30 is not a multiple of 4: 2 x 39 x 29.
-      {"mesh $D/w.npy -o $D/w.ply", {"2262 triangles"}}, {"mesh $D/w.npy -o $D/w.obj", {"2262 triangles"}},
-      {"mesh $D/w.npy -o $D/w.stl", {"2262 triangles"}}, {"mesh $D/w.npy -o $D/w.rmesh", {"2262 triangles"}},
+      {"mesh $D/w.npy -o $D/w.ply", {"2262 triangles"}},
+      {"mesh $D/w.npy -o $D/w.obj", {"2262 triangles"}},
+      {"mesh $D/w.npy -o $D/w.stl", {"2262 triangles"}},
+      {"mesh $D/w.npy -o $D/w.rmesh", {"2262 triangles"}},
       {"info $D/w.ply", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
       {"info $D/w.stl", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
       {"info $D/w.rmesh", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
@@ -72,8 +80,10 @@ TEST(ToolEndToEnd, SuccessfulRunsPrintTheirFigures) {
     EXPECT_EQ(run.exitCode, 0) << args << "\n" << run.err;
     EXPECT_EQ(run.err, "") << args << ": no progress lines when stderr is not a terminal";
     for (const std::string& piece : pieces) {
-      if (piece.empty()) EXPECT_EQ(run.out + run.err, "") << args;
-      else EXPECT_NE(run.out.find(piece), std::string::npos) << args << "\n" << run.out;
+      if (piece.empty())
+        EXPECT_EQ(run.out + run.err, "") << args;
+      else
+        EXPECT_NE(run.out.find(piece), std::string::npos) << args << "\n" << run.out;
     }
   }
 }
@@ -105,9 +115,8 @@ TEST(ToolEndToEnd, MeshAndRasterizeRoundTripAPlane) {
 
 TEST(ToolEndToEnd, RefineReportsTrianglesAndErrors) {
   ScratchDir dir("e2e-refine");
-  WriteField(dir / "f.npy", Field(64, 64, [](int x, int y) {
-               return 50.0f + 0.02f * ((x - 32) * (x - 32) + (y - 32) * (y - 32));
-             }));
+  WriteField(dir / "f.npy",
+             Field(64, 64, [](int x, int y) { return 50.0f + 0.02f * ((x - 32) * (x - 32) + (y - 32) * (y - 32)); }));
   long long triangles[2] = {0, 0};
   double rms[2] = {0, 0};
   for (int i = 0; i < 2; ++i) {
@@ -145,16 +154,19 @@ TEST(ToolEndToEnd, FlipYMirrorsRowsAndKeepsTrianglesCounterClockwise) {
   WriteField(dir / "f.npy", Field(5, height, [](int x, int y) { return 1.0f + x + 10.0f * y; }));
   for (const std::string command : {"mesh", "refine --tolerance 0.5 --seed-spacing 1"})
     for (bool flip : {false, true}) {
-      const ToolRun run = RunTool(command + " " + Quote(dir / "f.npy") + " -o " + Quote(dir / "m.stl") + (flip ? " --flip-y" : ""));
+      const ToolRun run =
+          RunTool(command + " " + Quote(dir / "f.npy") + " -o " + Quote(dir / "m.stl") + (flip ? " --flip-y" : ""));
       ASSERT_EQ(run.exitCode, 0) << run.err;
       const auto facets = ReadStlFacets(dir / "m.stl");
       ASSERT_EQ(facets.size(), 2u * 4 * (height - 1)) << command;
       for (const auto& f : facets) {
         for (int k = 0; k < 3; ++k) {
           const float x = f[3 * k], y = f[3 * k + 1], row = flip ? float(height - 1) - y : y;
-          ASSERT_EQ(f[3 * k + 2], 1.0f + x + 10.0f * row) << command << (flip ? " --flip-y" : "") << " at " << x << ", " << y;
+          ASSERT_EQ(f[3 * k + 2], 1.0f + x + 10.0f * row)
+              << command << (flip ? " --flip-y" : "") << " at " << x << ", " << y;
         }
-        const double area = (double(f[3]) - f[0]) * (double(f[7]) - f[1]) - (double(f[6]) - f[0]) * (double(f[4]) - f[1]);
+        const double area =
+            (double(f[3]) - f[0]) * (double(f[7]) - f[1]) - (double(f[6]) - f[0]) * (double(f[4]) - f[1]);
         ASSERT_GT(area, 0.0) << command << (flip ? " --flip-y" : "") << ": a clockwise or degenerate facet";
       }
     }
@@ -166,11 +178,13 @@ TEST(ToolEndToEnd, FlipYMirrorsRowsAndKeepsTrianglesCounterClockwise) {
 TEST(ToolEndToEnd, RefineWithATinyMinimumHeightStaysBounded) {
   ScratchDir dir("e2e-tiny");
   WriteField(dir / "f.npy", relief_test::RandomField(40, 40, 3u, 1.0f, 100.0f, 0.0));
-  const ToolRun run = RunTool("refine " + Quote(dir / "f.npy") + " -o " + Quote(dir / "a.ply") + " --tolerance 0.01 --min-height 0.001");
+  const ToolRun run = RunTool("refine " + Quote(dir / "f.npy") + " -o " + Quote(dir / "a.ply") +
+                              " --tolerance 0.01 --min-height 0.001");
   ASSERT_EQ(run.exitCode, 0) << run.err;
   EXPECT_NE(run.out.find("below half a pixel: 0.5 is used"), std::string::npos) << run.out;
   std::smatch m;
-  ASSERT_TRUE(std::regex_search(run.out, m, std::regex("(\\d+) triangles over (\\d+) points, (\\d+) of them inserted"))) << run.out;
+  ASSERT_TRUE(std::regex_search(run.out, m, std::regex("(\\d+) triangles over (\\d+) points, (\\d+) of them inserted")))
+      << run.out;
   EXPECT_LE(std::stoll(m[3]), std::stoll(m[2]));
   EXPECT_LT(std::stoll(m[2]), 40 * 40 * 8);
   EXPECT_NE(RunTool("info " + Quote(dir / "a.ply")).out.find("triangles     " + std::string(m[1])), std::string::npos);

@@ -67,16 +67,24 @@ std::vector<Triangle> EveryCellTriangles(const CSSEMatrix& field, const FieldMes
     for (int y = 0; y + 1 < field.GetSizeY(); ++y) {
       const std::array<int, 2> p00{x, y}, p01{x, y + 1}, p10{x + 1, y}, p11{x + 1, y + 1};
       const int left = valid(x, y) | valid(x, y + 1) << 1, right = valid(x + 1, y) | valid(x + 1, y + 1) << 1;
-      if (left == 3 && right == 3) add(p00, p11, p01), add(p00, p10, p11);
-      else if (left == 3 && right == 1) add(p00, p10, p01);
-      else if (left == 3 && right == 2) add(p00, p11, p01);
-      else if (left == 1 && right == 3) add(p00, p10, p11);
-      else if (left == 2 && right == 3) add(p10, p11, p01);
+      if (left == 3 && right == 3)
+        add(p00, p11, p01), add(p00, p10, p11);
+      else if (left == 3 && right == 1)
+        add(p00, p10, p01);
+      else if (left == 3 && right == 2)
+        add(p00, p11, p01);
+      else if (left == 1 && right == 3)
+        add(p00, p10, p11);
+      else if (left == 2 && right == 3)
+        add(p10, p11, p01);
     }
   return out;
 }
 
-struct BandCase { int width, height, step; bool below; };
+struct BandCase {
+  int width, height, step;
+  bool below;
+};
 
 class BandedMesh : public ::testing::TestWithParam<BandCase> {};
 
@@ -103,9 +111,9 @@ TEST_P(BandedMesh, MeshesEveryCellOfTheRaster) {
   std::sort(whole.begin(), whole.end());
   ASSERT_EQ(banded.size(), whole.size());
   const auto differ = std::mismatch(banded.begin(), banded.end(), whole.begin());
-  EXPECT_TRUE(differ.first == banded.end()) << "sorted triangle " << differ.first - banded.begin() << " differs: "
-                                            << testing::PrintToString(*differ.first) << " vs "
-                                            << testing::PrintToString(*differ.second);
+  EXPECT_TRUE(differ.first == banded.end())
+      << "sorted triangle " << differ.first - banded.begin() << " differs: " << testing::PrintToString(*differ.first)
+      << " vs " << testing::PrintToString(*differ.second);
 }
 
 std::vector<BandCase> BandCases() {

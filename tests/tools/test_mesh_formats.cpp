@@ -3,14 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <random>
-#include <sstream>
-#include <array>
 #include <set>
+#include <sstream>
 #include <tuple>
-#include <algorithm>
 
 #include "errors.h"
 #include "io/mesh_io.h"
@@ -56,7 +56,8 @@ std::vector<float> ParseObj(const std::filesystem::path& path) {
     } else if (std::sscanf(line.c_str(), "f %ld %ld %ld", &a[0], &a[1], &a[2]) == 3) {
       for (long i : a) {
         if (i < 1 || 3 * static_cast<size_t>(i) > vertices.size()) {
-          ADD_FAILURE() << "vertex " << i << " of \"" << line << "\" is not among the " << vertices.size() / 3 << " before it";
+          ADD_FAILURE() << "vertex " << i << " of \"" << line << "\" is not among the " << vertices.size() / 3
+                        << " before it";
           return {};
         }
         corners.insert(corners.end(), &vertices[3 * (i - 1)], &vertices[3 * (i - 1)] + 3);
@@ -166,8 +167,9 @@ TEST(MeshFormats, FilesOfOtherWritersAreRead) {
                           "property list uchar int vertex_indices\nelement note 1\nproperty int id\nend_header\n"
                           "0 0 9 1\n1 0 9 2\n1 1 9 3\n0 1 9 4\n4 0 1 2 3\n7\n");
   EXPECT_EQ(ReadAll(dir / "a.ply"), (std::vector<float>{0, 0, 1, 1, 0, 2, 1, 1, 3, 0, 0, 1, 1, 1, 3, 0, 1, 4}));
-  std::string be = "ply\nformat binary_big_endian 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
-                   "property float z\nelement face 1\nproperty list ushort uint vertex_indices\nend_header\n";
+  std::string be =
+      "ply\nformat binary_big_endian 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
+      "property float z\nelement face 1\nproperty list ushort uint vertex_indices\nend_header\n";
   auto pushBE = [&be](const void* p, int bytes) {
     for (int i = bytes - 1; i >= 0; --i) be.push_back(static_cast<const char*>(p)[i]);
   };

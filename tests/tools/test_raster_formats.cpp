@@ -24,7 +24,10 @@ using relief_test::ScratchDir;
 
 namespace {
 
-struct RoundTripCase { const char* extension; int width, height; };
+struct RoundTripCase {
+  const char* extension;
+  int width, height;
+};
 
 class RasterRoundTrip : public ::testing::TestWithParam<RoundTripCase> {};
 
@@ -61,11 +64,10 @@ std::vector<RoundTripCase> RoundTripCases() {
   return cases;
 }
 
-INSTANTIATE_TEST_SUITE_P(AllFormats, RasterRoundTrip, ::testing::ValuesIn(RoundTripCases()),
-                         [](const auto& info) {
-                           return std::string(info.param.extension + 1) + "_" + std::to_string(info.param.width) +
-                                  "x" + std::to_string(info.param.height);
-                         });
+INSTANTIATE_TEST_SUITE_P(AllFormats, RasterRoundTrip, ::testing::ValuesIn(RoundTripCases()), [](const auto& info) {
+  return std::string(info.param.extension + 1) + "_" + std::to_string(info.param.width) + "x" +
+         std::to_string(info.param.height);
+});
 
 // Files other programs write: float64, uint16 and non-finite .npy (non-finite
 // samples read as no data, 0), 8-bit grey PNG and 16-bit TIFF, in C order.
@@ -86,8 +88,11 @@ TEST(RasterFormats, ForeignFilesAreRead) {
   ASSERT_TRUE(png_image_write_to_file(&image, (dir / "g.png").c_str(), 0, grey, 3, nullptr));
   TIFF* tif = TIFFOpen((dir / "w.tif").c_str(), "w");
   ASSERT_NE(tif, nullptr);
-  for (auto [tag, value] : {std::pair{TIFFTAG_IMAGEWIDTH, 3}, {TIFFTAG_IMAGELENGTH, 2}, {TIFFTAG_BITSPERSAMPLE, 16},
-                            {TIFFTAG_SAMPLESPERPIXEL, 1}, {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK},
+  for (auto [tag, value] : {std::pair{TIFFTAG_IMAGEWIDTH, 3},
+                            {TIFFTAG_IMAGELENGTH, 2},
+                            {TIFFTAG_BITSPERSAMPLE, 16},
+                            {TIFFTAG_SAMPLESPERPIXEL, 1},
+                            {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK},
                             {TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG}})
     TIFFSetField(tif, tag, value);
   for (int y = 0; y < 2; ++y) TIFFWriteScanline(tif, const_cast<std::uint16_t*>(u2 + 3 * y), y, 0);

@@ -48,7 +48,8 @@ double PrismVolume(const relief::tool::IndexedMesh& surface, double base) {
     const float* a = &v[3 * size_t(surface.indices[t])];
     const float* b = &v[3 * size_t(surface.indices[t + 1])];
     const float* c = &v[3 * size_t(surface.indices[t + 2])];
-    const double area = 0.5 * ((double(b[0]) - a[0]) * (double(c[1]) - a[1]) - (double(c[0]) - a[0]) * (double(b[1]) - a[1]));
+    const double area =
+        0.5 * ((double(b[0]) - a[0]) * (double(c[1]) - a[1]) - (double(c[0]) - a[0]) * (double(b[1]) - a[1]));
     volume += area * ((double(a[2]) + b[2] + c[2]) / 3.0 - base);
   }
   return volume;
@@ -60,13 +61,15 @@ TEST(SolidBase, ClosedSolidsEncloseTheSurfaceIntegral) {
     std::function<float(int, int)> height;
   } cases[] = {
       {"full box", [](int x, int y) { return 30.0f + 5.0f * std::sin(0.2f * float(x)) * std::cos(0.15f * float(y)); }},
-      {"disc with a hole", [](int x, int y) {
+      {"disc with a hole",
+       [](int x, int y) {
          const int r2 = (x - 30) * (x - 30) + (y - 26) * (y - 26);
          const int h2 = (x - 38) * (x - 38) + (y - 22) * (y - 22);
          return r2 <= 24 * 24 && h2 > 36 ? 40.0f + 0.3f * float(x) - 0.1f * float(y) + 2.0f * std::sin(0.5f * float(x))
                                          : 0.0f;
        }},
-      {"two islands", [](int x, int y) {
+      {"two islands",
+       [](int x, int y) {
          return (x < 20 && y < 20) || (x > 35 && y > 30) ? 12.0f + 0.05f * float(x * y % 17) : 0.0f;
        }},
   };
@@ -108,7 +111,8 @@ TEST(RefineMaxError, WritesTheMeshAndReportsItsFigures) {
     ASSERT_EQ(run.exitCode, 0) << run.err;
     std::smatch m;
     ASSERT_TRUE(std::regex_search(
-        run.out, m, std::regex("(\\d+) triangles over (\\d+) points [^]* s\nagainst [^]*max error ([0-9.]+), rms ([0-9.]+)")))
+        run.out, m,
+        std::regex("(\\d+) triangles over (\\d+) points [^]* s\nagainst [^]*max error ([0-9.]+), rms ([0-9.]+)")))
         << run.out;
     triangles[i] = std::stoll(m[1]);
     EXPECT_LE(std::stod(m[3]), std::stod(e));
@@ -142,7 +146,8 @@ TEST(RefineMaxError, CountsValidPixelsLikeInfo) {
   for (const std::string mode : {"--max-error 0.5", "--tolerance 1"}) {
     const ToolRun run = RunTool("refine " + Quote(dir / "dem.npy") + " -o " + Quote(dir / "a.ply") + " " + mode);
     ASSERT_EQ(run.exitCode, 0) << mode << ": " << run.err;
-    if (mode.rfind("--max-error", 0) == 0) EXPECT_NE(run.out.find("over " + valid + " pixels"), std::string::npos) << run.out;
+    if (mode.rfind("--max-error", 0) == 0)
+      EXPECT_NE(run.out.find("over " + valid + " pixels"), std::string::npos) << run.out;
     const ToolRun mesh = RunTool("info " + Quote(dir / "a.ply"));
     ASSERT_TRUE(std::regex_search(mesh.out, m, std::regex("z ([-0-9.e+]+) \\.\\.")));
     EXPECT_GT(std::stod(m[1]), 0.0) << mode << ": a corner took the hole value\n" << mesh.out;

@@ -14,10 +14,10 @@
 #include <string>
 #include <vector>
 
+#include "errors.h"
 #include "fixture_folder.h"
 #include "io/mesh_io.h"
 #include "io/raster_io.h"
-#include "errors.h"
 #include "tool_test_support.h"
 
 namespace {
@@ -65,7 +65,8 @@ TEST(RefusedFixtures, EveryKeptFileIsRefusedAsBadInputForItsReason) {
       ADD_FAILURE() << name << " was accepted";
     } catch (const relief::tool::ToolError& e) {
       EXPECT_EQ(e.ExitCode(), relief::tool::kExitBadInput) << name << ": " << e.what();
-      EXPECT_NE(std::string(e.what()).find(name), std::string::npos) << "the message does not name the file: " << e.what();
+      EXPECT_NE(std::string(e.what()).find(name), std::string::npos)
+          << "the message does not name the file: " << e.what();
       EXPECT_NE(std::string(e.what()).find(reason->second), std::string::npos)
           << name << ": refused for another reason than \"" << reason->second << "\": " << e.what();
     }

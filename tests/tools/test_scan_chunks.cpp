@@ -30,7 +30,9 @@ TEST_P(ChunkedScan, EqualsTheWholeMeshConversion) {
     const float cx = static_cast<float>(random() % 4000) / 100.0f, cy = static_cast<float>(random() % 3000) / 100.0f;
     float c[9];
     for (int k = 0; k < 9; ++k)  // the calls stay in x, y, z order
-      c[k] = (k % 3 == 0 ? cx : k % 3 == 1 ? cy : 1.0f) +
+      c[k] = (k % 3 == 0   ? cx
+              : k % 3 == 1 ? cy
+                           : 1.0f) +
              static_cast<float>(random() % (k % 3 == 2 ? 5900 : 1200)) / 100.0f;
     writer->Add(c);
   }
@@ -54,8 +56,7 @@ TEST_P(ChunkedScan, EqualsTheWholeMeshConversion) {
   EXPECT_GT(reached, 1000);
 }
 
-INSTANTIATE_TEST_SUITE_P(Chunks, ChunkedScan,
-                         ::testing::Combine(::testing::Values(1, 7, 50, 149), ::testing::Bool()));
+INSTANTIATE_TEST_SUITE_P(Chunks, ChunkedScan, ::testing::Combine(::testing::Values(1, 7, 50, 149), ::testing::Bool()));
 
 TEST(ChunkedScan, RasterBeyondTheLimitsIsRefusedBeforeWork) {
   const MeshBox box = {{0, 0, 0}, {100, 40000, 1}};

@@ -33,6 +33,8 @@ struct Refusal {
   const char* mention;  // a piece of the one-line message
 };
 
+void PrintTo(const Refusal& r, std::ostream* os) { *os << "relief " << r.args; }
+
 class Refused : public testing::TestWithParam<Refusal> {};
 
 TEST_P(Refused, OneLineExitTwoAndNothingLeftBehind) {
@@ -46,9 +48,10 @@ TEST_P(Refused, OneLineExitTwoAndNothingLeftBehind) {
   relief_test::WriteNpy(dir / "one.npy", "<f4", zero.width, zero.height, zero.values.data(), 4);
   relief_test::WriteBytes(dir / "short.npy", relief_test::ReadBytes(dir / "f.npy").substr(0, 200));
   relief_test::WriteBytes(dir / "cut.stl", std::string(84, '\0') + std::string(10, 'x'));
-  relief_test::WriteBytes(dir / "bad.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\n"
-                                           "property float y\nproperty float z\nelement face 1\n"
-                                           "property list uchar int vertex_indices\nend_header\n0 0 0\n3 0 0 5\n");
+  relief_test::WriteBytes(dir / "bad.ply",
+                          "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\n"
+                          "property float y\nproperty float z\nelement face 1\n"
+                          "property list uchar int vertex_indices\nend_header\n0 0 0\n3 0 0 5\n");
   // Two specks in opposite corners of a 10 x 10 box: their samples fall on
   // the raster's outermost ring, which the stamps skip.
   WriteTriangles(dir / "specks.stl", {0, 0, 1, 0.1f, 0, 1, 0, 0.1f, 1, 10, 10, 2, 9.9f, 10, 2, 10, 9.9f, 2});
@@ -124,8 +127,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(ToolErrors, PngStepThatZeroesHeightsIsReported) {
   ScratchDir dir("png-step");
   WriteTriangles(dir / "m.stl", {0, 0, 5, 20, 0, 6, 0, 20, 7, 20, 0, 6, 20, 20, 8, 0, 20, 7});
-  const auto run = RunTool("rasterize '" + (dir / "m.stl").string() + "' -o '" + (dir / "r.png").string() +
-                           "' --png-scale 1000");
+  const auto run =
+      RunTool("rasterize '" + (dir / "m.stl").string() + "' -o '" + (dir / "r.png").string() + "' --png-scale 1000");
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_NE(run.out.find("heights below half a step written as 0"), std::string::npos) << run.out;
 }

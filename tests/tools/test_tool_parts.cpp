@@ -12,9 +12,9 @@
 #include "errors.h"
 #include "io/atomic_file.h"
 #include "io/raster_io.h"
+#include "predicates.h"
 #include "raster_stats.h"
 #include "relief/CSSEMatrix.h"
-#include "predicates.h"
 #include "tool_test_support.h"
 
 using namespace relief::tool;
@@ -92,7 +92,8 @@ TEST(DemoField, IsSeededAndZeroExactlyOutsideItsOutline) {
   const DemoOutline outline = SynthesizeToothField(a);
   SynthesizeToothField(b);
   SynthesizeToothField(c, kDemoSeed + 1);
-  ASSERT_TRUE(relief_test::AllEqual({FIELD(a.GetSizeX(), kDemoSize), FIELD(a.GetSizeY(), kDemoSize), FIELD(outline.x.size(), 360)}));
+  ASSERT_TRUE(relief_test::AllEqual(
+      {FIELD(a.GetSizeX(), kDemoSize), FIELD(a.GetSizeY(), kDemoSize), FIELD(outline.x.size(), 360)}));
   bool differs = false;
   for (int y = 0; y < kDemoSize; ++y)
     for (int x = 0; x < kDemoSize; ++x) {
@@ -101,7 +102,8 @@ TEST(DemoField, IsSeededAndZeroExactlyOutsideItsOutline) {
     }
   EXPECT_TRUE(differs) << "another seed gives another tooth";
   // Border rows and columns lie outside every outline; the centre inside.
-  for (int i = 0; i < kDemoSize; ++i) EXPECT_TRUE(relief_test::AllEqual({FIELD(a.GetPoint(i, 0), 0), FIELD(a.GetPoint(0, i), 0)})) << i;
+  for (int i = 0; i < kDemoSize; ++i)
+    EXPECT_TRUE(relief_test::AllEqual({FIELD(a.GetPoint(i, 0), 0), FIELD(a.GetPoint(0, i), 0)})) << i;
   EXPECT_GT(a.GetPoint(kDemoSize / 2, kDemoSize / 2), 50.0f);
   // Valid pixels hold crown heights, well above the no-data value.
   const RasterSummary s = Summarize(a);
@@ -120,11 +122,10 @@ TEST(Png16, StatedScaleIsUsedLossIsReportedAndClippingRefused) {
   EXPECT_EQ(back->GetPoint(0, 0), 0.0f);  // negative -> 0
   EXPECT_EQ(back->GetPoint(1, 0), 0.5f);  // 0.26 / 0.5 = 0.52 -> 1 step
   EXPECT_EQ(back->GetPoint(2, 0), 1.0f);
-  EXPECT_EQ(back->GetPoint(3, 0), 0.0f);  // 0.4 steps -> 0, reported above
+  EXPECT_EQ(back->GetPoint(3, 0), 0.0f);          // 0.4 steps -> 0, reported above
   EXPECT_EQ(back->GetPoint(4, 0), 65535 * 0.5f);  // the top step itself fits
   // One step more than the range would be clipped: refused, nothing written.
-  relief_test::ExpectBadInput([&] { WriteRaster(dir / "c.png", FromValues(1, 1, {65536 * 0.5f}), options); },
-                              "c.png");
+  relief_test::ExpectBadInput([&] { WriteRaster(dir / "c.png", FromValues(1, 1, {65536 * 0.5f}), options); }, "c.png");
   EXPECT_EQ(dir.Files(), std::vector<std::string>{"s.png"});
 }
 

@@ -69,8 +69,8 @@ std::string NpyBytes(const std::string& descr, const std::string& shape, const s
          static_cast<char>(header.size() >> 8) + header + data;
 }
 
-void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
-              const void* data, size_t itemSize) {
+void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height, const void* data,
+              size_t itemSize) {
   const std::string shape = "(" + std::to_string(height) + ", " + std::to_string(width) + ")";
   const size_t bytes = static_cast<size_t>(width) * height * itemSize;
   WriteBytes(path, NpyBytes(descr, shape, std::string(static_cast<const char*>(data), bytes)));

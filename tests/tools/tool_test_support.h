@@ -49,8 +49,8 @@ struct Grid {
 // gives a whole file with any descr and shape text, e.g. "(3, 4)".
 Grid ReadNpyFloat32(const std::filesystem::path& path);
 std::string NpyBytes(const std::string& descr, const std::string& shape, const std::string& data);
-void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height,
-              const void* data, size_t itemSize);
+void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height, const void* data,
+              size_t itemSize);
 
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 std::string ReadBytes(const std::filesystem::path& path);

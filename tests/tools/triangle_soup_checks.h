@@ -16,7 +16,9 @@ namespace relief_test {
 
 using Corner = std::array<float, 2>;  // x, y: corners match by exact coordinates
 
-inline Corner CornerOf(const std::vector<float>& c, size_t t, int k) { return {c[9 * t + 3 * k], c[9 * t + 3 * k + 1]}; }
+inline Corner CornerOf(const std::vector<float>& c, size_t t, int k) {
+  return {c[9 * t + 3 * k], c[9 * t + 3 * k + 1]};
+}
 
 inline std::string Describe(const Corner& a) {
   std::ostringstream s;
@@ -36,8 +38,10 @@ inline double DoubledArea(const std::vector<float>& c, size_t t) {
 inline testing::AssertionResult CounterClockwiseAndNonZero(const std::vector<float>& c) {
   for (size_t t = 0; t < c.size() / 9; ++t) {
     const double a = DoubledArea(c, t);
-    if (a == 0.0) return testing::AssertionFailure() << "triangle " << t << " has zero area at " << Describe(CornerOf(c, t, 0));
-    if (a < 0.0) return testing::AssertionFailure() << "triangle " << t << " is clockwise at " << Describe(CornerOf(c, t, 0));
+    if (a == 0.0)
+      return testing::AssertionFailure() << "triangle " << t << " has zero area at " << Describe(CornerOf(c, t, 0));
+    if (a < 0.0)
+      return testing::AssertionFailure() << "triangle " << t << " is clockwise at " << Describe(CornerOf(c, t, 0));
   }
   return testing::AssertionSuccess();
 }
@@ -46,7 +50,8 @@ inline testing::AssertionResult CounterClockwiseAndNonZero(const std::vector<flo
 // two triangles, and two triangles sharing an edge run it in opposite
 // directions. With boxMin/boxMax given (non-empty box), an edge used once
 // must lie on the box's border: anything else is a crack or a hole.
-inline testing::AssertionResult EdgeManifold(const std::vector<float>& c, Corner boxMin = {1, 1}, Corner boxMax = {0, 0}) {
+inline testing::AssertionResult EdgeManifold(const std::vector<float>& c, Corner boxMin = {1, 1},
+                                             Corner boxMax = {0, 0}) {
   std::map<std::pair<Corner, Corner>, int> directed;  // each directed edge, counted
   for (size_t t = 0; t < c.size() / 9; ++t)
     for (int k = 0; k < 3; ++k) {

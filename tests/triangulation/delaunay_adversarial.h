@@ -29,7 +29,7 @@ enum class Kind {
 };
 
 inline const char* Name(Kind k) {
-  static const char* names[] = {"near_collinear_runs", "cocircular_grid", "ulp_pairs",      "clustered",
+  static const char* names[] = {"near_collinear_runs", "cocircular_grid", "ulp_pairs",       "clustered",
                                 "convex_arc",          "far_from_origin", "collinear_start", "outline"};
   return names[static_cast<int>(k)];
 }
@@ -71,8 +71,10 @@ inline std::vector<P> Make(Kind kind, int n, uint32_t seed) {
         p.push_back(a);
         const int k = static_cast<int>(4 * u(rng));
         P b = a;
-        if (k & 1) b.x = std::nextafter(b.x, (k & 2) ? 1e9f : -1e9f);
-        else b.y = std::nextafter(b.y, (k & 2) ? 1e9f : -1e9f);
+        if (k & 1)
+          b.x = std::nextafter(b.x, (k & 2) ? 1e9f : -1e9f);
+        else
+          b.y = std::nextafter(b.y, (k & 2) ? 1e9f : -1e9f);
         p.push_back(b);
       }
       p.resize(static_cast<std::size_t>(n));

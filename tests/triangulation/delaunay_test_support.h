@@ -15,14 +15,11 @@
 #include <string>
 #include <vector>
 
-#include "predicates.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "test_hull_reference.h"
 
 namespace delaunay_test {
-
-using namespace relief_test;
 
 struct Pt {
   float x, y, z;
@@ -40,7 +37,8 @@ inline void Load(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, int ex
 }
 
 // Load, then triangulate the first n points (all when n < 0).
-inline void Build(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, bool final, bool box, int n = -1, int extra = 8) {
+inline void Build(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, bool final, bool box, int n = -1,
+                  int extra = 8) {
   Load(d, pts, extra);
   d.Triangulate(n < 0 ? static_cast<int>(pts.size()) : n, final, box);
 }
@@ -120,13 +118,14 @@ inline double Orient(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) {
 
 // Positive when d lies inside the circle through the counter-clockwise a, b, c.
 inline double InCircle(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c, const SSEPoint& d) {
-  const double dx = d.x, dy = d.y, adx = a.x - dx, ady = a.y - dy, bdx = b.x - dx, bdy = b.y - dy, cdx = c.x - dx, cdy = c.y - dy;
+  const double dx = d.x, dy = d.y, adx = a.x - dx, ady = a.y - dy, bdx = b.x - dx, bdy = b.y - dy, cdx = c.x - dx,
+               cdy = c.y - dy;
   return (adx * adx + ady * ady) * (bdx * cdy - cdx * bdy) - (bdx * bdx + bdy * bdy) * (adx * cdy - cdx * ady) +
          (cdx * cdx + cdy * cdy) * (adx * bdy - bdx * ady);
 }
 
 struct CheckOptions {
-  bool orientation = true;  // every triangle counter-clockwise (exact sign)
+  bool orientation = true;    // every triangle counter-clockwise (exact sign)
   bool emptyCircles = false;  // no vertex of the list strictly inside a circumcircle
   double circleSlack = 1e-6;  // relative slack of the in-circle determinant
   // A split neighbour that was not itself affected keeps its kill mark in the
@@ -153,7 +152,8 @@ inline std::string Check(const TaCIncrementalDelaunay2D& d, const CDelaunayTrian
   for (t_hdelaunaytriangle* t : list) {
     const int* v = t->nVertex;
     for (int k = 0; k < 3; ++k)
-      if (v[k] < 0 || v[k] >= d.GetNumVertices()) return bad(i, "vertex index " + std::to_string(v[k]) + " out of range");
+      if (v[k] < 0 || v[k] >= d.GetNumVertices())
+        return bad(i, "vertex index " + std::to_string(v[k]) + " out of range");
     if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) return bad(i, "repeated vertex");
     if (opt.noKillMarks && t->bKill) return bad(i, "kill mark left in the list");
     if (opt.orientation && !(Orient(vtx(v[0]), vtx(v[1]), vtx(v[2])) > 0)) return bad(i, "not counter-clockwise");
@@ -165,7 +165,8 @@ inline std::string Check(const TaCIncrementalDelaunay2D& d, const CDelaunayTrian
       if (it == index.end()) return bad(i, side + "not in the list");
       int back = -1;
       for (int r = 0; r < 3; ++r)
-        if (TaCIncrementalDelaunay2D::EdgesEqual(v[s], v[(s + 1) % 3], n->nVertex[r], n->nVertex[(r + 1) % 3])) back = r;
+        if (TaCIncrementalDelaunay2D::EdgesEqual(v[s], v[(s + 1) % 3], n->nVertex[r], n->nVertex[(r + 1) % 3]))
+          back = r;
       if (back < 0 || n->pNeighbour[back] != t)
         return bad(i, side + std::to_string(it->second) + (back < 0 ? " lacks the side" : " does not point back"));
     }
@@ -220,33 +221,6 @@ inline long FirstDifference(const std::vector<Record>& a, const std::vector<Reco
   for (std::size_t i = 0; i < n; ++i)
     if (!(a[i] == b[i])) return static_cast<long>(i);
   return a.size() == b.size() ? -1 : static_cast<long>(n);
-}
-
-// The list satisfies the checks; otherwise names the first violating triangle and side.
-inline testing::AssertionResult ValidList(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
-                                          const CheckOptions& opt = {}) {
-  return NoViolation(Check(d, list, opt));
-}
-
-// Two snapshots record for record, naming the first differing triangle and field.
-inline testing::AssertionResult SameRecords(const std::vector<Record>& actual, const std::vector<Record>& expected) {
-  if (actual.size() != expected.size())
-    return testing::AssertionFailure() << actual.size() << " triangles, expected " << expected.size();
-  static const char* const kMarks[] = {"kill", "outside", "border", "locked"};
-  for (std::size_t i = 0; i < actual.size(); ++i) {
-    const Record &a = actual[i], &e = expected[i];
-    auto fail = [&](const char* field, int k, double va, double ve) {
-      return testing::AssertionFailure() << "triangle " << i << " " << field << "[" << k << "] is " << va << ", expected " << ve;
-    };
-    for (int k = 0; k < 3; ++k) {
-      if (a.v[k] != e.v[k]) return fail("vertex", k, a.v[k], e.v[k]);
-      if (a.n[k] != e.n[k]) return fail("neighbour", k, a.n[k], e.n[k]);
-      if (a.circle[k] != e.circle[k]) return fail("circle bits", k, a.circle[k], e.circle[k]);
-    }
-    for (int k = 0; k < 4; ++k)
-      if (a.marks[k] != e.marks[k]) return fail(kMarks[k], k, a.marks[k], e.marks[k]);
-  }
-  return testing::AssertionSuccess();
 }
 
 // Vertices on the convex hull (strictly convex corners only).

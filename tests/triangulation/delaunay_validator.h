@@ -314,7 +314,8 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
   }
   for (const t_hdelaunaytriangle* t : tris) {
     const SSEPoint a = vx(t->nVertex[0]), b = vx(t->nVertex[1]), c = vx(t->nVertex[2]);
-    triArea += (((long double)b.x - a.x) * ((long double)c.y - a.y) - ((long double)b.y - a.y) * ((long double)c.x - a.x)) / 2;
+    triArea +=
+        (((long double)b.x - a.x) * ((long double)c.y - a.y) - ((long double)b.y - a.y) * ((long double)c.x - a.x)) / 2;
   }
   // Each open side may miss the hull by the side tolerance (a point taken
   // onto a hull side within it), plus the rounding of the sums.
@@ -334,8 +335,8 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
       const long double len = std::hypot((long double)b.x - a.x, (long double)b.y - a.y);
       for (int v : hull) {
         const SSEPoint p = vx(v);
-        const long double cross = ((long double)b.x - a.x) * ((long double)p.y - a.y) -
-                                  ((long double)b.y - a.y) * ((long double)p.x - a.x);
+        const long double cross =
+            ((long double)b.x - a.x) * ((long double)p.y - a.y) - ((long double)b.y - a.y) * ((long double)p.x - a.x);
         if (cross < -(0.0051L + 1e-12L * extent * (len + extent)))
           return "tiling: hull vertex " + std::to_string(v) + " lies outside the open side " + std::to_string(k) +
                  " of " + Describe(d, static_cast<int>(i), t);
@@ -397,8 +398,9 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
           // vertex) tells whether that limit is why.
           if (opt.start != Options::kUnknown && !opt.passLimitRaised && PassLimitExplains(d, opt)) return "";
           char buf[200];
-          std::snprintf(buf, sizeof buf, ": vertex %d lies %.6Lg inside its circle of radius %.6Lg (rounding allows %.3Lg)",
-                        o, depth, radius, slack);
+          std::snprintf(buf, sizeof buf,
+                        ": vertex %d lies %.6Lg inside its circle of radius %.6Lg (rounding allows %.3Lg)", o, depth,
+                        radius, slack);
           return "circles: " + Describe(d, static_cast<int>(i), t) + buf;
         }
       }

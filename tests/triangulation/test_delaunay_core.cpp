@@ -3,6 +3,7 @@
 // seeded sets is test_delaunay_validity's).
 #include <gtest/gtest.h>
 
+#include "delaunay_predicates.h"
 #include "delaunay_test_support.h"
 
 using namespace delaunay_test;
@@ -11,7 +12,8 @@ namespace {
 
 int CountUsing(const CDelaunayTriangleList& list, int vertex) {
   int n = 0;
-  for (t_hdelaunaytriangle* t : list) n += t->nVertex[0] == vertex || t->nVertex[1] == vertex || t->nVertex[2] == vertex;
+  for (t_hdelaunaytriangle* t : list)
+    n += t->nVertex[0] == vertex || t->nVertex[1] == vertex || t->nVertex[2] == vertex;
   return n;
 }
 
@@ -33,11 +35,14 @@ TEST(DelaunayCore, PointWhereIsStrictAndKeepsCornersOutside) {
   Build(d, {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}}, false, false);
   // (5, -0.0004): cross product -0.004, within the tolerance; (5, 0.0005): s0 rounds to just above 0.005;
   // the hex y makes s0 exactly 0.005f, which is neither inside nor on the line.
-  const struct { float x, y; EPointWhere where; } cases[] = {
-      {2, 2, ePointInside}, {5, 0, ePointOnSide0}, {5, 5, ePointOnSide1}, {0, 5, ePointOnSide2}, {-1, 5, ePointOutside},
-      {0.0001f, 0.0001f, ePointOutside}, {5, -0.0004f, ePointOnSide0}, {5, 0.0005f, ePointInside},
-      {5, 0x1.0624dcp-11f, ePointOutside}};
-  for (const auto& c : cases) EXPECT_EQ(d.PointWhere(c.x, c.y, d.GetTriangleList().GetHead()), c.where) << c.x << ", " << c.y;
+  const struct {
+    float x, y;
+    EPointWhere where;
+  } cases[] = {{2, 2, ePointInside},         {5, 0, ePointOnSide0},      {5, 5, ePointOnSide1},
+               {0, 5, ePointOnSide2},        {-1, 5, ePointOutside},     {0.0001f, 0.0001f, ePointOutside},
+               {5, -0.0004f, ePointOnSide0}, {5, 0.0005f, ePointInside}, {5, 0x1.0624dcp-11f, ePointOutside}};
+  for (const auto& c : cases)
+    EXPECT_EQ(d.PointWhere(c.x, c.y, d.GetTriangleList().GetHead()), c.where) << c.x << ", " << c.y;
 }
 
 // Small configurations: the first `first` points start the triangulation
@@ -48,7 +53,12 @@ TEST(DelaunayCore, SmallConfigurations) {
   const std::vector<Pt> box = {{0, 0, 0}, {10, 10, 0}, {0, 10, 0}, {10, 0, 0}};
   const auto with = [](std::vector<Pt> p, Pt q) { return p.push_back(q), p; };
   const struct {  // head: corners of the first triangle, when given
-    const char* name; std::vector<Pt> pts; int first; bool final, fromBox; int vertices, triangles, vertex, using_; std::vector<int> head;
+    const char* name;
+    std::vector<Pt> pts;
+    int first;
+    bool final, fromBox;
+    int vertices, triangles, vertex, using_;
+    std::vector<int> head;
   } cases[] = {
       // The first triangle is counter-clockwise; nearly collinear counts as clockwise: reordered, not rejected.
       {"counter-clockwise", {{0, 0, 0}, {4, 0, 0}, {0, 3, 0}}, 3, false, false, 3, 1, 0, 1, {0, 1, 2}},

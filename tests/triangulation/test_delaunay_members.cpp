@@ -10,8 +10,9 @@
 #include <set>
 #include <vector>
 
-#include "relief/CSSE3dPolygon.h"
+#include "delaunay_predicates.h"
 #include "delaunay_test_support.h"
+#include "relief/CSSE3dPolygon.h"
 
 using namespace delaunay_test;
 
@@ -57,8 +58,9 @@ testing::AssertionResult SameShape(const TaCIncrementalDelaunay2D& actual, const
     const auto& other = pair == &a ? e : a;
     for (const std::vector<float>& t : *pair)
       if (other.count(t) != pair->count(t))
-        return testing::AssertionFailure() << "triangle (" << t[0] << ", " << t[1] << ") (" << t[2] << ", " << t[3] << ") ("
-                                           << t[4] << ", " << t[5] << ") " << (pair == &a ? "not expected" : "missing");
+        return testing::AssertionFailure()
+               << "triangle (" << t[0] << ", " << t[1] << ") (" << t[2] << ", " << t[3] << ") (" << t[4] << ", " << t[5]
+               << ") " << (pair == &a ? "not expected" : "missing");
   }
   return testing::AssertionSuccess();
 }
@@ -121,9 +123,11 @@ testing::AssertionResult SameCycle(const std::vector<int>& loop, const std::vect
 // inserting every point into one object.
 TEST(DelaunayMembers, MergingGivesTheTriangulationOfAllPoints) {
   // Box starts are left out: their corner points lie on the box's sides.
-  const struct { int first, second; bool finalFirst, boxFirst, finalSecond; } cases[] = {
-      {3, 3, false, false, false}, {5, 2, true, false, true}, {17, 31, true, false, false},
-      {129, 7, false, false, true}, {300, 700, true, false, true}, {700, 300, false, false, false}};
+  const struct {
+    int first, second;
+    bool finalFirst, boxFirst, finalSecond;
+  } cases[] = {{3, 3, false, false, false},  {5, 2, true, false, true},     {17, 31, true, false, false},
+               {129, 7, false, false, true}, {300, 700, true, false, true}, {700, 300, false, false, false}};
   for (const auto& c : cases)
     for (uint32_t seed : {1u, 2u, 3u}) {
       SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << c.first << " + " << c.second);
@@ -245,7 +249,8 @@ TEST(DelaunayMembers, BorderOfAPolygonBoundedStartIsThePolygon) {
       for (const auto& [t, i] : index) byPosition[i] = const_cast<t_hdelaunaytriangle*>(t);
       for (const t_hdelaunayedge* e : d.GetEdgeList(TaCIncrementalDelaunay2D::eBorderEdges)) {
         const t_hdelaunaytriangle* t = byPosition.at(e->nTriangle);
-        ASSERT_TRUE(AllEqual({FIELD(t->nVertex[e->nSide], e->nVertex[0]), FIELD(t->nVertex[(e->nSide + 1) % 3], e->nVertex[1])}));
+        ASSERT_TRUE(AllEqual(
+            {FIELD(t->nVertex[e->nSide], e->nVertex[0]), FIELD(t->nVertex[(e->nSide + 1) % 3], e->nVertex[1])}));
         ASSERT_EQ(t->pNeighbour[e->nSide], nullptr);
       }
       CSSE3dPolygon out;
@@ -405,8 +410,9 @@ TEST(DelaunayMembers, FlipOfAConvexQuadrilateralAndItsRefusals) {
   Build(reflex, {{0, 0, 0}, {10, 0, 0}, {5, 10, 0}, {5, 2, 0}}, true, false);
   for (t_hdelaunaytriangle* a : reflex.GetFinalTriangleList())
     for (t_hdelaunaytriangle* b : a->pNeighbour)
-      if (b) EXPECT_FALSE(reflex.FlipEdge(a, b)) << "flipped at triangle (" << a->nVertex[0] << ", " << a->nVertex[1] << ", "
-                                                     << a->nVertex[2] << ")";
+      if (b)
+        EXPECT_FALSE(reflex.FlipEdge(a, b))
+            << "flipped at triangle (" << a->nVertex[0] << ", " << a->nVertex[1] << ", " << a->nVertex[2] << ")";
   ASSERT_TRUE(Valid(reflex, true));
 }
 
@@ -454,7 +460,8 @@ TEST(DelaunayMembers, RandomFlipsKeepTheTriangulationValid) {
       t_hdelaunaytriangle *a = nullptr, *b = nullptr;
       for (t_hdelaunaytriangle* t : Current(d))
         for (int s = 0; s < 3 && !a; ++s)
-          if (TaCIncrementalDelaunay2D::EdgesEqual(t->nVertex[s], t->nVertex[(s + 1) % 3], e->nVertex[0], e->nVertex[1]))
+          if (TaCIncrementalDelaunay2D::EdgesEqual(t->nVertex[s], t->nVertex[(s + 1) % 3], e->nVertex[0],
+                                                   e->nVertex[1]))
             a = t, b = t->pNeighbour[s];
       ASSERT_NE(a, nullptr) << "undoing flip " << i;
       ASSERT_TRUE(d.FlipEdge(a, b)) << "undoing flip " << i;

@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "delaunay_predicates.h"
 #include "delaunay_test_support.h"
 #include "relief/CSSE3dPolygon.h"
 
@@ -41,23 +42,34 @@ TEST(DelaunayRefine, SplitsOnlyBigRoughTriangles) {
   CSSEMatrix field;
   Fill(field, 40, 40, [](int x, int y) { return 100 * x + y; });
   const std::vector<Pt> rough = {{0, 0, 0}, {30, 0, 9}, {0, 30, 3}}, step10 = {{0, 0, 0}, {30, 0, 10}, {0, 30, 0}};
-  const struct { std::vector<Pt> pts; float minHeight, tolerance; bool withField; int mark, added; float z; } cases[] = {{step10, 1.0f, 1.0f, false, 0, 1, NAN},  // heights 30/sqrt(2), 30, 30 and a z step of 10
+  const struct {
+    std::vector<Pt> pts;
+    float minHeight, tolerance;
+    bool withField;
+    int mark, added;
+    float z;
+  } cases[] = {{step10, 1.0f, 1.0f, false, 0, 1, NAN},   // heights 30/sqrt(2), 30, 30 and a z step of 10
                {step10, 1.0f, 10.0f, false, 0, 0, NAN},  // tolerance above the z steps: smooth enough
                // The height over the long side is 1, below the minimum: never split, however rough.
                {{{0, 0, 0}, {100, 0, 50}, {50, 1, 0}}, 2.0f, 0.1f, false, 0, 0, NAN},
                // A tolerance exactly equal to the z step is not exceeded (strict).
                {{{0, 0, 0}, {30, 0, 4}, {0, 30, 0}}, 1.0f, 4.0f, false, 0, 0, NAN},
-               {rough, 1.0f, 1.0f, false, 0, 1, 4.0f},     {rough, 1.0f, 1.0f, true, 0, 1, 1010.0f},
-               {rough, 1.0f, 1.0f, true, 1, 0, NAN},       {rough, 1.0f, 1.0f, true, 2, 0, NAN},
-               {rough, 1.0f, 1.0f, false, 1, 1, 4.0f},     {rough, 1.0f, 1.0f, false, 2, 1, 4.0f}};
+               {rough, 1.0f, 1.0f, false, 0, 1, 4.0f},
+               {rough, 1.0f, 1.0f, true, 0, 1, 1010.0f},
+               {rough, 1.0f, 1.0f, true, 1, 0, NAN},
+               {rough, 1.0f, 1.0f, true, 2, 0, NAN},
+               {rough, 1.0f, 1.0f, false, 1, 1, 4.0f},
+               {rough, 1.0f, 1.0f, false, 2, 1, 4.0f}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "tolerance " << c.tolerance << ", field " << c.withField << ", mark " << c.mark);
     TaCIncrementalDelaunay2D d;
     Build(d, c.pts, false, false, -1, 0);
     t_hdelaunaytriangle* t = d.GetTriangleList().GetHead();
     if (c.mark) (c.mark == 1 ? t->bBorder : t->bOutside) = true;
-    c.withField ? d.RefineTriangulation(&field, c.minHeight, 1, c.tolerance) : d.RefineTriangulation(c.minHeight, 1, c.tolerance);
-    ASSERT_TRUE(AllEqual({FIELD(d.GetNumVertices(), 3 + c.added), FIELD(d.GetTriangleList().GetCount(), 1 + 2 * c.added)}));
+    c.withField ? d.RefineTriangulation(&field, c.minHeight, 1, c.tolerance)
+                : d.RefineTriangulation(c.minHeight, 1, c.tolerance);
+    ASSERT_TRUE(
+        AllEqual({FIELD(d.GetNumVertices(), 3 + c.added), FIELD(d.GetTriangleList().GetCount(), 1 + 2 * c.added)}));
     EXPECT_EQ(Check(d, d.GetTriangleList()), "");
     if (c.added) EXPECT_TRUE(SameXY(d.GetVertex(3), 10.0f, 10.0f));
     if (!std::isnan(c.z)) EXPECT_FLOAT_EQ(d.GetVertex(3).z, c.z);
@@ -68,8 +80,12 @@ TEST(DelaunayRefine, TerrainRefinementConvergesAndStaysDelaunay) {
   CSSEMatrix field;
   Fill(field, 128, 128, [](int x, int y) { return float(20.0 * std::sin(x * 0.05) * std::cos(y * 0.04)); });
   TaCIncrementalDelaunay2D d;
-  Build(d, {{0, 0, field.GetPoint(0, 0)}, {127, 127, field.GetPoint(127, 127)},
-            {0, 127, field.GetPoint(0, 127)}, {127, 0, field.GetPoint(127, 0)}}, false, true, -1, 0);
+  Build(d,
+        {{0, 0, field.GetPoint(0, 0)},
+         {127, 127, field.GetPoint(127, 127)},
+         {0, 127, field.GetPoint(0, 127)},
+         {127, 0, field.GetPoint(127, 0)}},
+        false, true, -1, 0);
   d.RefineTriangulation(&field, 2.0f, 50, 1.0f);
   EXPECT_GT(d.GetNumVertices(), 50);
   // Centroids of a smooth field come close to co-circular; the float circle
@@ -87,7 +103,8 @@ TEST(DelaunayRefine, BorderRefinementFeedsThePartner) {
   TaCIncrementalDelaunay2D d, partner(64);
   Build(d, Square(0, 60, 60, 0, 60.0f), false, true, -1, 0);
   d.RefineBorderTriangulation(&first, &second, partner, 1.0f, 1, 1.0f);
-  ASSERT_TRUE(AllEqual({FIELD(d.GetNumVertices(), 6), FIELD(partner.GetNumVertices(), 2)}));  // both box triangles are border triangles
+  ASSERT_TRUE(AllEqual(
+      {FIELD(d.GetNumVertices(), 6), FIELD(partner.GetNumVertices(), 2)}));  // both box triangles are border triangles
   for (int i = 0; i < 2; ++i) {
     const SSEPoint a = d.GetVertex(4 + i), b = partner.GetVertex(i);
     EXPECT_TRUE(AllEqual({FIELD(a.x, b.x), FIELD(a.y, b.y), FIELD(a.z, -b.z)})) << i;
@@ -101,7 +118,8 @@ TEST(DelaunayRefine, CentroidInsertionTakesTheFieldHeight) {
     TaCIncrementalDelaunay2D d;
     Build(d, Square(0, 0, 0, 0), true, true, -1, 4);
     d.HighDerivationInsertPoints(&field, tolerance, true);
-    ASSERT_TRUE(AllEqual({FIELD(d.IsFinalized(), true), FIELD(d.GetNumVertices(), tolerance < 5.0f ? 6 : 4)})) << tolerance;
+    ASSERT_TRUE(AllEqual({FIELD(d.IsFinalized(), true), FIELD(d.GetNumVertices(), tolerance < 5.0f ? 6 : 4)}))
+        << tolerance;
     if (tolerance < 5.0f) EXPECT_TRUE(AllEqual({FIELD(d.GetVertex(4).z, 5.0f), FIELD(d.GetVertex(5).z, 5.0f)}));
     EXPECT_EQ(Check(d, d.GetFinalTriangleList(), kDelaunay), "");
   }
@@ -125,7 +143,8 @@ TEST(DelaunayRefine, GridPointsOnlyStrictlyInsideTriangles) {
       // nine points of {3, 6, 9}^2 lie inside, (6, 3) has a small derivative.
       ASSERT_TRUE(AllEqual({FIELD(d.GetNumVertices(), step == 5 ? 4 : 12), FIELD(d.IsFinalized(), false)})) << step;
       // The lower-left triangle first, x then y.
-      if (step == 3) EXPECT_TRUE(AllEqual({FIELD(d.GetVertex(4).x, 3), FIELD(d.GetVertex(4).y, 3), FIELD(d.GetVertex(4).z, 303)}));
+      if (step == 3)
+        EXPECT_TRUE(AllEqual({FIELD(d.GetVertex(4).x, 3), FIELD(d.GetVertex(4).y, 3), FIELD(d.GetVertex(4).z, 303)}));
     }
 }
 
@@ -157,7 +176,8 @@ TEST(DelaunayScanConversion, FlatSquareCoversEveryCellAndEmptyGivesNothing) {
   SSEPoint origin;
   empty.CalcBoundingBox();
   for (bool max : {true, false}) {
-    max ? empty.ScanConvertTriangulationMax(&out, -1.0f, origin) : empty.ScanConvertTriangulationMin(&out, -1.0f, origin);
+    max ? empty.ScanConvertTriangulationMax(&out, -1.0f, origin)
+        : empty.ScanConvertTriangulationMin(&out, -1.0f, origin);
     EXPECT_EQ(out.GetSizeX() + out.GetSizeY(), 0);
   }
   Build(d, Square(5, 5, 5, 5, 16.0f), true, true, -1, 0);

@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "delaunay_predicates.h"
 #include "delaunay_test_support.h"
 #include "relief/CSSE3dPolygon.h"
 
@@ -49,8 +50,8 @@ TEST_P(DelaunayScans, FastSearchesMatchThePlainScans) {
   for (int i = 0; i < 4; ++i) area.SetPoint(i, corners[i][0], corners[i][1], 0);
   for (uint32_t seed : {1u, 2u, 3u}) {
     for (int n : {3, 4, 5, 7, 17, 129, 300}) {
-      SCOPED_TRACE(std::string(Name(cloud)) + (boxStart ? " box" : " first-three") + ", seed " +
-                   std::to_string(seed) + ", n " + std::to_string(n));
+      SCOPED_TRACE(std::string(Name(cloud)) + (boxStart ? " box" : " first-three") + ", seed " + std::to_string(seed) +
+                   ", n " + std::to_string(n));
       const std::vector<Pt> pts = MakeCloud(cloud, n, seed);
       TaCIncrementalDelaunay2D plain, fast;
       plain.SetReferenceScans(true);

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "delaunay_adversarial.h"
+#include "delaunay_predicates.h"
 #include "delaunay_test_support.h"
 #include "delaunay_validator.h"
 #include "fixture_folder.h"
@@ -68,7 +69,7 @@ testing::AssertionResult TriangulatesValidly(const std::vector<P>& pts, Start st
   plain.Triangulate(n, true, start == Start::kBox);
   fast.Triangulate(n, true, start == Start::kBox);
   if (auto same = delaunay_test::SameRecords(delaunay_test::Snapshot(fast.GetFinalTriangleList()),
-                                            delaunay_test::Snapshot(plain.GetFinalTriangleList()));
+                                             delaunay_test::Snapshot(plain.GetFinalTriangleList()));
       !same)
     return testing::AssertionFailure() << "search structures differ from the plain scans: " << same.message();
   if (start == Start::kFirstThree && DegenerateStart(pts)) return testing::AssertionSuccess();

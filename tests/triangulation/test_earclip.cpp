@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "predicates.h"
 #include "relief/CHPolygonTriangulationRefinement.h"
 #include "relief/CHPolygonTriangulator.h"
 #include "relief/CHSimpleBasisFcns.h"
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSE3dPolygon.h"
-#include "predicates.h"
 #include "test_hull_reference.h"
 
 namespace {
@@ -91,7 +91,8 @@ std::string EarClipViolation(const CHPolygonTriangulator& t, const std::vector<t
     const t_hdiagonal* d = t.GetDiagonal(i);
     if (!d->Exists || d->First != c[0] || d->Second != c[2]) return "diagonal record " + std::to_string(i);
   }
-  const double expected = DoubledArea(pts.size(), [&](std::size_t i, int k) { return double(k ? pts[i].y : pts[i].x); });
+  const double expected =
+      DoubledArea(pts.size(), [&](std::size_t i, int k) { return double(k ? pts[i].y : pts[i].x); });
   if (pts.size() == static_cast<std::size_t>(n) && std::fabs(area - expected) > 1e-4 * std::fabs(expected) + 2e-3)
     return "areas do not sum to the polygon's";
   return "";
@@ -101,14 +102,20 @@ std::string EarClipViolation(const CHPolygonTriangulator& t, const std::vector<t
 
 TEST(EarPredicates, ToleranceBoundsOnTheDoubledArea) {
   // {y, Left, LeftOn, Collinear}: on the tolerance, just past it, LeftOn includes -e.
-  const struct { float cy; bool left, leftOn, collinear; } cases[] = {
-      {0.0005f, false, true, true}, {0.00051f, true, true, false}, {-0.0005f, false, true, true},
-      {-0.00051f, false, false, false}, {0.0f, false, true, true}};
+  const struct {
+    float cy;
+    bool left, leftOn, collinear;
+  } cases[] = {{0.0005f, false, true, true},
+               {0.00051f, true, true, false},
+               {-0.0005f, false, true, true},
+               {-0.00051f, false, false, false},
+               {0.0f, false, true, true}};
   for (const auto& c : cases) {
     const t_h2dpoint a = P(0, 0), b = P(1, 0), p = P(0.25f, c.cy);  // the doubled area is exactly c.cy
     EXPECT_EQ(F::AreaSign(&a, &b, &p), c.cy);
     EXPECT_EQ(std::vector<bool>({F::Left(&a, &b, &p), F::LeftOn(&a, &b, &p), F::Collinear(&a, &b, &p)}),
-              std::vector<bool>({c.left, c.leftOn, c.collinear})) << c.cy;
+              std::vector<bool>({c.left, c.leftOn, c.collinear}))
+        << c.cy;
   }
 }
 
@@ -116,7 +123,10 @@ TEST(EarPredicates, AreaBetweenIntersectAndRepeats) {
   // In float, 16777217 - 1 rounds; in double the products are exact.
   const t_h2dpoint big[3] = {P(1, 1), P(16777216.0f, 1), P(1, 3)};
   EXPECT_EQ(F::AreaSign(&big[0], &big[1], &big[2]), static_cast<float>(16777215.0 * 2.0));
-  const struct { t_h2dpoint a, b, c; bool between; } cases[] = {{P(0, 0), P(4, 0), P(2, 0.0001f), true},  // within the tolerance of the line
+  const struct {
+    t_h2dpoint a, b, c;
+    bool between;
+  } cases[] = {{P(0, 0), P(4, 0), P(2, 0.0001f), true},  // within the tolerance of the line
                {P(0, 0), P(4, 0), P(4, 0), true},        // inclusive
                {P(4, 0), P(0, 0), P(2, 0.0001f), true},  // either order
                {P(0, 0), P(4, 0), P(2, 1), false},       // not collinear
@@ -161,14 +171,23 @@ TEST(EarPredicates, FlatVertexCountsAsConvexInCone) {
 // clockwise polygon finds no ear.
 TEST(EarClip, ShapesAndDegenerateInput) {
   const std::vector<t_h2dpoint> five = {P(0, 0), P(1, 0), P(1, 1), P(0, 1), P(0.5f, 2)};
-  const struct { std::vector<t_h2dpoint> pts; int step, vertices, triangles; } cases[] = {  // vertices -1: none
+  const struct {
+    std::vector<t_h2dpoint> pts;
+    int step, vertices, triangles;
+  } cases[] = {
+      // vertices -1: none
       {{P(0, 0), P(2, 0), P(0, 2)}, 1, 3, 1},
       {{P(0, 0), P(1, 0), P(1, 1), P(0, 1)}, 1, 4, 2},
-      {{P(0, 0), P(4, 0), P(0, 4), P(1, 1)}, 1, 4, 2},  // dart
+      {{P(0, 0), P(4, 0), P(0, 4), P(1, 1)}, 1, 4, 2},                                      // dart
       {{P(0, 0), P(1, 0), P(2, 0), P(2, 1), P(2, 2), P(1, 2), P(0, 2), P(0, 1)}, 1, 8, 6},  // flat midpoints
       {{P(0, 0), P(1, 0.0001f), P(2, 0), P(2, 2), P(0, 2)}, 1, 5, 3},  // nearly flat, within the tolerance
-      {{P(0, 0), P(6, 0), P(6, 3), P(5, 3), P(5, 1), P(4, 1), P(4, 3), P(3, 3), P(3, 1), P(2, 1), P(2, 3), P(0, 3)}, 1, 12, 10},
-      {{P(0, 0), P(1, 0)}, 1, -1, 0}, {five, 0, -1, 0}, {five, 9, -1, 0},
+      {{P(0, 0), P(6, 0), P(6, 3), P(5, 3), P(5, 1), P(4, 1), P(4, 3), P(3, 3), P(3, 1), P(2, 1), P(2, 3), P(0, 3)},
+       1,
+       12,
+       10},
+      {{P(0, 0), P(1, 0)}, 1, -1, 0},
+      {five, 0, -1, 0},
+      {five, 9, -1, 0},
       {five, 2, 2, 0},  // 5 / 2 = 2 vertices
       {{P(0, 0), P(0, 1), P(1, 1), P(1, 0), P(0.5f, -1)}, 1, 5, 0}};
   for (const auto& c : cases) {
@@ -176,7 +195,8 @@ TEST(EarClip, ShapesAndDegenerateInput) {
     for (bool mode : {false, true}) {
       const CHPolygonTriangulator t(&poly, c.step, 1.0f, 1.0f, mode);
       const int vertices = t.GetVertexArray() ? t.GetNumVertices() : -1;
-      EXPECT_TRUE(AllEqual({FIELD(t.GetNumTriangles(), c.triangles), FIELD(vertices, c.vertices)})) << c.pts.size() << " points, mode " << mode;
+      EXPECT_TRUE(AllEqual({FIELD(t.GetNumTriangles(), c.triangles), FIELD(vertices, c.vertices)}))
+          << c.pts.size() << " points, mode " << mode;
       if (c.triangles > 0) EXPECT_EQ(EarClipViolation(t, c.pts), "") << c.pts.size() << " points, mode " << mode;
     }
   }
@@ -194,8 +214,10 @@ TEST(EarClip, DiagonalRecordsConvexityFlagsAndSearchStart) {
   const t_hdiagonal *d0 = t.GetDiagonal(0), *d1 = t.GetDiagonal(1);
   EXPECT_EQ(std::vector<int>({d0->Exists, d0->First, d0->FirstConvex, d0->Second, d0->SecondConvex}),
             (std::vector<int>{1, 3, 0, 1, 1}));
-  EXPECT_EQ(std::vector<int>({d1->First, d1->FirstConvex, d1->Second, d1->SecondConvex}), (std::vector<int>{1, 1, 3, 1}));
-  EXPECT_TRUE(AllEqual({FIELD(t.DiagonalExists(1), true), FIELD(t.DiagonalExists(2), false), FIELD(t.DiagonalExists(4), false)}));  // 2: zero-filled; 4: outside
+  EXPECT_EQ(std::vector<int>({d1->First, d1->FirstConvex, d1->Second, d1->SecondConvex}),
+            (std::vector<int>{1, 1, 3, 1}));
+  EXPECT_TRUE(AllEqual({FIELD(t.DiagonalExists(1), true), FIELD(t.DiagonalExists(2), false),
+                        FIELD(t.DiagonalExists(4), false)}));  // 2: zero-filled; 4: outside
   float x1 = -9, y1 = -9, x2 = -9, y2 = -9;
   t.GetDiagonalPoints(0, x1, y1, x2, y2);
   EXPECT_EQ(std::vector<float>({x1, y1, x2, y2}), (std::vector<float>{1, 1, 4, 0}));
@@ -232,14 +254,16 @@ TEST(EarClip, EarInitLeavesTheLastVertexOut) {
 TEST(EarClip, StepAndScaleMapBackToTheSourcePoints) {
   // Eight points of a convex octagon with distinct z; step 2 uses 0, 2, 4, 6.
   std::vector<std::array<float, 3>> octagon;
-  for (int i = 0; i < 8; ++i) octagon.push_back({float(10 * std::cos(i * 0.785398)), float(10 * std::sin(i * 0.785398)), 100.0f + i});
+  for (int i = 0; i < 8; ++i)
+    octagon.push_back({float(10 * std::cos(i * 0.785398)), float(10 * std::sin(i * 0.785398)), 100.0f + i});
   CSSE3dPolygon poly = Polygon3D(octagon);
   CHPolygonTriangulator t(&poly, 2, 0.5f, 2.0f, 3.0f, true);
   ASSERT_TRUE(AllEqual({FIELD(t.Is3DTriangulation(), true), FIELD(t.GetNumVertices(), 4), FIELD(t.GetNumTriangles(), 2),
                         FIELD(t.GetScaleZ(), 3.0f)}));
   float x = 0, y = 0;
   t.GetPoint(1, x, y);
-  EXPECT_TRUE(AllEqual({FIELD(x, static_cast<float>(0.5 * octagon[2][0])), FIELD(y, static_cast<float>(2.0 * octagon[2][1]))}));
+  EXPECT_TRUE(
+      AllEqual({FIELD(x, static_cast<float>(0.5 * octagon[2][0])), FIELD(y, static_cast<float>(2.0 * octagon[2][1]))}));
   for (int i = 0; i < 2; ++i) {
     SSEPoint c[3], expected;
     t.GetTriangle3D(i, c[0], c[1], c[2]);
@@ -279,7 +303,8 @@ TEST(EarClipProperty, StarPolygonsWithCollinearRuns) {
 std::vector<Tri> Chain(CHPolygonTriangulationRefinement& r) {
   std::vector<Tri> out;
   Tri t;
-  for (bool ok = r.GetFirstTriangle3D(t[0], t[1], t[2]); ok; ok = r.GetNextTriangle3D(t[0], t[1], t[2])) out.push_back(t);
+  for (bool ok = r.GetFirstTriangle3D(t[0], t[1], t[2]); ok; ok = r.GetNextTriangle3D(t[0], t[1], t[2]))
+    out.push_back(t);
   return out;
 }
 
@@ -322,8 +347,8 @@ std::string RefinementViolation(const std::vector<Tri>& tris, const Poly3& poly,
       const SSEPoint &a = t[k], &b = t[(k + 1) % 3];
       for (const SSEPoint& p : corners) {
         if ((p.x == a.x && p.y == a.y) || (p.x == b.x && p.y == b.y)) continue;
-        const double along = ((p.x - a.x) * (double(b.x) - a.x) + (p.y - a.y) * (double(b.y) - a.y)) /
-                             (Length(a, b) * Length(a, b));
+        const double along =
+            ((p.x - a.x) * (double(b.x) - a.x) + (p.y - a.y) * (double(b.y) - a.y)) / (Length(a, b) * Length(a, b));
         if (along > 1e-6 && along < 1 - 1e-6 && std::fabs(Cross(a, b, p)) / Length(a, b) < 1e-5) return "T-junction";
       }
     }
@@ -333,15 +358,25 @@ std::string RefinementViolation(const std::vector<Tri>& tris, const Poly3& poly,
 // Cuts until no edge is longer than the limit or the rounds run out; no
 // limit (0, negative, NaN) or no rounds keeps the ear clipper's triangles.
 TEST(EarClipRefinement, CutsUntilTheLimitHoldsOrTheRoundsRunOutThenReleases) {
-  const Poly3 square{{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}}, notched{{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}, {-3, 5, 0}};
+  const Poly3 square{{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}},
+      notched{{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}, {-3, 5, 0}};
   const Poly3 ring{{0, 0, 1}, {5, -1, 1}, {10, 0, 1}, {11, 5, 1}, {10, 10, 1}, {5, 11, 1}, {0, 10, 1}, {-1, 5, 1}};
   // triangles, roundsDone -1: any count, more than one round. The 0.01 row is capped at one round: two
   // triangles, all edges cut once. The five-point row lies on z = x + 2y.
-  const struct { Poly3 pts; int step; float limit; int rounds, triangles, roundsDone; bool planar; } cases[] = {
-      {square, 1, 3.0f, 14, -1, -1, false}, {square, 1, 0.01f, 1, 8, 1, false},
-      {{{0, 0, 0}, {8, 0, 8}, {8, 4, 16}, {4, 2, 8}, {0, 6, 12}}, 1, 1.5f, 14, -1, -1, true}, {ring, 2, 4.0f, 14, -1, -1, false},
-      {notched, 1, 0.0f, 14, 3, 0, false}, {notched, 1, -1.0f, 14, 3, 0, false},
-      {notched, 1, NAN, 14, 3, 0, false}, {notched, 1, 1.0f, 0, 3, 0, false}};
+  const struct {
+    Poly3 pts;
+    int step;
+    float limit;
+    int rounds, triangles, roundsDone;
+    bool planar;
+  } cases[] = {{square, 1, 3.0f, 14, -1, -1, false},
+               {square, 1, 0.01f, 1, 8, 1, false},
+               {{{0, 0, 0}, {8, 0, 8}, {8, 4, 16}, {4, 2, 8}, {0, 6, 12}}, 1, 1.5f, 14, -1, -1, true},
+               {ring, 2, 4.0f, 14, -1, -1, false},
+               {notched, 1, 0.0f, 14, 3, 0, false},
+               {notched, 1, -1.0f, 14, 3, 0, false},
+               {notched, 1, NAN, 14, 3, 0, false},
+               {notched, 1, 1.0f, 0, 3, 0, false}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "limit " << c.limit << ", rounds " << c.rounds);
     CSSE3dPolygon poly = Polygon3D(c.pts);
@@ -349,7 +384,8 @@ TEST(EarClipRefinement, CutsUntilTheLimitHoldsOrTheRoundsRunOutThenReleases) {
     CHPolygonTriangulationRefinement r(&t, c.limit, c.rounds);
     const auto tris = Chain(r);
     EXPECT_EQ(static_cast<int>(tris.size()), r.GetNumTriangles());
-    if (c.triangles >= 0) EXPECT_TRUE(AllEqual({FIELD(r.GetNumTriangles(), c.triangles), FIELD(r.GetNumRounds(), c.roundsDone)}));
+    if (c.triangles >= 0)
+      EXPECT_TRUE(AllEqual({FIELD(r.GetNumTriangles(), c.triangles), FIELD(r.GetNumRounds(), c.roundsDone)}));
     if (c.triangles < 0) EXPECT_GT(r.GetNumRounds(), 1);
     Poly3 used;
     for (std::size_t i = 0; i < c.pts.size(); i += c.step) used.push_back(c.pts[i]);
@@ -357,7 +393,8 @@ TEST(EarClipRefinement, CutsUntilTheLimitHoldsOrTheRoundsRunOutThenReleases) {
     Tri e;
     for (int i = 0; c.roundsDone == 0 && i < static_cast<int>(tris.size()); ++i) {  // corner for corner
       t.GetTriangle3D(i, e[0], e[1], e[2]);
-      for (int k = 0; k < 3; ++k) EXPECT_TRUE(SameXY(e[k], tris[i][k].x, tris[i][k].y)) << "triangle " << i << ", corner " << k;
+      for (int k = 0; k < 3; ++k)
+        EXPECT_TRUE(SameXY(e[k], tris[i][k].x, tris[i][k].y)) << "triangle " << i << ", corner " << k;
     }
     r.ReleaseTriangles();
     EXPECT_EQ(r.GetNumTriangles(), 0);

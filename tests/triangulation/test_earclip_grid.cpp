@@ -116,8 +116,8 @@ TEST(EarClipGrid, SameClipsAsTheWalkOnEveryKindOfPolygon) {
     const char* name;
     std::function<Points(std::mt19937&, int, double)> make;
   };
-  const Shape shapes[] = {{"noisy star", Star}, {"wavy circle", WavyCircle}, {"comb", Comb},
-                          {"ragged square", RaggedSquare}};
+  const Shape shapes[] = {
+      {"noisy star", Star}, {"wavy circle", WavyCircle}, {"comb", Comb}, {"ragged square", RaggedSquare}};
   // Offsets: at the origin, far from it while the grid still answers, and
   // beyond its coordinate bound (the walk answers).
   const double offsets[] = {0.0, 4.0e4, 3.0e5};

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "predicates.h"
 #include "relief/CHConvexHull2D.h"
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSE3dPolygon.h"
-#include "predicates.h"
 #include "test_hull_reference.h"
 
 namespace {
@@ -45,11 +45,17 @@ std::string HullOutput(const std::vector<XY>& pts, std::vector<XY>& hull) {
 }
 
 TEST(Hull2D, PrintsAndBuilds) {
-  const struct { std::vector<XY> points; std::string printed; std::vector<XY> hull; } cases[] = {
+  const struct {
+    std::vector<XY> points;
+    std::string printed;
+    std::vector<XY> hull;
+  } cases[] = {
       // Equal lowest y: the smaller x (index 2) becomes point 0.
       {{{3, 0}, {2, 2}, {1, 0}, {2, 1}}, "Swapping 2 with 0\n", {{1, 0}, {3, 0}, {2, 2}}},
       // (1, 1) and (2, 2) lie on the ray from (0, 0) to (3, 3): both squashed.
-      {{{0, 0}, {1, 1}, {4, 0}, {3, 3}, {2, 2}, {0, 4}}, "Swapping 0 with 0\nAfter Squash: n=4\n", {{0, 0}, {4, 0}, {3, 3}, {0, 4}}},
+      {{{0, 0}, {1, 1}, {4, 0}, {3, 3}, {2, 2}, {0, 4}},
+       "Swapping 0 with 0\nAfter Squash: n=4\n",
+       {{0, 0}, {4, 0}, {3, 3}, {0, 4}}},
       // Within the tolerance counts as collinear too.
       {{{0, 0}, {2, 0}, {1, 1.0002f}, {2, 2}}, "Swapping 0 with 0\nAfter Squash: n=3\n", {{0, 0}, {2, 0}, {2, 2}}},
       // A repeated point: the copy with the smaller index goes.

@@ -16,10 +16,10 @@
 #include <string>
 #include <vector>
 
+#include "predicates.h"
 #include "relief/CH2DDelaunay.h"
 #include "relief/CHConvexHull3D.h"
 #include "relief/MessageBox.h"
-#include "predicates.h"
 #include "test_hull_reference.h"
 
 namespace {
@@ -55,7 +55,9 @@ int Orient(const P3& a, const P3& b, const P3& c, const P3& p) {
   return v > 0 ? 1 : (v < 0 ? -1 : 0);
 }
 
-Wide Cross(const P3& o, const P3& a, const P3& b) { return Wide(a.x - o.x) * (b.y - o.y) - Wide(a.y - o.y) * (b.x - o.x); }
+Wide Cross(const P3& o, const P3& a, const P3& b) {
+  return Wide(a.x - o.x) * (b.y - o.y) - Wide(a.y - o.y) * (b.x - o.x);
+}
 
 std::vector<const tFaceStructure*> Faces(const CHConvexHull3D& h) {
   std::vector<const tFaceStructure*> out;
@@ -65,7 +67,9 @@ std::vector<const tFaceStructure*> Faces(const CHConvexHull3D& h) {
 
 // Collects the message-box texts while a test runs.
 struct MessageCapture {
-  MessageCapture() { SetMessageBoxHandler([this](const std::string& t) { texts.push_back(t); }); }
+  MessageCapture() {
+    SetMessageBoxHandler([this](const std::string& t) { texts.push_back(t); });
+  }
   ~MessageCapture() { SetMessageBoxHandler({}); }
   std::vector<std::string> texts;
 };
@@ -79,24 +83,31 @@ std::string HullViolation(CHConvexHull3D& h, const std::vector<P3>& input) {
   if (h.GetNumVertices() - h.GetNumEdges() + h.GetNumFaces() != 2) return "Euler";
   for (const tFaceStructure* f : faces)
     for (const P3& p : input)
-      if (Orient(At(f->vertex[0]), At(f->vertex[1]), At(f->vertex[2]), p) < 0) return "an input point lies outside a face";
+      if (Orient(At(f->vertex[0]), At(f->vertex[1]), At(f->vertex[2]), p) < 0)
+        return "an input point lies outside a face";
   return "";
 }
 
 TEST(Hull3DInput, Stores3DAsGivenLiftsTenthsWithSquareSumIgnoresRepeats) {
   CHConvexHull3D h, lifted;
-  Append(h, {{1.04f, 2.0f, 3.0f}, {1.0f, 2.4f, 2.96f}, {1.6f, 2.0f, 3.0f}, {-7.0f, 40000.0f, -123456.0f}, {-2.5f, 0, 0}});  // the second: same units
+  Append(h, {{1.04f, 2.0f, 3.0f},
+             {1.0f, 2.4f, 2.96f},
+             {1.6f, 2.0f, 3.0f},
+             {-7.0f, 40000.0f, -123456.0f},
+             {-2.5f, 0, 0}});  // the second: same units
   const tVertexStructure* v = h.GetVertices();
   EXPECT_TRUE(AllEqual({FIELD(v->x, 1), FIELD(v->y, 2), FIELD(v->z, 3), FIELD(v->next->x, 2 /* 1.6 + 0.5 */),
                         FIELD(h.CalcNumVertices(), 4)}));
-  EXPECT_TRUE(AllEqual({FIELD(v->prev->prev->x, -7), FIELD(v->prev->prev->y, 40000), FIELD(v->prev->prev->z, -123456)}));
+  EXPECT_TRUE(
+      AllEqual({FIELD(v->prev->prev->x, -7), FIELD(v->prev->prev->y, 40000), FIELD(v->prev->prev->z, -123456)}));
   EXPECT_EQ(v->prev->x, -2);  // halves round up
   lifted.AppendVertex2D(0.3f, -0.2f, 7, true);
   lifted.AppendVertex2D(1.0f, 1.0f, -1, false);   // counter: one vertex stored before
   lifted.AppendVertex2D(1.01f, 1.0f, -1, false);  // duplicate after quantisation
   lifted.AppendVertex2D(2.0f, 0.0f, -1, false);   // counter did not grow for the duplicate
   v = lifted.GetVertices();
-  EXPECT_TRUE(AllEqual({FIELD(v->x, 3), FIELD(v->y, -1 /* -1.5 truncates */), FIELD(v->z, 10), FIELD(v->index, 7), FIELD(v->flag, true)}));
+  EXPECT_TRUE(AllEqual({FIELD(v->x, 3), FIELD(v->y, -1 /* -1.5 truncates */), FIELD(v->z, 10), FIELD(v->index, 7),
+                        FIELD(v->flag, true)}));
   EXPECT_TRUE(AllEqual({FIELD(v->next->index, 1), FIELD(v->next->z, 200), FIELD(v->next->next->index, 2),
                         FIELD(lifted.CalcNumVertices(), 3)}));
 }
@@ -106,10 +117,18 @@ TEST(Hull3DInput, Stores3DAsGivenLiftsTenthsWithSquareSumIgnoresRepeats) {
 TEST(Hull3DInput, RangeBoundsAreInclusiveAndEverythingBeyondIsIgnored) {
   const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
   const float lifted = 1e8f, solid = 1099511627776.0f;  // 2^40
-  const struct { float a, b; bool stored; } lifts[] = {
-      {lifted, lifted, true}, {-lifted, -lifted, true}, {lifted, 0, true},
-      {std::nextafter(lifted, inf), 0, false}, {0, -std::nextafter(lifted, inf), false},
-      {nan, 0, false}, {0, inf, false}, {-inf, 0, false}, {3e38f, 3e38f, false}};
+  const struct {
+    float a, b;
+    bool stored;
+  } lifts[] = {{lifted, lifted, true},
+               {-lifted, -lifted, true},
+               {lifted, 0, true},
+               {std::nextafter(lifted, inf), 0, false},
+               {0, -std::nextafter(lifted, inf), false},
+               {nan, 0, false},
+               {0, inf, false},
+               {-inf, 0, false},
+               {3e38f, 3e38f, false}};
   for (const auto& c : lifts) {
     CHConvexHull3D h;
     h.AppendVertex2D(c.a, c.b, -1, false);
@@ -120,14 +139,21 @@ TEST(Hull3DInput, RangeBoundsAreInclusiveAndEverythingBeyondIsIgnored) {
     const tVertexStructure* v = h.GetVertices();
     EXPECT_TRUE(AllEqual({FIELD(v->x, Int(double(c.a) * 10 + 0.5)), FIELD(v->z, v->x * v->x + v->y * v->y)})) << c.a;
   }
-  const struct { float x, y, z; bool stored; } solids[] = {
-      {solid, -solid, solid, true}, {std::nextafter(solid, inf), 0, 0, false},
-      {0, -std::nextafter(solid, inf), 0, false}, {0, 0, nan, false}, {inf, 0, 0, false}, {0, -inf, 0, false}};
+  const struct {
+    float x, y, z;
+    bool stored;
+  } solids[] = {{solid, -solid, solid, true},
+                {std::nextafter(solid, inf), 0, 0, false},
+                {0, -std::nextafter(solid, inf), 0, false},
+                {0, 0, nan, false},
+                {inf, 0, 0, false},
+                {0, -inf, 0, false}};
   for (const auto& c : solids) {
     CHConvexHull3D h;
     h.AppendVertex3D(c.x, c.y, c.z, 0.0f);
     ASSERT_EQ(h.CalcNumVertices(), c.stored ? 1 : 0) << c.x << ", " << c.y << ", " << c.z;
-    if (c.stored) EXPECT_TRUE(AllEqual({FIELD(h.GetVertices()->x, Int(1) << 40), FIELD(h.GetVertices()->y, -(Int(1) << 40))}));
+    if (c.stored)
+      EXPECT_TRUE(AllEqual({FIELD(h.GetVertices()->x, Int(1) << 40), FIELD(h.GetVertices()->y, -(Int(1) << 40))}));
   }
 }
 
@@ -145,7 +171,8 @@ TEST(Hull3DInput, HullsAtTheRangeLimitsAreCorrect) {
   MessageCapture quiet;
   CH2DDelaunay d;
   const float l = 1e8f;
-  for (const auto& p : std::vector<std::array<float, 2>>{{-l, -l}, {l, -l}, {l, l}, {-l, l}, {1, -3}}) d.AppendVertex(p[0], p[1], -1, false);
+  for (const auto& p : std::vector<std::array<float, 2>>{{-l, -l}, {l, -l}, {l, l}, {-l, l}, {1, -3}})
+    d.AppendVertex(p[0], p[1], -1, false);
   ASSERT_FALSE(d.IsDegenerate());
   d.CalcDelaunayTriangulation();
   EXPECT_TRUE(AllEqual({FIELD(d.GetNumFaces(), 4), FIELD(d.GetNumVertices(), 5)}));
@@ -153,14 +180,17 @@ TEST(Hull3DInput, HullsAtTheRangeLimitsAreCorrect) {
 }
 
 TEST(Hull3DInput, DegeneracyIsDecidedExactly) {
-  const struct { Floats points; bool degenerate; } cases[] = {{{}, true},
+  const struct {
+    Floats points;
+    bool degenerate;
+  } cases[] = {{{}, true},
                {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, true},
                {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0.01f, 0, 0}, {0, 0, 0}}, true},  // four with a repeat
-               {{{0, 0, 0}, {1, 1, 1}, {2, 2, 2}, {3, 3, 3}, {-5, -5, -5}}, true},  // collinear
-               {{{0, 0, 1}, {1, 0, 1}, {0, 1, 1}, {1, 1, 1}, {0.5f, 3, 1}}, true},  // coplanar
-               {{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 1, 0}, {0, 0, 1}}, false},    // collinear start, then solid
+               {{{0, 0, 0}, {1, 1, 1}, {2, 2, 2}, {3, 3, 3}, {-5, -5, -5}}, true},   // collinear
+               {{{0, 0, 1}, {1, 0, 1}, {0, 1, 1}, {1, 1, 1}, {0.5f, 3, 1}}, true},   // coplanar
+               {{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 1, 0}, {0, 0, 1}}, false},     // collinear start, then solid
                {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, false},
-               {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0.4f}}, true},   // rounds into the plane
+               {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0.4f}}, true},    // rounds into the plane
                {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0.5f}}, false}};  // rounds off it by one unit
   for (const auto& c : cases) {
     CHConvexHull3D h;
@@ -179,18 +209,34 @@ TEST(Hull3DDeathTest, CoplanarInputEndsTheProcessWithStatusZero) {
 // added; a collinear start run is skipped and its middle vertex, on the
 // hull's boundary already, stays. A second build changes nothing.
 TEST(Hull3D, KnownSolidsRebuildsAndCorners) {
-  const struct { Floats points; int vertices, faces; } cases[] = {
-      {{{0, 0, 0}, {2, 0, 0}, {2, 2, 0}, {0, 2, 0}, {0, 0, 2}, {2, 0, 2}, {2, 2, 2}, {0, 2, 2}, {1, 0, 0}, {1, 1, 1}, {0.5f, 1.5f, 1}, {1, 1, 0}}, 8, 12},
-      {{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 2, 0}, {0, 0, 2}}, 5, 6},
-      {{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}, {1, 1, 1}}, 4, 4}};
+  const struct {
+    Floats points;
+    int vertices, faces;
+  } cases[] = {{{{0, 0, 0},
+                 {2, 0, 0},
+                 {2, 2, 0},
+                 {0, 2, 0},
+                 {0, 0, 2},
+                 {2, 0, 2},
+                 {2, 2, 2},
+                 {0, 2, 2},
+                 {1, 0, 0},
+                 {1, 1, 1},
+                 {0.5f, 1.5f, 1},
+                 {1, 1, 0}},
+                8,
+                12},
+               {{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 2, 0}, {0, 0, 2}}, 5, 6},
+               {{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}, {1, 1, 1}}, 4, 4}};
   for (const auto& c : cases) {
     CHConvexHull3D h;
     const std::vector<P3> input = Append(h, c.points);
     ASSERT_FALSE(h.IsDegenerate());
     h.CalcConvexHull();
     EXPECT_EQ(HullViolation(h, input), "") << c.points.size() << " points";
-    EXPECT_TRUE(AllEqual({FIELD(h.GetNumVertices(), c.vertices), FIELD(h.GetNumFaces(), c.faces), FIELD(h.Checks(), true),
-                          FIELD(h.GetVertices()->onhull, true), FIELD(h.GetVertices()->next->onhull, true)}))
+    EXPECT_TRUE(
+        AllEqual({FIELD(h.GetNumVertices(), c.vertices), FIELD(h.GetNumFaces(), c.faces), FIELD(h.Checks(), true),
+                  FIELD(h.GetVertices()->onhull, true), FIELD(h.GetVertices()->next->onhull, true)}))
         << c.points.size() << " points";
     const tFaceStructure* faces = h.GetFaces();
     h.CalcConvexHull();
@@ -283,10 +329,12 @@ TEST(LiftedDelaunay, SquareWithInnerPointGivesFourLowerFacesAndOneMessagePerCall
   MessageCapture messages;
   for (int call = 1; call <= 2; ++call) {
     CH2DDelaunay d;
-    for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}}) d.AppendVertex(p[0], p[1], -1, false);
+    for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}})
+      d.AppendVertex(p[0], p[1], -1, false);
     d.CalcDelaunayTriangulation();
     EXPECT_TRUE(AllEqual({FIELD(d.GetNumFaces(), 4), FIELD(d.GetNumVertices(), 5), FIELD(d.GetNumEdges(), 8)}));
-    for (const tFaceStructure* f : Faces(d)) EXPECT_TRUE(AllEqual({FIELD(f->lower, true), FIELD(d.NormZ(f) < 0, true)}));
+    for (const tFaceStructure* f : Faces(d))
+      EXPECT_TRUE(AllEqual({FIELD(f->lower, true), FIELD(d.NormZ(f) < 0, true)}));
     ASSERT_EQ(messages.texts.size(), static_cast<std::size_t>(call));
   }
   const std::string& text = messages.texts[0];
@@ -322,7 +370,8 @@ TEST(LiftedDelaunayProperty, EmptyCircumcirclesCoveringTheHull) {
         ASSERT_LE(InCircle(t[0], t[2], t[1], p), 0) << "round " << round << ": a point inside a circumcircle";
     }
     const std::vector<P3> h = MonotoneChainHull(points, Cross);
-    for (std::size_t i = 0; h.size() >= 3 && i < h.size(); ++i) hullArea += Cross(P3{0, 0, 0}, h[i], h[(i + 1) % h.size()]);
+    for (std::size_t i = 0; h.size() >= 3 && i < h.size(); ++i)
+      hullArea += Cross(P3{0, 0, 0}, h[i], h[(i + 1) % h.size()]);
     ASSERT_EQ(area, hullArea) << "round " << round;
   }
 }
