@@ -122,7 +122,7 @@ inline bool NaiveInside(const Pts& p, float x, float y) {
   const int n = static_cast<int>(p.size());
   if (n < 3) return false;
   bool left = true, right = true, below = true, above = true;  // the box pre-test: all vertices on one side
-  for (const P3& q : p) left &= x<q.x, right &= x> q.x, below &= y<q.y, above &= y> q.y;
+  for (const P3& q : p) left &= (x < q.x), right &= (x > q.x), below &= (y < q.y), above &= (y > q.y);
   if (left || right || below || above) return false;
   bool inside = false;
   for (int i = 0; i < n; ++i) {
