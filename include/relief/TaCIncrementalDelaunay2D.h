@@ -248,6 +248,13 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   static ESharedSide FindCommonSide(ESharedSide side, const t_hdelaunaytriangle* first,
                                     const t_hdelaunaytriangle* second) {
     if (side < eSide0 || side > eSide2) return eNoCommonSide;
+    // The lowest set bit of the mask of matching sides; -1 for none.
+    static constexpr signed char kFirstSide[8] = {-1, 0, 1, 0, 2, 0, 1, 0};
+    return static_cast<ESharedSide>(kFirstSide[CommonSideMask(side, first, second)]);
+  }
+  // Bit j set when side j of `second` joins the same two vertices as `side`
+  // of `first` (0 .. 2), in either direction.
+  static int CommonSideMask(int side, const t_hdelaunaytriangle* first, const t_hdelaunaytriangle* second) {
     const __m128i a = _mm_set1_epi32(first->nVertex[side]);
     const __m128i b = _mm_set1_epi32(first->nVertex[side == eSide2 ? 0 : side + 1]);
     // One load takes the corners and the word after them (the circle's x),
@@ -256,9 +263,7 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
     const __m128i to = _mm_shuffle_epi32(from, _MM_SHUFFLE(3, 0, 2, 1));  // (v1, v2, v0, -)
     const __m128i same = _mm_and_si128(_mm_cmpeq_epi32(from, a), _mm_cmpeq_epi32(to, b));
     const __m128i reversed = _mm_and_si128(_mm_cmpeq_epi32(from, b), _mm_cmpeq_epi32(to, a));
-    const int found = _mm_movemask_ps(_mm_castsi128_ps(_mm_or_si128(same, reversed))) & 7;
-    if (found == 0) return eNoCommonSide;
-    return static_cast<ESharedSide>((found & 1) ? 0 : (found & 2) ? 1 : 2);
+    return _mm_movemask_ps(_mm_castsi128_ps(_mm_or_si128(same, reversed))) & 7;
   }
   // Every neighbour of `me` that points to `old` points to `me` instead.
   static void ReplaceMeInNeighbours(t_hdelaunaytriangle* me, t_hdelaunaytriangle* old);

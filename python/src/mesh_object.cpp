@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "io/mesh_io.h"
+#include "mesh_build.h"
 
 namespace relief::python {
 

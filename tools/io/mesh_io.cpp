@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "errors.h"
+#include "mesh_build.h"  // IsUsedRecord: which records of a library mesh are triangles
 #include "io/extension.h"
 #include "progress.h"
 #include "relief/CArchive.h"

@@ -23,7 +23,6 @@
 #include <vector>
 
 #include "io/atomic_file.h"
-#include "mesh_build.h"  // IsUsedRecord: the records of a library mesh WriteMesh writes
 
 #include "relief/CHTriangulation.h"
 
