@@ -21,11 +21,14 @@ class CFlipHistory {
     m_Touched.push_back(t);
   }
 
-  // Pictures the changed records; returns how many passes ago the same
-  // picture was taken, or 0.
-  int RecordAndFindPeriod(int pass) {
+  // Pictures the changed records and the length of the list being
+  // legalised; returns how many passes ago the same picture was taken, or 0.
+  // The list only grows (a flipped working neighbour joins it), and a longer
+  // list runs differently even where the records repeat.
+  int RecordAndFindPeriod(int pass, int listLength) {
     std::vector<uint32_t> picture;
-    picture.reserve(m_Touched.size() * 14);
+    picture.reserve(m_Touched.size() * 14 + 1);
+    picture.push_back(static_cast<uint32_t>(listLength));
     for (const t_hdelaunaytriangle* t : m_Touched) {
       uint32_t words[12];
       std::memcpy(words, t->nVertex, 12);
@@ -143,7 +146,7 @@ void TaCIncrementalDelaunay2D::LegalizeEdges() {
         for (t_hdelaunaytriangle* t : m_AffectedTriangleList) history.Touch(t);
         watching = true;
       }
-      const int period = history.RecordAndFindPeriod(passes);
+      const int period = history.RecordAndFindPeriod(passes, m_AffectedTriangleList.GetCount());
       if (period > 0) {
         passes += (passLimit - passes) / period * period;
         skipped = true;
