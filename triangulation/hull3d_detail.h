@@ -18,17 +18,35 @@ namespace relief::detail {
 // the sign leaves them.
 using HullWide = __int128;
 
+// Exact (a - p) . ((b - p) x (c - p)) sign in 128-bit integers.
+inline int HullVolumeSignExact(const tVertexStructure* a, const tVertexStructure* b,
+                               const tVertexStructure* c, const tVertexStructure* p) {
+  const HullWide ax = HullWide(a->x) - p->x, ay = HullWide(a->y) - p->y, az = HullWide(a->z) - p->z;
+  const HullWide bx = HullWide(b->x) - p->x, by = HullWide(b->y) - p->y, bz = HullWide(b->z) - p->z;
+  const HullWide cx = HullWide(c->x) - p->x, cy = HullWide(c->y) - p->y, cz = HullWide(c->z) - p->z;
+  const HullWide vol = ax * (by * cz - bz * cy) + ay * (bz * cx - bx * cz) + az * (bx * cy - by * cx);
+  return vol > 0 ? 1 : (vol < 0 ? -1 : 0);
+}
+
+// Integers up to 2^53 convert to double without rounding. Stored x and y
+// never come near it (2^40 at most); a lifted z can (up to 2e18).
+constexpr std::int64_t kHullExactInDouble = std::int64_t(1) << 53;
+
+inline bool HullZExactInDouble(std::int64_t z) { return z <= kHullExactInDouble && z >= -kHullExactInDouble; }
+
 // (a - p) . ((b - p) x (c - p)): negative when p sees the counter-clockwise
 // triangle a, b, c from outside.
 //
 // Most signs are clear long before the last bit: the volume is first
 // formed in double, and only when it lies within a safe bound of zero
-// (far wider than the rounding of nine products and the conversion of the
-// differences can reach) is it recomputed exactly. The result is the exact
-// sign either way.
+// (far wider than the rounding of nine products and of the differences can
+// reach) is it recomputed exactly. The bound only holds while the
+// coordinates themselves convert exactly; lifted points beyond that (z over
+// 2^53) always take the exact route. The result is the exact sign either way.
 inline int HullVolumeSign(const tVertexStructure* a, const tVertexStructure* b,
                           const tVertexStructure* c, const tVertexStructure* p) {
-  {
+  if (HullZExactInDouble(a->z) && HullZExactInDouble(b->z) && HullZExactInDouble(c->z) &&
+      HullZExactInDouble(p->z)) {
     const double ax = static_cast<double>(a->x) - static_cast<double>(p->x), ay = static_cast<double>(a->y) - static_cast<double>(p->y),
                  az = static_cast<double>(a->z) - static_cast<double>(p->z);
     const double bx = static_cast<double>(b->x) - static_cast<double>(p->x), by = static_cast<double>(b->y) - static_cast<double>(p->y),
@@ -44,11 +62,7 @@ inline int HullVolumeSign(const tVertexStructure* a, const tVertexStructure* b,
     if (vol > bound) return 1;
     if (vol < -bound) return -1;
   }
-  const HullWide ax = HullWide(a->x) - p->x, ay = HullWide(a->y) - p->y, az = HullWide(a->z) - p->z;
-  const HullWide bx = HullWide(b->x) - p->x, by = HullWide(b->y) - p->y, bz = HullWide(b->z) - p->z;
-  const HullWide cx = HullWide(c->x) - p->x, cy = HullWide(c->y) - p->y, cz = HullWide(c->z) - p->z;
-  const HullWide vol = ax * (by * cz - bz * cy) + ay * (bz * cx - bx * cz) + az * (bx * cy - by * cx);
-  return vol > 0 ? 1 : (vol < 0 ? -1 : 0);
+  return HullVolumeSignExact(a, b, c, p);
 }
 
 // (b - a) x (c - a) == 0 in every component.
