@@ -10,13 +10,17 @@
 // added in list order and a vertex is visible-from exactly as before, so the
 // hull is the one the textbook loop builds.
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <typeinfo>
 #include <vector>
 
+#include "relief/CH2DDelaunay.h"
 #include "relief/CHConvexHull3D.h"
 #include "relief/CMemoryException.h"
 #include "triangulation/hull3d_detail.h"
+#include "triangulation/hull3d_plane.h"
 
 namespace {
 
@@ -26,6 +30,24 @@ const tVertexStructure* NextVolatile(const tVertexStructure* v) {
   const tVertexStructure* volatile n = v->next;
   return n;
 }
+
+// The plain visibility test: the virtual VolumeSign on the records.
+struct PlainSees {
+  const CHConvexHull3D& hull;
+  const relief::detail::HullConflicts& c;
+  bool operator()(const tFaceStructure* f, std::int32_t slot) const { return hull.VolumeSign(f, c.order[slot]) < 0; }
+  void Made(tFaceStructure*) const {}
+};
+
+// The fast one: planes kept with the faces, waiting vertices as doubles.
+struct FastSees {
+  const relief::detail::HullConflicts& c;
+  relief::detail::HullFrame frame;
+  bool operator()(tFaceStructure* f, std::int32_t slot) const {
+    return relief::detail::HullPlaneSees(f, &frame.xyz[3 * static_cast<std::size_t>(slot)], c.order[slot]);
+  }
+  void Made(tFaceStructure* f) const { relief::detail::MakeHullPlane(frame, f, relief::detail::PlaneOf(f)); }
+};
 
 }  // namespace
 
@@ -130,6 +152,12 @@ tFaceStructure* CHConvexHull3D::MakeConeFace(tEdgeStructure* e, tVertexStructure
 }
 
 bool CHConvexHull3D::AddOne(tVertexStructure* p) {
+  PlainSees sees{*this, *m_pConflicts};
+  return AddOneWith(p, sees);
+}
+
+template <class Sees>
+bool CHConvexHull3D::AddOneWith(tVertexStructure* p, Sees& sees) {
   relief::detail::HullConflicts& c = *m_pConflicts;
   const std::int32_t slot = c.current;
   tFaceStructure* seed = c.face[slot];
@@ -149,7 +177,7 @@ bool CHConvexHull3D::AddOne(tVertexStructure* p) {
       tFaceStructure* g = e->adjface[0] == f ? e->adjface[1] : e->adjface[0];
       if (g->stamp == stamp) continue;
       g->stamp = stamp;
-      if (VolumeSign(g, p) < 0) {
+      if (sees(g, slot)) {
         g->visible = true;
         visible.push_back(g);
       }
@@ -177,6 +205,7 @@ bool CHConvexHull3D::AddOne(tVertexStructure* p) {
   cone.clear();
   for (tEdgeStructure* e : horizon) {
     e->newface = MakeConeFace(e, p);
+    sees.Made(e->newface);
     cone.push_back(e->newface);
   }
 
@@ -189,7 +218,7 @@ bool CHConvexHull3D::AddOne(tVertexStructure* p) {
       c.face[q] = nullptr;
       if (q != slot) {
         for (tFaceStructure* nf : cone) {
-          if (VolumeSign(nf, c.order[q]) < 0) {
+          if (sees(nf, q)) {
             c.face[q] = nf;
             c.next[q] = nf->conflictHead;
             nf->conflictHead = q;
@@ -216,6 +245,12 @@ bool CHConvexHull3D::AddOne(tVertexStructure* p) {
   return true;
 }
 
+bool CHConvexHull3D::UseFastRoute() const {
+  // A class of the caller's may have its own VolumeSign; only these two
+  // are known to use the exact volume.
+  return !m_bReferenceScans && (typeid(*this) == typeid(CHConvexHull3D) || typeid(*this) == typeid(CH2DDelaunay));
+}
+
 void CHConvexHull3D::ConstructHull() {
   relief::detail::HullConflicts& c = *m_pConflicts;
   // The waiting vertices in list order from the head (the off-plane vertex).
@@ -228,11 +263,58 @@ void CHConvexHull3D::ConstructHull() {
   c.face.assign(n, nullptr);
   c.next.assign(n, -1);
 
+  if (UseFastRoute()) {
+    // Origin in the middle of the bounding box; the fast route needs every
+    // translated coordinate within the frame limit.
+    std::int64_t lo[3], hi[3];
+    v = m_pVertices;
+    lo[0] = hi[0] = v->x;
+    lo[1] = hi[1] = v->y;
+    lo[2] = hi[2] = v->z;
+    do {
+      const std::int64_t xyz[3] = {v->x, v->y, v->z};
+      for (int k = 0; k < 3; ++k) {
+        lo[k] = std::min(lo[k], xyz[k]);
+        hi[k] = std::max(hi[k], xyz[k]);
+      }
+      v = v->next;
+    } while (v != m_pVertices);
+    bool fits = true;
+    std::int64_t mid[3];
+    for (int k = 0; k < 3; ++k) {
+      mid[k] = lo[k] + (hi[k] - lo[k]) / 2;
+      fits = fits && hi[k] - mid[k] <= relief::detail::kHullFrameLimit && mid[k] - lo[k] <= relief::detail::kHullFrameLimit;
+    }
+    if (fits) {
+      FastSees sees{c, {}};
+      sees.frame.ox = mid[0];
+      sees.frame.oy = mid[1];
+      sees.frame.oz = mid[2];
+      sees.frame.xyz.resize(3 * static_cast<std::size_t>(n));
+      for (std::int32_t s = 0; s < n; ++s) sees.frame.Translate(c.order[s], &sees.frame.xyz[3 * static_cast<std::size_t>(s)]);
+      tFaceStructure* f = m_pFaces;
+      do {
+        sees.Made(f);
+        f = f->next;
+      } while (f != m_pFaces);
+      ConstructHullWith(sees);
+      return;
+    }
+  }
+  PlainSees sees{*this, c};
+  ConstructHullWith(sees);
+}
+
+template <class Sees>
+void CHConvexHull3D::ConstructHullWith(Sees& sees) {
+  relief::detail::HullConflicts& c = *m_pConflicts;
+  const std::int32_t n = static_cast<std::int32_t>(c.order.size());
+
   auto file = [&](std::int32_t q) {
     // Files q under the first face of the whole list that it sees.
     tFaceStructure* f = m_pFaces;
     do {
-      if (VolumeSign(f, c.order[q]) < 0) {
+      if (sees(f, q)) {
         c.face[q] = f;
         c.next[q] = f->conflictHead;
         f->conflictHead = q;
@@ -250,7 +332,7 @@ void CHConvexHull3D::ConstructHull() {
     if (s == 0) file(0);
     p->processed = true;
     c.current = s;
-    AddOne(p);
+    AddOneWith(p, sees);
     if (s == 0) {
       for (std::int32_t q = 1; q < n; ++q) file(q);
     }

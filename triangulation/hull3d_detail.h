@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <unordered_set>
 #include <vector>
 
 #include "relief/CHConvexHull3D.h"
@@ -87,9 +86,41 @@ struct HullKeyHash {
 };
 
 // Every stored coordinate triple, so that a repeated point is refused in
-// constant time instead of by a walk over the vertex list.
+// constant time instead of by a walk over the vertex list: open addressing
+// with linear probing in one flat table, grown to keep it at most half full.
 struct HullVertexIndex {
-  std::unordered_set<HullKey, HullKeyHash> keys;
+  // True when the triple was new (and is now stored).
+  bool Insert(const HullKey& k) {
+    if (2 * (count_ + 1) > slots_.size()) Grow();
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t i = HullKeyHash{}(k) & mask;; i = (i + 1) & mask) {
+      if (!used_[i]) {
+        used_[i] = 1;
+        slots_[i] = k;
+        ++count_;
+        return true;
+      }
+      if (slots_[i] == k) return false;
+    }
+  }
+
+ private:
+  void Grow() {
+    std::vector<HullKey> old;
+    std::vector<unsigned char> oldUsed;
+    old.swap(slots_);
+    oldUsed.swap(used_);
+    const std::size_t size = old.empty() ? 64 : 2 * old.size();
+    slots_.assign(size, HullKey{0, 0, 0});
+    used_.assign(size, 0);
+    count_ = 0;
+    for (std::size_t i = 0; i < old.size(); ++i)
+      if (oldUsed[i]) Insert(old[i]);
+  }
+
+  std::vector<HullKey> slots_;
+  std::vector<unsigned char> used_;
+  std::size_t count_ = 0;
 };
 
 // While the hull grows, every vertex still waiting is filed under one face

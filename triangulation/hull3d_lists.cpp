@@ -11,6 +11,7 @@
 #include "relief/CMemoryException.h"
 #include "relief/SafeMemory.h"
 #include "triangulation/hull3d_detail.h"
+#include "triangulation/hull3d_plane.h"
 
 using relief::detail::HullCrossIsZero;
 using relief::detail::HullVolumeSign;
@@ -54,10 +55,12 @@ void Unlink(T*& head, T* r, T** spare) {
   }
 }
 
+// A fresh record takes `bytes` (at least sizeof(T)): face records carry the
+// fast route's plane behind them.
 template <typename T>
-T* Recycle(T*& spare) {
+T* Recycle(T*& spare, std::size_t bytes = sizeof(T)) {
   T* r = spare;
-  if (!r) return static_cast<T*>(SafeCalloc(1, sizeof(T)));
+  if (!r) return static_cast<T*>(SafeCalloc(1, bytes));
   spare = r->next;
   std::memset(static_cast<void*>(r), 0, sizeof(T));
   return r;
@@ -172,7 +175,7 @@ tEdgeStructure* CHConvexHull3D::NewEdge() {
 }
 
 tFaceStructure* CHConvexHull3D::NewFace() {
-  tFaceStructure* f = Recycle(m_pSpareFaces);
+  tFaceStructure* f = Recycle(m_pSpareFaces, sizeof(relief::detail::HullFaceRecord));
   f->conflictHead = -1;
   AddFace(f);
   return f;
@@ -187,7 +190,7 @@ void CHConvexHull3D::DeleteFace(tFaceStructure* f) { Unlink(m_pFaces, f, &m_pSpa
 
 void CHConvexHull3D::StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z, int index, bool flag) {
   try {
-    if (!m_pIndex->keys.insert({x, y, z}).second) return;
+    if (!m_pIndex->Insert({x, y, z})) return;
   } catch (const std::bad_alloc&) {
     AfxThrowMemoryException();
   }

@@ -144,6 +144,16 @@ class RELIEF_API CHConvexHull3D {
 
   void SetDebug(bool debug) { m_bDebug = debug; }
 
+  // true: every visibility test goes through the virtual VolumeSign on the
+  // vertex records (the plain route, the reference the tests compare
+  // against); false (default): faces keep their planes in doubles and a
+  // test falls back to the exact volume only when rounding could decide it.
+  // The hull is identical either way: the same faces in the same order, the
+  // same vertex records. A class that overrides VolumeSign always takes the
+  // plain route, as do inputs spanning more than 2^50 in some coordinate.
+  void SetReferenceScans(bool plain) { m_bReferenceScans = plain; }
+  bool GetReferenceScans() const { return m_bReferenceScans; }
+
  protected:
   tVertexStructure* NewVertex();
   tEdgeStructure* NewEdge();
@@ -168,6 +178,14 @@ class RELIEF_API CHConvexHull3D {
   void StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z, int index, bool flag);
   void FreeAll();
 
+  // The construction with the visibility test as a parameter (plain: the
+  // virtual VolumeSign; fast: cached planes), one body for both routes.
+  template <class Sees>
+  void ConstructHullWith(Sees& sees);
+  template <class Sees>
+  bool AddOneWith(tVertexStructure* p, Sees& sees);
+  bool UseFastRoute() const;
+
   tVertexStructure* m_pVertices = nullptr;
   tEdgeStructure* m_pEdges = nullptr;
   tFaceStructure* m_pFaces = nullptr;
@@ -181,6 +199,7 @@ class RELIEF_API CHConvexHull3D {
   relief::detail::HullVertexIndex* m_pIndex = nullptr;  // finds quantised duplicates in O(1)
   relief::detail::HullConflicts* m_pConflicts = nullptr;  // pending vertices per face while building
   std::uint32_t m_nStamp = 0;
+  bool m_bReferenceScans = false;
   tEdgeStructure* m_pSpareEdges = nullptr;  // deleted records kept for reuse
   tFaceStructure* m_pSpareFaces = nullptr;
 };
