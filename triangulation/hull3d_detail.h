@@ -85,6 +85,15 @@ struct HullKeyHash {
   }
 };
 
+// The vertex records, taken in storing order from blocks of growing size:
+// a million single allocations (and their release) cost more than the
+// hull, and neighbours in the list stay neighbours in memory.
+struct HullVertexBlocks {
+  std::vector<void*> blocks;  // from SafeCalloc, released by the hull's destructor
+  std::size_t left = 0;
+  tVertexStructure* next = nullptr;
+};
+
 // Every stored coordinate triple, so that a repeated point is refused in
 // constant time instead of by a walk over the vertex list: open addressing
 // with linear probing in one flat table, grown to keep it at most half full.
@@ -103,6 +112,8 @@ struct HullVertexIndex {
       if (slots_[i] == k) return false;
     }
   }
+
+  HullVertexBlocks vertexBlocks;  // where the vertex records live
 
  private:
   void Grow() {

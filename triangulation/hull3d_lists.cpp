@@ -2,6 +2,7 @@
 // corner access and the self-checks. The construction itself is in
 // hull3d_build.cpp.
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -17,6 +18,12 @@ using relief::detail::HullCrossIsZero;
 using relief::detail::HullVolumeSign;
 
 namespace {
+
+// Records from the vertex blocks are released with their block.
+inline void FreeRecord(tVertexStructure* r) {
+  if (!r->pooled) SafeFree(r);
+}
+inline void FreeRecord(void* r) { SafeFree(r); }
 
 // Inserts r before the head (at the tail of the circle); the first record
 // becomes the head.
@@ -51,7 +58,7 @@ void Unlink(T*& head, T* r, T** spare) {
     r->next = *spare;
     *spare = r;
   } else {
-    SafeFree(r);
+    FreeRecord(r);
   }
 }
 
@@ -93,10 +100,10 @@ void FreeCircle(T*& head) {
   T* r = head->next;
   while (r != head) {
     T* following = r->next;
-    SafeFree(r);
+    FreeRecord(r);
     r = following;
   }
-  SafeFree(head);
+  FreeRecord(head);
   head = nullptr;
 }
 
@@ -149,6 +156,7 @@ CHConvexHull3D::CHConvexHull3D() {
 
 CHConvexHull3D::~CHConvexHull3D() {
   FreeAll();
+  for (void* block : m_pIndex->vertexBlocks.blocks) SafeFree(block);
   delete m_pIndex;
 }
 
@@ -163,7 +171,22 @@ void CHConvexHull3D::FreeAll() {
 }
 
 tVertexStructure* CHConvexHull3D::NewVertex() {
-  auto* v = static_cast<tVertexStructure*>(SafeCalloc(1, sizeof(tVertexStructure)));
+  relief::detail::HullVertexBlocks& pool = m_pIndex->vertexBlocks;
+  if (pool.left == 0) {
+    // Blocks double from 64 records up to 65536.
+    const std::size_t count = pool.blocks.empty() ? 64 : std::min<std::size_t>(65536, 64u << std::min<std::size_t>(pool.blocks.size(), 10));
+    try {
+      pool.blocks.reserve(pool.blocks.size() + 1);
+    } catch (const std::bad_alloc&) {
+      AfxThrowMemoryException();
+    }
+    pool.next = static_cast<tVertexStructure*>(SafeCalloc(count, sizeof(tVertexStructure)));
+    pool.blocks.push_back(pool.next);
+    pool.left = count;
+  }
+  tVertexStructure* v = pool.next++;
+  --pool.left;
+  v->pooled = true;
   AddVertex(v);
   return v;
 }

@@ -20,6 +20,7 @@ struct tVertexStructure {
   bool onhull;                  // an edge of the finished hull ends here
   bool processed;               // already offered to the hull
   bool flag;                    // the caller's flag, carried along untouched
+  bool pooled;                  // internal: the record lives in the hull's vertex blocks
 };
 
 // One hull edge: the two faces on either side and its two end vertices.
@@ -75,9 +76,10 @@ struct HullConflicts;
 // Callers MUST ask IsDegenerate() first and skip CalcConvexHull when it says
 // true. Fewer than four distinct points count as degenerate.
 //
-// Records are allocated one by one
-// with SafeCalloc (deleted edges and faces are kept and reused until the
-// object is destroyed); exhaustion throws CMemoryException. Copying is not
+// Vertex records are allocated in blocks, in the order they are stored
+// (deleted ones stay in their block until the object is destroyed); edge
+// and face records one by one with SafeCalloc (deleted ones are kept and
+// reused until the object is destroyed); exhaustion throws CMemoryException. Copying is not
 // supported (the lists have one owner). VolumeSign and Collinear are the
 // only virtual members (in this order): the destructor is not virtual, so
 // destroy a CH2DDelaunay through its own type.
