@@ -31,22 +31,110 @@ const tVertexStructure* NextVolatile(const tVertexStructure* v) {
   return n;
 }
 
-// The plain visibility test: the virtual VolumeSign on the records.
-struct PlainSees {
+// A route supplies the visibility test and keeps the waiting vertices'
+// filing (which face each one sees). Only the filing decides the hull: the
+// order of the vertices within one face's list never matters.
+
+// The plain route: the virtual VolumeSign on the records, each face's list
+// linked through the slots.
+struct PlainRoute {
   const CHConvexHull3D& hull;
-  const relief::detail::HullConflicts& c;
-  bool operator()(const tFaceStructure* f, std::int32_t slot) const { return hull.VolumeSign(f, c.order[slot]) < 0; }
+  relief::detail::HullConflicts& c;
+  using Entry = std::int32_t;  // the slot
+
+  Entry EntryOf(std::int32_t slot) const { return slot; }
+  static std::int32_t SlotOf(Entry q) { return q; }
+  bool Sees(const tFaceStructure* f, Entry q) const { return hull.VolumeSign(f, c.order[q]) < 0; }
   void Made(tFaceStructure*) const {}
+  void File(tFaceStructure* f, Entry q) {
+    c.waiting[q].face = f;
+    c.waiting[q].next = f->conflictHead;
+    f->conflictHead = q;
+  }
+  // Hands every vertex filed under f to refile (which returns whether it
+  // filed it elsewhere) and empties f's list.
+  template <class Refile>
+  void Drain(tFaceStructure* f, Refile&& refile) {
+    std::int32_t q = f->conflictHead;
+    f->conflictHead = -1;
+    while (q != -1) {
+      const std::int32_t following = c.waiting[q].next;
+      if (!refile(q)) c.waiting[q].face = nullptr;
+      q = following;
+    }
+  }
 };
 
-// The fast one: planes kept with the faces, waiting vertices as doubles.
-struct FastSees {
-  const relief::detail::HullConflicts& c;
+// The fast route: planes kept with the faces, and each face's list a chain
+// of small blocks holding the vertices' coordinates, so that refiling reads
+// its vertices in sequence instead of chasing slots across memory.
+struct FastRoute {
+  struct Entry {
+    double x, y, z;
+    std::int32_t slot;
+  };
+  static constexpr int kBlock = 4;
+  struct Block {
+    Entry e[kBlock];
+    std::int32_t count;
+    std::int32_t next;  // next block of the same face, or of the free list
+  };
+
+  relief::detail::HullConflicts& c;
   relief::detail::HullFrame frame;
-  bool operator()(tFaceStructure* f, std::int32_t slot) const {
-    return relief::detail::HullPlaneSees(f, &frame.xyz[3 * static_cast<std::size_t>(slot)], c.order[slot]);
+  std::vector<Block> blocks;
+  std::int32_t free = -1;
+
+  Entry EntryOf(std::int32_t slot) const {
+    const relief::detail::HullConflicts::Waiting& w = c.waiting[slot];
+    return {w.x, w.y, w.z, slot};
+  }
+  static std::int32_t SlotOf(const Entry& q) { return q.slot; }
+  bool Sees(tFaceStructure* f, const Entry& q) const {
+    const int sees = relief::detail::HullPlaneSees(f, q.x, q.y, q.z);
+    return sees >= 0 ? sees == 1 : SeesExactly(f, q.slot);
+  }
+  // Out of line: rare, and it reads the scattered vertex records.
+  __attribute__((noinline, cold)) bool SeesExactly(const tFaceStructure* f, std::int32_t slot) const {
+    return relief::detail::HullVolumeSignExact(f->vertex[0], f->vertex[1], f->vertex[2], c.order[slot]) < 0;
   }
   void Made(tFaceStructure* f) const { relief::detail::MakeHullPlane(frame, f, relief::detail::PlaneOf(f)); }
+  void File(tFaceStructure* f, const Entry& q) {
+    c.waiting[q.slot].face = f;
+    std::int32_t h = f->conflictHead;
+    if (h == -1 || blocks[h].count == kBlock) {
+      std::int32_t b = free;
+      if (b != -1) {
+        free = blocks[b].next;
+      } else {
+        b = static_cast<std::int32_t>(blocks.size());
+        blocks.emplace_back();
+      }
+      blocks[b].count = 0;
+      blocks[b].next = h;
+      f->conflictHead = h = b;
+    }
+    Block& block = blocks[h];
+    block.e[block.count++] = q;
+  }
+  template <class Refile>
+  void Drain(tFaceStructure* f, Refile&& refile) {
+    std::int32_t h = f->conflictHead;
+    f->conflictHead = -1;
+    while (h != -1) {
+      // refile may add blocks (and move the vector): index, never hold.
+      const int count = blocks[h].count;
+      if (blocks[h].next != -1) __builtin_prefetch(&blocks[blocks[h].next]);
+      for (int k = 0; k < count; ++k) {
+        const Entry q = blocks[h].e[k];
+        if (!refile(q)) c.waiting[q.slot].face = nullptr;
+      }
+      const std::int32_t following = blocks[h].next;
+      blocks[h].next = free;
+      free = h;
+      h = following;
+    }
+  }
 };
 
 }  // namespace
@@ -152,16 +240,17 @@ tFaceStructure* CHConvexHull3D::MakeConeFace(tEdgeStructure* e, tVertexStructure
 }
 
 bool CHConvexHull3D::AddOne(tVertexStructure* p) {
-  PlainSees sees{*this, *m_pConflicts};
-  return AddOneWith(p, sees);
+  PlainRoute route{*this, *m_pConflicts};
+  return AddOneWith(p, route);
 }
 
-template <class Sees>
-bool CHConvexHull3D::AddOneWith(tVertexStructure* p, Sees& sees) {
+template <class Route>
+bool CHConvexHull3D::AddOneWith(tVertexStructure* p, Route& route) {
   relief::detail::HullConflicts& c = *m_pConflicts;
   const std::int32_t slot = c.current;
-  tFaceStructure* seed = c.face[slot];
+  tFaceStructure* seed = c.waiting[slot].face;
   if (!seed) return false;  // inside the hull or on its surface: nothing changes
+  const typename Route::Entry pe = route.EntryOf(slot);
 
   // The faces p sees strictly (negative volume) form one patch around the
   // filed face; walk it across the edges.
@@ -177,7 +266,7 @@ bool CHConvexHull3D::AddOneWith(tVertexStructure* p, Sees& sees) {
       tFaceStructure* g = e->adjface[0] == f ? e->adjface[1] : e->adjface[0];
       if (g->stamp == stamp) continue;
       g->stamp = stamp;
-      if (sees(g, slot)) {
+      if (route.Sees(g, pe)) {
         g->visible = true;
         visible.push_back(g);
       }
@@ -205,29 +294,23 @@ bool CHConvexHull3D::AddOneWith(tVertexStructure* p, Sees& sees) {
   cone.clear();
   for (tEdgeStructure* e : horizon) {
     e->newface = MakeConeFace(e, p);
-    sees.Made(e->newface);
+    route.Made(e->newface);
     cone.push_back(e->newface);
   }
 
   // A waiting vertex that saw a removed face and is still outside the new
   // hull sees one of the cone faces; if it sees none it is inside for good.
   for (tFaceStructure* f : visible) {
-    std::int32_t q = f->conflictHead;
-    while (q != -1) {
-      const std::int32_t following = c.next[q];
-      c.face[q] = nullptr;
-      if (q != slot) {
-        for (tFaceStructure* nf : cone) {
-          if (sees(nf, q)) {
-            c.face[q] = nf;
-            c.next[q] = nf->conflictHead;
-            nf->conflictHead = q;
-            break;
-          }
+    route.Drain(f, [&](const typename Route::Entry& q) {
+      if (Route::SlotOf(q) == slot) return false;
+      for (tFaceStructure* nf : cone) {
+        if (route.Sees(nf, q)) {
+          route.File(nf, q);
+          return true;
         }
       }
-      q = following;
-    }
+      return false;
+    });
   }
 
   // Clean the edges and faces this addition touched.
@@ -260,8 +343,7 @@ void CHConvexHull3D::ConstructHull() {
     v = v->next;
   } while (v != m_pVertices);
   const std::int32_t n = static_cast<std::int32_t>(c.order.size());
-  c.face.assign(n, nullptr);
-  c.next.assign(n, -1);
+  c.waiting.assign(n, relief::detail::HullConflicts::Waiting{0.0, 0.0, 0.0, nullptr, -1});
 
   if (UseFastRoute()) {
     // Origin in the middle of the bounding box; the fast route needs every
@@ -286,38 +368,39 @@ void CHConvexHull3D::ConstructHull() {
       fits = fits && hi[k] - mid[k] <= relief::detail::kHullFrameLimit && mid[k] - lo[k] <= relief::detail::kHullFrameLimit;
     }
     if (fits) {
-      FastSees sees{c, {}};
-      sees.frame.ox = mid[0];
-      sees.frame.oy = mid[1];
-      sees.frame.oz = mid[2];
-      sees.frame.xyz.resize(3 * static_cast<std::size_t>(n));
-      for (std::int32_t s = 0; s < n; ++s) sees.frame.Translate(c.order[s], &sees.frame.xyz[3 * static_cast<std::size_t>(s)]);
+      FastRoute route{c, {}, {}};
+      route.frame.ox = mid[0];
+      route.frame.oy = mid[1];
+      route.frame.oz = mid[2];
+      for (std::int32_t s = 0; s < n; ++s) {
+        relief::detail::HullConflicts::Waiting& w = c.waiting[s];
+        route.frame.Translate(c.order[s], w.x, w.y, w.z);
+      }
       tFaceStructure* f = m_pFaces;
       do {
-        sees.Made(f);
+        route.Made(f);
         f = f->next;
       } while (f != m_pFaces);
-      ConstructHullWith(sees);
+      ConstructHullWith(route);
       return;
     }
   }
-  PlainSees sees{*this, c};
-  ConstructHullWith(sees);
+  PlainRoute route{*this, c};
+  ConstructHullWith(route);
 }
 
-template <class Sees>
-void CHConvexHull3D::ConstructHullWith(Sees& sees) {
+template <class Route>
+void CHConvexHull3D::ConstructHullWith(Route& route) {
   relief::detail::HullConflicts& c = *m_pConflicts;
   const std::int32_t n = static_cast<std::int32_t>(c.order.size());
 
   auto file = [&](std::int32_t q) {
     // Files q under the first face of the whole list that it sees.
+    const typename Route::Entry e = route.EntryOf(q);
     tFaceStructure* f = m_pFaces;
     do {
-      if (sees(f, q)) {
-        c.face[q] = f;
-        c.next[q] = f->conflictHead;
-        f->conflictHead = q;
+      if (route.Sees(f, e)) {
+        route.File(f, e);
         return;
       }
       f = f->next;
@@ -332,7 +415,7 @@ void CHConvexHull3D::ConstructHullWith(Sees& sees) {
     if (s == 0) file(0);
     p->processed = true;
     c.current = s;
-    AddOneWith(p, sees);
+    AddOneWith(p, route);
     if (s == 0) {
       for (std::int32_t q = 1; q < n; ++q) file(q);
     }

@@ -139,9 +139,17 @@ struct HullVertexIndex {
 // touches the faces it sees, which keeps the construction near n log n
 // for points in random order instead of testing every face for every vertex.
 struct HullConflicts {
+  // One waiting vertex: its coordinates for the fast route (translated,
+  // see HullFrame; unused by the plain route), the face it sees or null,
+  // and the next vertex filed under the same face. Kept in one record so
+  // that walking a face's list costs one cache line per vertex.
+  struct Waiting {
+    double x, y, z;
+    tFaceStructure* face;
+    std::int32_t next;
+  };
   std::vector<tVertexStructure*> order;  // waiting vertices, in the order they are added
-  std::vector<tFaceStructure*> face;     // the face each one sees, or null
-  std::vector<std::int32_t> next;        // next vertex filed under the same face
+  std::vector<Waiting> waiting;          // by the same slot
   std::int32_t current = 0;              // slot of the vertex being added
   // Scratch lists of one addition, kept to avoid reallocating them.
   std::vector<tFaceStructure*> visible;

@@ -9,7 +9,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <vector>
 
 #include "relief/CHConvexHull3D.h"
 #include "triangulation/hull3d_detail.h"
@@ -40,12 +39,11 @@ constexpr std::int64_t kHullFrameLimit = std::int64_t(1) << 50;
 
 struct HullFrame {
   std::int64_t ox = 0, oy = 0, oz = 0;
-  std::vector<double> xyz;  // waiting vertices by slot, translated
 
-  void Translate(const tVertexStructure* v, double* out) const {
-    out[0] = static_cast<double>(v->x - ox);
-    out[1] = static_cast<double>(v->y - oy);
-    out[2] = static_cast<double>(v->z - oz);
+  void Translate(const tVertexStructure* v, double& x, double& y, double& z) const {
+    x = static_cast<double>(v->x - ox);
+    y = static_cast<double>(v->y - oy);
+    z = static_cast<double>(v->z - oz);
   }
 };
 
@@ -58,9 +56,9 @@ struct HullFrame {
 // or sums of them, so nothing underflows).
 inline void MakeHullPlane(const HullFrame& frame, const tFaceStructure* f, HullPlane& pl) {
   double a[3], b[3], c[3];
-  frame.Translate(f->vertex[0], a);
-  frame.Translate(f->vertex[1], b);
-  frame.Translate(f->vertex[2], c);
+  frame.Translate(f->vertex[0], a[0], a[1], a[2]);
+  frame.Translate(f->vertex[1], b[0], b[1], b[2]);
+  frame.Translate(f->vertex[2], c[0], c[1], c[2]);
   const double ux = b[0] - a[0], uy = b[1] - a[1], uz = b[2] - a[2];
   const double vx = c[0] - a[0], vy = c[1] - a[1], vz = c[2] - a[2];
   const double x1 = uy * vz, x2 = uz * vy, y1 = uz * vx, y2 = ux * vz, z1 = ux * vy, z2 = uy * vx;
@@ -76,16 +74,17 @@ inline void MakeHullPlane(const HullFrame& frame, const tFaceStructure* f, HullP
   pl.kz = k4eps * ((std::fabs(z1) + std::fabs(z2)) + std::fabs(pl.nz));
 }
 
-// True when q (translated coordinates qd, record qv) sees the face from
-// outside, i.e. VolumeSign(f, q) < 0, i.e. n . (q - a) > 0.
-inline bool HullPlaneSees(tFaceStructure* f, const double* qd, const tVertexStructure* qv) {
+// Whether q (translated coordinates qx, qy, qz) sees the face from outside,
+// i.e. VolumeSign(f, q) < 0, i.e. n . (q - a) > 0: 1 yes, 0 no, -1 when the
+// rounding leaves it open and the exact volume has to decide.
+inline int HullPlaneSees(tFaceStructure* f, double qx, double qy, double qz) {
   const HullPlane& pl = PlaneOf(f);
-  const double wx = qd[0] - pl.ax, wy = qd[1] - pl.ay, wz = qd[2] - pl.az;
+  const double wx = qx - pl.ax, wy = qy - pl.ay, wz = qz - pl.az;
   const double d = (pl.nx * wx + pl.ny * wy) + pl.nz * wz;
   const double bound = (pl.kx * std::fabs(wx) + pl.ky * std::fabs(wy)) + pl.kz * std::fabs(wz);
-  if (d > bound) return true;
-  if (d < -bound) return false;
-  return HullVolumeSignExact(f->vertex[0], f->vertex[1], f->vertex[2], qv) < 0;
+  if (d > bound) return 1;
+  if (d < -bound) return 0;
+  return -1;
 }
 
 }  // namespace relief::detail

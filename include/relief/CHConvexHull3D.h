@@ -180,12 +180,13 @@ class RELIEF_API CHConvexHull3D {
   void StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z, int index, bool flag);
   void FreeAll();
 
-  // The construction with the visibility test as a parameter (plain: the
-  // virtual VolumeSign; fast: cached planes), one body for both routes.
-  template <class Sees>
-  void ConstructHullWith(Sees& sees);
-  template <class Sees>
-  bool AddOneWith(tVertexStructure* p, Sees& sees);
+  // The construction with the visibility test and the waiting lists as a
+  // parameter (plain: the virtual VolumeSign; fast: cached planes), one
+  // body for both routes.
+  template <class Route>
+  void ConstructHullWith(Route& route);
+  template <class Route>
+  bool AddOneWith(tVertexStructure* p, Route& route);
   bool UseFastRoute() const;
 
   tVertexStructure* m_pVertices = nullptr;
