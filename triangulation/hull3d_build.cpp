@@ -86,8 +86,10 @@ struct FastRoute {
   std::int32_t free = -1;
 
   Entry EntryOf(std::int32_t slot) const {
-    const relief::detail::HullConflicts::Waiting& w = c.waiting[slot];
-    return {w.x, w.y, w.z, slot};
+    Entry e;
+    frame.Translate(c.order[slot], e.x, e.y, e.z);
+    e.slot = slot;
+    return e;
   }
   static std::int32_t SlotOf(const Entry& q) { return q.slot; }
   bool Sees(tFaceStructure* f, const Entry& q) const {
@@ -343,7 +345,7 @@ void CHConvexHull3D::ConstructHull() {
     v = v->next;
   } while (v != m_pVertices);
   const std::int32_t n = static_cast<std::int32_t>(c.order.size());
-  c.waiting.assign(n, relief::detail::HullConflicts::Waiting{0.0, 0.0, 0.0, nullptr, -1});
+  c.waiting.assign(n, relief::detail::HullConflicts::Waiting{nullptr, -1});
 
   if (UseFastRoute()) {
     // Origin in the middle of the bounding box; the fast route needs every
@@ -372,10 +374,9 @@ void CHConvexHull3D::ConstructHull() {
       route.frame.ox = mid[0];
       route.frame.oy = mid[1];
       route.frame.oz = mid[2];
-      for (std::int32_t s = 0; s < n; ++s) {
-        relief::detail::HullConflicts::Waiting& w = c.waiting[s];
-        route.frame.Translate(c.order[s], w.x, w.y, w.z);
-      }
+      // Every waiting vertex sits in one block at a time, and most
+      // blocks are full.
+      route.blocks.reserve(static_cast<std::size_t>(n) / FastRoute::kBlock + 1024);
       tFaceStructure* f = m_pFaces;
       do {
         route.Made(f);

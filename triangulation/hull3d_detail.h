@@ -94,43 +94,47 @@ struct HullVertexBlocks {
   tVertexStructure* next = nullptr;
 };
 
-// Every stored coordinate triple, so that a repeated point is refused in
-// constant time instead of by a walk over the vertex list: open addressing
-// with linear probing in one flat table, grown to keep it at most half full.
+// Every stored vertex by its coordinates, so that a repeated point is
+// refused in constant time instead of by a walk over the vertex list: open
+// addressing with linear probing in one flat table of record pointers (the
+// records stay in their blocks until the hull is destroyed, deleted or
+// not), grown to keep it at most half full.
 struct HullVertexIndex {
-  // True when the triple was new (and is now stored).
-  bool Insert(const HullKey& k) {
+  // True when a stored vertex has the triple; otherwise `at` is the free
+  // slot for it (until the next call).
+  bool Find(const HullKey& k, std::size_t& at) {
     if (2 * (count_ + 1) > slots_.size()) Grow();
     const std::size_t mask = slots_.size() - 1;
     for (std::size_t i = HullKeyHash{}(k) & mask;; i = (i + 1) & mask) {
-      if (!used_[i]) {
-        used_[i] = 1;
-        slots_[i] = k;
-        ++count_;
-        return true;
+      const tVertexStructure* v = slots_[i];
+      if (!v) {
+        at = i;
+        return false;
       }
-      if (slots_[i] == k) return false;
+      if (v->x == k.x && v->y == k.y && v->z == k.z) return true;
     }
+  }
+  void Place(std::size_t at, const tVertexStructure* v) {
+    slots_[at] = v;
+    ++count_;
   }
 
   HullVertexBlocks vertexBlocks;  // where the vertex records live
 
  private:
   void Grow() {
-    std::vector<HullKey> old;
-    std::vector<unsigned char> oldUsed;
+    std::vector<const tVertexStructure*> old(slots_.empty() ? 64 : 2 * slots_.size(), nullptr);
     old.swap(slots_);
-    oldUsed.swap(used_);
-    const std::size_t size = old.empty() ? 64 : 2 * old.size();
-    slots_.assign(size, HullKey{0, 0, 0});
-    used_.assign(size, 0);
-    count_ = 0;
-    for (std::size_t i = 0; i < old.size(); ++i)
-      if (oldUsed[i]) Insert(old[i]);
+    const std::size_t mask = slots_.size() - 1;
+    for (const tVertexStructure* v : old) {
+      if (!v) continue;
+      std::size_t i = HullKeyHash{}(HullKey{v->x, v->y, v->z}) & mask;
+      while (slots_[i]) i = (i + 1) & mask;
+      slots_[i] = v;
+    }
   }
 
-  std::vector<HullKey> slots_;
-  std::vector<unsigned char> used_;
+  std::vector<const tVertexStructure*> slots_;
   std::size_t count_ = 0;
 };
 
@@ -139,12 +143,9 @@ struct HullVertexIndex {
 // touches the faces it sees, which keeps the construction near n log n
 // for points in random order instead of testing every face for every vertex.
 struct HullConflicts {
-  // One waiting vertex: its coordinates for the fast route (translated,
-  // see HullFrame; unused by the plain route), the face it sees or null,
-  // and the next vertex filed under the same face. Kept in one record so
-  // that walking a face's list costs one cache line per vertex.
+  // One waiting vertex: the face it sees or null, and (plain route) the
+  // next vertex filed under the same face.
   struct Waiting {
-    double x, y, z;
     tFaceStructure* face;
     std::int32_t next;
   };

@@ -212,8 +212,9 @@ void CHConvexHull3D::DeleteEdge(tEdgeStructure* e) { Unlink(m_pEdges, e, &m_pSpa
 void CHConvexHull3D::DeleteFace(tFaceStructure* f) { Unlink(m_pFaces, f, &m_pSpareFaces); }
 
 void CHConvexHull3D::StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z, int index, bool flag) {
+  std::size_t at = 0;
   try {
-    if (!m_pIndex->Insert({x, y, z})) return;
+    if (m_pIndex->Find({x, y, z}, at)) return;
   } catch (const std::bad_alloc&) {
     AfxThrowMemoryException();
   }
@@ -224,6 +225,7 @@ void CHConvexHull3D::StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z,
   v->index = index == -1 ? m_nVertexCounter : index;
   v->flag = flag;
   ++m_nVertexCounter;
+  m_pIndex->Place(at, v);
 }
 
 void CHConvexHull3D::AppendVertex2D(float x, float y, int index, bool flag) {
