@@ -77,7 +77,8 @@ struct FastRoute {
   struct Block {
     Entry e[kBlock];
     std::int32_t count;
-    std::int32_t next;  // next block of the same face, or of the free list
+    std::int32_t next;   // next block of the same face, or of the free list
+    std::int32_t after;  // the block after next (of the same face): read ahead
   };
 
   relief::detail::HullConflicts& c;
@@ -114,6 +115,7 @@ struct FastRoute {
       }
       blocks[b].count = 0;
       blocks[b].next = h;
+      blocks[b].after = h == -1 ? -1 : blocks[h].next;
       f->conflictHead = h = b;
     }
     Block& block = blocks[h];
@@ -123,10 +125,13 @@ struct FastRoute {
   void Drain(tFaceStructure* f, Refile&& refile) {
     std::int32_t h = f->conflictHead;
     f->conflictHead = -1;
+    if (h != -1 && blocks[h].next != -1) __builtin_prefetch(&blocks[blocks[h].next]);
     while (h != -1) {
       // refile may add blocks (and move the vector): index, never hold.
       const int count = blocks[h].count;
-      if (blocks[h].next != -1) __builtin_prefetch(&blocks[blocks[h].next]);
+      // Walking a face's chain waits on memory once per block; fetch two
+      // ahead (the next one was asked for one block earlier).
+      if (blocks[h].after != -1) __builtin_prefetch(&blocks[blocks[h].after]);
       for (int k = 0; k < count; ++k) {
         const Entry q = blocks[h].e[k];
         if (!refile(q)) c.waiting[q.slot].face = nullptr;

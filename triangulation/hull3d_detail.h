@@ -98,44 +98,58 @@ struct HullVertexBlocks {
 // refused in constant time instead of by a walk over the vertex list: open
 // addressing with linear probing in one flat table of record pointers (the
 // records stay in their blocks until the hull is destroyed, deleted or
-// not), grown to keep it at most half full.
+// not), grown to keep it at most half full. The unused top 16 bits of each
+// pointer (user addresses on x86-64 have 47) hold 16 more bits of the hash,
+// so a probe only reads a record when those agree.
 struct HullVertexIndex {
   // True when a stored vertex has the triple; otherwise `at` is the free
   // slot for it (until the next call).
   bool Find(const HullKey& k, std::size_t& at) {
     if (2 * (count_ + 1) > slots_.size()) Grow();
     const std::size_t mask = slots_.size() - 1;
-    for (std::size_t i = HullKeyHash{}(k) & mask;; i = (i + 1) & mask) {
-      const tVertexStructure* v = slots_[i];
-      if (!v) {
+    const std::uint64_t h = HullKeyHash{}(k);
+    tag_ = h >> 48 << 48;
+    for (std::size_t i = h & mask;; i = (i + 1) & mask) {
+      const std::uint64_t slot = slots_[i];
+      if (!slot) {
         at = i;
         return false;
       }
+      if ((slot & kTagMask) != tag_) continue;
+      const auto* v = reinterpret_cast<const tVertexStructure*>(slot & ~kTagMask);
       if (v->x == k.x && v->y == k.y && v->z == k.z) return true;
     }
   }
+  // Stores v in the slot Find named (with the hash bits Find computed).
   void Place(std::size_t at, const tVertexStructure* v) {
-    slots_[at] = v;
+    slots_[at] = reinterpret_cast<std::uint64_t>(v) | tag_;
     ++count_;
   }
 
   HullVertexBlocks vertexBlocks;  // where the vertex records live
 
  private:
+  static constexpr std::uint64_t kTagMask = 0xFFFF000000000000ull;
+
   void Grow() {
-    std::vector<const tVertexStructure*> old(slots_.empty() ? 64 : 2 * slots_.size(), nullptr);
+    std::vector<std::uint64_t> old(slots_.empty() ? 64 : 2 * slots_.size(), 0);
     old.swap(slots_);
     const std::size_t mask = slots_.size() - 1;
-    for (const tVertexStructure* v : old) {
-      if (!v) continue;
+    for (std::size_t k = 0; k < old.size(); ++k) {
+      // The records lie scattered in table order: ask for them ahead.
+      if (k + 8 < old.size() && old[k + 8]) __builtin_prefetch(reinterpret_cast<const void*>(old[k + 8] & ~kTagMask));
+      const std::uint64_t slot = old[k];
+      if (!slot) continue;
+      const auto* v = reinterpret_cast<const tVertexStructure*>(slot & ~kTagMask);
       std::size_t i = HullKeyHash{}(HullKey{v->x, v->y, v->z}) & mask;
       while (slots_[i]) i = (i + 1) & mask;
-      slots_[i] = v;
+      slots_[i] = slot;
     }
   }
 
-  std::vector<const tVertexStructure*> slots_;
+  std::vector<std::uint64_t> slots_;
   std::size_t count_ = 0;
+  std::uint64_t tag_ = 0;
 };
 
 // While the hull grows, every vertex still waiting is filed under one face
