@@ -388,11 +388,15 @@ void CHConvexHull3D::ConstructHull() {
         f = f->next;
       } while (f != m_pFaces);
       ConstructHullWith(route);
+      // Before the clean-up, whose walk over the edges profits already.
+      CompactRecords();
+      CleanUp();
       return;
     }
   }
   PlainRoute route{*this, c};
   ConstructHullWith(route);
+  CleanUp();
 }
 
 template <class Route>
@@ -427,7 +431,6 @@ void CHConvexHull3D::ConstructHullWith(Route& route) {
     }
     if (m_bDebug) Convexity();
   }
-  CleanUp();
 }
 
 void CHConvexHull3D::CalcConvexHull() {

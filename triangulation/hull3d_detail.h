@@ -127,6 +127,7 @@ struct HullVertexIndex {
   }
 
   HullVertexBlocks vertexBlocks;  // where the vertex records live
+  std::vector<void*> recordBlocks;  // compacted face and edge records (SafeCalloc)
 
  private:
   static constexpr std::uint64_t kTagMask = 0xFFFF000000000000ull;

@@ -23,7 +23,12 @@ namespace {
 inline void FreeRecord(tVertexStructure* r) {
   if (!r->pooled) SafeFree(r);
 }
-inline void FreeRecord(void* r) { SafeFree(r); }
+inline void FreeRecord(tEdgeStructure* r) {
+  if (!r->pooled) SafeFree(r);
+}
+inline void FreeRecord(tFaceStructure* r) {
+  if (!r->pooled) SafeFree(r);
+}
 
 // Inserts r before the head (at the tail of the circle); the first record
 // becomes the head.
@@ -69,7 +74,9 @@ T* Recycle(T*& spare, std::size_t bytes = sizeof(T)) {
   T* r = spare;
   if (!r) return static_cast<T*>(SafeCalloc(1, bytes));
   spare = r->next;
+  const bool pooled = r->pooled;
   std::memset(static_cast<void*>(r), 0, sizeof(T));
+  r->pooled = pooled;
   return r;
 }
 
@@ -77,7 +84,7 @@ template <typename T>
 void FreeSpares(T*& spare) {
   while (spare) {
     T* following = spare->next;
-    SafeFree(spare);
+    FreeRecord(spare);
     spare = following;
   }
 }
@@ -157,6 +164,7 @@ CHConvexHull3D::CHConvexHull3D() {
 CHConvexHull3D::~CHConvexHull3D() {
   FreeAll();
   for (void* block : m_pIndex->vertexBlocks.blocks) SafeFree(block);
+  for (void* block : m_pIndex->recordBlocks) SafeFree(block);
   delete m_pIndex;
 }
 

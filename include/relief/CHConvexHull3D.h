@@ -29,6 +29,7 @@ struct tEdgeStructure {
   tVertexStructure* endpts[2];
   tFaceStructure* newface;      // cone face built on this edge during one addition
   bool del;                     // both neighbours became visible: the edge goes
+  bool pooled;                  // internal: the record lives in one of the hull's blocks
   tEdgeStructure* next;         // circular list
   tEdgeStructure* prev;
   std::uint32_t stamp;          // internal: last addition that looked at this edge
@@ -42,6 +43,7 @@ struct tFaceStructure {
   tVertexStructure* vertex[3];
   bool visible;                 // seen from the vertex being added
   bool lower;                   // kept by CH2DDelaunay::LowerFaces
+  bool pooled;                  // internal: the record lives in one of the hull's blocks
   tFaceStructure* next;         // circular list
   tFaceStructure* prev;
   std::int32_t conflictHead;    // internal: first pending vertex that sees this face, or -1
@@ -78,8 +80,9 @@ struct HullConflicts;
 //
 // Vertex records are allocated in blocks, in the order they are stored
 // (deleted ones stay in their block until the object is destroyed); edge
-// and face records one by one with SafeCalloc (deleted ones are kept and
-// reused until the object is destroyed); exhaustion throws CMemoryException. Copying is not
+// and face records one by one with SafeCalloc while the hull grows
+// (deleted ones are kept and reused until the object is destroyed), and
+// on the fast route moved into two blocks in list order once it is built; exhaustion throws CMemoryException. Copying is not
 // supported (the lists have one owner). VolumeSign and Collinear are the
 // only virtual members (in this order): the destructor is not virtual, so
 // destroy a CH2DDelaunay through its own type.
@@ -188,6 +191,10 @@ class RELIEF_API CHConvexHull3D {
   template <class Route>
   bool AddOneWith(tVertexStructure* p, Route& route);
   bool UseFastRoute() const;
+  // Moves the finished hull's face and edge records into two blocks in list
+  // order (same contents, same order), so that later walks over the lists
+  // read memory in sequence.
+  void CompactRecords();
 
   tVertexStructure* m_pVertices = nullptr;
   tEdgeStructure* m_pEdges = nullptr;
