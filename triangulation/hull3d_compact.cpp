@@ -30,29 +30,37 @@ std::vector<T*> Numbered(T* head) {
   return out;
 }
 
-template <typename T>
-void FreeUnpooled(T* r) {
-  if (!r->pooled) SafeFree(r);
-}
-
 }  // namespace
 
 void CHConvexHull3D::CompactRecords() {
   if (!m_pFaces || !m_pEdges) return;
   std::vector<tFaceStructure*> faces;
   std::vector<tEdgeStructure*> edges;
+  // Every edge and face record lives in these blocks; once the live ones
+  // are copied they all go (the deleted ones kept for reuse with them).
+  std::vector<void*> old;
   try {
     faces = Numbered(m_pFaces);
     edges = Numbered(m_pEdges);
-    m_pIndex->recordBlocks.reserve(m_pIndex->recordBlocks.size() + 2);
+    old.swap(m_pIndex->recordBlocks);
+    m_pIndex->recordBlocks.reserve(2);
   } catch (const std::bad_alloc&) {
+    m_pIndex->recordBlocks.swap(old);
     AfxThrowMemoryException();
   }
   const std::size_t nf = faces.size(), ne = edges.size();
   // Face records keep the room for a plane, as every face record has.
-  auto* fb = static_cast<relief::detail::HullFaceRecord*>(SafeCalloc(nf, sizeof(relief::detail::HullFaceRecord)));
+  relief::detail::HullFaceRecord* fb = nullptr;
+  tEdgeStructure* eb = nullptr;
+  try {
+    fb = static_cast<relief::detail::HullFaceRecord*>(SafeCalloc(nf, sizeof(relief::detail::HullFaceRecord)));
+    eb = static_cast<tEdgeStructure*>(SafeCalloc(ne, sizeof(tEdgeStructure)));
+  } catch (...) {
+    SafeFree(fb);
+    m_pIndex->recordBlocks.swap(old);
+    throw;
+  }
   m_pIndex->recordBlocks.push_back(fb);
-  auto* eb = static_cast<tEdgeStructure*>(SafeCalloc(ne, sizeof(tEdgeStructure)));
   m_pIndex->recordBlocks.push_back(eb);
 
   auto face = [&](const tFaceStructure* old) { return old ? &fb[old->stamp].face : nullptr; };
@@ -79,18 +87,10 @@ void CHConvexHull3D::CompactRecords() {
   for (std::size_t i = 0; i < nf; ++i) fb[i].face.stamp = 0;
   for (std::size_t i = 0; i < ne; ++i) eb[i].stamp = 0;
 
-  for (tFaceStructure* f : faces) FreeUnpooled(f);
-  for (tEdgeStructure* e : edges) FreeUnpooled(e);
-  while (m_pSpareFaces) {
-    tFaceStructure* following = m_pSpareFaces->next;
-    FreeUnpooled(m_pSpareFaces);
-    m_pSpareFaces = following;
-  }
-  while (m_pSpareEdges) {
-    tEdgeStructure* following = m_pSpareEdges->next;
-    FreeUnpooled(m_pSpareEdges);
-    m_pSpareEdges = following;
-  }
+  for (void* block : old) SafeFree(block);
+  m_pSpareFaces = nullptr;
+  m_pSpareEdges = nullptr;
+  m_pIndex->edgeBlocks.left = m_pIndex->faceBlocks.left = 0;
   m_pFaces = &fb[0].face;
   m_pEdges = eb;
 }

@@ -94,6 +94,15 @@ struct HullVertexBlocks {
   tVertexStructure* next = nullptr;
 };
 
+// Edge or face records taken in creation order from blocks (no allocation
+// and release per record); the blocks are owned by `owner`.
+struct HullRecordBlocks {
+  std::vector<void*>& owner;
+  char* next = nullptr;
+  std::size_t left = 0;
+  std::size_t made = 0;
+};
+
 // Every stored vertex by its coordinates, so that a repeated point is
 // refused in constant time instead of by a walk over the vertex list: open
 // addressing with linear probing in one flat table of record pointers (the
@@ -102,6 +111,8 @@ struct HullVertexBlocks {
 // pointer (user addresses on x86-64 have 47) hold 16 more bits of the hash,
 // so a probe only reads a record when those agree.
 struct HullVertexIndex {
+  std::vector<void*> recordBlocks;  // edge and face record blocks, compacted ones too (SafeCalloc)
+
   // True when a stored vertex has the triple; otherwise `at` is the free
   // slot for it (until the next call).
   bool Find(const HullKey& k, std::size_t& at) {
@@ -127,7 +138,9 @@ struct HullVertexIndex {
   }
 
   HullVertexBlocks vertexBlocks;  // where the vertex records live
-  std::vector<void*> recordBlocks;  // compacted face and edge records (SafeCalloc)
+  // Where the edge and face records live, in the hull's recordBlocks.
+  HullRecordBlocks edgeBlocks{recordBlocks};
+  HullRecordBlocks faceBlocks{recordBlocks};
 
  private:
   static constexpr std::uint64_t kTagMask = 0xFFFF000000000000ull;

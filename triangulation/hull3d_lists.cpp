@@ -67,12 +67,31 @@ void Unlink(T*& head, T* r, T** spare) {
   }
 }
 
-// A fresh record takes `bytes` (at least sizeof(T)): face records carry the
-// fast route's plane behind them.
+// A deleted record if there is one, else a fresh one of `bytes` (at least
+// sizeof(T): face records carry the fast route's plane behind them) from
+// the current block; blocks grow from 64 records to 4096.
 template <typename T>
-T* Recycle(T*& spare, std::size_t bytes = sizeof(T)) {
+T* Recycle(T*& spare, relief::detail::HullRecordBlocks& blocks, std::size_t bytes) {
   T* r = spare;
-  if (!r) return static_cast<T*>(SafeCalloc(1, bytes));
+  if (!r) {
+    if (blocks.left == 0) {
+      const std::size_t count = std::min<std::size_t>(4096, std::size_t(64) << std::min<std::size_t>(blocks.made, 6));
+      try {
+        blocks.owner.reserve(blocks.owner.size() + 1);
+      } catch (const std::bad_alloc&) {
+        AfxThrowMemoryException();
+      }
+      blocks.next = static_cast<char*>(SafeCalloc(count, bytes));
+      blocks.owner.push_back(blocks.next);
+      blocks.left = count;
+      ++blocks.made;
+    }
+    r = reinterpret_cast<T*>(blocks.next);
+    blocks.next += bytes;
+    --blocks.left;
+    r->pooled = true;
+    return r;
+  }
   spare = r->next;
   const bool pooled = r->pooled;
   std::memset(static_cast<void*>(r), 0, sizeof(T));
@@ -200,13 +219,13 @@ tVertexStructure* CHConvexHull3D::NewVertex() {
 }
 
 tEdgeStructure* CHConvexHull3D::NewEdge() {
-  tEdgeStructure* e = Recycle(m_pSpareEdges);
+  tEdgeStructure* e = Recycle(m_pSpareEdges, m_pIndex->edgeBlocks, sizeof(tEdgeStructure));
   AddEdge(e);
   return e;
 }
 
 tFaceStructure* CHConvexHull3D::NewFace() {
-  tFaceStructure* f = Recycle(m_pSpareFaces, sizeof(relief::detail::HullFaceRecord));
+  tFaceStructure* f = Recycle(m_pSpareFaces, m_pIndex->faceBlocks, sizeof(relief::detail::HullFaceRecord));
   f->conflictHead = -1;
   AddFace(f);
   return f;

@@ -78,11 +78,11 @@ struct HullConflicts;
 // Callers MUST ask IsDegenerate() first and skip CalcConvexHull when it says
 // true. Fewer than four distinct points count as degenerate.
 //
-// Vertex records are allocated in blocks, in the order they are stored
-// (deleted ones stay in their block until the object is destroyed); edge
-// and face records one by one with SafeCalloc while the hull grows
-// (deleted ones are kept and reused until the object is destroyed), and
-// on the fast route moved into two blocks in list order once it is built; exhaustion throws CMemoryException. Copying is not
+// Records are allocated in blocks with SafeCalloc: vertices in the order
+// they are stored (deleted ones stay in their block until the object is
+// destroyed), edges and faces as the hull grows (deleted ones are reused),
+// and on the fast route the built hull's edges and faces are moved into two
+// blocks in list order; exhaustion throws CMemoryException. Copying is not
 // supported (the lists have one owner). VolumeSign and Collinear are the
 // only virtual members (in this order): the destructor is not virtual, so
 // destroy a CH2DDelaunay through its own type.
