@@ -21,6 +21,7 @@
 #include "relief/CMemoryException.h"
 #include "triangulation/hull3d_detail.h"
 #include "triangulation/hull3d_plane.h"
+#include "triangulation/hull3d_routes.h"
 
 namespace {
 
@@ -30,119 +31,6 @@ const tVertexStructure* NextVolatile(const tVertexStructure* v) {
   const tVertexStructure* volatile n = v->next;
   return n;
 }
-
-// A route supplies the visibility test and keeps the waiting vertices'
-// filing (which face each one sees). Only the filing decides the hull: the
-// order of the vertices within one face's list never matters.
-
-// The plain route: the virtual VolumeSign on the records, each face's list
-// linked through the slots.
-struct PlainRoute {
-  const CHConvexHull3D& hull;
-  relief::detail::HullConflicts& c;
-  using Entry = std::int32_t;  // the slot
-
-  Entry EntryOf(std::int32_t slot) const { return slot; }
-  static std::int32_t SlotOf(Entry q) { return q; }
-  bool Sees(const tFaceStructure* f, Entry q) const { return hull.VolumeSign(f, c.order[q]) < 0; }
-  void Made(tFaceStructure*) const {}
-  void File(tFaceStructure* f, Entry q) {
-    c.waiting[q].face = f;
-    c.waiting[q].next = f->conflictHead;
-    f->conflictHead = q;
-  }
-  // Hands every vertex filed under f to refile (which returns whether it
-  // filed it elsewhere) and empties f's list.
-  template <class Refile>
-  void Drain(tFaceStructure* f, Refile&& refile) {
-    std::int32_t q = f->conflictHead;
-    f->conflictHead = -1;
-    while (q != -1) {
-      const std::int32_t following = c.waiting[q].next;
-      if (!refile(q)) c.waiting[q].face = nullptr;
-      q = following;
-    }
-  }
-};
-
-// The fast route: planes kept with the faces, and each face's list a chain
-// of small blocks holding the vertices' coordinates, so that refiling reads
-// its vertices in sequence instead of chasing slots across memory.
-struct FastRoute {
-  struct Entry {
-    double x, y, z;
-    std::int32_t slot;
-  };
-  static constexpr int kBlock = 4;
-  struct Block {
-    Entry e[kBlock];
-    std::int32_t count;
-    std::int32_t next;   // next block of the same face, or of the free list
-    std::int32_t after;  // the block after next (of the same face): read ahead
-  };
-
-  relief::detail::HullConflicts& c;
-  relief::detail::HullFrame frame;
-  std::vector<Block> blocks;
-  std::int32_t free = -1;
-
-  Entry EntryOf(std::int32_t slot) const {
-    Entry e;
-    frame.Translate(c.order[slot], e.x, e.y, e.z);
-    e.slot = slot;
-    return e;
-  }
-  static std::int32_t SlotOf(const Entry& q) { return q.slot; }
-  bool Sees(tFaceStructure* f, const Entry& q) const {
-    const int sees = relief::detail::HullPlaneSees(f, q.x, q.y, q.z);
-    return sees >= 0 ? sees == 1 : SeesExactly(f, q.slot);
-  }
-  // Out of line: rare, and it reads the scattered vertex records.
-  __attribute__((noinline, cold)) bool SeesExactly(const tFaceStructure* f, std::int32_t slot) const {
-    return relief::detail::HullVolumeSignExact(f->vertex[0], f->vertex[1], f->vertex[2], c.order[slot]) < 0;
-  }
-  void Made(tFaceStructure* f) const { relief::detail::MakeHullPlane(frame, f, relief::detail::PlaneOf(f)); }
-  void File(tFaceStructure* f, const Entry& q) {
-    c.waiting[q.slot].face = f;
-    std::int32_t h = f->conflictHead;
-    if (h == -1 || blocks[h].count == kBlock) {
-      std::int32_t b = free;
-      if (b != -1) {
-        free = blocks[b].next;
-      } else {
-        b = static_cast<std::int32_t>(blocks.size());
-        blocks.emplace_back();
-      }
-      blocks[b].count = 0;
-      blocks[b].next = h;
-      blocks[b].after = h == -1 ? -1 : blocks[h].next;
-      f->conflictHead = h = b;
-    }
-    Block& block = blocks[h];
-    block.e[block.count++] = q;
-  }
-  template <class Refile>
-  void Drain(tFaceStructure* f, Refile&& refile) {
-    std::int32_t h = f->conflictHead;
-    f->conflictHead = -1;
-    if (h != -1 && blocks[h].next != -1) __builtin_prefetch(&blocks[blocks[h].next]);
-    while (h != -1) {
-      // refile may add blocks (and move the vector): index, never hold.
-      const int count = blocks[h].count;
-      // Walking a face's chain waits on memory once per block; fetch two
-      // ahead (the next one was asked for one block earlier).
-      if (blocks[h].after != -1) __builtin_prefetch(&blocks[blocks[h].after]);
-      for (int k = 0; k < count; ++k) {
-        const Entry q = blocks[h].e[k];
-        if (!refile(q)) c.waiting[q.slot].face = nullptr;
-      }
-      const std::int32_t following = blocks[h].next;
-      blocks[h].next = free;
-      free = h;
-      h = following;
-    }
-  }
-};
 
 }  // namespace
 
@@ -247,7 +135,7 @@ tFaceStructure* CHConvexHull3D::MakeConeFace(tEdgeStructure* e, tVertexStructure
 }
 
 bool CHConvexHull3D::AddOne(tVertexStructure* p) {
-  PlainRoute route{*this, *m_pConflicts};
+  relief::detail::PlainRoute route{*this, *m_pConflicts};
   return AddOneWith(p, route);
 }
 
@@ -375,13 +263,13 @@ void CHConvexHull3D::ConstructHull() {
       fits = fits && hi[k] - mid[k] <= relief::detail::kHullFrameLimit && mid[k] - lo[k] <= relief::detail::kHullFrameLimit;
     }
     if (fits) {
-      FastRoute route{c, {}, {}};
+      relief::detail::FastRoute route{c, {}, {}};
       route.frame.ox = mid[0];
       route.frame.oy = mid[1];
       route.frame.oz = mid[2];
       // Every waiting vertex sits in one block at a time, and most
       // blocks are full.
-      route.blocks.reserve(static_cast<std::size_t>(n) / FastRoute::kBlock + 1024);
+      route.blocks.reserve(static_cast<std::size_t>(n) / relief::detail::FastRoute::kBlock + 1024);
       tFaceStructure* f = m_pFaces;
       do {
         route.Made(f);
@@ -394,7 +282,7 @@ void CHConvexHull3D::ConstructHull() {
       return;
     }
   }
-  PlainRoute route{*this, c};
+  relief::detail::PlainRoute route{*this, c};
   ConstructHullWith(route);
   CleanUp();
 }

@@ -34,63 +34,69 @@ std::vector<T*> Numbered(T* head) {
 
 void CHConvexHull3D::CompactRecords() {
   if (!m_pFaces || !m_pEdges) return;
+  relief::detail::HullVertexIndex& owner = *m_pIndex;
   std::vector<tFaceStructure*> faces;
   std::vector<tEdgeStructure*> edges;
-  // Every edge and face record lives in these blocks; once the live ones
-  // are copied they all go (the deleted ones kept for reuse with them).
-  std::vector<void*> old;
+  std::vector<std::uint32_t> faceEdges;  // new edge number of each face's edge[k]
+  std::vector<void*> oldEdgeBlocks, oldFaceBlocks;
   try {
     faces = Numbered(m_pFaces);
     edges = Numbered(m_pEdges);
-    old.swap(m_pIndex->recordBlocks);
-    m_pIndex->recordBlocks.reserve(2);
+    faceEdges.resize(3 * faces.size());
+    oldEdgeBlocks.reserve(owner.edgeRecordBlocks.size());
+    oldFaceBlocks.reserve(owner.faceRecordBlocks.size());
   } catch (const std::bad_alloc&) {
-    m_pIndex->recordBlocks.swap(old);
     AfxThrowMemoryException();
   }
   const std::size_t nf = faces.size(), ne = edges.size();
-  // Face records keep the room for a plane, as every face record has.
-  relief::detail::HullFaceRecord* fb = nullptr;
-  tEdgeStructure* eb = nullptr;
-  try {
-    fb = static_cast<relief::detail::HullFaceRecord*>(SafeCalloc(nf, sizeof(relief::detail::HullFaceRecord)));
-    eb = static_cast<tEdgeStructure*>(SafeCalloc(ne, sizeof(tEdgeStructure)));
-  } catch (...) {
-    SafeFree(fb);
-    m_pIndex->recordBlocks.swap(old);
-    throw;
-  }
-  m_pIndex->recordBlocks.push_back(fb);
-  m_pIndex->recordBlocks.push_back(eb);
+  for (std::size_t i = 0; i < nf; ++i)
+    for (int k = 0; k < 3; ++k) faceEdges[3 * i + k] = faces[i]->edge[k]->stamp;
 
-  auto face = [&](const tFaceStructure* old) { return old ? &fb[old->stamp].face : nullptr; };
-  for (std::size_t i = 0; i < nf; ++i) {
-    tFaceStructure& f = fb[i].face;
-    f = *faces[i];
-    for (tEdgeStructure*& e : f.edge) e = &eb[e->stamp];
-    f.next = &fb[i + 1 == nf ? 0 : i + 1].face;
-    f.prev = &fb[i == 0 ? nf - 1 : i - 1].face;
-    f.pooled = true;
+  // Edges first: every old edge record (live or kept for reuse) lives in
+  // the old edge blocks, which go as soon as the live ones are copied; then
+  // the faces likewise. The peak stays one series of records above the hull.
+  auto* eb = static_cast<tEdgeStructure*>(SafeCalloc(ne, sizeof(tEdgeStructure)));
+  // The built hull's face records need no plane any more (no face is made
+  // after the construction), so they take the plain record size.
+  tFaceStructure* fb = nullptr;
+  try {
+    fb = static_cast<tFaceStructure*>(SafeCalloc(nf, sizeof(tFaceStructure)));
+  } catch (...) {
+    SafeFree(eb);
+    throw;
   }
   for (std::size_t i = 0; i < ne; ++i) {
     tEdgeStructure& e = eb[i];
     e = *edges[i];
-    e.adjface[0] = face(e.adjface[0]);
-    e.adjface[1] = face(e.adjface[1]);
-    e.newface = face(e.newface);
+    e.adjface[0] = e.adjface[0] ? &fb[e.adjface[0]->stamp] : nullptr;
+    e.adjface[1] = e.adjface[1] ? &fb[e.adjface[1]->stamp] : nullptr;
+    e.newface = e.newface ? &fb[e.newface->stamp] : nullptr;
     e.next = &eb[i + 1 == ne ? 0 : i + 1];
     e.prev = &eb[i == 0 ? ne - 1 : i - 1];
     e.pooled = true;
+    // Stamps mark visits during an addition: the numbering must not look
+    // like one.
+    e.stamp = 0;
   }
-  // Stamps mark visits during an addition: the numbering must not look
-  // like one.
-  for (std::size_t i = 0; i < nf; ++i) fb[i].face.stamp = 0;
-  for (std::size_t i = 0; i < ne; ++i) eb[i].stamp = 0;
+  oldEdgeBlocks.swap(owner.edgeRecordBlocks);
+  owner.edgeRecordBlocks.push_back(eb);  // cannot throw: reserved above for the old (non-zero) count
+  for (void* block : oldEdgeBlocks) SafeFree(block);
+  for (std::size_t i = 0; i < nf; ++i) {
+    tFaceStructure& f = fb[i];
+    f = *faces[i];
+    for (int k = 0; k < 3; ++k) f.edge[k] = &eb[faceEdges[3 * i + k]];
+    f.next = &fb[i + 1 == nf ? 0 : i + 1];
+    f.prev = &fb[i == 0 ? nf - 1 : i - 1];
+    f.pooled = true;
+    f.stamp = 0;
+  }
+  oldFaceBlocks.swap(owner.faceRecordBlocks);
+  owner.faceRecordBlocks.push_back(fb);
+  for (void* block : oldFaceBlocks) SafeFree(block);
 
-  for (void* block : old) SafeFree(block);
   m_pSpareFaces = nullptr;
   m_pSpareEdges = nullptr;
-  m_pIndex->edgeBlocks.left = m_pIndex->faceBlocks.left = 0;
-  m_pFaces = &fb[0].face;
+  owner.edgeBlocks.left = owner.faceBlocks.left = 0;
+  m_pFaces = fb;
   m_pEdges = eb;
 }

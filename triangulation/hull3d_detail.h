@@ -111,7 +111,8 @@ struct HullRecordBlocks {
 // pointer (user addresses on x86-64 have 47) hold 16 more bits of the hash,
 // so a probe only reads a record when those agree.
 struct HullVertexIndex {
-  std::vector<void*> recordBlocks;  // edge and face record blocks, compacted ones too (SafeCalloc)
+  std::vector<void*> edgeRecordBlocks;  // edge record blocks, the compacted one too (SafeCalloc)
+  std::vector<void*> faceRecordBlocks;  // face record blocks, likewise
 
   // True when a stored vertex has the triple; otherwise `at` is the free
   // slot for it (until the next call).
@@ -138,9 +139,9 @@ struct HullVertexIndex {
   }
 
   HullVertexBlocks vertexBlocks;  // where the vertex records live
-  // Where the edge and face records live, in the hull's recordBlocks.
-  HullRecordBlocks edgeBlocks{recordBlocks};
-  HullRecordBlocks faceBlocks{recordBlocks};
+  // Where the edge and face records are taken from while the hull grows.
+  HullRecordBlocks edgeBlocks{edgeRecordBlocks};
+  HullRecordBlocks faceBlocks{faceRecordBlocks};
 
  private:
   static constexpr std::uint64_t kTagMask = 0xFFFF000000000000ull;

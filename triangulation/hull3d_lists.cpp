@@ -183,7 +183,8 @@ CHConvexHull3D::CHConvexHull3D() {
 CHConvexHull3D::~CHConvexHull3D() {
   FreeAll();
   for (void* block : m_pIndex->vertexBlocks.blocks) SafeFree(block);
-  for (void* block : m_pIndex->recordBlocks) SafeFree(block);
+  for (void* block : m_pIndex->edgeRecordBlocks) SafeFree(block);
+  for (void* block : m_pIndex->faceRecordBlocks) SafeFree(block);
   delete m_pIndex;
 }
 

@@ -24,7 +24,8 @@ struct HullPlane {
   double kx, ky, kz;
 };
 
-// Face records are allocated with their plane behind them.
+// Face records are made with their plane behind them while the hull grows
+// (CompactRecords moves the finished hull's faces into plain records).
 struct HullFaceRecord {
   tFaceStructure face;
   HullPlane plane;
