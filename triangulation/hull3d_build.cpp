@@ -267,15 +267,15 @@ void CHConvexHull3D::ConstructHull() {
       route.frame.ox = mid[0];
       route.frame.oy = mid[1];
       route.frame.oz = mid[2];
-      // Every waiting vertex sits in one block at a time, and most
-      // blocks are full.
-      route.blocks.reserve(static_cast<std::size_t>(n) / relief::detail::FastRoute::kBlock + 1024);
       tFaceStructure* f = m_pFaces;
       do {
         route.Made(f);
         f = f->next;
       } while (f != m_pFaces);
       ConstructHullWith(route);
+      // The waiting lists are done with: make room for the copies.
+      route.blocks.Release();
+      std::vector<relief::detail::HullConflicts::Waiting>().swap(c.waiting);
       // Before the clean-up, whose walk over the edges profits already.
       CompactRecords();
       CleanUp();

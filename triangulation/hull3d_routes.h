@@ -7,6 +7,7 @@
 // list never matters.
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "relief/CHConvexHull3D.h"
@@ -61,9 +62,27 @@ struct FastRoute {
     std::int32_t after;  // the block after next (of the same face): read ahead
   };
 
+  // Blocks by number, in chunks that never move (no copy as they grow,
+  // no room reserved beyond the last chunk).
+  struct BlockStore {
+    static constexpr int kShift = 12;
+    std::vector<std::unique_ptr<Block[]>> chunks;
+    std::int32_t size = 0;
+    Block& operator[](std::int32_t i) { return chunks[i >> kShift][i & ((1 << kShift) - 1)]; }
+    std::int32_t Add() {
+      if ((size & ((1 << kShift) - 1)) == 0) chunks.emplace_back(new Block[1 << kShift]);
+      return size++;
+    }
+    void Release() {
+      chunks.clear();
+      chunks.shrink_to_fit();
+      size = 0;
+    }
+  };
+
   HullConflicts& c;
   HullFrame frame;
-  std::vector<Block> blocks;
+  BlockStore blocks;
   std::int32_t free = -1;
 
   Entry EntryOf(std::int32_t slot) const {
@@ -90,8 +109,7 @@ struct FastRoute {
       if (b != -1) {
         free = blocks[b].next;
       } else {
-        b = static_cast<std::int32_t>(blocks.size());
-        blocks.emplace_back();
+        b = blocks.Add();
       }
       blocks[b].count = 0;
       blocks[b].next = h;
@@ -107,7 +125,6 @@ struct FastRoute {
     f->conflictHead = -1;
     if (h != -1 && blocks[h].next != -1) __builtin_prefetch(&blocks[blocks[h].next]);
     while (h != -1) {
-      // refile may add blocks (and move the vector): index, never hold.
       const int count = blocks[h].count;
       // Walking a face's chain waits on memory once per block; fetch two
       // ahead (the next one was asked for one block earlier).
