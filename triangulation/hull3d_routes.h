@@ -83,7 +83,7 @@ struct FastRoute {
   HullConflicts& c;
   HullFrame frame;
   BlockStore blocks;
-  std::int32_t free = -1;
+  std::int32_t spare = -1;  // first block of the free list
 
   Entry EntryOf(std::int32_t slot) const {
     Entry e;
@@ -105,9 +105,9 @@ struct FastRoute {
     c.waiting[q.slot].face = f;
     std::int32_t h = f->conflictHead;
     if (h == -1 || blocks[h].count == kBlock) {
-      std::int32_t b = free;
+      std::int32_t b = spare;
       if (b != -1) {
-        free = blocks[b].next;
+        spare = blocks[b].next;
       } else {
         b = blocks.Add();
       }
@@ -134,8 +134,8 @@ struct FastRoute {
         if (!refile(q)) c.waiting[q.slot].face = nullptr;
       }
       const std::int32_t following = blocks[h].next;
-      blocks[h].next = free;
-      free = h;
+      blocks[h].next = spare;
+      spare = h;
       h = following;
     }
   }
