@@ -156,6 +156,7 @@ class RELIEF_API CHConvexHull3D {
   // The hull is identical either way: the same faces in the same order, the
   // same vertex records. A class that overrides VolumeSign always takes the
   // plain route, as do inputs spanning more than 2^50 in some coordinate.
+  // Read by the next CalcConvexHull (or CalcDelaunayTriangulation).
   void SetReferenceScans(bool plain) { m_bReferenceScans = plain; }
   bool GetReferenceScans() const { return m_bReferenceScans; }
 
@@ -183,6 +184,16 @@ class RELIEF_API CHConvexHull3D {
   void StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z, int index, bool flag);
   void FreeAll();
 
+  tVertexStructure* m_pVertices = nullptr;
+  tEdgeStructure* m_pEdges = nullptr;
+  tFaceStructure* m_pFaces = nullptr;
+  int m_nNumFaces = 0;
+  int m_nNumEdges = 0;
+  int m_nNumVertices = 0;
+  int m_nVertexCounter = 0;
+  bool m_bDebug = false;
+
+ private:
   // The construction with the visibility test and the waiting lists as a
   // parameter (plain: the virtual VolumeSign; fast: cached planes), one
   // body for both routes.
@@ -196,16 +207,6 @@ class RELIEF_API CHConvexHull3D {
   // read memory in sequence.
   void CompactRecords();
 
-  tVertexStructure* m_pVertices = nullptr;
-  tEdgeStructure* m_pEdges = nullptr;
-  tFaceStructure* m_pFaces = nullptr;
-  int m_nNumFaces = 0;
-  int m_nNumEdges = 0;
-  int m_nNumVertices = 0;
-  int m_nVertexCounter = 0;
-  bool m_bDebug = false;
-
- private:
   relief::detail::HullVertexIndex* m_pIndex = nullptr;  // finds quantised duplicates in O(1)
   relief::detail::HullConflicts* m_pConflicts = nullptr;  // pending vertices per face while building
   std::uint32_t m_nStamp = 0;
