@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "relief/CSSEMatrix.h"
+#include "relief/CSSEcharMatrix.h"
 
 namespace {
 
@@ -144,6 +145,38 @@ void ReplaceValueWithValue(benchmark::State& state) {
   Measure(state, 2 * RasterBytes(), "memcpy", false, [] { Raster().ReplaceValueWithValue(1.5f, 1.5f); });
 }
 
+// In-place differences along x on a raster of their own (they change what
+// they read); the byte raster's pair is on 16-row registers of the same count.
+CSSEMatrix& DerivativeRaster() {
+  static CSSEMatrix m = MakeFilled(1.5f);
+  return m;
+}
+
+CSSEcharMatrix& ByteRaster(int which) {
+  static CSSEcharMatrix m[2];
+  if (m[which].GetSSESizeX() == 0) {
+    m[which].Create(kSize, kSize);
+    m[which].Clear(static_cast<char>(3 + which));
+  }
+  return m[which];
+}
+
+std::size_t ByteRasterBytes() {
+  return sizeof(__m128i) * std::size_t(ByteRaster(0).GetSSESizeX()) * ByteRaster(0).GetSSESizeY();
+}
+
+void CalcDerivativeX(benchmark::State& state) {
+  Measure(state, 2 * RasterBytes(), "memcpy", false, [] { DerivativeRaster().CalcDerivativeX(); });
+}
+
+void ByteSubMatrix(benchmark::State& state) {
+  Measure(state, 3 * ByteRasterBytes(), "memcpy", false, [] { ByteRaster(0).SubMatrix(ByteRaster(1)); });
+}
+
+void ByteCalcDerivative(benchmark::State& state) {
+  Measure(state, 2 * ByteRasterBytes(), "memcpy", false, [] { ByteRaster(1).CalcDerivative(); });
+}
+
 // ---- reductions --------------------------------------------------------------
 
 void NumValuesAbove(benchmark::State& state) {
@@ -208,6 +241,9 @@ BENCHMARK(CopyFromSSEMatrix)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(TresholdAbove)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(OffsetMatrix)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(ReplaceValueWithValue)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(CalcDerivativeX)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(ByteSubMatrix)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(ByteCalcDerivative)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(NumValuesAbove)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(IntegrateMatrix)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(CalcMinMaxValues)->Unit(benchmark::kMillisecond)->UseRealTime();

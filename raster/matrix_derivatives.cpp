@@ -1,14 +1,10 @@
 // CSSEMatrix forward differences, in place, register by register.
 
+#include "raster/register_walk.h"
 #include "relief/CSSEMatrix.h"
 
 void CSSEMatrix::CalcDerivativeX() {
-  if (!m_ppLines) return;
-  // Ascending x reads register x + 1 before it is overwritten.
-  for (int k = 0; k < m_nSSESizeY; ++k) {
-    __m128* line = m_ppLines[k];
-    for (int x = 0; x + 1 < m_nSSESizeX; ++x) line[x] = _mm_sub_ps(line[x + 1], line[x]);
-  }
+  relief::detail::ForEachRegisterWithRight(*this, [](__m128& r, __m128 right) { r = _mm_sub_ps(right, r); });
 }
 
 void CSSEMatrix::CalcDerivativeY() {
