@@ -171,6 +171,14 @@ void CalcDerivativeX(benchmark::State& state) {
   Measure(state, 2 * RasterBytes(), "memcpy", false, [] { DerivativeRaster().CalcDerivativeX(); });
 }
 
+void CalcDerivativeY(benchmark::State& state) {
+  Measure(state, 2 * RasterBytes(), "memcpy", false, [] { DerivativeRaster().CalcDerivativeY(); });
+}
+
+void FillMatrixWithProcessedRow(benchmark::State& state) {
+  Measure(state, RasterBytes(), "memset", false, [] { Raster().FillMatrixWithProcessedRow(); });
+}
+
 void ByteSubMatrix(benchmark::State& state) {
   Measure(state, 3 * ByteRasterBytes(), "memcpy", false, [] { ByteRaster(0).SubMatrix(ByteRaster(1)); });
 }
@@ -251,6 +259,8 @@ BENCHMARK(TresholdAbove)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(OffsetMatrix)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(ReplaceValueWithValue)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(CalcDerivativeX)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(CalcDerivativeY)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(FillMatrixWithProcessedRow)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(ByteSubMatrix)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(ByteCalcDerivative)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(NumValuesAbove)->Unit(benchmark::kMillisecond)->UseRealTime();

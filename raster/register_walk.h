@@ -45,18 +45,29 @@ inline void VisitRegister(Op& op, Reg& reg, int k, int x) {
     op(reg);
 }
 
-// op on the registers of columns [x0, x1) of every SSE row, SSE row by SSE
-// row, column by column. Nothing happens without storage.
+// op on the registers of columns [x0, x1) of SSE rows [k0, k1), SSE row by
+// SSE row, column by column. Nothing happens without storage.
 template <class M, class Op>
-inline void ForEachRegisterInColumns(M& m, int x0, int x1, Op&& op) {
+inline void ForEachRegisterInBlock(M& m, int x0, int x1, int k0, int k1, Op&& op) {
   const auto lines = m.GetMatrixDataDirectly();
   if (!lines) return;
-  const int sseY = m.GetSSESizeY();
-  for (int k = 0; k < sseY; ++k) {
+  for (int k = k0; k < k1; ++k) {
     const auto row = lines[k];
 #pragma GCC unroll 4
     for (int x = x0; x < x1; ++x) VisitRegister(op, row[x], k, x);
   }
+}
+
+// op on the registers of columns [x0, x1) of every SSE row.
+template <class M, class Op>
+inline void ForEachRegisterInColumns(M& m, int x0, int x1, Op&& op) {
+  ForEachRegisterInBlock(m, x0, x1, 0, m.GetSSESizeY(), op);
+}
+
+// op on every register of SSE rows [k0, k1).
+template <class M, class Op>
+inline void ForEachRegisterInRows(M& m, int k0, int k1, Op&& op) {
+  ForEachRegisterInBlock(m, 0, m.GetSSESizeX(), k0, k1, op);
 }
 
 // op on every register of the raster.
@@ -91,6 +102,41 @@ inline void ForEachRegisterWithRight(M& m, Op&& op) {
   for (int k = 0; k < e.sseY; ++k) {
     const auto row = lines[k];
     for (int x = 0; x + 1 < e.sseX; ++x) op(row[x], row[x + 1]);
+  }
+}
+
+// op(reg, below) for every register of every SSE row but the last, in
+// ascending SSE rows, below being the register under it as it was before
+// the walk reached it: in-place differences along y read their successor
+// first.
+template <class M, class Op>
+inline void ForEachRegisterWithBelow(M& m, Op&& op) {
+  const auto lines = m.GetMatrixDataDirectly();
+  if (!lines) return;
+  const Extent e = WholeExtent(m);
+  for (int k = 0; k + 1 < e.sseY; ++k) {
+    const auto row = lines[k];
+    const auto below = lines[k + 1];
+    for (int x = 0; x < e.sseX; ++x) op(row[x], below[x]);
+  }
+}
+
+// Image row y of a float raster's row table: its pixels lie four floats
+// apart, pixel x at [4 * x] (lane y & 3 of each register).
+inline float* ImageRow(__m128* const* lines, int y) { return reinterpret_cast<float*>(lines[y >> 2]) + (y & 3); }
+inline const float* ImageRow(const __m128* const* lines, int y) {
+  return reinterpret_cast<const float*>(lines[y >> 2]) + (y & 3);
+}
+
+// op(x, y, pixel) for every pixel of a float raster (not the padding), image
+// row by image row; pixel is a float& when the raster is written.
+template <class M, class Op>
+inline void ForEachPixel(M& m, Op&& op) {
+  const auto lines = m.GetMatrixDataDirectly();
+  if (!lines) return;
+  for (int y = 0; y < m.GetSizeY(); ++y) {
+    const auto row = ImageRow(lines, y);
+    for (int x = 0; x < m.GetSizeX(); ++x) op(x, y, row[4 * x]);
   }
 }
 
