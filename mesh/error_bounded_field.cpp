@@ -21,14 +21,8 @@ inline __m128 DataMask(__m128 v) {
 
 SValidBox FindValidBox(const CSSEMatrix& field) {
   const DataBox scan = ScanDataBox<true>(field, [](__m128 v) { return DataMask(v); });
-  SValidBox box;
-  if (scan.pixels == 0) return box;
-  box.minX = scan.minX;
-  box.minY = scan.minY;
-  box.maxX = scan.maxX;
-  box.maxY = scan.maxY;
-  box.validPixels = scan.pixels;
-  return box;
+  if (scan.pixels == 0) return SValidBox{};
+  return SValidBox{scan.minX, scan.minY, scan.maxX, scan.maxY, scan.pixels};
 }
 
 void CopyBox(const CSSEMatrix& field, const SValidBox& box, std::vector<float>& out) {
