@@ -4,15 +4,17 @@
 // in double, truncate toward zero as the processor's conversion does, and
 // clamp into the raster where the operation clamps.
 
-#include <climits>
-
 namespace relief::detail {
 
-// Truncation toward zero as the processor's conversion does it: values outside
-// the int range (and NaN) give INT_MIN, never undefined behaviour.
+// Truncation toward zero by the processor's conversion itself (cvttsd2si):
+// values outside the int range (and NaN) give INT_MIN, never undefined
+// behaviour, and the hot loops pay one instruction, no range test. Written as
+// the instruction so that it always runs: a compiler folding the conversion
+// of a constant may answer differently for NaN.
 inline int TruncToInt(double v) {
-  if (!(v > -2147483649.0 && v < 2147483648.0)) return INT_MIN;
-  return static_cast<int>(v);
+  int r;
+  asm("cvttsd2si %1, %0" : "=r"(r) : "x"(v));
+  return r;
 }
 
 // A coordinate's pixel: add 0.5 in double, truncate toward zero. Floats
