@@ -105,22 +105,6 @@ inline void ForEachRegisterWithRight(M& m, Op&& op) {
   }
 }
 
-// op(reg, below) for every register of every SSE row but the last, in
-// ascending SSE rows, below being the register under it as it was before
-// the walk reached it: in-place differences along y read their successor
-// first.
-template <class M, class Op>
-inline void ForEachRegisterWithBelow(M& m, Op&& op) {
-  const auto lines = m.GetMatrixDataDirectly();
-  if (!lines) return;
-  const Extent e = WholeExtent(m);
-  for (int k = 0; k + 1 < e.sseY; ++k) {
-    const auto row = lines[k];
-    const auto below = lines[k + 1];
-    for (int x = 0; x < e.sseX; ++x) op(row[x], below[x]);
-  }
-}
-
 // Image row y of a float raster's row table: its pixels lie four floats
 // apart, pixel x at [4 * x] (lane y & 3 of each register).
 inline float* ImageRow(__m128* const* lines, int y) { return reinterpret_cast<float*>(lines[y >> 2]) + (y & 3); }
