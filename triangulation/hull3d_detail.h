@@ -12,6 +12,21 @@
 
 namespace relief::detail {
 
+// Visits every record of a circular list once, as the circle stood at the
+// start; visit may delete the record it is given.
+template <typename T, typename F>
+void ForEachOnceRound(T* head, F&& visit) {
+  if (!head) return;
+  T* const last = head->prev;
+  for (T* r = head;;) {
+    T* const following = r->next;
+    const bool done = r == last;
+    visit(r);
+    if (done) return;
+    r = following;
+  }
+}
+
 // Products of three coordinate differences exceed 64 bits long before the
 // quantised coordinates do, so the predicates multiply in 128 bits and only
 // the sign leaves them.
