@@ -7,11 +7,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <ctime>
-#include <map>
-#include <random>
-#include <string>
-
+#include "bench/raster_bench_common.h"
 #include "relief/CFilters.h"
 #include "relief/CSSEMatrix.h"
 
@@ -19,28 +15,15 @@ namespace {
 
 constexpr int kSize = 4096;
 
-// CPU seconds per iteration (the machine is shared, wall time is not
-// reliable); "vs_ref" is the reference's time over this figure's.
-template <class Body>
-double CpuSecondsPerIteration(benchmark::State& state, Body body) {
-  const std::clock_t start = std::clock();
-  for (auto _ : state) body();
-  return double(std::clock() - start) / CLOCKS_PER_SEC / double(state.iterations());
-}
-
-std::map<std::string, double>& References() {
-  static std::map<std::string, double> refs;
-  return refs;
-}
+using relief::bench::CpuSecondsPerIteration;
+using relief::bench::References;
 
 const CSSEMatrix& HeightField() {
   static const CSSEMatrix m = [] {
     CSSEMatrix out;
     out.Create(kSize, kSize);
-    std::mt19937 rng(42);
-    std::uniform_real_distribution<float> height(1.0f, 100.0f);
-    for (int y = 0; y < kSize; ++y)
-      for (int x = 0; x < kSize; ++x) out.SetPoint(x, y, (x / 64 + y / 64) % 7 == 0 ? 0.0f : height(rng));
+    relief::bench::FillRandomHeights(kSize, 42, relief::bench::NoDataBlock,
+                                     [&out](int x, int y, float v) { out.SetPoint(x, y, v); });
     return out;
   }();
   return m;

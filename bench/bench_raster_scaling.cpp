@@ -4,39 +4,24 @@
 
 #include <benchmark/benchmark.h>
 
-#include <ctime>
-#include <map>
-#include <random>
 #include <string>
 
+#include "bench/raster_bench_common.h"
 #include "relief/CSSEMatrix.h"
 
 namespace {
 
 constexpr int kSize = 4096;
 
-// CPU seconds per iteration (the machine is shared, wall time is not
-// reliable); "vs_ref" is the reference's time over this figure's.
-template <class Body>
-double CpuSecondsPerIteration(benchmark::State& state, Body body) {
-  const std::clock_t start = std::clock();
-  for (auto _ : state) body();
-  return double(std::clock() - start) / CLOCKS_PER_SEC / double(state.iterations());
-}
-
-std::map<std::string, double>& References() {
-  static std::map<std::string, double> refs;
-  return refs;
-}
+using relief::bench::CpuSecondsPerIteration;
+using relief::bench::References;
 
 CSSEMatrix& Source() {
   static CSSEMatrix m = [] {
     CSSEMatrix out;
     out.Create(kSize, kSize);
-    std::mt19937 rng(7);
-    std::uniform_real_distribution<float> height(1.0f, 100.0f);
-    for (int y = 0; y < kSize; ++y)
-      for (int x = 0; x < kSize; ++x) out.SetPoint(x, y, height(rng));
+    relief::bench::FillRandomHeights(
+        kSize, 7, [](int, int) { return false; }, [&out](int x, int y, float v) { out.SetPoint(x, y, v); });
     return out;
   }();
   return m;

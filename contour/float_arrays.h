@@ -1,12 +1,12 @@
 #pragma once
 
-// Helpers shared by the contour sources: padded SIMD coordinate arrays and the
-// float-to-pixel conversions.
+// Helpers shared by the contour sources: padded SIMD coordinate arrays, and
+// the float-to-pixel conversions every subsystem shares.
 
-#include <climits>
 #include <cstddef>
 #include <cstring>
 
+#include "core/pixel_rounding.h"
 #include "relief/SafeMemory.h"
 
 namespace relief::detail {
@@ -22,22 +22,6 @@ inline float* AllocPaddedFloats(int n) {
   void* p = SafeAlignedAlloc(count * sizeof(float) + (count == 0 ? 16 : 0), 16);
   std::memset(p, 0, count * sizeof(float));
   return static_cast<float*>(p);
-}
-
-// Truncation toward zero as the processor's conversion does it: values outside
-// the int range (and NaN) give INT_MIN, never undefined behaviour.
-inline int TruncToInt(double v) {
-  if (!(v > -2147483649.0 && v < 2147483648.0)) return INT_MIN;
-  return static_cast<int>(v);
-}
-
-// A float coordinate's pixel: add 0.5 in double, truncate toward zero.
-inline int PixelOf(float v) { return TruncToInt(static_cast<double>(v) + 0.5); }
-
-// v limited to 0 .. size - 1 (upper bound first, so size 0 gives 0).
-inline int ClampIndex(int v, int size) {
-  v = v > size - 1 ? size - 1 : v;
-  return v < 0 ? 0 : v;
 }
 
 }  // namespace relief::detail

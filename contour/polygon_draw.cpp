@@ -8,13 +8,13 @@
 #include "relief/CSSE3dPolygon.h"
 #include "relief/CSSEMatrix.h"
 
-using relief::detail::ClampIndex;
+using relief::detail::ClampedPixelOf;
 using relief::detail::PixelOf;
 
 void CSSE3dPolygon::DrawInMatrix(CSSEMatrix* m) {
   if (!m) return;
   for (int i = 0; i < m_nNumPoints; ++i)
-    m->SetPoint(ClampIndex(PixelOf(m_pX[i]), m->GetSizeX()), ClampIndex(PixelOf(m_pY[i]), m->GetSizeY()), m_pZ[i]);
+    m->SetPoint(ClampedPixelOf(m_pX[i], m->GetSizeX()), ClampedPixelOf(m_pY[i], m->GetSizeY()), m_pZ[i]);
 }
 
 void CSSE3dPolygon::DrawInMatrix(float value, CSSEMatrix* m, bool zy, float offsetX, float offsetY, bool xz) {
@@ -24,7 +24,7 @@ void CSSE3dPolygon::DrawInMatrix(float value, CSSEMatrix* m, bool zy, float offs
       m->Set3x3BoxPoint(PixelOf(m_pX[i] + offsetX), PixelOf(m_pZ[i] + offsetY), value);
     } else if (zy) {
       // The z-y view has always ignored the offsets; callers pass zeros.
-      m->SetPoint(ClampIndex(PixelOf(m_pZ[i]), m->GetSizeX()), ClampIndex(PixelOf(m_pY[i]), m->GetSizeY()), value);
+      m->SetPoint(ClampedPixelOf(m_pZ[i], m->GetSizeX()), ClampedPixelOf(m_pY[i], m->GetSizeY()), value);
     } else {
       m->Set3x3BoxPoint(PixelOf(m_pX[i] + offsetX), PixelOf(m_pY[i] + offsetY), value);
     }
@@ -58,14 +58,14 @@ void CSSE3dPolygon::DrawInMatrixAndFill(float value, CSSEMatrix* m) {
   // filled this way are dense, and results must not change with that rule).
   const int used = 4 * (m_nNumPoints / 4);
   for (int i = 0; i < used; ++i)
-    m->SetPoint(ClampIndex(PixelOf(m_pX[i]), sizeX), ClampIndex(PixelOf(m_pY[i]), sizeY), value);
+    m->SetPoint(ClampedPixelOf(m_pX[i], sizeX), ClampedPixelOf(m_pY[i], sizeY), value);
 
   for (int i = 0; i < used; ++i) {
     const int next = i + 1 < used ? i + 1 : 0;
     const float dx = m_pX[next] - m_pX[i];
     const float dy = m_pY[next] - m_pY[i];
-    const int x = ClampIndex(PixelOf(m_pX[i]), sizeX);
-    const int y = ClampIndex(PixelOf(m_pY[i]), sizeY);
+    const int x = ClampedPixelOf(m_pX[i], sizeX);
+    const int y = ClampedPixelOf(m_pY[i], sizeY);
     // The run goes to the left of the direction of travel, perpendicular to
     // its dominant component: the interior of a contour of positive signed
     // area.

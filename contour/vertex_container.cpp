@@ -10,8 +10,7 @@
 #include "relief/SafeMemory.h"
 #include "relief/TaCSSEVertexContainer.h"
 
-using relief::detail::ClampIndex;
-using relief::detail::PixelOf;
+using relief::detail::ClampedPixelOf;
 
 namespace {
 
@@ -154,7 +153,7 @@ void TaCSSEVertexContainer::SetVertexZFromMatrix(CSSEMatrix* m) {
   if (!m || !m->GetMatrixDataDirectly()) return;
   for (int i = 0; i < m_nNumVertices; ++i) {
     SSEPoint& v = m_pVertices[i];
-    v.z = m->GetPoint(ClampIndex(PixelOf(v.x), m->GetSizeX()), ClampIndex(PixelOf(v.y), m->GetSizeY()));
+    v.z = m->GetPoint(ClampedPixelOf(v.x, m->GetSizeX()), ClampedPixelOf(v.y, m->GetSizeY()));
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "raster/data_box.h"
 #include "relief/CSSEMatrix.h"
 
 namespace relief::detail {
@@ -16,44 +17,12 @@ inline __m128 DataMask(__m128 v) {
   return _mm_and_ps(_mm_cmpneq_ps(v, zero), _mm_cmpeq_ps(_mm_sub_ps(v, v), zero));
 }
 
-// The lanes of SSE row k that are pixels (the last SSE row has padding).
-inline int RowLanes(int k, int height) { return height - 4 * k >= 4 ? 0xF : (1 << (height - 4 * k)) - 1; }
-
 }  // namespace
 
 SValidBox FindValidBox(const CSSEMatrix& field) {
-  SValidBox box;
-  box.minX = field.GetSizeX();
-  box.minY = field.GetSizeY();
-  const __m128* const* lines = field.GetMatrixDataDirectly();
-  const int width = field.GetSizeX(), height = field.GetSizeY();
-  // Register by register: four rows of one column at a time.
-  for (int k = 0; 4 * k < height; ++k) {
-    const int lanes = RowLanes(k, height);
-    const __m128* line = lines[k];
-    int rowBits = 0, first = -1, last = -1;
-    __m128i count = _mm_setzero_si128();
-    const __m128i laneMask = _mm_set_epi32(lanes & 8 ? -1 : 0, lanes & 4 ? -1 : 0, lanes & 2 ? -1 : 0, -1);
-    for (int x = 0; x < width; ++x) {
-      const __m128i valid = _mm_and_si128(_mm_castps_si128(DataMask(line[x])), laneMask);
-      const int bits = _mm_movemask_ps(_mm_castsi128_ps(valid));
-      count = _mm_sub_epi32(count, valid);
-      if (!bits) continue;
-      rowBits |= bits;
-      if (first < 0) first = x;
-      last = x;
-    }
-    alignas(16) std::int32_t counts[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(counts), count);
-    box.validPixels += std::int64_t(counts[0]) + counts[1] + counts[2] + counts[3];
-    if (!rowBits) continue;
-    box.minX = std::min(box.minX, first);
-    box.maxX = std::max(box.maxX, last);
-    box.minY = std::min(box.minY, 4 * k + __builtin_ctz(rowBits));
-    box.maxY = std::max(box.maxY, 4 * k + 31 - __builtin_clz(rowBits));
-  }
-  if (box.validPixels == 0) box = SValidBox{};
-  return box;
+  const DataBox scan = ScanDataBox<true>(field, [](__m128 v) { return DataMask(v); });
+  if (scan.pixels == 0) return SValidBox{};
+  return SValidBox{scan.minX, scan.minY, scan.maxX, scan.maxY, scan.pixels};
 }
 
 void CopyBox(const CSSEMatrix& field, const SValidBox& box, std::vector<float>& out) {

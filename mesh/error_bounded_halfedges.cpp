@@ -114,17 +114,8 @@ void CHalfEdgeTriangulation::SplitTriangle(int t, int p, std::vector<std::int32_
 //        x                    x
 void CHalfEdgeTriangulation::SplitEdge(int e, int p, std::vector<std::int32_t>& changed) {
   const int t = e / 3;
-  const int u = m_start[e], v = m_start[Next(e)], w = m_start[Prev(e)];
   const int f = m_twin[e];
-  const int vw = m_twin[Next(e)], wu = m_twin[Prev(e)];
-  const int tA = AddTriangle();
-  SetTriangle(t, u, p, w);
-  SetTriangle(tA, p, v, w);
-  Link(3 * t + 2, wu);
-  Link(3 * tA + 1, vw);
-  Link(3 * t + 1, 3 * tA + 2);  // p->w / w->p
-  changed.push_back(t);
-  changed.push_back(tA);
+  const int tA = SplitHalf(e, p, changed);
   if (f < 0) {
     m_twin[3 * t] = -1;
     m_twin[3 * tA] = -1;
@@ -133,22 +124,32 @@ void CHalfEdgeTriangulation::SplitEdge(int e, int p, std::vector<std::int32_t>& 
     return;
   }
   const int tN = f / 3;
-  const int x = m_start[Prev(f)];
-  const int ux = m_twin[Next(f)], xv = m_twin[Prev(f)];
-  const int tB = AddTriangle();
-  SetTriangle(tN, v, p, x);
-  SetTriangle(tB, p, u, x);
-  Link(3 * tN + 2, xv);
-  Link(3 * tB + 1, ux);
-  Link(3 * tN + 1, 3 * tB + 2);  // p->x / x->p
-  Link(3 * t, 3 * tB);           // u->p / p->u
-  Link(3 * tA, 3 * tN);          // p->v / v->p
-  changed.push_back(tN);
-  changed.push_back(tB);
+  const int tB = SplitHalf(f, p, changed);
+  Link(3 * t, 3 * tB);   // u->p / p->u
+  Link(3 * tA, 3 * tN);  // p->v / v->p
   Legalize(3 * t + 2, changed);
   Legalize(3 * tA + 1, changed);
   Legalize(3 * tN + 2, changed);
   Legalize(3 * tB + 1, changed);
+}
+
+// One side of an edge split: e = a->b of k = (a, b, c) and p on it. k
+// becomes (a, p, c) and a new triangle n = (p, b, c); their outer sides keep
+// k's neighbours, p->c / c->p joins them, and the halves along a-b are left
+// for the caller. Returns n.
+int CHalfEdgeTriangulation::SplitHalf(int e, int p, std::vector<std::int32_t>& changed) {
+  const int k = e / 3;
+  const int a = m_start[e], b = m_start[Next(e)], c = m_start[Prev(e)];
+  const int bc = m_twin[Next(e)], ca = m_twin[Prev(e)];
+  const int n = AddTriangle();
+  SetTriangle(k, a, p, c);
+  SetTriangle(n, p, b, c);
+  Link(3 * k + 2, ca);
+  Link(3 * n + 1, bc);
+  Link(3 * k + 1, 3 * n + 2);  // p->c / c->p
+  changed.push_back(k);
+  changed.push_back(n);
+  return n;
 }
 
 // Edge a->b of T = (a, b, p) against the neighbour F = (b, a, q): when q lies

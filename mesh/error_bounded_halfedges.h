@@ -57,6 +57,7 @@ class CHalfEdgeTriangulation {
   void Link(int e, int f);
   void SplitTriangle(int t, int p, std::vector<std::int32_t>& changed);
   void SplitEdge(int e, int p, std::vector<std::int32_t>& changed);
+  int SplitHalf(int e, int p, std::vector<std::int32_t>& changed);
   // Flips half-edge e (whose triangle holds the new point p opposite it) and
   // the edges that become illegal after, until none is left.
   void Legalize(int e, std::vector<std::int32_t>& changed);

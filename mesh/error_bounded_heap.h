@@ -13,7 +13,6 @@ class CTriangleHeap {
  public:
   bool Empty() const { return m_ids.empty(); }
   std::int32_t Top() const { return m_ids[0]; }
-  double TopKey() const { return m_keys[0]; }
 
   // Inserts t with key, or moves it when it is already in.
   void Set(std::int32_t t, double key) {

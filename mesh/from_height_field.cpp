@@ -13,6 +13,7 @@
 #include <emmintrin.h>
 
 #include <climits>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -95,8 +96,21 @@ struct TriangleSink {
       index = i;
     }
 
+    // The register pairs, in record order: (pPoint[0], pPoint[1]),
+    // (pPoint[2], pNormal[0]), (pNormal[1], pNormal[2]), (pT, pS),
+    // (pV, pMainNormal), (pMinPoint, pMaxPoint), (pNeighbour[0], [1]),
+    // (pNeighbour[2], pNext), (pPrev, Index and Type).
+    static_assert(sizeof(t_htriangle) == 144 && sizeof(void*) == 8, "record layout of the 64-bit build");
+    static_assert(offsetof(t_htriangle, pPoint) == 0 && offsetof(t_htriangle, pNormal) == 24, "corner registers");
+    static_assert(offsetof(t_htriangle, pT) == 48 && offsetof(t_htriangle, pS) == 56, "edge-vector register");
+    static_assert(offsetof(t_htriangle, pV) == 64 && offsetof(t_htriangle, pMainNormal) == 72, "normal register");
+    static_assert(offsetof(t_htriangle, pMinPoint) == 80 && offsetof(t_htriangle, pMaxPoint) == 88, "box register");
+    static_assert(offsetof(t_htriangle, pNeighbour) == 96 && offsetof(t_htriangle, pNext) == 120, "link registers");
+    static_assert(offsetof(t_htriangle, pPrev) == 128 && offsetof(t_htriangle, Index) == 136 &&
+                      offsetof(t_htriangle, Type) == 140,
+                  "last register: pPrev, then Index in the low and Type in the high half of its upper word");
+
     void Emit(const CHTriangulation& m, int i, bool linkNext) {
-      static_assert(sizeof(t_htriangle) == 144 && sizeof(void*) == 8, "record layout of the 64-bit build");
       if (i != index) Seek(m, i);
       // Ordinary stores: measured against streaming ones, the records (144
       // contiguous bytes per triangle) came out faster through the cache.

@@ -12,27 +12,13 @@
 #include "relief/CH2DDelaunay.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CSSE3dPolygon.h"
+#include "triangulation/hull3d_detail.h"
 
 using namespace relief::detail;
 
 namespace {
 
 constexpr double kTenths = 10.0;  // the hull stores coordinates in tenths
-
-// Visits every record of a circular list once, as the circle stood at the
-// start; visit may delete the record it is given.
-template <typename T, typename F>
-void ForEachOnceRound(T* head, F&& visit) {
-  if (!head) return;
-  T* const last = head->prev;
-  for (T* r = head;;) {
-    T* const following = r->next;
-    const bool done = r == last;
-    visit(r);
-    if (done) return;
-    r = following;
-  }
-}
 
 void BorderPoints(const CH2DDelaunay& d, bool top, CSSE3dPolygon* out) {
   if (!out) return;
@@ -156,22 +142,9 @@ void CH2DDelaunay::RemoveFacesOutOfBorderLines(CSSE3dPolygon* top, CSSE3dPolygon
     const float x = static_cast<float>(cx / (3.0 * kTenths)), y = static_cast<float>(cy / (3.0 * kTenths));
     const bool inTop = top && top->PointInLineInnerArea(x, y, 1);
     const bool inBottom = bottom && bottom->PointInLineInnerArea(x, y, 1);
-    if (inTop != inBottom) return;
-    for (tEdgeStructure* e : f->edge) {
-      if (e->adjface[0] == f) e->adjface[0] = nullptr;
-      if (e->adjface[1] == f) e->adjface[1] = nullptr;
-    }
-    DeleteFace(f);
+    if (inTop == inBottom) DropFace(f);
   });
-  // Edges that lost both faces go; one face left moves to side 0.
-  ForEachOnceRound(m_pEdges, [this](tEdgeStructure* e) {
-    if (!e->adjface[0] && !e->adjface[1]) {
-      DeleteEdge(e);
-    } else if (!e->adjface[0]) {
-      e->adjface[0] = e->adjface[1];
-      e->adjface[1] = nullptr;
-    }
-  });
+  SettleEdgesAfterDrops();
   CalcNumFaces();
   CalcNumEdges();
   CalcNumVertices();

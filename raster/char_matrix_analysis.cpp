@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "raster/char_register_walk.h"
+#include "raster/register_walk.h"
 #include "relief/CSSEcharMatrix.h"
 
 namespace {
@@ -67,21 +67,12 @@ int CSSEcharMatrix::CalcNumSyllables() {
 }
 
 void CSSEcharMatrix::SubMatrix(CSSEcharMatrix& other) {
-  __m128i** la = m_ppLines;
-  __m128i** lb = other.GetMatrixDataDirectly();
-  if (!la || !lb) return;
-  const int sx = std::min(SSESizeX, other.GetSSESizeX()), sy = std::min(SSESizeY, other.GetSSESizeY());
-  for (int q = 0; q < sy; ++q)
-    for (int x = 0; x < sx; ++x) la[q][x] = _mm_subs_epi8(la[q][x], lb[q][x]);
+  relief::detail::ForEachRegisterPair(*this, other, relief::detail::SmallerExtent(*this, other),
+                                      [](__m128i& a, __m128i b) { a = _mm_subs_epi8(a, b); });
 }
 
 void CSSEcharMatrix::CalcDerivative() {
-  if (!m_ppLines) return;
-  // Ascending x reads register x + 1 before it is overwritten.
-  for (int q = 0; q < SSESizeY; ++q) {
-    __m128i* line = m_ppLines[q];
-    for (int x = 0; x + 1 < SSESizeX; ++x) line[x] = _mm_subs_epi8(line[x + 1], line[x]);
-  }
+  relief::detail::ForEachRegisterWithRight(*this, [](__m128i& r, __m128i right) { r = _mm_subs_epi8(right, r); });
 }
 
 void CSSEcharMatrix::ClearRow(int y, unsigned char value) {

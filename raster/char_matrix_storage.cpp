@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "raster/char_register_walk.h"
+#include "raster/register_walk.h"
 #include "relief/CMemoryException.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/CSSEcharMatrix.h"
@@ -86,7 +86,7 @@ void CSSEcharMatrix::Free() {
 
 void CSSEcharMatrix::Clear(char value) {
   const __m128i v = _mm_set1_epi8(value);
-  relief::detail::ForEachCharRegister(*this, [v](__m128i& r, int, int) { r = v; });
+  relief::detail::ForEachRegister(*this, [v](__m128i& r, int, int) { r = v; });
 }
 
 void CSSEcharMatrix::CreateSimilar(CSSEcharMatrix& other) { Create(other.SizeX, other.SizeY); }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "raster/char_register_walk.h"
+#include "raster/register_walk.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/CSSEcharMatrix.h"
 #include "relief/SafeMemory.h"
@@ -27,7 +27,7 @@ void ThresholdInto(CSSEcharMatrix& dst, CSSEMatrix& src, char value, Pass pass) 
   const __m128i lastRowKeep = _mm_load_si128(reinterpret_cast<const __m128i*>(keep));
   const int lastRow = sizeY >> 4;
 
-  relief::detail::ForEachCharRegister(dst, [&](__m128i& r, int k, int x) {
+  relief::detail::ForEachRegister(dst, [&](__m128i& r, int k, int x) {
     __m128i lanes[4];
     for (int j = 0; j < 4; ++j) {
       const int row = 4 * k + j;

@@ -222,6 +222,6 @@ void CSSEMatrix::RemoveFrameArtefacts(int frameX, int frameY, float value) {
   // Top frameY >> 2 SSE rows, bottom one more (the spare SSE row is one of them).
   const int top = std::clamp(frameY >> 2, 0, m_nSSESizeY);
   const int bottom = std::clamp(m_nSSESizeY - (frameY >> 2) - 1, 0, m_nSSESizeY);
-  for (int k = 0; k < top; ++k) std::fill(m_ppLines[k], m_ppLines[k] + m_nSSESizeX, v);
-  for (int k = bottom; k < m_nSSESizeY; ++k) std::fill(m_ppLines[k], m_ppLines[k] + m_nSSESizeX, v);
+  relief::detail::ForEachRegisterInRows(*this, 0, top, set);
+  relief::detail::ForEachRegisterInRows(*this, bottom, m_nSSESizeY, set);
 }

@@ -42,17 +42,6 @@ inline int ScaledIndex(float position, int size) {
   return std::min(static_cast<int>(position), size - 1);
 }
 
-// Visits every pixel (x, y) of m (not the padding) with its address.
-template <class Op>
-void ForEachPixel(CSSEMatrix& m, Op op) {
-  __m128** lines = m.GetMatrixDataDirectly();
-  if (!lines) return;
-  for (int y = 0; y < m.GetSizeY(); ++y) {
-    float* lane = reinterpret_cast<float*>(lines[y >> 2]) + (y & 3);
-    for (int x = 0; x < m.GetSizeX(); ++x) op(x, y, lane[4 * x]);
-  }
-}
-
 }  // namespace
 
 void CSSEMatrix::AddMatrix(CSSEMatrix& other) {
@@ -134,7 +123,7 @@ void CSSEMatrix::Stencil(CSSEMatrix& mask, float scaleX, float scaleY) {
     StencilThreshAbove(mask, 5.0f);
     return;
   }
-  ForEachPixel(*this, [&](int x, int y, float& v) {
+  relief::detail::ForEachPixel(*this, [&](int x, int y, float& v) {
     const int mx = ScaledIndex(static_cast<float>(x) * scaleX + 0.5f, mask.GetSizeX());
     const int my = ScaledIndex(static_cast<float>(y) * scaleY + 0.5f, mask.GetSizeY());
     if (mask.GetPoint(mx, my) < 5.0f) v = 0.0f;
@@ -144,7 +133,7 @@ void CSSEMatrix::Stencil(CSSEMatrix& mask, float scaleX, float scaleY) {
 void CSSEMatrix::Stencil(CSSEcharMatrix& mask, float scaleX, float scaleY) {
   if (!mask.GetMatrixDataDirectly()) return;
   const bool unscaled = scaleX == 1.0f && scaleY == 1.0f;
-  ForEachPixel(*this, [&](int x, int y, float& v) {
+  relief::detail::ForEachPixel(*this, [&](int x, int y, float& v) {
     int mx = x, my = y;
     if (!unscaled) {
       mx = ScaledIndex(static_cast<float>(x) * scaleX + 0.5f, mask.GetSizeX());

@@ -7,8 +7,8 @@
 #include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
 
-using relief::detail::ForEachRegisterPairValue;
-using relief::detail::ForEachRegisterValue;
+using relief::detail::ForEachRegisterPair;
+using relief::detail::ForEachRegister;
 using relief::detail::MagnitudeBySquare;
 
 namespace {
@@ -24,7 +24,7 @@ int SumOfLanes(__m128i counts) {
 template <class Compare>
 int CountLanes(const CSSEMatrix& m, Compare compare) {
   __m128i counts = _mm_setzero_si128();
-  ForEachRegisterValue(m, [&](__m128 r) { counts = _mm_sub_epi32(counts, _mm_castps_si128(compare(r))); });
+  ForEachRegister(m, [&](__m128 r) { counts = _mm_sub_epi32(counts, _mm_castps_si128(compare(r))); });
   return SumOfLanes(counts);
 }
 
@@ -34,7 +34,7 @@ int CountLanesAgainst(const CSSEMatrix& m, const CSSEMatrix* other, Compare comp
   // Rasters of equal size (the intended use) are counted whole; a smaller
   // other raster limits the count to the overlap instead of being read past.
   __m128i counts = _mm_setzero_si128();
-  ForEachRegisterPairValue(m, *other, relief::detail::SmallerExtent(m, *other), [&](__m128 a, __m128 b) {
+  ForEachRegisterPair(m, *other, relief::detail::SmallerExtent(m, *other), [&](__m128 a, __m128 b) {
     counts = _mm_sub_epi32(counts, _mm_castps_si128(compare(a, b)));
   });
   return SumOfLanes(counts);
@@ -96,7 +96,7 @@ void InnerExtremes(const CSSEMatrix& m, float* maximum, float* minimum, Excluded
 template <class Term>
 float SumLanes(const CSSEMatrix& m, Term term) {
   __m128 sum = _mm_setzero_ps();
-  ForEachRegisterValue(m, [&](__m128 r) { sum = _mm_add_ps(sum, term(r)); });
+  ForEachRegister(m, [&](__m128 r) { sum = _mm_add_ps(sum, term(r)); });
   return CSSEFns::internal_addition_of_m128(sum);
 }
 

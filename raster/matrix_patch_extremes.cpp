@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "raster/no_data.h"
+#include "raster/register_walk.h"
 #include "relief/CSSEMatrix.h"
 
 t_patchextremes CSSEMatrix::CalcPatchExtremes(int xFrom, int yFrom, int xTo, int yTo, bool excludeNoData) const {
@@ -12,7 +13,7 @@ t_patchextremes CSSEMatrix::CalcPatchExtremes(int xFrom, int yFrom, int xTo, int
   const int y0 = std::clamp(std::min(yFrom, yTo), 0, m_nSizeY - 1), y1 = std::clamp(std::max(yFrom, yTo), 0, m_nSizeY - 1);
   bool first = true;
   for (int y = y0; y <= y1; ++y) {
-    const float* row = reinterpret_cast<const float*>(m_ppLines[y >> 2]) + (y & 3);
+    const float* row = relief::detail::ImageRow(m_ppLines, y);
     for (int x = x0; x <= x1; ++x) {
       const float v = row[4 * x];
       if (v != v || (excludeNoData && v == 0.0f)) continue;

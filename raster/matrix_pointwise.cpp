@@ -48,7 +48,7 @@ void ForEachPixelOfRow(CSSEMatrix& m, int y, Op op) {
   __m128** lines = m.GetMatrixDataDirectly();
   if (!lines || m.GetSizeY() < 1) return;
   y = std::clamp(y, 0, m.GetSizeY() - 1);
-  float* lane = reinterpret_cast<float*>(lines[y >> 2]) + (y & 3);
+  float* lane = relief::detail::ImageRow(lines, y);
   for (int x = 0; x < m.GetSSESizeX(); ++x) op(lane[4 * x]);
 }
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "raster/aligned_buffer.h"
+#include "raster/register_walk.h"
 #include "raster/separable_filter.h"
 #include "relief/CMemoryException.h"
 #include "relief/CSSEMatrix.h"
@@ -89,10 +90,13 @@ class RowVectors {
   __m128 m_block[2][4];
 };
 
-void ResampleBilinear(const CSSEMatrix& source, CSSEMatrix& target, const Taps& tx, const Taps& ty) {
-  const int W = source.GetSizeX(), w = target.GetSizeX(), h = target.GetSizeY();
-  const int groups = (W + 3) >> 2;
-  AlignedBuffer row(4 * static_cast<std::size_t>(groups));
+// Both resamplers write the target whole and never read it, so their stores
+// stream past the cache. Calls fill(k, out) for every SSE row k of the target
+// that holds pixels and zeroes the rest (the spare SSE row), then fences the
+// streamed stores.
+template <class Fill>
+void WriteTargetRows(CSSEMatrix& target, Fill fill) {
+  const int w = target.GetSizeX(), h = target.GetSizeY();
   __m128* const* dst = target.GetMatrixDataDirectly();
   for (int k = 0; k < target.GetSSESizeY(); ++k) {
     __m128* out = dst[k];
@@ -100,6 +104,16 @@ void ResampleBilinear(const CSSEMatrix& source, CSSEMatrix& target, const Taps& 
       std::fill(out, out + w, _mm_setzero_ps());
       continue;
     }
+    fill(k, out);
+  }
+  _mm_sfence();
+}
+
+void ResampleBilinear(const CSSEMatrix& source, CSSEMatrix& target, const Taps& tx, const Taps& ty) {
+  const int W = source.GetSizeX(), w = target.GetSizeX(), h = target.GetSizeY();
+  const int groups = (W + 3) >> 2;
+  AlignedBuffer row(4 * static_cast<std::size_t>(groups));
+  WriteTargetRows(target, [&](int k, __m128* out) {
     int y0[4], y1[4];
     __m128 fy[4];
     for (int j = 0; j < 4; ++j) {
@@ -125,28 +139,17 @@ void ResampleBilinear(const CSSEMatrix& source, CSSEMatrix& target, const Taps& 
       const __m128 a = v[tx.i0[x]];
       _mm_stream_ps(reinterpret_cast<float*>(out + x), _mm_and_ps(lanes, Lerp(a, v[tx.i1[x]], _mm_set1_ps(tx.f[x]))));
     }
-  }
-  _mm_sfence();
+  });
 }
 
-// Both write the target whole and never read it: stores stream past the
-// cache. Nearest needs one source pixel per target pixel: the four lanes of a
-// target register are gathered straight from their four source rows.
+// Nearest needs one source pixel per target pixel: the four lanes of a target
+// register are gathered straight from their four source rows.
 void ResampleNearest(const CSSEMatrix& source, CSSEMatrix& target, const Taps& tx, const Taps& ty) {
   const int w = target.GetSizeX(), h = target.GetSizeY();
   const __m128* const* src = source.GetMatrixDataDirectly();
-  __m128* const* dst = target.GetMatrixDataDirectly();
-  for (int k = 0; k < target.GetSSESizeY(); ++k) {
-    __m128* out = dst[k];
-    if (4 * k >= h) {
-      std::fill(out, out + w, _mm_setzero_ps());
-      continue;
-    }
+  WriteTargetRows(target, [&](int k, __m128* out) {
     const float* lane[4];
-    for (int j = 0; j < 4; ++j) {
-      const int y = ty.i0[std::min(4 * k + j, h - 1)];
-      lane[j] = reinterpret_cast<const float*>(src[y >> 2]) + (y & 3);
-    }
+    for (int j = 0; j < 4; ++j) lane[j] = ImageRow(src, ty.i0[std::min(4 * k + j, h - 1)]);
     const __m128 pixels = PixelLaneMask(k, h);
     for (int x = 0; x < w; ++x) {
       const int i = 4 * tx.i0[x];
@@ -154,8 +157,7 @@ void ResampleNearest(const CSSEMatrix& source, CSSEMatrix& target, const Taps& t
       const __m128 v23 = _mm_unpacklo_ps(_mm_load_ss(lane[2] + i), _mm_load_ss(lane[3] + i));
       _mm_stream_ps(reinterpret_cast<float*>(out + x), _mm_and_ps(pixels, _mm_movelh_ps(v01, v23)));
     }
-  }
-  _mm_sfence();
+  });
 }
 
 template <bool Linear>

@@ -111,17 +111,15 @@ inline void Middle3Of5(__m128* v, __m128* out) {
 // at their own middle (six of the rest lie surely below, six surely above).
 template <class At>
 inline __m128 Median25OfSortedColumns(At at) {
-  __m128 rank[5], held[13];
-  for (int i = 0; i < 5; ++i) rank[i] = at(i, 0);
-  Largest2Of5(rank, held);
-  for (int i = 0; i < 5; ++i) rank[i] = at(i, 1);
-  Largest3Of5(rank, held + 2);
-  for (int i = 0; i < 5; ++i) rank[i] = at(i, 2);
-  Middle3Of5(rank, held + 5);
-  for (int i = 0; i < 5; ++i) rank[i] = at(i, 3);
-  Smallest3Of5(rank, held + 8);
-  for (int i = 0; i < 5; ++i) rank[i] = at(i, 4);
-  Smallest2Of5(rank, held + 11);
+  __m128 held[13];
+  // Each rank's five values go through the selection that keeps its candidates.
+  void (*const select[5])(__m128*, __m128*) = {Largest2Of5, Largest3Of5, Middle3Of5, Smallest3Of5, Smallest2Of5};
+  const int firstHeld[5] = {0, 2, 5, 8, 11};
+  for (int rank = 0; rank < 5; ++rank) {
+    __m128 values[5];
+    for (int i = 0; i < 5; ++i) values[i] = at(i, rank);
+    select[rank](values, held + firstHeld[rank]);
+  }
   return ForgetfulMedian<8, 5>::Run(held, held + 8);
 }
 
@@ -142,51 +140,52 @@ inline void Median25OfSortedColumnsPair(At at, __m128& left, __m128& right) {
     c = at(3, rank);
     d = at(4, rank);
   };
+  // Candidate k: shared by both windows, or made by each from its own column.
+  auto shared = [&](int k, __m128 v) { l[k] = r[k] = v; };
+  auto own = [&](int k, int rank, auto withOwn) {
+    l[k] = withOwn(at(0, rank));
+    r[k] = withOwn(at(5, rank));
+  };
   load(0);
   CompareExchange(a, b);
   CompareExchange(c, d);
   CompareExchange(b, d);  // d = max S
   const __m128 second = _mm_max_ps(b, _mm_max_ps(a, c));
-  l[0] = r[0] = d;
-  l[1] = _mm_max_ps(second, at(0, 0));
-  r[1] = _mm_max_ps(second, at(5, 0));
+  shared(0, d);
+  own(1, 0, [&](__m128 v) { return _mm_max_ps(second, v); });
   load(1);
   CompareExchange(a, b);
   CompareExchange(c, d);
   CompareExchange(a, c);  // a = min S; b, c, d remain
   CompareExchange(b, c);
   CompareExchange(b, d);  // b = their smallest
-  l[2] = r[2] = c;
-  l[3] = r[3] = d;
-  l[4] = _mm_max_ps(b, at(0, 1));
-  r[4] = _mm_max_ps(b, at(5, 1));
+  shared(2, c);
+  shared(3, d);
+  own(4, 1, [&](__m128 v) { return _mm_max_ps(b, v); });
   load(2);
   CompareExchange(a, b);
   CompareExchange(c, d);
   CompareExchange(a, c);  // a = min S
   CompareExchange(b, d);  // d = max S; b, c between
-  l[5] = r[5] = b;
-  l[6] = r[6] = c;
-  l[7] = Median3(a, at(0, 2), d);
-  r[7] = Median3(a, at(5, 2), d);
+  shared(5, b);
+  shared(6, c);
+  own(7, 2, [&](__m128 v) { return Median3(a, v, d); });
   load(3);
   CompareExchange(a, b);
   CompareExchange(c, d);
   CompareExchange(b, d);  // d = max S; a, b, c remain
   CompareExchange(b, c);
   CompareExchange(a, c);  // c = their largest
-  l[8] = r[8] = a;
-  l[9] = r[9] = b;
-  l[10] = _mm_min_ps(c, at(0, 3));
-  r[10] = _mm_min_ps(c, at(5, 3));
+  shared(8, a);
+  shared(9, b);
+  own(10, 3, [&](__m128 v) { return _mm_min_ps(c, v); });
   load(4);
   CompareExchange(a, b);
   CompareExchange(c, d);
   CompareExchange(a, c);  // a = min S
   const __m128 secondSmallest = _mm_min_ps(c, _mm_min_ps(b, d));
-  l[11] = r[11] = a;
-  l[12] = _mm_min_ps(secondSmallest, at(0, 4));
-  r[12] = _mm_min_ps(secondSmallest, at(5, 4));
+  shared(11, a);
+  own(12, 4, [&](__m128 v) { return _mm_min_ps(secondSmallest, v); });
   left = ForgetfulMedian<8, 5>::Run(l, l + 8);
   right = ForgetfulMedian<8, 5>::Run(r, r + 8);
 }

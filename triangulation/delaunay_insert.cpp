@@ -10,6 +10,26 @@
 #include "triangulation/delaunay_circle_grid.h"
 #include "triangulation/delaunay_predicates.h"
 
+namespace {
+
+// Asks for the cache line holding p; a hint, never a fault.
+inline void PrefetchLine(const void* p) { _mm_prefetch(static_cast<const char*>(p), _MM_HINT_T0); }
+
+// A matched triangle's neighbourhood: what its removal from the working list
+// rewrites (its list neighbours, its grid cells) and what the split and the
+// legalisation read first (its corners, the triangles across its sides).
+void PrefetchNeighbourhood(const t_hdelaunaytriangle* t, const SSEPoint* vertices,
+                           const relief::detail::CCircleGrid& grid) {
+  if (t->pPrev) PrefetchLine(t->pPrev);
+  if (t->pNext) PrefetchLine(t->pNext);
+  for (const t_hdelaunaytriangle* across : t->pNeighbour)
+    if (across) PrefetchLine(across);
+  for (int corner : t->nVertex) PrefetchLine(vertices + corner);
+  grid.Prefetch(t);
+}
+
+}  // namespace
+
 void TaCIncrementalDelaunay2D::Triangulate(int count, bool finalize, bool boxStart) {
   if (GetNumVertices() < 3) return;
   ClearAffectedTriangleList();
@@ -126,7 +146,7 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
     std::vector<t_hdelaunaytriangle*> spill;
     int n = 0;
     m_pGrid->ForEachContaining(x, y, [&](t_hdelaunaytriangle* t) {
-      _mm_prefetch(reinterpret_cast<const char*>(t), _MM_HINT_T0);
+      PrefetchLine(t);
       if (n < 32)
         local[n++] = t;
       else
@@ -138,19 +158,10 @@ int TaCIncrementalDelaunay2D::CalcAffectedTriangles(int vertex) {
       found = spill.data();
       n = static_cast<int>(spill.size());
     }
-    // The matches lie all over memory. Their records were requested above;
-    // what their removal rewrites (list neighbours, grid cells) and what the
-    // split and the legalisation read first (corners, neighbours) is
-    // requested here, so that the misses overlap.
+    // The matches lie all over memory. Their records were requested above,
+    // their neighbourhoods are requested here, so that the misses overlap.
     n = static_cast<int>(std::remove_if(found, found + n, [](const t_hdelaunaytriangle* t) { return t->bLocked; }) - found);
-    for (int i = 0; i < n; ++i) {
-      if (found[i]->pPrev) _mm_prefetch(reinterpret_cast<const char*>(found[i]->pPrev), _MM_HINT_T0);
-      if (found[i]->pNext) _mm_prefetch(reinterpret_cast<const char*>(found[i]->pNext), _MM_HINT_T0);
-      for (const t_hdelaunaytriangle* across : found[i]->pNeighbour)
-        if (across) _mm_prefetch(reinterpret_cast<const char*>(across), _MM_HINT_T0);
-      for (int corner : found[i]->nVertex) _mm_prefetch(reinterpret_cast<const char*>(m_pVertices + corner), _MM_HINT_T0);
-      m_pGrid->Prefetch(found[i]);
-    }
+    for (int i = 0; i < n; ++i) PrefetchNeighbourhood(found[i], m_pVertices, *m_pGrid);
     std::sort(found, found + n,
               [](const t_hdelaunaytriangle* a, const t_hdelaunaytriangle* b) { return a->nSequence < b->nSequence; });
     for (int i = 0; i < n; ++i) {

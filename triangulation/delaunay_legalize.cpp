@@ -13,6 +13,14 @@ namespace {
 // The records a legalisation has changed, in the order they were first
 // changed, and pictures of them taken at the start of passes.
 class CFlipHistory {
+  // A picture copies the corners, the circle (centre and squared radius)
+  // and the neighbour links as three blocks of bytes.
+  static_assert(sizeof(t_hdelaunaytriangle::nVertex) == 12, "corners: one 12-byte block");
+  static_assert(offsetof(t_hdelaunaytriangle, fCenterY) == offsetof(t_hdelaunaytriangle, fCenterX) + 4 &&
+                    offsetof(t_hdelaunaytriangle, fRadiusSqr) == offsetof(t_hdelaunaytriangle, fCenterX) + 8,
+                "circle: one 12-byte block from fCenterX");
+  static_assert(sizeof(t_hdelaunaytriangle::pNeighbour) == 24, "neighbours: one 24-byte block");
+
  public:
   void Touch(t_hdelaunaytriangle* t) {
     if (!t) return;

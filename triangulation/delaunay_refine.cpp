@@ -37,6 +37,28 @@ bool Rough(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c, float zToler
   return dab * dab > zToleranceSqr || dbc * dbc > zToleranceSqr || dca * dca > zToleranceSqr;
 }
 
+// What a refinement run looks at and where its new points take z from.
+struct RefineRule {
+  enum Scope { kAllTriangles, kUnmarkedTriangles, kBorderTriangles };
+  Scope scope;
+  float minHeightSqr;   // squares taken once, in double, rounded to float
+  float zToleranceSqr;
+  bool zFromField;      // z from field (0 without one); otherwise the centroid's own z
+  CSSEMatrix* field;
+  TaCIncrementalDelaunay2D* partner;  // also receives every point, z from partnerField
+  CSSEMatrix* partnerField;
+
+  bool Looks(const t_hdelaunaytriangle* t) const {
+    switch (scope) {
+      case kUnmarkedTriangles: return !t->bOutside && !t->bBorder;
+      case kBorderTriangles: return !t->bOutside && t->bBorder;
+      default: return true;
+    }
+  }
+};
+
+static float SquareRoundedToFloat(float v) { return static_cast<float>(static_cast<double>(v) * v); }
+
 }  // namespace relief::detail
 
 void TaCIncrementalDelaunay2D::InsertNewVertices(int from) {
@@ -44,74 +66,70 @@ void TaCIncrementalDelaunay2D::InsertNewVertices(int from) {
 }
 
 void TaCIncrementalDelaunay2D::RefineTriangulation(float minHeight, int maxPasses, float zTolerance) {
-  RefinePasses(nullptr, minHeight, maxPasses, zTolerance, false);
+  using relief::detail::RefineRule;
+  using relief::detail::SquareRoundedToFloat;
+  const RefineRule rule{RefineRule::kAllTriangles, SquareRoundedToFloat(minHeight), SquareRoundedToFloat(zTolerance),
+                        false, nullptr, nullptr, nullptr};
+  RefinePasses(rule, maxPasses);
 }
 
 void TaCIncrementalDelaunay2D::RefineTriangulation(CSSEMatrix* field, float minHeight, int maxPasses,
                                                    float zTolerance) {
-  RefinePasses(field, minHeight, maxPasses, zTolerance, true);
-}
-
-// New points are collected over the whole list first and inserted afterwards,
-// so the list being walked never changes under the walk; the container grows
-// once per pass to the worst case of one point per triangle.
-void TaCIncrementalDelaunay2D::RefinePasses(CSSEMatrix* field, float minHeight, int maxPasses, float zTolerance,
-                                            bool useMarks) {
-  const float minHeightSqr = static_cast<float>(static_cast<double>(minHeight) * minHeight);
-  const float zToleranceSqr = static_cast<float>(static_cast<double>(zTolerance) * zTolerance);
-  int added = 1;
-  for (int pass = 0; pass < maxPasses && added > 0; ++pass) {
-    const int before = GetNumVertices();
-    const int wanted = before + m_TriangleList.GetCount();
-    if (GetMaxNumVertices() < wanted) ReallocSize(wanted);
-    for (t_hdelaunaytriangle* t : m_TriangleList) {
-      if (useMarks && (t->bOutside || t->bBorder)) continue;
-      const SSEPoint& a = m_pVertices[t->nVertex[0]];
-      const SSEPoint& b = m_pVertices[t->nVertex[1]];
-      const SSEPoint& c = m_pVertices[t->nVertex[2]];
-      if (!relief::detail::BigEnough(a, b, c, minHeightSqr) || !relief::detail::Rough(a, b, c, zToleranceSqr))
-        continue;
-      SSEPoint p = Centroid(a, b, c);
-      if (field) p.z = FieldAt(field, p.x, p.y);
-      AppendVertex(p);
-    }
-    added = GetNumVertices() - before;
-    InsertNewVertices(before);
-  }
+  using relief::detail::RefineRule;
+  using relief::detail::SquareRoundedToFloat;
+  const RefineRule rule{RefineRule::kUnmarkedTriangles, SquareRoundedToFloat(minHeight),
+                        SquareRoundedToFloat(zTolerance), field != nullptr, field, nullptr, nullptr};
+  RefinePasses(rule, maxPasses);
 }
 
 void TaCIncrementalDelaunay2D::RefineBorderTriangulation(CSSEMatrix* first, CSSEMatrix* second,
                                                          TaCIncrementalDelaunay2D& partner, float minHeight,
                                                          int maxPasses, float zTolerance) {
-  const float minHeightSqr = static_cast<float>(static_cast<double>(minHeight) * minHeight);
-  const float zToleranceSqr = static_cast<float>(static_cast<double>(zTolerance) * zTolerance);
+  using relief::detail::RefineRule;
+  using relief::detail::SquareRoundedToFloat;
+  const RefineRule rule{RefineRule::kBorderTriangles, SquareRoundedToFloat(minHeight), SquareRoundedToFloat(zTolerance),
+                        true, first, &partner, second};
+  RefinePasses(rule, maxPasses);
+}
+
+// Passes run while the previous one added a point to this triangulation.
+void TaCIncrementalDelaunay2D::RefinePasses(const relief::detail::RefineRule& rule, int maxPasses) {
   int added = 1;
-  for (int pass = 0; pass < maxPasses && added > 0; ++pass) {
-    IsolateTrianglesWithoutNeighbour();
-    const int before = GetNumVertices();
-    const int partnerBefore = partner.GetNumVertices();
-    const int wanted = before + m_TriangleList.GetCount();
-    if (GetMaxNumVertices() < wanted) ReallocSize(wanted);
-    for (t_hdelaunaytriangle* t : m_TriangleList) {
-      if (t->bOutside || !t->bBorder) continue;
-      const SSEPoint& a = m_pVertices[t->nVertex[0]];
-      const SSEPoint& b = m_pVertices[t->nVertex[1]];
-      const SSEPoint& c = m_pVertices[t->nVertex[2]];
-      if (!relief::detail::BigEnough(a, b, c, minHeightSqr) || !relief::detail::Rough(a, b, c, zToleranceSqr))
-        continue;
-      SSEPoint p = Centroid(a, b, c);
-      p.z = FieldAt(first, p.x, p.y);
-      AppendVertex(p);
-      if (t->bBorder) {
-        SSEPoint q = p;
-        q.z = FieldAt(second, p.x, p.y);
-        partner.AppendVertex(q);
-      }
+  for (int pass = 0; pass < maxPasses && added > 0; ++pass) added = RefinePass(rule);
+}
+
+// One pass. New points are collected over the whole list first and inserted
+// afterwards, so the list being walked never changes under the walk; the
+// container grows once per pass to the worst case of one point per triangle.
+// Returns the number of points added to this triangulation.
+int TaCIncrementalDelaunay2D::RefinePass(const relief::detail::RefineRule& rule) {
+  using relief::detail::RefineRule;
+  TaCIncrementalDelaunay2D* partner = rule.partner;
+  if (rule.scope == RefineRule::kBorderTriangles) IsolateTrianglesWithoutNeighbour();
+  const int before = GetNumVertices();
+  const int partnerBefore = partner ? partner->GetNumVertices() : 0;
+  const int wanted = before + m_TriangleList.GetCount();
+  if (GetMaxNumVertices() < wanted) ReallocSize(wanted);
+  for (t_hdelaunaytriangle* t : m_TriangleList) {
+    if (!rule.Looks(t)) continue;
+    const SSEPoint& a = m_pVertices[t->nVertex[0]];
+    const SSEPoint& b = m_pVertices[t->nVertex[1]];
+    const SSEPoint& c = m_pVertices[t->nVertex[2]];
+    if (!relief::detail::BigEnough(a, b, c, rule.minHeightSqr) || !relief::detail::Rough(a, b, c, rule.zToleranceSqr))
+      continue;
+    SSEPoint p = Centroid(a, b, c);
+    if (rule.zFromField) p.z = FieldAt(rule.field, p.x, p.y);
+    AppendVertex(p);
+    if (partner) {
+      SSEPoint q = p;
+      q.z = FieldAt(rule.partnerField, p.x, p.y);
+      partner->AppendVertex(q);
     }
-    added = GetNumVertices() - before;
-    InsertNewVertices(before);
-    partner.InsertNewVertices(partnerBefore);
   }
+  const int added = GetNumVertices() - before;
+  InsertNewVertices(before);
+  if (partner) partner->InsertNewVertices(partnerBefore);
+  return added;
 }
 
 // Centroids of triangles whose corners, centroid or field value differ by

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <algorithm>
-
+#include "core/pixel_rounding.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/SSEPoint.h"
 
@@ -14,17 +13,9 @@ inline SSEPoint Centroid(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c
   return p;
 }
 
-// Raster cell of a coordinate: add 0.5, truncate toward zero, clamp.
-inline int CellOf(double v, int size) {
-  const double r = v + 0.5;
-  if (!(r > 0.0)) return 0;
-  if (r >= size) return std::max(size - 1, 0);
-  return static_cast<int>(r);
-}
-
 inline float FieldAt(const CSSEMatrix* field, double x, double y) {
   if (!field) return 0.0f;
-  return field->GetPoint(CellOf(x, field->GetSizeX()), CellOf(y, field->GetSizeY()));
+  return field->GetPoint(ClampedPixelOf(x, field->GetSizeX()), ClampedPixelOf(y, field->GetSizeY()));
 }
 
 bool BigEnough(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c, float minHeightSqr);

@@ -2,10 +2,13 @@
 // the per-triangle normal and centre fields.
 #include <cmath>
 
+#include "core/pixel_rounding.h"
 #include "relief/CSSEFns.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/SafeMemory.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
+
+using relief::detail::PixelOf;
 
 namespace {
 constexpr float kLowFill = -999999.875f;
@@ -53,8 +56,8 @@ void TaCIncrementalDelaunay2D::ScanConvert(CSSEMatrix* output, float emptyValue,
   const float fill = kMax ? kLowFill : kHighFill;
   const SSEPoint lo = m_pBoundingBox[0], hi = m_pBoundingBox[1];
   // An empty triangulation leaves the box inverted; it then covers no cell.
-  int width = static_cast<int>((hi.x - lo.x) / m_fResolutionX + 0.5);
-  int height = static_cast<int>((hi.y - lo.y) / m_fResolutionY + 0.5);
+  int width = PixelOf((hi.x - lo.x) / m_fResolutionX);
+  int height = PixelOf((hi.y - lo.y) / m_fResolutionY);
   if (width < 0) width = 0;
   if (height < 0) height = 0;
   output->CreateNoClear(width, height);
@@ -74,8 +77,8 @@ void TaCIncrementalDelaunay2D::ScanConvert(CSSEMatrix* output, float emptyValue,
         SSEPoint q;
         q.m = _mm_sub_ps(_mm_add_ps(_mm_add_ps(p0, _mm_mul_ps(_mm_set1_ps(u), e2)), _mm_mul_ps(_mm_set1_ps(s), e1)),
                          lo.m);
-        const int column = static_cast<int>(q.x / m_fResolutionX + 0.5);
-        const int row = static_cast<int>(q.y / m_fResolutionY + 0.5);
+        const int column = PixelOf(q.x / m_fResolutionX);
+        const int row = PixelOf(q.y / m_fResolutionY);
         if (column >= 0 && column < width && row >= 0 && row < height) {
           const float value = (origin.z + q.z) / m_fResolutionZ;
           const float held = output->GetPoint(column, row);

@@ -21,6 +21,18 @@ float Area(const tPointStruc& a, const tPointStruc& b, const tPointStruc& c) {
 
 }  // namespace
 
+template <class Read>
+void CHConvexHull2D::LoadPoints(int n, Read read) {
+  if (n < 1) return;
+  m_pPoints = static_cast<tPointStruc*>(SafeCalloc(static_cast<std::size_t>(n), sizeof(tPointStruc)));
+  m_nNumPoints = n;
+  for (int i = 0; i < n; ++i) {
+    m_pPoints[i].vnum = i;
+    read(i, m_pPoints[i]);
+  }
+  Run();
+}
+
 CHConvexHull2D::CHConvexHull2D(CSSE3dPolygon* polygon) {
   LoadPoints(polygon ? polygon->GetNumPoints() : 0,
              [&](int i, tPointStruc& p) { polygon->GetPoint(i, p.x, p.y, p.z); });

@@ -10,13 +10,18 @@
 // added in list order and a vertex is visible-from exactly as before, so the
 // hull is the one the textbook loop builds.
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <typeinfo>
 #include <vector>
 
+#include "relief/CH2DDelaunay.h"
 #include "relief/CHConvexHull3D.h"
 #include "relief/CMemoryException.h"
 #include "triangulation/hull3d_detail.h"
+#include "triangulation/hull3d_plane.h"
+#include "triangulation/hull3d_routes.h"
 
 namespace {
 
@@ -130,10 +135,17 @@ tFaceStructure* CHConvexHull3D::MakeConeFace(tEdgeStructure* e, tVertexStructure
 }
 
 bool CHConvexHull3D::AddOne(tVertexStructure* p) {
+  relief::detail::PlainRoute route{*this, *m_pConflicts};
+  return AddOneWith(p, route);
+}
+
+template <class Route>
+bool CHConvexHull3D::AddOneWith(tVertexStructure* p, Route& route) {
   relief::detail::HullConflicts& c = *m_pConflicts;
   const std::int32_t slot = c.current;
-  tFaceStructure* seed = c.face[slot];
+  tFaceStructure* seed = c.waiting[slot].face;
   if (!seed) return false;  // inside the hull or on its surface: nothing changes
+  const typename Route::Entry pe = route.EntryOf(slot);
 
   // The faces p sees strictly (negative volume) form one patch around the
   // filed face; walk it across the edges.
@@ -149,7 +161,7 @@ bool CHConvexHull3D::AddOne(tVertexStructure* p) {
       tFaceStructure* g = e->adjface[0] == f ? e->adjface[1] : e->adjface[0];
       if (g->stamp == stamp) continue;
       g->stamp = stamp;
-      if (VolumeSign(g, p) < 0) {
+      if (route.Sees(g, pe)) {
         g->visible = true;
         visible.push_back(g);
       }
@@ -177,28 +189,23 @@ bool CHConvexHull3D::AddOne(tVertexStructure* p) {
   cone.clear();
   for (tEdgeStructure* e : horizon) {
     e->newface = MakeConeFace(e, p);
+    route.Made(e->newface);
     cone.push_back(e->newface);
   }
 
   // A waiting vertex that saw a removed face and is still outside the new
   // hull sees one of the cone faces; if it sees none it is inside for good.
   for (tFaceStructure* f : visible) {
-    std::int32_t q = f->conflictHead;
-    while (q != -1) {
-      const std::int32_t following = c.next[q];
-      c.face[q] = nullptr;
-      if (q != slot) {
-        for (tFaceStructure* nf : cone) {
-          if (VolumeSign(nf, c.order[q]) < 0) {
-            c.face[q] = nf;
-            c.next[q] = nf->conflictHead;
-            nf->conflictHead = q;
-            break;
-          }
+    route.Drain(f, [&](const typename Route::Entry& q) {
+      if (Route::SlotOf(q) == slot) return false;
+      for (tFaceStructure* nf : cone) {
+        if (route.Sees(nf, q)) {
+          route.File(nf, q);
+          return true;
         }
       }
-      q = following;
-    }
+      return false;
+    });
   }
 
   // Clean the edges and faces this addition touched.
@@ -216,6 +223,12 @@ bool CHConvexHull3D::AddOne(tVertexStructure* p) {
   return true;
 }
 
+bool CHConvexHull3D::UseFastRoute() const {
+  // A class of the caller's may have its own VolumeSign; only these two
+  // are known to use the exact volume.
+  return !m_bReferenceScans && (typeid(*this) == typeid(CHConvexHull3D) || typeid(*this) == typeid(CH2DDelaunay));
+}
+
 void CHConvexHull3D::ConstructHull() {
   relief::detail::HullConflicts& c = *m_pConflicts;
   // The waiting vertices in list order from the head (the off-plane vertex).
@@ -225,17 +238,67 @@ void CHConvexHull3D::ConstructHull() {
     v = v->next;
   } while (v != m_pVertices);
   const std::int32_t n = static_cast<std::int32_t>(c.order.size());
-  c.face.assign(n, nullptr);
-  c.next.assign(n, -1);
+  c.waiting.assign(n, relief::detail::HullConflicts::Waiting{nullptr, -1});
+
+  if (UseFastRoute()) {
+    // Origin in the middle of the bounding box; the fast route needs every
+    // translated coordinate within the frame limit.
+    std::int64_t lo[3], hi[3];
+    v = m_pVertices;
+    lo[0] = hi[0] = v->x;
+    lo[1] = hi[1] = v->y;
+    lo[2] = hi[2] = v->z;
+    do {
+      const std::int64_t xyz[3] = {v->x, v->y, v->z};
+      for (int k = 0; k < 3; ++k) {
+        lo[k] = std::min(lo[k], xyz[k]);
+        hi[k] = std::max(hi[k], xyz[k]);
+      }
+      v = v->next;
+    } while (v != m_pVertices);
+    bool fits = true;
+    std::int64_t mid[3];
+    for (int k = 0; k < 3; ++k) {
+      mid[k] = lo[k] + (hi[k] - lo[k]) / 2;
+      fits = fits && hi[k] - mid[k] <= relief::detail::kHullFrameLimit && mid[k] - lo[k] <= relief::detail::kHullFrameLimit;
+    }
+    if (fits) {
+      relief::detail::FastRoute route{c, {}, {}};
+      route.frame.ox = mid[0];
+      route.frame.oy = mid[1];
+      route.frame.oz = mid[2];
+      tFaceStructure* f = m_pFaces;
+      do {
+        route.Made(f);
+        f = f->next;
+      } while (f != m_pFaces);
+      ConstructHullWith(route);
+      // The waiting lists are done with: make room for the copies.
+      route.blocks.Release();
+      std::vector<relief::detail::HullConflicts::Waiting>().swap(c.waiting);
+      // Before the clean-up, whose walk over the edges profits already.
+      CompactRecords();
+      CleanUp();
+      return;
+    }
+  }
+  relief::detail::PlainRoute route{*this, c};
+  ConstructHullWith(route);
+  CleanUp();
+}
+
+template <class Route>
+void CHConvexHull3D::ConstructHullWith(Route& route) {
+  relief::detail::HullConflicts& c = *m_pConflicts;
+  const std::int32_t n = static_cast<std::int32_t>(c.order.size());
 
   auto file = [&](std::int32_t q) {
     // Files q under the first face of the whole list that it sees.
+    const typename Route::Entry e = route.EntryOf(q);
     tFaceStructure* f = m_pFaces;
     do {
-      if (VolumeSign(f, c.order[q]) < 0) {
-        c.face[q] = f;
-        c.next[q] = f->conflictHead;
-        f->conflictHead = q;
+      if (route.Sees(f, e)) {
+        route.File(f, e);
         return;
       }
       f = f->next;
@@ -250,13 +313,12 @@ void CHConvexHull3D::ConstructHull() {
     if (s == 0) file(0);
     p->processed = true;
     c.current = s;
-    AddOne(p);
+    AddOneWith(p, route);
     if (s == 0) {
       for (std::int32_t q = 1; q < n; ++q) file(q);
     }
     if (m_bDebug) Convexity();
   }
-  CleanUp();
 }
 
 void CHConvexHull3D::CalcConvexHull() {

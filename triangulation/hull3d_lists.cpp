@@ -2,6 +2,7 @@
 // corner access and the self-checks. The construction itself is in
 // hull3d_build.cpp.
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -11,11 +12,23 @@
 #include "relief/CMemoryException.h"
 #include "relief/SafeMemory.h"
 #include "triangulation/hull3d_detail.h"
+#include "triangulation/hull3d_plane.h"
 
 using relief::detail::HullCrossIsZero;
 using relief::detail::HullVolumeSign;
 
 namespace {
+
+// Records from the vertex blocks are released with their block.
+inline void FreeRecord(tVertexStructure* r) {
+  if (!r->pooled) SafeFree(r);
+}
+inline void FreeRecord(tEdgeStructure* r) {
+  if (!r->pooled) SafeFree(r);
+}
+inline void FreeRecord(tFaceStructure* r) {
+  if (!r->pooled) SafeFree(r);
+}
 
 // Inserts r before the head (at the tail of the circle); the first record
 // becomes the head.
@@ -50,16 +63,39 @@ void Unlink(T*& head, T* r, T** spare) {
     r->next = *spare;
     *spare = r;
   } else {
-    SafeFree(r);
+    FreeRecord(r);
   }
 }
 
+// A deleted record if there is one, else a fresh one of `bytes` (at least
+// sizeof(T): face records carry the fast route's plane behind them) from
+// the current block; blocks grow from 64 records to 4096.
 template <typename T>
-T* Recycle(T*& spare) {
+T* Recycle(T*& spare, relief::detail::HullRecordBlocks& blocks, std::size_t bytes) {
   T* r = spare;
-  if (!r) return static_cast<T*>(SafeCalloc(1, sizeof(T)));
+  if (!r) {
+    if (blocks.left == 0) {
+      const std::size_t count = std::min<std::size_t>(4096, std::size_t(64) << std::min<std::size_t>(blocks.made, 6));
+      try {
+        blocks.owner.reserve(blocks.owner.size() + 1);
+      } catch (const std::bad_alloc&) {
+        AfxThrowMemoryException();
+      }
+      blocks.next = static_cast<char*>(SafeCalloc(count, bytes));
+      blocks.owner.push_back(blocks.next);
+      blocks.left = count;
+      ++blocks.made;
+    }
+    r = reinterpret_cast<T*>(blocks.next);
+    blocks.next += bytes;
+    --blocks.left;
+    r->pooled = true;
+    return r;
+  }
   spare = r->next;
+  const bool pooled = r->pooled;
   std::memset(static_cast<void*>(r), 0, sizeof(T));
+  r->pooled = pooled;
   return r;
 }
 
@@ -67,7 +103,7 @@ template <typename T>
 void FreeSpares(T*& spare) {
   while (spare) {
     T* following = spare->next;
-    SafeFree(spare);
+    FreeRecord(spare);
     spare = following;
   }
 }
@@ -90,10 +126,10 @@ void FreeCircle(T*& head) {
   T* r = head->next;
   while (r != head) {
     T* following = r->next;
-    SafeFree(r);
+    FreeRecord(r);
     r = following;
   }
-  SafeFree(head);
+  FreeRecord(head);
   head = nullptr;
 }
 
@@ -146,6 +182,9 @@ CHConvexHull3D::CHConvexHull3D() {
 
 CHConvexHull3D::~CHConvexHull3D() {
   FreeAll();
+  for (void* block : m_pIndex->vertexBlocks.blocks) SafeFree(block);
+  for (void* block : m_pIndex->edgeRecordBlocks) SafeFree(block);
+  for (void* block : m_pIndex->faceRecordBlocks) SafeFree(block);
   delete m_pIndex;
 }
 
@@ -160,19 +199,34 @@ void CHConvexHull3D::FreeAll() {
 }
 
 tVertexStructure* CHConvexHull3D::NewVertex() {
-  auto* v = static_cast<tVertexStructure*>(SafeCalloc(1, sizeof(tVertexStructure)));
+  relief::detail::HullVertexBlocks& pool = m_pIndex->vertexBlocks;
+  if (pool.left == 0) {
+    // Blocks double from 64 records up to 65536.
+    const std::size_t count = pool.blocks.empty() ? 64 : std::min<std::size_t>(65536, 64u << std::min<std::size_t>(pool.blocks.size(), 10));
+    try {
+      pool.blocks.reserve(pool.blocks.size() + 1);
+    } catch (const std::bad_alloc&) {
+      AfxThrowMemoryException();
+    }
+    pool.next = static_cast<tVertexStructure*>(SafeCalloc(count, sizeof(tVertexStructure)));
+    pool.blocks.push_back(pool.next);
+    pool.left = count;
+  }
+  tVertexStructure* v = pool.next++;
+  --pool.left;
+  v->pooled = true;
   AddVertex(v);
   return v;
 }
 
 tEdgeStructure* CHConvexHull3D::NewEdge() {
-  tEdgeStructure* e = Recycle(m_pSpareEdges);
+  tEdgeStructure* e = Recycle(m_pSpareEdges, m_pIndex->edgeBlocks, sizeof(tEdgeStructure));
   AddEdge(e);
   return e;
 }
 
 tFaceStructure* CHConvexHull3D::NewFace() {
-  tFaceStructure* f = Recycle(m_pSpareFaces);
+  tFaceStructure* f = Recycle(m_pSpareFaces, m_pIndex->faceBlocks, sizeof(relief::detail::HullFaceRecord));
   f->conflictHead = -1;
   AddFace(f);
   return f;
@@ -186,8 +240,9 @@ void CHConvexHull3D::DeleteEdge(tEdgeStructure* e) { Unlink(m_pEdges, e, &m_pSpa
 void CHConvexHull3D::DeleteFace(tFaceStructure* f) { Unlink(m_pFaces, f, &m_pSpareFaces); }
 
 void CHConvexHull3D::StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z, int index, bool flag) {
+  std::size_t at = 0;
   try {
-    if (!m_pIndex->keys.insert({x, y, z}).second) return;
+    if (m_pIndex->Find({x, y, z}, at)) return;
   } catch (const std::bad_alloc&) {
     AfxThrowMemoryException();
   }
@@ -198,6 +253,7 @@ void CHConvexHull3D::StoreVertex(std::int64_t x, std::int64_t y, std::int64_t z,
   v->index = index == -1 ? m_nVertexCounter : index;
   v->flag = flag;
   ++m_nVertexCounter;
+  m_pIndex->Place(at, v);
 }
 
 void CHConvexHull3D::AppendVertex2D(float x, float y, int index, bool flag) {

@@ -21,40 +21,16 @@ std::int64_t CH2DDelaunay::NormZ(const tFaceStructure* f) const {
   return static_cast<std::int64_t>(n > hi ? hi : (n < lo ? lo : n));
 }
 
-namespace {
-
-// Visits every record of a circular list once, as the circle stood at the
-// start; visit may delete the record it is given.
-template <typename T, typename F>
-void ForEachOnceRound(T* head, F&& visit) {
-  if (!head) return;
-  T* const last = head->prev;
-  for (T* r = head;;) {
-    T* const following = r->next;
-    const bool done = r == last;
-    visit(r);
-    if (done) return;
-    r = following;
+void CH2DDelaunay::DropFace(tFaceStructure* f) {
+  for (tEdgeStructure* e : f->edge) {
+    if (e->adjface[0] == f) e->adjface[0] = nullptr;
+    if (e->adjface[1] == f) e->adjface[1] = nullptr;
   }
+  DeleteFace(f);
 }
 
-}  // namespace
-
-void CH2DDelaunay::LowerFaces() {
-  if (!m_pFaces) return;
-  ForEachOnceRound(m_pFaces, [this](tFaceStructure* f) {
-    if (NormZ(f) < 0) {
-      f->lower = true;
-      return;
-    }
-    for (tEdgeStructure* e : f->edge) {
-      if (e->adjface[0] == f) e->adjface[0] = nullptr;
-      if (e->adjface[1] == f) e->adjface[1] = nullptr;
-    }
-    DeleteFace(f);
-  });
-  // Edges with no face left belonged only to the upper hull.
-  ForEachOnceRound(m_pEdges, [this](tEdgeStructure* e) {
+void CH2DDelaunay::SettleEdgesAfterDrops() {
+  relief::detail::ForEachOnceRound(m_pEdges, [this](tEdgeStructure* e) {
     if (!e->adjface[0] && !e->adjface[1]) {
       DeleteEdge(e);
     } else if (!e->adjface[0]) {
@@ -62,6 +38,19 @@ void CH2DDelaunay::LowerFaces() {
       e->adjface[1] = nullptr;
     }
   });
+}
+
+void CH2DDelaunay::LowerFaces() {
+  if (!m_pFaces) return;
+  relief::detail::ForEachOnceRound(m_pFaces, [this](tFaceStructure* f) {
+    if (NormZ(f) < 0) {
+      f->lower = true;
+      return;
+    }
+    DropFace(f);
+  });
+  // Edges with no face left belonged only to the upper hull.
+  SettleEdgesAfterDrops();
 }
 
 void CH2DDelaunay::CalcDelaunayTriangulation() {

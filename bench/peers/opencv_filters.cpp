@@ -11,11 +11,10 @@
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
-#include <ctime>
 #include <map>
-#include <random>
 #include <string>
 
+#include "bench/raster_bench_common.h"
 #include "relief/CFilters.h"
 #include "relief/CSSEMatrix.h"
 
@@ -32,12 +31,7 @@ std::map<std::string, double>& OpenCvSeconds() {
   return seconds;
 }
 
-template <class Body>
-double CpuSecondsPerIteration(benchmark::State& state, Body body) {
-  const std::clock_t start = std::clock();
-  for (auto _ : state) body();
-  return double(std::clock() - start) / CLOCKS_PER_SEC / double(state.iterations());
-}
+using relief::bench::CpuSecondsPerIteration;
 
 void Compare(benchmark::State& state, const std::string& key, double seconds) {
   if (OpenCvSeconds().count(key)) state.counters["vs_opencv"] = OpenCvSeconds()[key] / seconds;
@@ -47,10 +41,8 @@ void Compare(benchmark::State& state, const std::string& key, double seconds) {
 const cv::Mat& SourceMat() {
   static const cv::Mat m = [] {
     cv::Mat out(kSize, kSize, CV_32FC1);
-    std::mt19937 rng(42);
-    std::uniform_real_distribution<float> height(1.0f, 100.0f);
-    for (int y = 0; y < kSize; ++y)
-      for (int x = 0; x < kSize; ++x) out.at<float>(y, x) = (x / 64 + y / 64) % 7 == 0 ? 0.0f : height(rng);
+    relief::bench::FillRandomHeights(kSize, 42, relief::bench::NoDataBlock,
+                                     [&out](int x, int y, float v) { out.at<float>(y, x) = v; });
     return out;
   }();
   return m;

@@ -75,4 +75,11 @@ class RELIEF_API CH2DDelaunay : public CHConvexHull3D {
   // compared exactly). A surface without a closed border, or a border line
   // of fewer than three points: out := a copy of surface's triangles alone.
   void LoftWith3DTriangulation(CHTriangulation* surface, CSSE3dPolygon* border, CHTriangulation* out);
+
+ private:
+  // Takes f out of the face list and frees it; its edges lose that side.
+  void DropFace(tFaceStructure* f);
+  // After faces were dropped: edges with no face left go, and an edge with
+  // one face left keeps it on side 0.
+  void SettleEdgesAfterDrops();
 };

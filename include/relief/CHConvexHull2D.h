@@ -3,7 +3,6 @@
 #include <cstdint>
 
 #include "relief/Export.h"
-#include "relief/SafeMemory.h"
 
 class CSSE2dPolygon;
 class CSSE3dPolygon;
@@ -89,16 +88,7 @@ class RELIEF_API CHConvexHull2D {
   // input), numbered in input order, and runs the scan. n < 1 leaves the
   // hull empty.
   template <class Read>
-  void LoadPoints(int n, Read read) {
-    if (n < 1) return;
-    m_pPoints = static_cast<tPointStruc*>(SafeCalloc(static_cast<std::size_t>(n), sizeof(tPointStruc)));
-    m_nNumPoints = n;
-    for (int i = 0; i < n; ++i) {
-      m_pPoints[i].vnum = i;
-      read(i, m_pPoints[i]);
-    }
-    Run();
-  }
+  void LoadPoints(int n, Read read);
   void Run();
   void FreeStack();
 

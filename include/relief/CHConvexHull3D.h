@@ -20,6 +20,7 @@ struct tVertexStructure {
   bool onhull;                  // an edge of the finished hull ends here
   bool processed;               // already offered to the hull
   bool flag;                    // the caller's flag, carried along untouched
+  bool pooled;                  // internal: the record lives in the hull's vertex blocks
 };
 
 // One hull edge: the two faces on either side and its two end vertices.
@@ -28,6 +29,7 @@ struct tEdgeStructure {
   tVertexStructure* endpts[2];
   tFaceStructure* newface;      // cone face built on this edge during one addition
   bool del;                     // both neighbours became visible: the edge goes
+  bool pooled;                  // internal: the record lives in one of the hull's blocks
   tEdgeStructure* next;         // circular list
   tEdgeStructure* prev;
   std::uint32_t stamp;          // internal: last addition that looked at this edge
@@ -41,6 +43,7 @@ struct tFaceStructure {
   tVertexStructure* vertex[3];
   bool visible;                 // seen from the vertex being added
   bool lower;                   // kept by CH2DDelaunay::LowerFaces
+  bool pooled;                  // internal: the record lives in one of the hull's blocks
   tFaceStructure* next;         // circular list
   tFaceStructure* prev;
   std::int32_t conflictHead;    // internal: first pending vertex that sees this face, or -1
@@ -75,9 +78,11 @@ struct HullConflicts;
 // Callers MUST ask IsDegenerate() first and skip CalcConvexHull when it says
 // true. Fewer than four distinct points count as degenerate.
 //
-// Records are allocated one by one
-// with SafeCalloc (deleted edges and faces are kept and reused until the
-// object is destroyed); exhaustion throws CMemoryException. Copying is not
+// Records are allocated in blocks with SafeCalloc: vertices in the order
+// they are stored (deleted ones stay in their block until the object is
+// destroyed), edges and faces as the hull grows (deleted ones are reused),
+// and on the fast route the built hull's edges and faces are moved into two
+// blocks in list order; exhaustion throws CMemoryException. Copying is not
 // supported (the lists have one owner). VolumeSign and Collinear are the
 // only virtual members (in this order): the destructor is not virtual, so
 // destroy a CH2DDelaunay through its own type.
@@ -144,6 +149,17 @@ class RELIEF_API CHConvexHull3D {
 
   void SetDebug(bool debug) { m_bDebug = debug; }
 
+  // true: every visibility test goes through the virtual VolumeSign on the
+  // vertex records (the plain route, the reference the tests compare
+  // against); false (default): faces keep their planes in doubles and a
+  // test falls back to the exact volume only when rounding could decide it.
+  // The hull is identical either way: the same faces in the same order, the
+  // same vertex records. A class that overrides VolumeSign always takes the
+  // plain route, as do inputs spanning more than 2^50 in some coordinate.
+  // Read by the next CalcConvexHull (or CalcDelaunayTriangulation).
+  void SetReferenceScans(bool plain) { m_bReferenceScans = plain; }
+  bool GetReferenceScans() const { return m_bReferenceScans; }
+
  protected:
   tVertexStructure* NewVertex();
   tEdgeStructure* NewEdge();
@@ -178,9 +194,23 @@ class RELIEF_API CHConvexHull3D {
   bool m_bDebug = false;
 
  private:
+  // The construction with the visibility test and the waiting lists as a
+  // parameter (plain: the virtual VolumeSign; fast: cached planes), one
+  // body for both routes.
+  template <class Route>
+  void ConstructHullWith(Route& route);
+  template <class Route>
+  bool AddOneWith(tVertexStructure* p, Route& route);
+  bool UseFastRoute() const;
+  // Moves the finished hull's face and edge records into two blocks in list
+  // order (same contents, same order), so that later walks over the lists
+  // read memory in sequence.
+  void CompactRecords();
+
   relief::detail::HullVertexIndex* m_pIndex = nullptr;  // finds quantised duplicates in O(1)
   relief::detail::HullConflicts* m_pConflicts = nullptr;  // pending vertices per face while building
   std::uint32_t m_nStamp = 0;
+  bool m_bReferenceScans = false;
   tEdgeStructure* m_pSpareEdges = nullptr;  // deleted records kept for reuse
   tFaceStructure* m_pSpareFaces = nullptr;
 };

@@ -16,6 +16,7 @@ class CSSEMatrix;
 namespace relief::detail {
 class CCircleGrid;
 class CTrianglePool;
+struct RefineRule;
 struct TriangleSide;
 }
 
@@ -291,11 +292,41 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   void ResetIgnoreStateOfTriangles();  // working list only
   static void FlipTriangleOrientation(t_hdelaunaytriangle* t);
 
-  // Refinement against height fields. Passes stop at maxPasses or after a pass
-  // that added nothing; triangles whose three heights are not all above
-  // minHeight are never split, so thin triangles stay.
+  // Refinement against height fields: passes that split large, rough
+  // triangles of the working list at their centroids. A pass looks at every
+  // triangle first and only then inserts the points it collected, in index
+  // order, by InsertVertexIntoTriangulation(int) (Delaunay legalisation, no
+  // finalisation); the vertex container grows first to room for one point per
+  // triangle. Passes stop after maxPasses (0 changes nothing) or after a pass
+  // that added no point.
+  //
+  // A triangle is split when both hold (compared as squares, strictly; the
+  // squares of minHeight and zTolerance are taken in double, then rounded to
+  // float):
+  //  - big enough: its three altitudes (the "heights": each corner's distance
+  //    in the x/y plane from the line through the opposite side) all exceed
+  //    minHeight. Long thin triangles therefore stay, however rough;
+  //  - rough: the z of some two corners differ by more than zTolerance (each
+  //    difference rounded to float before squaring). A flat triangulation is
+  //    never refined, whatever its triangle sizes.
+  // The new point is the centroid, the mean of the three corners in all four
+  // lanes ((a + b + c) / 3).
+  //
+  // Without a field every working triangle is looked at, marks ignored, and
+  // the new point keeps the centroid's z (interpolated from the corners).
+  // With a field, triangles with the outside or the third mark are skipped
+  // and the new point's z is the field's value at the centroid's cell (x and
+  // y plus 0.5, truncated, clamped into the field); a null field keeps the
+  // interpolated z.
   void RefineTriangulation(float minHeight, int maxPasses, float zTolerance);
   void RefineTriangulation(CSSEMatrix* field, float minHeight, int maxPasses, float zTolerance);
+  // The border form: each pass first sets the third mark on the triangles
+  // lacking a neighbour (IsolateTrianglesWithoutNeighbour) and looks only at
+  // those, outside mark clear. The new point takes z from first (0 when
+  // null) and goes into this triangulation; a copy with z from second at
+  // the same cell goes to partner. After the scan this object's points are
+  // inserted, then the partner's into the partner. Only points added here
+  // keep the passes going.
   void RefineBorderTriangulation(CSSEMatrix* first, CSSEMatrix* second, TaCIncrementalDelaunay2D& partner,
                                  float minHeight, int maxPasses, float zTolerance);
   void HighDerivationInsertPoints(CSSEMatrix* derivative, CSSEMatrix* field, CSSE3dPolygon& area,
@@ -472,7 +503,8 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   }
   const CDelaunayTriangleList& MarkedList() const { return m_bFinalized ? m_FinalTriangleList : m_TriangleList; }
   void CollectVisibleHullSides(int vertex, std::vector<std::pair<t_hdelaunaytriangle*, int>>& sides);
-  void RefinePasses(CSSEMatrix* field, float minHeight, int maxPasses, float zTolerance, bool useMarks);
+  void RefinePasses(const relief::detail::RefineRule& rule, int maxPasses);
+  int RefinePass(const relief::detail::RefineRule& rule);
   template <bool kMax>
   void ScanConvert(CSSEMatrix* output, float emptyValue, SSEPoint& origin);
   void InsertNewVertices(int from);

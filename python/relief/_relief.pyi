@@ -99,7 +99,7 @@ def convex_hull_2d(points: ArrayLike) -> I32:
     """(n, 2) points -> (h,) hull corner indices, counter-clockwise from the lowest point."""
 
 def convex_hull_3d(points: ArrayLike) -> I32:
-    """(n, 3) points (quantised to 0.1) -> (f, 3) outward counter-clockwise faces as indices."""
+    """(n, 3) points (rounded to whole units) -> (f, 3) outward counter-clockwise faces as indices."""
 
 def triangulate_polygon(points: ArrayLike) -> I32:
     """(n, 2) simple polygon -> (n - 2, 3) triangles as indices."""

@@ -141,12 +141,13 @@ IndexArray ConvexHull2D(const py::handle& points) {
 
 // ---- 3D hull --------------------------------------------------------------
 
-// Tells which caller points the hull stored: a point equal to a stored one
-// after quantisation is skipped, and only stored points advance the counter.
-class CountingHull : public CHConvexHull3D {
- public:
-  int Stored() const { return m_nVertexCounter; }
-};
+// The newest stored vertex: a point equal to a stored one after rounding is
+// skipped, so the caller's points that were stored are those after which
+// the newest record changed. (A plain CHConvexHull3D, not a subclass, so the
+// hull takes its fast route.)
+const tVertexStructure* Newest(const CHConvexHull3D& hull) {
+  return hull.GetVertices() ? hull.GetVertices()->prev : nullptr;
+}
 
 IndexArray ConvexHull3D(const py::handle& points) {
   FloatArray a = AsPoints(points, 3, "points", 4);
@@ -158,13 +159,13 @@ IndexArray ConvexHull3D(const py::handle& points) {
   bool degenerate = false;
   {
     py::gil_scoped_release release;
-    CountingHull hull;
+    CHConvexHull3D hull;
     std::vector<std::int32_t> source;  // stored vertex index -> caller's index
     source.reserve(n);
     for (int i = 0; i < n; ++i) {
-      const int before = hull.Stored();
+      const tVertexStructure* before = Newest(hull);
       hull.AppendVertex3D(p[3 * i], p[3 * i + 1], p[3 * i + 2], 0.0f);
-      if (hull.Stored() != before) source.push_back(i);
+      if (Newest(hull) != before) source.push_back(i);
     }
     degenerate = hull.IsDegenerate();
     if (!degenerate) {
@@ -178,7 +179,7 @@ IndexArray ConvexHull3D(const py::handle& points) {
     }
   }
   if (degenerate)
-    ThrowValue("points: fewer than four distinct points, or all on one plane or line (after quantisation to 0.1)");
+    ThrowValue("points: fewer than four distinct points, or all on one plane or line (after rounding to whole units)");
   return ToIndexArray(faces, 3);
 }
 

@@ -179,6 +179,29 @@ TEST(Hull3DInput, HullsAtTheRangeLimitsAreCorrect) {
   for (const tFaceStructure* f : Faces(d)) EXPECT_LT(d.NormZ(f), 0);
 }
 
+// Lifted points far out (z beyond 2^53, where a double no longer holds the
+// stored integer) close together: the volume sign must still be exact.
+TEST(Hull3DInput, VolumeSignOfLiftedClustersFarOutIsExact) {
+  const unsigned seed = TestSeed();
+  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  std::mt19937 rng(seed);
+  CHConvexHull3D h;
+  for (int round = 0; round < 200000; ++round) {
+    // z between 2^53 and 2^54 (doubles step by 2 there), points 5 tenths apart.
+    tVertexStructure v[4] = {};
+    for (tVertexStructure& p : v) {
+      p.x = 80000000 + 5 * Int(rng() % 20);
+      p.y = (round % 2 ? 80000000 : -79000000) + 5 * Int(rng() % 20);
+      p.z = p.x * p.x + p.y * p.y;
+    }
+    tFaceStructure f = {};
+    f.vertex[0] = &v[0];
+    f.vertex[1] = &v[1];
+    f.vertex[2] = &v[2];
+    ASSERT_EQ(h.VolumeSign(&f, &v[3]), Orient(At(&v[0]), At(&v[1]), At(&v[2]), At(&v[3]))) << "round " << round;
+  }
+}
+
 TEST(Hull3DInput, DegeneracyIsDecidedExactly) {
   const struct {
     Floats points;
