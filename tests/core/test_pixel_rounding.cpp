@@ -46,20 +46,13 @@ TEST(PixelRounding, EdgeRowsFollowTheRule) {
     double v;
     int size, expected;
   } rows[] = {
-      {0.5, 7, 1},
-      {std::nextafter(0.5f, 0.0f), 7, 0},
-      {-0.5, 7, 0},
-      {std::nextafter(-0.5f, -1.0f), 7, 0},
-      {-7.3, 7, 0},
-      {6.49, 7, 6},
-      {6.5, 7, 6},
-      {1e9, 7, 6},
-      {3.0, 0, 0},
-      {3.0, 1, 0},
-      {2147483647.0, 5, 4},
-      {2147483648.0, 5, 0},  // beyond the int range: INT_MIN, clamped to 0
-      {kInf, 5, 0},
-      {-kInf, 5, 0},
+      {0.5, 7, 1},          {std::nextafter(0.5f, 0.0f), 7, 0},
+      {-0.5, 7, 0},         {std::nextafter(-0.5f, -1.0f), 7, 0},
+      {-7.3, 7, 0},         {6.49, 7, 6},
+      {6.5, 7, 6},          {1e9, 7, 6},
+      {3.0, 0, 0},          {3.0, 1, 0},
+      {2147483647.0, 5, 4}, {2147483648.0, 5, 0},  // beyond the int range: INT_MIN, clamped to 0
+      {kInf, 5, 0},         {-kInf, 5, 0},
       {kNaN, 5, 0},
   };
   for (const auto& r : rows) EXPECT_EQ(ClampedPixelOf(r.v, r.size), r.expected) << "v = " << r.v << ", size " << r.size;

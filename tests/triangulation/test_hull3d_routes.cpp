@@ -45,8 +45,8 @@ testing::AssertionResult SameRecords(const CHConvexHull3D& fast, const CHConvexH
   const auto fe = Circle(fast.GetEdges()), pe = Circle(plain.GetEdges());
   const auto ff = Circle(fast.GetFaces()), pf = Circle(plain.GetFaces());
   if (fv.size() != pv.size() || fe.size() != pe.size() || ff.size() != pf.size())
-    return testing::AssertionFailure() << "counts (V, E, F) fast " << fv.size() << ", " << fe.size() << ", " << ff.size()
-                                       << " plain " << pv.size() << ", " << pe.size() << ", " << pf.size();
+    return testing::AssertionFailure() << "counts (V, E, F) fast " << fv.size() << ", " << fe.size() << ", "
+                                       << ff.size() << " plain " << pv.size() << ", " << pe.size() << ", " << pf.size();
   if (fast.GetNumFaces() != plain.GetNumFaces() || fast.GetNumEdges() != plain.GetNumEdges() ||
       fast.GetNumVertices() != plain.GetNumVertices())
     return testing::AssertionFailure() << "stored counts differ";
@@ -56,7 +56,8 @@ testing::AssertionResult SameRecords(const CHConvexHull3D& fast, const CHConvexH
   for (std::size_t i = 0; i < fv.size(); ++i) {
     const tVertexStructure *a = fv[i], *b = pv[i];
     if (a->x != b->x || a->y != b->y || a->z != b->z || a->index != b->index || a->flag != b->flag ||
-        a->onhull != b->onhull || a->processed != b->processed || (a->duplicate == nullptr) != (b->duplicate == nullptr))
+        a->onhull != b->onhull || a->processed != b->processed ||
+        (a->duplicate == nullptr) != (b->duplicate == nullptr))
       return testing::AssertionFailure() << "vertex " << i << " (index " << a->index << " / " << b->index << ")";
   }
   for (std::size_t i = 0; i < ff.size(); ++i) {
@@ -64,7 +65,8 @@ testing::AssertionResult SameRecords(const CHConvexHull3D& fast, const CHConvexH
     for (int k = 0; k < 3; ++k)
       if (fvo.at(a->vertex[k]) != pvo.at(b->vertex[k]) || feo.at(a->edge[k]) != peo.at(b->edge[k]))
         return testing::AssertionFailure() << "face " << i << " corner or edge " << k;
-    if (a->visible != b->visible || a->lower != b->lower) return testing::AssertionFailure() << "face " << i << " flags";
+    if (a->visible != b->visible || a->lower != b->lower)
+      return testing::AssertionFailure() << "face " << i << " flags";
   }
   for (std::size_t i = 0; i < fe.size(); ++i) {
     const tEdgeStructure *a = fe[i], *b = pe[i];
@@ -171,7 +173,8 @@ const Case3D kCases3D[] = {
      [](std::mt19937& rng, int n) {
        const float o = 549755813888.0f;  // 2^39: floats step by 2^16 here
        Points3 p(n);
-       for (auto& q : p) q = {o + 65536.0f * float(rng() % 64), -o + 65536.0f * float(rng() % 64), o - 65536.0f * float(rng() % 64)};
+       for (auto& q : p)
+         q = {o + 65536.0f * float(rng() % 64), -o + 65536.0f * float(rng() % 64), o - 65536.0f * float(rng() % 64)};
        return p;
      }},
     {"full range (2^40 corners: the plain route throughout)",
@@ -189,7 +192,8 @@ TEST(Hull3DRoutes, FastRouteLeavesThePlainRoutesRecords) {
   SCOPED_TRACE(testing::Message() << "seed " << seed);
   std::mt19937 rng(seed);
   for (const Case3D& c : kCases3D)
-    for (const int n : {4, 5, 7, 17, 31, 129, 1000, 20000}) ASSERT_TRUE(RoutesAgree3D(c.make(rng, n))) << c.name << ", n " << n;
+    for (const int n : {4, 5, 7, 17, 31, 129, 1000, 20000})
+      ASSERT_TRUE(RoutesAgree3D(c.make(rng, n))) << c.name << ", n " << n;
 }
 
 TEST(Hull3DRoutes, LiftedFastRouteLeavesThePlainRoutesRecords) {
