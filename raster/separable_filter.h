@@ -16,7 +16,12 @@
 //   void Prepare(__m128 v, __m128* ch) const;  // source register -> channel values
 //   static constexpr bool kKeepsNoData;       // pixels without data keep their value
 //   __m128 Finish(const __m128* ch, int x, int k) const;  // channels -> result
+//   static constexpr int kCountDigits;         // optional, see below
 // Prepare must not let NaN through (the window scheme would spread it).
+// With kCountDigits = P > 0 (one channel only), the driver also counts the
+// window pixels whose prepared value is not 0, as P digits to a lane
+// (raster/packed_counts.h), and divides the channel by that count before
+// Finish, in the column buffers.
 // With kKeepsNoData, the lanes of source registers that hold no data are
 // noted while the strip is read, and only registers with such lanes are read
 // again to restore them: most registers of a height field are whole.
@@ -24,10 +29,12 @@
 #include <emmintrin.h>
 
 #include <algorithm>
+#include <type_traits>
 #include <vector>
 
 #include "raster/aligned_buffer.h"
 #include "raster/no_data.h"
+#include "raster/packed_counts.h"
 #include "raster/register_walk.h"
 #include "raster/sliding_window.h"
 #include "relief/CSSEMatrix.h"
@@ -67,10 +74,18 @@ inline void MatchSize(const CSSEMatrix& source, CSSEMatrix& target) {
     target.CreateNoClear(source.GetSizeX(), source.GetSizeY());
 }
 
+template <class Policy, class = void>
+struct CountDigitsOf : std::integral_constant<int, 0> {};
+template <class Policy>
+struct CountDigitsOf<Policy, std::void_t<decltype(Policy::kCountDigits)>>
+    : std::integral_constant<int, Policy::kCountDigits> {};
+
 template <class Policy>
 void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, const Policy& policy) {
   using Op = typename Policy::Op;
   constexpr int C = Policy::kChannels;
+  constexpr int P = CountDigitsOf<Policy>::value;
+  static_assert(P == 0 || C == 1, "counts go with one channel");
   const int W = source.GetSizeX(), H = source.GetSizeY();
   const int sseY = source.GetSSESizeY(), kReal = (H + 3) >> 2;
   const int w = 2 * r + 1;
@@ -79,7 +94,11 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
   // (+4: the write-back reads whole SSE rows, spare lanes included.)
   const int lv = WindowInputLength(std::max(H, 1), r) + 4;
   const long budget = 3L << 19;
-  const int groupsMax = static_cast<int>(std::clamp(budget / (16L * C * lv), 1L, 16L));
+  // (With counts, P float groups share one count group, and a strip is
+  // whole count groups of P digits.)
+  const long perGroup = P ? 16L * lv * (P + 1) / P : 16L * C * lv;
+  const int groupsMax = P ? std::max(static_cast<int>(std::min(budget / perGroup, 16L)) / P * P, P)
+                          : static_cast<int>(std::clamp(budget / perGroup, 1L, 16L));
   const int stripWidth = 4 * groupsMax;
   const bool inPlace = &source == &target;
   if (inPlace && r > stripWidth) {  // the halo below would reach past one strip
@@ -105,11 +124,19 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
   // Per register of the strip, the lanes without data (kKeepsNoData).
   std::vector<unsigned char> keep(Policy::kKeepsNoData ? static_cast<std::size_t>(stripWidth) * sseY : 0);
   auto colBuf = [&](int c, int g) { return col.data() + (static_cast<std::size_t>(c) * groupsMax + g) * lv; };
+  // Counts: the validity masks of the segment, the packed count segment of
+  // the super-columns, and groupsMax / P count groups of column buffers.
+  const int cLen = P ? WindowInputLength(stripWidth / std::max(P, 1), r) : 0;
+  AlignedBuffer masks(P ? hLen : 0), cseg(cLen), cnt(P ? static_cast<std::size_t>(groupsMax / std::max(P, 1)) * lv : 0);
+  auto cntBuf = [&](int g) { return cnt.data() + static_cast<std::size_t>(g) * lv; };
   const __m128 identity = Op::Identity();
 
   for (int x0 = 0; x0 < W; x0 += stripWidth) {
     const int xs = std::min(stripWidth, W - x0);
     const int groups = (xs + 3) >> 2;
+    // Super-columns per digit (whole groups of four) and their groups.
+    const int q = P ? (xs + 4 * P - 1) / (4 * P) * 4 : 0;
+    const int countGroups = q / 4;
 
     // Along x, SSE row by SSE row, then into the column buffers.
     for (int k = 0; k < kReal; ++k) {
@@ -127,14 +154,38 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
         __m128 ch[C];
         policy.Prepare(v, ch);
         for (int c = 0; c < C; ++c) seg[c * hLen + j] = ch[c];
+        if constexpr (P > 0) masks[j] = _mm_cmpneq_ps(ch[0], _mm_setzero_ps());
       };
+      if constexpr (P > 0) {
+        std::fill(masks.data(), masks.data() + jFirst, _mm_setzero_ps());
+        std::fill(masks.data() + jEnd, masks.data() + hLen, _mm_setzero_ps());
+      }
       for (int j = jFirst; j < jHalo; ++j) prepare(j, halo[static_cast<std::size_t>(k) * r + j]);
       const __m128* from = row + x0 - r;
       for (int j = std::max(jFirst, jHalo); j < jEnd; ++j) prepare(j, from[j]);
-      if (Policy::kKeepsNoData)
+      if constexpr (P > 0) {
+        // The strip's own columns are masks[r .. r + xs).
+        if (Policy::kKeepsNoData)
+          for (int i = 0; i < xs; ++i)
+            keep[static_cast<std::size_t>(k) * stripWidth + i] =
+                static_cast<unsigned char>(_mm_movemask_ps(masks[r + i]) ^ 0xF);
+        PackValidity<P>(masks.data(), q, q + 2 * r, cseg.data());
+        std::fill(cseg.data() + q + 2 * r, cseg.data() + WindowInputLength(q, r), _mm_setzero_ps());
+        WindowReduce<CountAddOp>(cseg.data() + r, q, r, cseg.data(), suffix.data());
+        for (int g = 0; g < countGroups; ++g) {
+          __m128 a = cseg[4 * g], b = cseg[4 * g + 1], d = cseg[4 * g + 2], e = cseg[4 * g + 3];
+          _MM_TRANSPOSE4_PS(a, b, d, e);
+          __m128* out = cntBuf(g) + r + 4 * k;
+          out[0] = a;
+          out[1] = b;
+          out[2] = d;
+          out[3] = e;
+        }
+      } else if (Policy::kKeepsNoData) {
         for (int i = 0; i < xs; ++i)
           keep[static_cast<std::size_t>(k) * stripWidth + i] =
               static_cast<unsigned char>(_mm_movemask_ps(HoldsData(row[x0 + i])) ^ 0xF);
+      }
       __m128* segs[C];
       for (int c = 0; c < C; ++c) segs[c] = seg.data() + c * hLen;
       WindowReduceChannels<Op, C>(segs, xs, r, suffix.data());
@@ -162,12 +213,22 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
       }
       WindowReduceChannels<Op, C>(cols, H, r, suffix.data());
     }
+    if constexpr (P > 0) {
+      for (int g = 0; g < countGroups; ++g) {
+        __m128* counts = cntBuf(g);
+        std::fill(counts, counts + r, CountAddOp::Identity());
+        std::fill(counts + r + H, counts + lv, CountAddOp::Identity());
+        WindowReduce<CountAddOp>(counts + r, H, r, counts, suffix.data());
+      }
+    }
 
     if (inPlace && x0 + xs < W)
       for (int k = 0; k < sseY; ++k)
         for (int j = 0; j < r; ++j) halo[static_cast<std::size_t>(k) * r + j] = src[k][x0 + xs - r + j];
 
-    // Back to registers, finished into the target.
+    // Back to registers, finished into the target (with counts, the sums of
+    // group g are divided by digit g / countGroups of count group g %
+    // countGroups).
     for (int k = 0; k < sseY; ++k) {
       const __m128 lanes = PixelLaneMask(k, H);
       __m128* out = dst[k];
@@ -180,6 +241,9 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           t[c][1] = b[1];
           t[c][2] = b[2];
           t[c][3] = b[3];
+          // Divided here, between the stores, the division's long issue
+          // interval hides (a loop of divisions alone would wait on it).
+          if constexpr (P > 0) DivideByCountDigit<P>(t[c], cntBuf(g % countGroups) + 4 * k, g / countGroups);
           _MM_TRANSPOSE4_PS(t[c][0], t[c][1], t[c][2], t[c][3]);
         }
         const int n = std::min(4, xs - 4 * g);

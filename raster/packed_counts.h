@@ -1,0 +1,67 @@
+#pragma once
+
+// Window counts of the pixels holding data, for the no-data-aware box mean,
+// packed several to a 32-bit lane.
+//
+// A count needs far fewer bits than a float: a (2r+1)^2 window holds at most
+// 225 pixels up to r = 7 (a byte) and 65535 up to r = 127 (16 bits). A strip
+// of columns is therefore cut into P parts of q columns (P = 4, 2 or 1), and
+// lane digit t of "super-column" j counts column t q + j of the strip. Window
+// sums over super-columns are then window sums of P columns at once, with an
+// ordinary 32-bit add: no digit ever carries into the next. The counts ride
+// through the same x pass, transposes and y pass as the float channels, on
+// 1/P of the registers, and are unpacked in the column buffers, where each
+// group of four columns is one digit of one count group.
+
+#include <emmintrin.h>
+
+namespace relief::detail {
+
+// Integer addition on the bits of float registers (the window schemes work
+// on __m128); the identity is the zero register, as for AddOp.
+struct CountAddOp {
+  static __m128 Identity() { return _mm_setzero_ps(); }
+  static __m128 Apply(__m128 a, __m128 b) {
+    return _mm_castsi128_ps(_mm_add_epi32(_mm_castps_si128(a), _mm_castps_si128(b)));
+  }
+};
+
+// Bits of one digit when P digits share a 32-bit lane.
+template <int P>
+constexpr int kDigitBits = 32 / P;
+
+// The digits per lane that hold any count of a (2r+1)^2 window clipped to a
+// sizeX x sizeY raster: 4, 2 or 1.
+inline int DigitsForWindow(int sizeX, int sizeY, int r) {
+  const long w = 2L * r + 1;
+  const long most = (w < sizeX ? w : sizeX) * (w < sizeY ? w : sizeY);
+  return most <= 0xFF ? 4 : most <= 0xFFFF ? 2 : 1;
+}
+
+// cseg[j] = sum over t < P of (digit t = 1 where masks[t q + j] holds data),
+// for j in [0, n): the count segment of the super-columns from the masks
+// (all-ones lanes: data) of the strip segment, in the same index frame.
+template <int P>
+inline void PackValidity(const __m128* masks, int q, int n, __m128* cseg) {
+  __m128 digit[P];
+  for (int t = 0; t < P; ++t) digit[t] = _mm_castsi128_ps(_mm_set1_epi32(1 << (t * kDigitBits<P>)));
+  for (int j = 0; j < n; ++j) {
+    __m128 packed = _mm_and_ps(masks[j], digit[0]);
+    for (int t = 1; t < P; ++t) packed = _mm_or_ps(packed, _mm_and_ps(masks[t * q + j], digit[t]));
+    cseg[j] = packed;
+  }
+}
+
+// sums[i] /= digit t of counts[i] for the four rows of a group of four
+// columns: the same float division as sum / count in float.
+template <int P>
+inline void DivideByCountDigit(__m128* sums, const __m128* counts, int t) {
+  const __m128i shift = _mm_cvtsi32_si128(t * kDigitBits<P>);
+  const __m128i low = _mm_set1_epi32(P == 1 ? -1 : static_cast<int>((1u << kDigitBits<P>) - 1));
+  for (int i = 0; i < 4; ++i) {
+    const __m128i count = _mm_and_si128(_mm_srl_epi32(_mm_castps_si128(counts[i]), shift), low);
+    sums[i] = _mm_div_ps(sums[i], _mm_cvtepi32_ps(count));
+  }
+}
+
+}  // namespace relief::detail
