@@ -38,16 +38,17 @@ inline int DigitsForWindow(int sizeX, int sizeY, int r) {
   return most <= 0xFF ? 4 : most <= 0xFFFF ? 2 : 1;
 }
 
-// cseg[j] = sum over t < P of (digit t = 1 where masks[t q + j] holds data),
-// for j in [0, n): the count segment of the super-columns from the masks
-// (all-ones lanes: data) of the strip segment, in the same index frame.
+// cseg[j] = sum over t < P of (digit t = 1 where seg[t q + j] is not 0),
+// for j in [0, n): the count segment of the super-columns from a strip
+// segment of prepared values, in the same index frame.
 template <int P>
-inline void PackValidity(const __m128* masks, int q, int n, __m128* cseg) {
+inline void PackValidity(const __m128* seg, int q, int n, __m128* cseg) {
   __m128 digit[P];
   for (int t = 0; t < P; ++t) digit[t] = _mm_castsi128_ps(_mm_set1_epi32(1 << (t * kDigitBits<P>)));
+  const __m128 zero = _mm_setzero_ps();
   for (int j = 0; j < n; ++j) {
-    __m128 packed = _mm_and_ps(masks[j], digit[0]);
-    for (int t = 1; t < P; ++t) packed = _mm_or_ps(packed, _mm_and_ps(masks[t * q + j], digit[t]));
+    __m128 packed = _mm_and_ps(_mm_cmpneq_ps(seg[j], zero), digit[0]);
+    for (int t = 1; t < P; ++t) packed = _mm_or_ps(packed, _mm_and_ps(_mm_cmpneq_ps(seg[t * q + j], zero), digit[t]));
     cseg[j] = packed;
   }
 }

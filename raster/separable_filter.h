@@ -66,6 +66,14 @@ inline __m128 LaneMask(int bits) {
   return _mm_castsi128_ps(_mm_cmpeq_epi32(set, lane));
 }
 
+// The lanes without data of four registers (holds: all-ones lanes hold
+// data), as bit 4 i + lane for register i.
+inline int NoDataBits(const __m128* holds) {
+  const __m128i a = _mm_packs_epi32(_mm_castps_si128(holds[0]), _mm_castps_si128(holds[1]));
+  const __m128i b = _mm_packs_epi32(_mm_castps_si128(holds[2]), _mm_castps_si128(holds[3]));
+  return _mm_movemask_epi8(_mm_packs_epi16(a, b)) ^ 0xFFFF;
+}
+
 // Gives target the source's size (fresh storage only when it differs).
 inline void MatchSize(const CSSEMatrix& source, CSSEMatrix& target) {
   if (&target == &source) return;
@@ -121,13 +129,14 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
   // In place, the r source columns left of a strip are overwritten by the
   // previous strip before they are read: keep them.
   AlignedBuffer halo(inPlace ? static_cast<std::size_t>(r) * sseY : 0);
-  // Per register of the strip, the lanes without data (kKeepsNoData).
-  std::vector<unsigned char> keep(Policy::kKeepsNoData ? static_cast<std::size_t>(stripWidth) * sseY : 0);
+  // Per group of four registers of the strip, the lanes without data
+  // (kKeepsNoData; NoDataBits).
+  std::vector<unsigned short> keep(Policy::kKeepsNoData ? static_cast<std::size_t>(groupsMax) * sseY : 0);
   auto colBuf = [&](int c, int g) { return col.data() + (static_cast<std::size_t>(c) * groupsMax + g) * lv; };
-  // Counts: the validity masks of the segment, the packed count segment of
-  // the super-columns, and groupsMax / P count groups of column buffers.
+  // Counts: the packed count segment of the super-columns, and groupsMax /
+  // P count groups of column buffers.
   const int cLen = P ? WindowInputLength(stripWidth / std::max(P, 1), r) : 0;
-  AlignedBuffer masks(P ? hLen : 0), cseg(cLen), cnt(P ? static_cast<std::size_t>(groupsMax / std::max(P, 1)) * lv : 0);
+  AlignedBuffer cseg(cLen), cnt(P ? static_cast<std::size_t>(groupsMax / std::max(P, 1)) * lv : 0);
   auto cntBuf = [&](int g) { return cnt.data() + static_cast<std::size_t>(g) * lv; };
   const __m128 identity = Op::Identity();
 
@@ -154,22 +163,26 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
         __m128 ch[C];
         policy.Prepare(v, ch);
         for (int c = 0; c < C; ++c) seg[c * hLen + j] = ch[c];
-        if constexpr (P > 0) masks[j] = _mm_cmpneq_ps(ch[0], _mm_setzero_ps());
       };
-      if constexpr (P > 0) {
-        std::fill(masks.data(), masks.data() + jFirst, _mm_setzero_ps());
-        std::fill(masks.data() + jEnd, masks.data() + hLen, _mm_setzero_ps());
-      }
       for (int j = jFirst; j < jHalo; ++j) prepare(j, halo[static_cast<std::size_t>(k) * r + j]);
       const __m128* from = row + x0 - r;
       for (int j = std::max(jFirst, jHalo); j < jEnd; ++j) prepare(j, from[j]);
+      // The strip's own columns are seg[r .. r + xs) (with counts, a
+      // prepared value holds data when it is not 0).
+      if (Policy::kKeepsNoData)
+        for (int g = 0; g < groups; ++g) {
+          __m128 holds[4];
+          for (int i = 0; i < 4; ++i) {
+            const int x = 4 * g + i;
+            if constexpr (P > 0)
+              holds[i] = _mm_cmpneq_ps(seg[r + x], _mm_setzero_ps());
+            else
+              holds[i] = x < xs ? HoldsData(row[x0 + x]) : _mm_castsi128_ps(_mm_set1_epi32(-1));
+          }
+          keep[static_cast<std::size_t>(k) * groupsMax + g] = static_cast<unsigned short>(NoDataBits(holds));
+        }
       if constexpr (P > 0) {
-        // The strip's own columns are masks[r .. r + xs).
-        if (Policy::kKeepsNoData)
-          for (int i = 0; i < xs; ++i)
-            keep[static_cast<std::size_t>(k) * stripWidth + i] =
-                static_cast<unsigned char>(_mm_movemask_ps(masks[r + i]) ^ 0xF);
-        PackValidity<P>(masks.data(), q, q + 2 * r, cseg.data());
+        PackValidity<P>(seg.data(), q, q + 2 * r, cseg.data());
         std::fill(cseg.data() + q + 2 * r, cseg.data() + WindowInputLength(q, r), _mm_setzero_ps());
         WindowReduce<CountAddOp>(cseg.data() + r, q, r, cseg.data(), suffix.data());
         for (int g = 0; g < countGroups; ++g) {
@@ -181,10 +194,6 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           out[2] = d;
           out[3] = e;
         }
-      } else if (Policy::kKeepsNoData) {
-        for (int i = 0; i < xs; ++i)
-          keep[static_cast<std::size_t>(k) * stripWidth + i] =
-              static_cast<unsigned char>(_mm_movemask_ps(HoldsData(row[x0 + i])) ^ 0xF);
       }
       __m128* segs[C];
       for (int c = 0; c < C; ++c) segs[c] = seg.data() + c * hLen;
@@ -247,14 +256,14 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           _MM_TRANSPOSE4_PS(t[c][0], t[c][1], t[c][2], t[c][3]);
         }
         const int n = std::min(4, xs - 4 * g);
+        const int noData = Policy::kKeepsNoData && k < kReal ? keep[static_cast<std::size_t>(k) * groupsMax + g] : 0;
         for (int i = 0; i < n; ++i) {
           const int x = x0 + 4 * g + i;
           __m128 ch[C];
           for (int c = 0; c < C; ++c) ch[c] = t[c][i];
           __m128 result = policy.Finish(ch, x, k);
-          if (Policy::kKeepsNoData && k < kReal)
-            if (const int bits = keep[static_cast<std::size_t>(k) * stripWidth + x - x0])
-              result = Select(LaneMask(bits), in[x], result);
+          if (noData)
+            if (const int bits = (noData >> (4 * i)) & 0xF) result = Select(LaneMask(bits), in[x], result);
           result = _mm_and_ps(lanes, result);
           // A separate target is written whole and not read again here:
           // stream it past the cache instead of reading each line first.
