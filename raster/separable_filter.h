@@ -124,7 +124,13 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
 
   const int hLen = WindowInputLength(stripWidth, r);
   AlignedBuffer seg(static_cast<std::size_t>(C) * hLen);
-  AlignedBuffer col(static_cast<std::size_t>(C) * groupsMax * lv);
+  // Column buffers: C channels of groupsMax groups; with counts, then
+  // groupsMax / P count groups and the packed count segment of the
+  // super-columns (one allocation: a call allocates little, and alike).
+  const std::size_t sumLen = static_cast<std::size_t>(C) * groupsMax * lv;
+  const std::size_t countLen = P ? static_cast<std::size_t>(groupsMax / std::max(P, 1)) * lv : 0;
+  const int cLen = P ? WindowInputLength(stripWidth / std::max(P, 1), r) : 0;
+  AlignedBuffer col(sumLen + countLen + cLen);
   AlignedBuffer suffix(w);
   // In place, the r source columns left of a strip are overwritten by the
   // previous strip before they are read: keep them.
@@ -133,11 +139,8 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
   // (kKeepsNoData; NoDataBits).
   std::vector<unsigned short> keep(Policy::kKeepsNoData ? static_cast<std::size_t>(groupsMax) * sseY : 0);
   auto colBuf = [&](int c, int g) { return col.data() + (static_cast<std::size_t>(c) * groupsMax + g) * lv; };
-  // Counts: the packed count segment of the super-columns, and groupsMax /
-  // P count groups of column buffers.
-  const int cLen = P ? WindowInputLength(stripWidth / std::max(P, 1), r) : 0;
-  AlignedBuffer cseg(cLen), cnt(P ? static_cast<std::size_t>(groupsMax / std::max(P, 1)) * lv : 0);
-  auto cntBuf = [&](int g) { return cnt.data() + static_cast<std::size_t>(g) * lv; };
+  auto cntBuf = [&](int g) { return col.data() + sumLen + static_cast<std::size_t>(g) * lv; };
+  __m128* const cseg = col.data() + sumLen + countLen;
   const __m128 identity = Op::Identity();
 
   for (int x0 = 0; x0 < W; x0 += stripWidth) {
@@ -182,9 +185,9 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           keep[static_cast<std::size_t>(k) * groupsMax + g] = static_cast<unsigned short>(NoDataBits(holds));
         }
       if constexpr (P > 0) {
-        PackValidity<P>(seg.data(), q, q + 2 * r, cseg.data());
-        std::fill(cseg.data() + q + 2 * r, cseg.data() + WindowInputLength(q, r), _mm_setzero_ps());
-        WindowReduce<CountAddOp>(cseg.data() + r, q, r, cseg.data(), suffix.data());
+        PackValidity<P>(seg.data(), q, q + 2 * r, cseg);
+        std::fill(cseg + q + 2 * r, cseg + WindowInputLength(q, r), _mm_setzero_ps());
+        WindowReduce<CountAddOp>(cseg + r, q, r, cseg, suffix.data());
         for (int g = 0; g < countGroups; ++g) {
           __m128 a = cseg[4 * g], b = cseg[4 * g + 1], d = cseg[4 * g + 2], e = cseg[4 * g + 3];
           _MM_TRANSPOSE4_PS(a, b, d, e);
