@@ -15,6 +15,8 @@
 
 #include <emmintrin.h>
 
+#include "raster/no_data.h"
+
 namespace relief::detail {
 
 // Integer addition on the bits of float registers (the window schemes work
@@ -38,18 +40,50 @@ inline int DigitsForWindow(int sizeX, int sizeY, int r) {
   return most <= 0xFF ? 4 : most <= 0xFFFF ? 2 : 1;
 }
 
-// cseg[j] = sum over t < P of (digit t = 1 where seg[t q + j] is not 0),
-// for j in [0, n): the count segment of the super-columns from a strip
-// segment of prepared values, in the same index frame.
+// The count segment of the super-columns from a strip segment of prepared
+// values (a value holds data when it is not 0), in the same index frame:
+// cseg[j] for j in [0, q + 2r) has digit t = 1 where seg[t q + j] holds
+// data. On the way, noData[g] = NoDataBits of strip columns [4g, 4g + 4)
+// (seg from r), for the q / 4 groups of each of the P parts.
+// The r super-columns on either side of the q core ones are the core's
+// digits moved one place (part t's halo is part t +- 1's edge): one new
+// digit each.
 template <int P>
-inline void PackValidity(const __m128* seg, int q, int n, __m128* cseg) {
+inline void PackValidity(const __m128* seg, int q, int r, __m128* cseg, unsigned short* noData) {
+  constexpr int bits = kDigitBits<P>;
   __m128 digit[P];
-  for (int t = 0; t < P; ++t) digit[t] = _mm_castsi128_ps(_mm_set1_epi32(1 << (t * kDigitBits<P>)));
+  for (int t = 0; t < P; ++t) digit[t] = _mm_castsi128_ps(_mm_set1_epi32(1 << (t * bits)));
   const __m128 zero = _mm_setzero_ps();
-  for (int j = 0; j < n; ++j) {
-    __m128 packed = _mm_and_ps(_mm_cmpneq_ps(seg[j], zero), digit[0]);
-    for (int t = 1; t < P; ++t) packed = _mm_or_ps(packed, _mm_and_ps(_mm_cmpneq_ps(seg[t * q + j], zero), digit[t]));
-    cseg[j] = packed;
+  auto holds = [&](int j) { return _mm_cmpneq_ps(seg[j], zero); };
+  for (int j = r; j < q + r; j += 4) {
+    __m128 packed[4] = {zero, zero, zero, zero};
+    for (int t = 0; t < P; ++t) {
+      __m128 h[4];
+      for (int i = 0; i < 4; ++i) {
+        h[i] = holds(t * q + j + i);
+        packed[i] = _mm_or_ps(packed[i], _mm_and_ps(h[i], digit[t]));
+      }
+      noData[t * (q / 4) + (j - r) / 4] = static_cast<unsigned short>(NoDataBits(h));
+    }
+    for (int i = 0; i < 4; ++i) cseg[j + i] = packed[i];
+  }
+  auto direct = [&](int j) {
+    __m128 packed = zero;
+    for (int t = 0; t < P; ++t) packed = _mm_or_ps(packed, _mm_and_ps(holds(t * q + j), digit[t]));
+    return packed;
+  };
+  if (q < r) {  // halos wider than a part
+    for (int j = 0; j < r; ++j) cseg[j] = direct(j);
+    for (int j = q + r; j < q + 2 * r; ++j) cseg[j] = direct(j);
+    return;
+  }
+  for (int j = 0; j < r; ++j) {
+    const __m128i up = _mm_slli_epi32(_mm_castps_si128(cseg[j + q]), bits);
+    cseg[j] = _mm_or_ps(_mm_castsi128_ps(up), _mm_and_ps(holds(j), digit[0]));
+  }
+  for (int j = q + r; j < q + 2 * r; ++j) {
+    const __m128i down = _mm_srli_epi32(_mm_castps_si128(cseg[j - q]), bits);
+    cseg[j] = _mm_or_ps(_mm_castsi128_ps(down), _mm_and_ps(holds((P - 1) * q + j), digit[P - 1]));
   }
 }
 

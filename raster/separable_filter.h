@@ -66,14 +66,6 @@ inline __m128 LaneMask(int bits) {
   return _mm_castsi128_ps(_mm_cmpeq_epi32(set, lane));
 }
 
-// The lanes without data of four registers (holds: all-ones lanes hold
-// data), as bit 4 i + lane for register i.
-inline int NoDataBits(const __m128* holds) {
-  const __m128i a = _mm_packs_epi32(_mm_castps_si128(holds[0]), _mm_castps_si128(holds[1]));
-  const __m128i b = _mm_packs_epi32(_mm_castps_si128(holds[2]), _mm_castps_si128(holds[3]));
-  return _mm_movemask_epi8(_mm_packs_epi16(a, b)) ^ 0xFFFF;
-}
-
 // Gives target the source's size (fresh storage only when it differs).
 inline void MatchSize(const CSSEMatrix& source, CSSEMatrix& target) {
   if (&target == &source) return;
@@ -170,22 +162,9 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
       for (int j = jFirst; j < jHalo; ++j) prepare(j, halo[static_cast<std::size_t>(k) * r + j]);
       const __m128* from = row + x0 - r;
       for (int j = std::max(jFirst, jHalo); j < jEnd; ++j) prepare(j, from[j]);
-      // The strip's own columns are seg[r .. r + xs) (with counts, a
-      // prepared value holds data when it is not 0).
-      if (Policy::kKeepsNoData)
-        for (int g = 0; g < groups; ++g) {
-          __m128 holds[4];
-          for (int i = 0; i < 4; ++i) {
-            const int x = 4 * g + i;
-            if constexpr (P > 0)
-              holds[i] = _mm_cmpneq_ps(seg[r + x], _mm_setzero_ps());
-            else
-              holds[i] = x < xs ? HoldsData(row[x0 + x]) : _mm_castsi128_ps(_mm_set1_epi32(-1));
-          }
-          keep[static_cast<std::size_t>(k) * groupsMax + g] = static_cast<unsigned short>(NoDataBits(holds));
-        }
+      unsigned short* noData = keep.data() + static_cast<std::size_t>(k) * groupsMax;
       if constexpr (P > 0) {
-        PackValidity<P>(seg.data(), q, q + 2 * r, cseg);
+        PackValidity<P>(seg.data(), q, r, cseg, noData);
         std::fill(cseg + q + 2 * r, cseg + WindowInputLength(q, r), _mm_setzero_ps());
         WindowReduce<CountAddOp>(cseg + r, q, r, cseg, suffix.data());
         for (int g = 0; g < countGroups; ++g) {
@@ -196,6 +175,13 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           out[1] = b;
           out[2] = d;
           out[3] = e;
+        }
+      } else if (Policy::kKeepsNoData) {
+        for (int g = 0; g < groups; ++g) {
+          __m128 holds[4];
+          for (int i = 0; i < 4; ++i)
+            holds[i] = 4 * g + i < xs ? HoldsData(row[x0 + 4 * g + i]) : _mm_castsi128_ps(_mm_set1_epi32(-1));
+          noData[g] = static_cast<unsigned short>(NoDataBits(holds));
         }
       }
       __m128* segs[C];
