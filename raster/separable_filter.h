@@ -240,8 +240,11 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           t[c][2] = b[2];
           t[c][3] = b[3];
           // Divided here, between the stores, the division's long issue
-          // interval hides (a loop of divisions alone would wait on it).
-          if constexpr (P > 0) DivideByCountDigit<P>(t[c], cntBuf(g % countGroups) + 4 * k, g / countGroups);
+          // interval hides (a loop of divisions alone would wait on it);
+          // not at all where no pixel holds data (the rim of a scan).
+          if constexpr (P > 0)
+            if (keep[static_cast<std::size_t>(k) * groupsMax + g] != 0xFFFF)
+              DivideByCountDigit<P>(t[c], cntBuf(g % countGroups) + 4 * k, g / countGroups);
           _MM_TRANSPOSE4_PS(t[c][0], t[c][1], t[c][2], t[c][3]);
         }
         const int n = std::min(4, xs - 4 * g);
