@@ -7,8 +7,8 @@
 // 225 pixels up to r = 7 (a byte) and 65535 up to r = 127 (16 bits). A strip
 // of columns is therefore cut into P parts of q columns (P = 4, 2 or 1), and
 // lane digit t of "super-column" j counts column t q + j of the strip. Window
-// sums over super-columns are then window sums of P columns at once, with an
-// ordinary 32-bit add: no digit ever carries into the next. The counts ride
+// sums over super-columns are then window sums of P columns at once, with
+// ordinary 32-bit arithmetic: no digit ever carries into the next. The counts ride
 // through the same x pass, transposes and y pass as the float channels, on
 // 1/P of the registers, and are unpacked in the column buffers, where each
 // group of four columns is one digit of one count group.
@@ -19,14 +19,22 @@
 
 namespace relief::detail {
 
-// Integer addition on the bits of float registers (the window schemes work
-// on __m128); the identity is the zero register, as for AddOp.
-struct CountAddOp {
-  static __m128 Identity() { return _mm_setzero_ps(); }
-  static __m128 Apply(__m128 a, __m128 b) {
-    return _mm_castsi128_ps(_mm_add_epi32(_mm_castps_si128(a), _mm_castps_si128(b)));
+// buf[i] = buf[i] + ... + buf[i + 2r] for i in [0, n), in place: the window
+// sums of the input buf + r, as WindowReduce with out = in - r (reads
+// buf[0 .. n + 2r)). Counts are integers, so a running sum is exact, and
+// it costs one addition and one subtraction whatever the radius. Taking
+// the leaving element off before adding the entering one keeps every
+// digit between 0 and a window's count: no digit borrows or carries.
+inline void WindowCountSums(__m128* buf, int n, int r) {
+  __m128i* b = reinterpret_cast<__m128i*>(buf);
+  __m128i sum = _mm_setzero_si128(), leaving = _mm_setzero_si128();
+  for (int j = 0; j < 2 * r; ++j) sum = _mm_add_epi32(sum, b[j]);
+  for (int i = 0; i < n; ++i) {
+    sum = _mm_add_epi32(_mm_sub_epi32(sum, leaving), b[i + 2 * r]);
+    leaving = b[i];
+    b[i] = sum;
   }
-};
+}
 
 // Bits of one digit when P digits share a 32-bit lane.
 template <int P>

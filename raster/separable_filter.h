@@ -23,8 +23,10 @@
 // (raster/packed_counts.h), and divides the channel by that count before
 // Finish, in the column buffers.
 // With kKeepsNoData, the lanes of source registers that hold no data are
-// noted while the strip is read, and only registers with such lanes are read
-// again to restore them: most registers of a height field are whole.
+// noted while the strip is read (where they hold +0, the usual no data,
+// they are restored as 0), and only registers with other values there
+// (-0, NaN) are read again when finishing: the source is long out of the
+// cache by then.
 
 #include <emmintrin.h>
 
@@ -121,7 +123,7 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
   // super-columns (one allocation: a call allocates little, and alike).
   const std::size_t sumLen = static_cast<std::size_t>(C) * groupsMax * lv;
   const std::size_t countLen = P ? static_cast<std::size_t>(groupsMax / std::max(P, 1)) * lv : 0;
-  const int cLen = P ? WindowInputLength(stripWidth / std::max(P, 1), r) : 0;
+  const int cLen = P ? stripWidth / std::max(P, 1) + 2 * r : 0;
   AlignedBuffer col(sumLen + countLen + cLen);
   AlignedBuffer suffix(w);
   // In place, the r source columns left of a strip are overwritten by the
@@ -129,7 +131,9 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
   AlignedBuffer halo(inPlace ? static_cast<std::size_t>(r) * sseY : 0);
   // Per group of four registers of the strip, the lanes without data
   // (kKeepsNoData; NoDataBits).
+  // Of those, the lanes that are not +0 (-0, NaN): restored from the source.
   std::vector<unsigned short> keep(Policy::kKeepsNoData ? static_cast<std::size_t>(groupsMax) * sseY : 0);
+  std::vector<unsigned short> keepSource(keep.size());
   auto colBuf = [&](int c, int g) { return col.data() + (static_cast<std::size_t>(c) * groupsMax + g) * lv; };
   auto cntBuf = [&](int g) { return col.data() + sumLen + static_cast<std::size_t>(g) * lv; };
   __m128* const cseg = col.data() + sumLen + countLen;
@@ -165,8 +169,7 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
       unsigned short* noData = keep.data() + static_cast<std::size_t>(k) * groupsMax;
       if constexpr (P > 0) {
         PackValidity<P>(seg.data(), q, r, cseg, noData);
-        std::fill(cseg + q + 2 * r, cseg + WindowInputLength(q, r), _mm_setzero_ps());
-        WindowReduce<CountAddOp>(cseg + r, q, r, cseg, suffix.data());
+        WindowCountSums(cseg, q, r);
         for (int g = 0; g < countGroups; ++g) {
           __m128 a = cseg[4 * g], b = cseg[4 * g + 1], d = cseg[4 * g + 2], e = cseg[4 * g + 3];
           _MM_TRANSPOSE4_PS(a, b, d, e);
@@ -184,6 +187,16 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           noData[g] = static_cast<unsigned short>(NoDataBits(holds));
         }
       }
+      if (Policy::kKeepsNoData)
+        for (int g = 0; g < groups; ++g)
+          if (noData[g]) {
+            __m128 plusZero[4];
+            for (int i = 0; i < 4; ++i)
+              plusZero[i] = 4 * g + i < xs ? _mm_castsi128_ps(_mm_cmpeq_epi32(_mm_castps_si128(row[x0 + 4 * g + i]), _mm_setzero_si128()))
+                                           : _mm_castsi128_ps(_mm_set1_epi32(-1));
+            // NoDataBits gives the lanes that are not +0.
+            keepSource[static_cast<std::size_t>(k) * groupsMax + g] = static_cast<unsigned short>(noData[g] & NoDataBits(plusZero));
+          }
       __m128* segs[C];
       for (int c = 0; c < C; ++c) segs[c] = seg.data() + c * hLen;
       WindowReduceChannels<Op, C>(segs, xs, r, suffix.data());
@@ -214,9 +227,9 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
     if constexpr (P > 0) {
       for (int g = 0; g < countGroups; ++g) {
         __m128* counts = cntBuf(g);
-        std::fill(counts, counts + r, CountAddOp::Identity());
-        std::fill(counts + r + H, counts + lv, CountAddOp::Identity());
-        WindowReduce<CountAddOp>(counts + r, H, r, counts, suffix.data());
+        std::fill(counts, counts + r, _mm_setzero_ps());
+        std::fill(counts + r + H, counts + lv, _mm_setzero_ps());
+        WindowCountSums(counts, H, r);
       }
     }
 
@@ -248,14 +261,18 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           _MM_TRANSPOSE4_PS(t[c][0], t[c][1], t[c][2], t[c][3]);
         }
         const int n = std::min(4, xs - 4 * g);
-        const int noData = Policy::kKeepsNoData && k < kReal ? keep[static_cast<std::size_t>(k) * groupsMax + g] : 0;
+        const std::size_t kg = static_cast<std::size_t>(k) * groupsMax + g;
+        const int noData = Policy::kKeepsNoData && k < kReal ? keep[kg] : 0;
         for (int i = 0; i < n; ++i) {
           const int x = x0 + 4 * g + i;
           __m128 ch[C];
           for (int c = 0; c < C; ++c) ch[c] = t[c][i];
           __m128 result = policy.Finish(ch, x, k);
           if (noData)
-            if (const int bits = (noData >> (4 * i)) & 0xF) result = Select(LaneMask(bits), in[x], result);
+            if (const int bits = (noData >> (4 * i)) & 0xF) {
+              const __m128 mask = LaneMask(bits);
+              result = (keepSource[kg] >> (4 * i)) & 0xF ? Select(mask, in[x], result) : _mm_andnot_ps(mask, result);
+            }
           result = _mm_and_ps(lanes, result);
           // A separate target is written whole and not read again here:
           // stream it past the cache instead of reading each line first.
