@@ -244,7 +244,22 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
       const __m128 lanes = PixelLaneMask(k, H);
       __m128* out = dst[k];
       const __m128* in = src[k];
+      // A separate target is written whole and not read again here: stream
+      // it past the cache instead of reading each line first.
+      auto store = [&](int x, __m128 v) {
+        if (inPlace)
+          out[x] = v;
+        else
+          _mm_stream_ps(reinterpret_cast<float*>(out + x), v);
+      };
       for (int g = 0; g < groups; ++g) {
+        const std::size_t kg = static_cast<std::size_t>(k) * groupsMax + g;
+        const int n = std::min(4, xs - 4 * g);
+        const int noData = Policy::kKeepsNoData && k < kReal ? keep[kg] : 0;
+        if (noData == 0xFFFF && !keepSource[kg]) {  // no data, all +0 (a scan's rim)
+          for (int i = 0; i < n; ++i) store(x0 + 4 * g + i, _mm_setzero_ps());
+          continue;
+        }
         __m128 t[C][4];
         for (int c = 0; c < C; ++c) {
           const __m128* b = colBuf(c, g) + 4 * k;
@@ -253,16 +268,11 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           t[c][2] = b[2];
           t[c][3] = b[3];
           // Divided here, between the stores, the division's long issue
-          // interval hides (a loop of divisions alone would wait on it);
-          // not at all where no pixel holds data (the rim of a scan).
+          // interval hides (a loop of divisions alone would wait on it).
           if constexpr (P > 0)
-            if (keep[static_cast<std::size_t>(k) * groupsMax + g] != 0xFFFF)
-              DivideByCountDigit<P>(t[c], cntBuf(g % countGroups) + 4 * k, g / countGroups);
+            if (noData != 0xFFFF) DivideByCountDigit<P>(t[c], cntBuf(g % countGroups) + 4 * k, g / countGroups);
           _MM_TRANSPOSE4_PS(t[c][0], t[c][1], t[c][2], t[c][3]);
         }
-        const int n = std::min(4, xs - 4 * g);
-        const std::size_t kg = static_cast<std::size_t>(k) * groupsMax + g;
-        const int noData = Policy::kKeepsNoData && k < kReal ? keep[kg] : 0;
         for (int i = 0; i < n; ++i) {
           const int x = x0 + 4 * g + i;
           __m128 ch[C];
@@ -273,13 +283,7 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
               const __m128 mask = LaneMask(bits);
               result = (keepSource[kg] >> (4 * i)) & 0xF ? Select(mask, in[x], result) : _mm_andnot_ps(mask, result);
             }
-          result = _mm_and_ps(lanes, result);
-          // A separate target is written whole and not read again here:
-          // stream it past the cache instead of reading each line first.
-          if (inPlace)
-            out[x] = result;
-          else
-            _mm_stream_ps(reinterpret_cast<float*>(out + x), result);
+          store(x, _mm_and_ps(lanes, result));
         }
       }
     }
