@@ -8,10 +8,10 @@
 // of columns is therefore cut into P parts of q columns (P = 4, 2 or 1), and
 // lane digit t of "super-column" j counts column t q + j of the strip. Window
 // sums over super-columns are then window sums of P columns at once, with
-// ordinary 32-bit arithmetic: no digit ever carries into the next. The counts ride
-// through the same x pass, transposes and y pass as the float channels, on
-// 1/P of the registers, and are unpacked in the column buffers, where each
-// group of four columns is one digit of one count group.
+// ordinary 32-bit arithmetic: no digit ever carries into the next. The
+// counts ride through the same x pass, transposes and y pass as the float
+// sums, on 1/P of the registers, and are unpacked where the sums are
+// finished: each group of four columns is one digit of one count group.
 
 #include <emmintrin.h>
 
@@ -100,7 +100,7 @@ inline void PackValidity(const __m128* seg, int q, int r, __m128* cseg, unsigned
 template <int P>
 inline void DivideByCountDigit(__m128* sums, const __m128* counts, int t) {
   const __m128i shift = _mm_cvtsi32_si128(t * kDigitBits<P>);
-  const __m128i low = _mm_set1_epi32(P == 1 ? -1 : static_cast<int>((1u << kDigitBits<P>) - 1));
+  const __m128i low = _mm_set1_epi32(static_cast<int>(0xFFFFFFFFu >> (32 - kDigitBits<P>)));
   for (int i = 0; i < 4; ++i) {
     const __m128i count = _mm_and_si128(_mm_srl_epi32(_mm_castps_si128(counts[i]), shift), low);
     sums[i] = _mm_div_ps(sums[i], _mm_cvtepi32_ps(count));

@@ -130,8 +130,8 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
   // previous strip before they are read: keep them.
   AlignedBuffer halo(inPlace ? static_cast<std::size_t>(r) * sseY : 0);
   // Per group of four registers of the strip, the lanes without data
-  // (kKeepsNoData; NoDataBits).
-  // Of those, the lanes that are not +0 (-0, NaN): restored from the source.
+  // (kKeepsNoData; NoDataBits), and of those the lanes that are not +0
+  // (-0, NaN), which are restored from the source.
   std::vector<unsigned short> keep(Policy::kKeepsNoData ? static_cast<std::size_t>(groupsMax) * sseY : 0);
   std::vector<unsigned short> keepSource(keep.size());
   auto colBuf = [&](int c, int g) { return col.data() + (static_cast<std::size_t>(c) * groupsMax + g) * lv; };
@@ -190,12 +190,15 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
       if (Policy::kKeepsNoData)
         for (int g = 0; g < groups; ++g)
           if (noData[g]) {
-            __m128 plusZero[4];
+            __m128i plusZero[4];  // all-ones lanes: +0
             for (int i = 0; i < 4; ++i)
-              plusZero[i] = 4 * g + i < xs ? _mm_castsi128_ps(_mm_cmpeq_epi32(_mm_castps_si128(row[x0 + 4 * g + i]), _mm_setzero_si128()))
-                                           : _mm_castsi128_ps(_mm_set1_epi32(-1));
-            // NoDataBits gives the lanes that are not +0.
-            keepSource[static_cast<std::size_t>(k) * groupsMax + g] = static_cast<unsigned short>(noData[g] & NoDataBits(plusZero));
+              plusZero[i] = 4 * g + i < xs ? _mm_cmpeq_epi32(_mm_castps_si128(row[x0 + 4 * g + i]), _mm_setzero_si128())
+                                           : _mm_set1_epi32(-1);
+            const __m128 isPlusZero[4] = {_mm_castsi128_ps(plusZero[0]), _mm_castsi128_ps(plusZero[1]),
+                                          _mm_castsi128_ps(plusZero[2]), _mm_castsi128_ps(plusZero[3])};
+            // (NoDataBits of "is +0" gives the lanes that are not +0.)
+            keepSource[static_cast<std::size_t>(k) * groupsMax + g] =
+                static_cast<unsigned short>(noData[g] & NoDataBits(isPlusZero));
           }
       __m128* segs[C];
       for (int c = 0; c < C; ++c) segs[c] = seg.data() + c * hLen;
