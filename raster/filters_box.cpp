@@ -34,17 +34,18 @@ struct PlainMean {
   }
 };
 
-// Sum and count of the pixels holding data; pixels without data keep theirs.
+// The sum of the pixels holding data over their count; pixels without data
+// keep theirs. The sum is the plain one (0 adds nothing, NaN enters as 0);
+// the driver counts the pixels whose prepared value is not 0, P to a lane,
+// and divides (sum / count in float, as the naive mean does).
+template <int P>
 struct NoDataMean {
-  static constexpr int kChannels = 2;
+  static constexpr int kChannels = 1;
   static constexpr bool kKeepsNoData = true;
+  static constexpr int kCountDigits = P;
   using Op = AddOp;
-  void Prepare(__m128 v, __m128* ch) const {
-    const __m128 valid = HoldsData(v);
-    ch[0] = _mm_and_ps(valid, v);
-    ch[1] = _mm_and_ps(valid, _mm_set1_ps(1.0f));
-  }
-  __m128 Finish(const __m128* ch, int, int) const { return _mm_div_ps(ch[0], ch[1]); }
+  void Prepare(__m128 v, __m128* ch) const { ch[0] = _mm_and_ps(_mm_cmpord_ps(v, v), v); }
+  __m128 Finish(const __m128* ch, int, int) const { return ch[0]; }
 };
 
 }  // namespace
@@ -56,7 +57,11 @@ void CFilters::BoxMean(const CSSEMatrix& source, CSSEMatrix& target, int radius,
     return;
   }
   if (zeroIsNoData) {
-    RunSeparableFilter(source, target, radius, NoDataMean{});
+    switch (DigitsForWindow(source.GetSizeX(), source.GetSizeY(), radius)) {
+      case 4: return RunSeparableFilter(source, target, radius, NoDataMean<4>{});
+      case 2: return RunSeparableFilter(source, target, radius, NoDataMean<2>{});
+      default: return RunSeparableFilter(source, target, radius, NoDataMean<1>{});
+    }
   } else {
     // invY has room for the spare lanes of the last SSE row (masked later).
     const PlainMean mean{ClippedReciprocals(source.GetSizeX(), radius), ClippedReciprocals(source.GetSizeY(), radius)};

@@ -16,18 +16,27 @@
 //   void Prepare(__m128 v, __m128* ch) const;  // source register -> channel values
 //   static constexpr bool kKeepsNoData;       // pixels without data keep their value
 //   __m128 Finish(const __m128* ch, int x, int k) const;  // channels -> result
+//   static constexpr int kCountDigits;         // optional, see below
 // Prepare must not let NaN through (the window scheme would spread it).
+// With kCountDigits = P > 0 (one channel only), the driver also counts the
+// window pixels whose prepared value is not 0, as P digits to a lane
+// (raster/packed_counts.h), and divides the channel by that count before
+// Finish, in the column buffers.
 // With kKeepsNoData, the lanes of source registers that hold no data are
-// noted while the strip is read, and only registers with such lanes are read
-// again to restore them: most registers of a height field are whole.
+// noted while the strip is read (where they hold +0, the usual no data,
+// they are restored as 0), and only registers with other values there
+// (-0, NaN) are read again when finishing: the source is long out of the
+// cache by then.
 
 #include <emmintrin.h>
 
 #include <algorithm>
+#include <type_traits>
 #include <vector>
 
 #include "raster/aligned_buffer.h"
 #include "raster/no_data.h"
+#include "raster/packed_counts.h"
 #include "raster/register_walk.h"
 #include "raster/sliding_window.h"
 #include "relief/CSSEMatrix.h"
@@ -67,10 +76,18 @@ inline void MatchSize(const CSSEMatrix& source, CSSEMatrix& target) {
     target.CreateNoClear(source.GetSizeX(), source.GetSizeY());
 }
 
+template <class Policy, class = void>
+struct CountDigitsOf : std::integral_constant<int, 0> {};
+template <class Policy>
+struct CountDigitsOf<Policy, std::void_t<decltype(Policy::kCountDigits)>>
+    : std::integral_constant<int, Policy::kCountDigits> {};
+
 template <class Policy>
 void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, const Policy& policy) {
   using Op = typename Policy::Op;
   constexpr int C = Policy::kChannels;
+  constexpr int P = CountDigitsOf<Policy>::value;
+  static_assert(P == 0 || C == 1, "counts go with one channel");
   const int W = source.GetSizeX(), H = source.GetSizeY();
   const int sseY = source.GetSSESizeY(), kReal = (H + 3) >> 2;
   const int w = 2 * r + 1;
@@ -79,7 +96,11 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
   // (+4: the write-back reads whole SSE rows, spare lanes included.)
   const int lv = WindowInputLength(std::max(H, 1), r) + 4;
   const long budget = 3L << 19;
-  const int groupsMax = static_cast<int>(std::clamp(budget / (16L * C * lv), 1L, 16L));
+  // (With counts, P float groups share one count group, and a strip is
+  // whole count groups of P digits.)
+  const long perGroup = P ? 16L * lv * (P + 1) / P : 16L * C * lv;
+  const int groupsMax = P ? std::max(static_cast<int>(std::min(budget / perGroup, 16L)) / P * P, P)
+                          : static_cast<int>(std::clamp(budget / perGroup, 1L, 16L));
   const int stripWidth = 4 * groupsMax;
   const bool inPlace = &source == &target;
   if (inPlace && r > stripWidth) {  // the halo below would reach past one strip
@@ -97,19 +118,33 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
 
   const int hLen = WindowInputLength(stripWidth, r);
   AlignedBuffer seg(static_cast<std::size_t>(C) * hLen);
-  AlignedBuffer col(static_cast<std::size_t>(C) * groupsMax * lv);
+  // Column buffers: C channels of groupsMax groups; with counts, then
+  // groupsMax / P count groups and the packed count segment of the
+  // super-columns (one allocation: a call allocates little, and alike).
+  const std::size_t sumLen = static_cast<std::size_t>(C) * groupsMax * lv;
+  const std::size_t countLen = P ? static_cast<std::size_t>(groupsMax / std::max(P, 1)) * lv : 0;
+  const int cLen = P ? stripWidth / std::max(P, 1) + 2 * r : 0;
+  AlignedBuffer col(sumLen + countLen + cLen);
   AlignedBuffer suffix(w);
   // In place, the r source columns left of a strip are overwritten by the
   // previous strip before they are read: keep them.
   AlignedBuffer halo(inPlace ? static_cast<std::size_t>(r) * sseY : 0);
-  // Per register of the strip, the lanes without data (kKeepsNoData).
-  std::vector<unsigned char> keep(Policy::kKeepsNoData ? static_cast<std::size_t>(stripWidth) * sseY : 0);
+  // Per group of four registers of the strip, the lanes without data
+  // (kKeepsNoData; NoDataBits), and of those the lanes that are not +0
+  // (-0, NaN), which are restored from the source.
+  std::vector<unsigned short> keep(Policy::kKeepsNoData ? static_cast<std::size_t>(groupsMax) * sseY : 0);
+  std::vector<unsigned short> keepSource(keep.size());
   auto colBuf = [&](int c, int g) { return col.data() + (static_cast<std::size_t>(c) * groupsMax + g) * lv; };
+  auto cntBuf = [&](int g) { return col.data() + sumLen + static_cast<std::size_t>(g) * lv; };
+  __m128* const cseg = col.data() + sumLen + countLen;
   const __m128 identity = Op::Identity();
 
   for (int x0 = 0; x0 < W; x0 += stripWidth) {
     const int xs = std::min(stripWidth, W - x0);
     const int groups = (xs + 3) >> 2;
+    // Super-columns per digit (whole groups of four) and their groups.
+    const int q = P ? (xs + 4 * P - 1) / (4 * P) * 4 : 0;
+    const int countGroups = q / 4;
 
     // Along x, SSE row by SSE row, then into the column buffers.
     for (int k = 0; k < kReal; ++k) {
@@ -131,10 +166,40 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
       for (int j = jFirst; j < jHalo; ++j) prepare(j, halo[static_cast<std::size_t>(k) * r + j]);
       const __m128* from = row + x0 - r;
       for (int j = std::max(jFirst, jHalo); j < jEnd; ++j) prepare(j, from[j]);
+      unsigned short* noData = keep.data() + static_cast<std::size_t>(k) * groupsMax;
+      if constexpr (P > 0) {
+        PackValidity<P>(seg.data(), q, r, cseg, noData);
+        WindowCountSums(cseg, q, r);
+        for (int g = 0; g < countGroups; ++g) {
+          __m128 a = cseg[4 * g], b = cseg[4 * g + 1], d = cseg[4 * g + 2], e = cseg[4 * g + 3];
+          _MM_TRANSPOSE4_PS(a, b, d, e);
+          __m128* out = cntBuf(g) + r + 4 * k;
+          out[0] = a;
+          out[1] = b;
+          out[2] = d;
+          out[3] = e;
+        }
+      } else if (Policy::kKeepsNoData) {
+        for (int g = 0; g < groups; ++g) {
+          __m128 holds[4];
+          for (int i = 0; i < 4; ++i)
+            holds[i] = 4 * g + i < xs ? HoldsData(row[x0 + 4 * g + i]) : _mm_castsi128_ps(_mm_set1_epi32(-1));
+          noData[g] = static_cast<unsigned short>(NoDataBits(holds));
+        }
+      }
       if (Policy::kKeepsNoData)
-        for (int i = 0; i < xs; ++i)
-          keep[static_cast<std::size_t>(k) * stripWidth + i] =
-              static_cast<unsigned char>(_mm_movemask_ps(HoldsData(row[x0 + i])) ^ 0xF);
+        for (int g = 0; g < groups; ++g)
+          if (noData[g]) {
+            __m128i plusZero[4];  // all-ones lanes: +0
+            for (int i = 0; i < 4; ++i)
+              plusZero[i] = 4 * g + i < xs ? _mm_cmpeq_epi32(_mm_castps_si128(row[x0 + 4 * g + i]), _mm_setzero_si128())
+                                           : _mm_set1_epi32(-1);
+            const __m128 isPlusZero[4] = {_mm_castsi128_ps(plusZero[0]), _mm_castsi128_ps(plusZero[1]),
+                                          _mm_castsi128_ps(plusZero[2]), _mm_castsi128_ps(plusZero[3])};
+            // (NoDataBits of "is +0" gives the lanes that are not +0.)
+            keepSource[static_cast<std::size_t>(k) * groupsMax + g] =
+                static_cast<unsigned short>(noData[g] & NoDataBits(isPlusZero));
+          }
       __m128* segs[C];
       for (int c = 0; c < C; ++c) segs[c] = seg.data() + c * hLen;
       WindowReduceChannels<Op, C>(segs, xs, r, suffix.data());
@@ -162,17 +227,42 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
       }
       WindowReduceChannels<Op, C>(cols, H, r, suffix.data());
     }
+    if constexpr (P > 0) {
+      for (int g = 0; g < countGroups; ++g) {
+        __m128* counts = cntBuf(g);
+        std::fill(counts, counts + r, _mm_setzero_ps());
+        std::fill(counts + r + H, counts + lv, _mm_setzero_ps());
+        WindowCountSums(counts, H, r);
+      }
+    }
 
     if (inPlace && x0 + xs < W)
       for (int k = 0; k < sseY; ++k)
         for (int j = 0; j < r; ++j) halo[static_cast<std::size_t>(k) * r + j] = src[k][x0 + xs - r + j];
 
-    // Back to registers, finished into the target.
+    // Back to registers, finished into the target (with counts, the sums of
+    // group g are divided by digit g / countGroups of count group g %
+    // countGroups).
     for (int k = 0; k < sseY; ++k) {
       const __m128 lanes = PixelLaneMask(k, H);
       __m128* out = dst[k];
       const __m128* in = src[k];
+      // A separate target is written whole and not read again here: stream
+      // it past the cache instead of reading each line first.
+      auto store = [&](int x, __m128 v) {
+        if (inPlace)
+          out[x] = v;
+        else
+          _mm_stream_ps(reinterpret_cast<float*>(out + x), v);
+      };
       for (int g = 0; g < groups; ++g) {
+        const std::size_t kg = static_cast<std::size_t>(k) * groupsMax + g;
+        const int n = std::min(4, xs - 4 * g);
+        const int noData = Policy::kKeepsNoData && k < kReal ? keep[kg] : 0;
+        if (noData == 0xFFFF && !keepSource[kg]) {  // no data, all +0 (a scan's rim)
+          for (int i = 0; i < n; ++i) store(x0 + 4 * g + i, _mm_setzero_ps());
+          continue;
+        }
         __m128 t[C][4];
         for (int c = 0; c < C; ++c) {
           const __m128* b = colBuf(c, g) + 4 * k;
@@ -180,24 +270,23 @@ void RunSeparableFilter(const CSSEMatrix& source, CSSEMatrix& target, int r, con
           t[c][1] = b[1];
           t[c][2] = b[2];
           t[c][3] = b[3];
+          // Divided here, between the stores, the division's long issue
+          // interval hides (a loop of divisions alone would wait on it).
+          if constexpr (P > 0)
+            if (noData != 0xFFFF) DivideByCountDigit<P>(t[c], cntBuf(g % countGroups) + 4 * k, g / countGroups);
           _MM_TRANSPOSE4_PS(t[c][0], t[c][1], t[c][2], t[c][3]);
         }
-        const int n = std::min(4, xs - 4 * g);
         for (int i = 0; i < n; ++i) {
           const int x = x0 + 4 * g + i;
           __m128 ch[C];
           for (int c = 0; c < C; ++c) ch[c] = t[c][i];
           __m128 result = policy.Finish(ch, x, k);
-          if (Policy::kKeepsNoData && k < kReal)
-            if (const int bits = keep[static_cast<std::size_t>(k) * stripWidth + x - x0])
-              result = Select(LaneMask(bits), in[x], result);
-          result = _mm_and_ps(lanes, result);
-          // A separate target is written whole and not read again here:
-          // stream it past the cache instead of reading each line first.
-          if (inPlace)
-            out[x] = result;
-          else
-            _mm_stream_ps(reinterpret_cast<float*>(out + x), result);
+          if (noData)
+            if (const int bits = (noData >> (4 * i)) & 0xF) {
+              const __m128 mask = LaneMask(bits);
+              result = (keepSource[kg] >> (4 * i)) & 0xF ? Select(mask, in[x], result) : _mm_andnot_ps(mask, result);
+            }
+          store(x, _mm_and_ps(lanes, result));
         }
       }
     }

@@ -3,7 +3,8 @@
 // and maximum vs cv::erode / cv::dilate with a rectangular kernel, median vs
 // cv::medianBlur (float32 allows 3 x 3 and 5 x 5 only), scaling vs
 // cv::resize. relief's plain variants (0 an ordinary value) are the like for
-// like figures; the no-data-aware ones are listed beside them. Every relief
+// like figures; the no-data-aware ones are listed beside them, on the same
+// raster and (third argument 1) on one with a scan's holes. Every relief
 // figure carries "vs_opencv": OpenCV's CPU time over relief's for the same
 // operation and radius (or size) in this run, above 1 when relief is faster.
 
@@ -37,7 +38,8 @@ void Compare(benchmark::State& state, const std::string& key, double seconds) {
   if (OpenCvSeconds().count(key)) state.counters["vs_opencv"] = OpenCvSeconds()[key] / seconds;
 }
 
-// A height field with a few no-data holes, the same in both layouts.
+// A height field with a few no-data holes, the same in both layouts: 64 x
+// 64 blocks of zeros on every seventh diagonal, nothing else.
 const cv::Mat& SourceMat() {
   static const cv::Mat m = [] {
     cv::Mat out(kSize, kSize, CV_32FC1);
@@ -48,14 +50,25 @@ const cv::Mat& SourceMat() {
   return m;
 }
 
+CSSEMatrix ToRaster(const cv::Mat& s) {
+  CSSEMatrix out;
+  out.Create(kSize, kSize);
+  for (int y = 0; y < kSize; ++y)
+    for (int x = 0; x < kSize; ++x) out.SetPoint(x, y, s.at<float>(y, x));
+  return out;
+}
+
 const CSSEMatrix& SourceRaster() {
+  static const CSSEMatrix m = ToRaster(SourceMat());
+  return m;
+}
+
+// The no-data-aware figures' second raster ("scan" = 1): holes as a scan has them.
+const CSSEMatrix& ScanRaster() {
   static const CSSEMatrix m = [] {
-    CSSEMatrix out;
-    out.Create(kSize, kSize);
-    const cv::Mat& s = SourceMat();
-    for (int y = 0; y < kSize; ++y)
-      for (int x = 0; x < kSize; ++x) out.SetPoint(x, y, s.at<float>(y, x));
-    return out;
+    cv::Mat out = SourceMat().clone();
+    relief::bench::FillScanHeights(kSize, 7, [&out](int x, int y, float v) { out.at<float>(y, x) = v; });
+    return ToRaster(out);
   }();
   return m;
 }
@@ -73,8 +86,8 @@ void RunOpenCv(benchmark::State& state, const std::string& key, Fn fn) {
 }
 
 template <class Fn>
-void RunRelief(benchmark::State& state, const std::string& key, Fn fn) {
-  const CSSEMatrix& src = SourceRaster();
+void RunRelief(benchmark::State& state, const std::string& key, Fn fn, bool scan = false) {
+  const CSSEMatrix& src = scan ? ScanRaster() : SourceRaster();
   CSSEMatrix dst;
   dst.CreateSimilar(const_cast<CSSEMatrix&>(src));
   Compare(state, key, CpuSecondsPerIteration(state, [&] {
@@ -109,7 +122,9 @@ template <void (*Filter)(const CSSEMatrix&, CSSEMatrix&, int, bool)>
 void BM_Relief(benchmark::State& state, const char* op) {
   const int r = static_cast<int>(state.range(0));
   const bool aware = state.range(1) != 0;
-  RunRelief(state, Key(op, r), [r, aware](const CSSEMatrix& s, CSSEMatrix& d) { Filter(s, d, r, aware); });
+  const bool scan = state.range(2) != 0;
+  RunRelief(
+      state, Key(op, r), [r, aware](const CSSEMatrix& s, CSSEMatrix& d) { Filter(s, d, r, aware); }, scan);
 }
 
 void BM_ReliefBoxMean(benchmark::State& state) { BM_Relief<CFilters::BoxMean>(state, "mean"); }
@@ -150,13 +165,16 @@ void BM_ReliefScale(benchmark::State& state) {
 void Radii(benchmark::internal::Benchmark* b) {
   for (int r : {1, 2, 7}) b->Args({r, 0});
 }
+// Arguments: radius, aware, scan (the aware mode also on ScanRaster()).
 void RadiiBothModes(benchmark::internal::Benchmark* b) {
   for (int aware : {0, 1})
-    for (int r : {1, 2, 7}) b->Args({r, aware});
+    for (int r : {1, 2, 7}) b->Args({r, aware, 0});
+  for (int r : {1, 2, 7}) b->Args({r, 1, 1});
 }
 void MedianRadii(benchmark::internal::Benchmark* b) {
   for (int aware : {0, 1})
-    for (int r : {1, 2}) b->Args({r, aware});
+    for (int r : {1, 2}) b->Args({r, aware, 0});
+  for (int r : {1, 2}) b->Args({r, 1, 1});
 }
 void ScaleSizes(benchmark::internal::Benchmark* b) {
   for (int linear : {0, 1})

@@ -172,4 +172,71 @@ TEST(Filters, NaNIsNoDataWhenAwareAndTakesNoPartOtherwise) {
   }
 }
 
+// Aware filters leave a pixel without data bitwise as it was: +0, -0 and
+// NaNs with payloads, alone, in rows of holes and in whole groups of holes.
+TEST(Filters, PixelsWithoutDataKeepTheirBits) {
+  const std::uint32_t noData[] = {0x00000000u, 0x80000000u, 0x7FC01234u, 0xFFC00001u, 0x7F800001u};
+  for (unsigned seed = 1; seed <= 3; ++seed) {
+    std::mt19937 rng(seed);
+    CSSEMatrix source = RandomRaster(150, 37, rng, Uniform(1.0f, 100.0f));
+    for (int y = 0; y < 37; ++y)
+      for (int x = 0; x < 150; ++x) {
+        const bool hole = rng() % 5 == 0 || (x >= 40 && x < 60 && y >= 8 && y < 20);  // a block of holes
+        if (!hole) continue;
+        std::uint32_t bits = noData[rng() % 5];
+        if (rng() % 2) bits = 0;  // mostly +0, as a scan has them
+        float v;
+        std::memcpy(&v, &bits, sizeof v);
+        source.SetPoint(x, y, v);
+      }
+    for (Kind k : {Kind::Mean, Kind::Min, Kind::Max, Kind::Median})
+      for (int r : {1, 3}) {
+        CSSEMatrix out;
+        Apply(k, source, out, r, true);
+        for (int y = 0; y < 37; ++y)
+          for (int x = 0; x < 150; ++x) {
+            const float was = source.GetPoint(x, y);
+            if (!HoldsData(was))
+              ASSERT_EQ(Bits(out.GetPoint(x, y)), Bits(was)) << Name(k) << " r=" << r << " at (" << x << ", " << y << "), seed " << seed;
+          }
+      }
+  }
+}
+
+// Window counts past a byte (r = 8: 289 pixels) and past 16 bits (r = 130
+// on 300 x 260: up to 67,860): small whole heights make every float sum
+// exact, so the mean must equal sum / count from summed-area tables.
+TEST(Filters, AwareMeanOfLargeWindowsCountsExactly) {
+  std::mt19937 rng(11);
+  CSSEMatrix source = HoleyRaster(300, 260, rng);
+  for (int y = 0; y < 260; ++y)
+    for (int x = 0; x < 300; ++x)
+      if (const float v = source.GetPoint(x, y); v != 0.0f) source.SetPoint(x, y, std::floor(v / 12.5f) + 1.0f);
+  // sums[y][x], counts[y][x]: over [0, x) x [0, y).
+  std::vector<std::vector<double>> sums(261, std::vector<double>(301)), counts = sums;
+  for (int y = 0; y < 260; ++y)
+    for (int x = 0; x < 300; ++x) {
+      const float v = source.GetPoint(x, y);
+      sums[y + 1][x + 1] = sums[y][x + 1] + sums[y + 1][x] - sums[y][x] + (HoldsData(v) ? v : 0.0);
+      counts[y + 1][x + 1] = counts[y][x + 1] + counts[y + 1][x] - counts[y][x] + (HoldsData(v) ? 1 : 0);
+    }
+  auto box = [](const std::vector<std::vector<double>>& t, int x0, int y0, int x1, int y1) {
+    return t[y1][x1] - t[y0][x1] - t[y1][x0] + t[y0][x0];
+  };
+  for (int r : {8, 40, 130}) {
+    CSSEMatrix out, inPlace(source);
+    CFilters::BoxMean(source, out, r, true);
+    CFilters::BoxMean(inPlace, r, true);
+    EXPECT_EQ(StorageDifference(out, inPlace), "") << "r=" << r;
+    for (int y = 0; y < 260; ++y)
+      for (int x = 0; x < 300; ++x) {
+        const float centre = source.GetPoint(x, y);
+        if (!HoldsData(centre)) continue;
+        const int x0 = std::max(x - r, 0), y0 = std::max(y - r, 0), x1 = std::min(x + r + 1, 300), y1 = std::min(y + r + 1, 260);
+        const float want = static_cast<float>(box(sums, x0, y0, x1, y1)) / static_cast<float>(box(counts, x0, y0, x1, y1));
+        ASSERT_EQ(out.GetPoint(x, y), want) << "r=" << r << " at (" << x << ", " << y << ")";
+      }
+  }
+}
+
 }  // namespace
