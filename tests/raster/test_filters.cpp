@@ -197,7 +197,8 @@ TEST(Filters, PixelsWithoutDataKeepTheirBits) {
           for (int x = 0; x < 150; ++x) {
             const float was = source.GetPoint(x, y);
             if (!HoldsData(was))
-              ASSERT_EQ(Bits(out.GetPoint(x, y)), Bits(was)) << Name(k) << " r=" << r << " at (" << x << ", " << y << "), seed " << seed;
+              ASSERT_EQ(Bits(out.GetPoint(x, y)), Bits(was))
+                  << Name(k) << " r=" << r << " at (" << x << ", " << y << "), seed " << seed;
           }
       }
   }
@@ -232,8 +233,10 @@ TEST(Filters, AwareMeanOfLargeWindowsCountsExactly) {
       for (int x = 0; x < 300; ++x) {
         const float centre = source.GetPoint(x, y);
         if (!HoldsData(centre)) continue;
-        const int x0 = std::max(x - r, 0), y0 = std::max(y - r, 0), x1 = std::min(x + r + 1, 300), y1 = std::min(y + r + 1, 260);
-        const float want = static_cast<float>(box(sums, x0, y0, x1, y1)) / static_cast<float>(box(counts, x0, y0, x1, y1));
+        const int x0 = std::max(x - r, 0), y0 = std::max(y - r, 0), x1 = std::min(x + r + 1, 300),
+                  y1 = std::min(y + r + 1, 260);
+        const float want =
+            static_cast<float>(box(sums, x0, y0, x1, y1)) / static_cast<float>(box(counts, x0, y0, x1, y1));
         ASSERT_EQ(out.GetPoint(x, y), want) << "r=" << r << " at (" << x << ", " << y << ")";
       }
   }
