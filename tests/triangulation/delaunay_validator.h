@@ -181,6 +181,25 @@ inline bool NearASide(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangle
   return false;
 }
 
+// True when p lies next to a triangle of the list (no side value below minus
+// the tolerance) with two side values within the tolerance: near a corner,
+// or anywhere in a thin triangle. The insertion reports such a point
+// outside on purpose rather than making a sliver, from whichever triangle
+// it is asked, so the point stays out.
+inline bool NearTwoSides(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list, const SSEPoint& p) {
+  for (const t_hdelaunaytriangle* t : list) {
+    int small = 0;
+    bool beside = true;
+    for (int k = 0; k < 3; ++k) {
+      const float s = SideValue(d.GetVertex(t->nVertex[k]), d.GetVertex(t->nVertex[(k + 1) % 3]), p.x, p.y);
+      beside = beside && s > -0.005f;
+      small += std::fabs(s) < 0.005f;
+    }
+    if (beside && small >= 2) return true;
+  }
+  return false;
+}
+
 // True when every triangle of the working list that would take the vertex
 // (inside or on a side) has a float circle that misses it: the point search
 // finds triangles by their float circles only.
@@ -361,7 +380,8 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
         before.AppendVertex(q);
       }
       before.Triangulate(v, false, opt.start == Options::kBox);
-      excused = NearASide(before, before.GetTriangleList(), p) || MissedByFloatCircles(before, v);
+      excused = NearASide(before, before.GetTriangleList(), p) || NearTwoSides(before, before.GetTriangleList(), p) ||
+                MissedByFloatCircles(before, v);
     }
     if (!excused) {
       char buf[160];
