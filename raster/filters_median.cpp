@@ -104,7 +104,8 @@ __m128 MedianOverData(const __m128* above, const __m128* at, const __m128* below
 // The 3 x 3 network pass over columns 1 .. sizeX-2 of every SSE row; rows
 // whose window is clipped are redone by BorderPass. Sorted columns roll
 // through registers and serve three windows each.
-void Median3x3Pass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
+template <bool aware>
+void Median3x3Pass(const CSSEMatrix& source, CSSEMatrix& target) {
   const int W = source.GetSizeX(), H = source.GetSizeY(), kReal = (H + 3) >> 2, sseY = source.GetSSESizeY();
   if (W < 3) return;
   const __m128* const* src = source.GetMatrixDataDirectly();
@@ -130,9 +131,10 @@ void Median3x3Pass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
     const __m128* above = src[k > 0 ? k - 1 : k];
     const __m128* at = src[k];
     const __m128* below = src[k + 1 < sseY ? k + 1 : k];
-    if (aware) {  // lanes without data in the three registers of each column
+    if (aware) {  // rows without data among the six the windows of row k read
+      // (the last lane of the register above, the first of the one below)
       const unsigned char *a = holeBits(k > 0 ? k - 1 : k), *b = holeBits(k), *c = holeBits(k + 1 < sseY ? k + 1 : k);
-      for (int x = 0; x < W; ++x) holes[x] = a[x] | b[x] | c[x];
+      for (int x = 0; x < W; ++x) holes[x] = static_cast<unsigned char>((a[x] & 8) | b[x] | (c[x] & 1));
     }
     // A window whose registers hold no hole is plain; otherwise its lanes
     // with data take the median of the data.
@@ -289,7 +291,7 @@ void CFilters::Median(const CSSEMatrix& source, CSSEMatrix& target, int radius, 
     SortedWindowPass(source, target, radius, zeroIsNoData);
   } else {
     if (radius == 1)
-      Median3x3Pass(source, target, zeroIsNoData);
+      zeroIsNoData ? Median3x3Pass<true>(source, target) : Median3x3Pass<false>(source, target);
     else
       Median5x5Pass(source, target, zeroIsNoData);
     BorderPass(source, target, radius, zeroIsNoData, scratch);
