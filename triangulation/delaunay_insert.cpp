@@ -189,8 +189,6 @@ void TaCIncrementalDelaunay2D::ProcessAffectedTriangles(int vertex) {
       break;
     }
   }
-  // The triangle holding the point may have a float circle that misses it
-  // (a thin triangle's circle is far off): it then borders an affected one.
   if (!placed) placed = SplitNextToAffected(vertex);
   if (!placed) AppendExteriorPoint(vertex);
   KillIgnoredTriangles();
@@ -218,17 +216,64 @@ bool TaCIncrementalDelaunay2D::SplitAt(int vertex, t_hdelaunaytriangle* t) {
   return true;
 }
 
+namespace {
+
+void AddOnce(std::vector<t_hdelaunaytriangle*>& list, t_hdelaunaytriangle* t) {
+  if (t && !t->bKill && !t->bLocked && std::find(list.begin(), list.end(), t) == list.end()) list.push_back(t);
+}
+
+int CornerIndex(const t_hdelaunaytriangle* t, int v) {
+  for (int k = 0; k < 3; ++k)
+    if (t->nVertex[k] == v) return k;
+  return -1;
+}
+
+// The triangles around corner v of t, walked across the sides that meet at
+// v, first one way and then the other, until the walk comes back to t or
+// reaches the hull. Bounded: a broken fan cannot make it run away.
+void AddFan(t_hdelaunaytriangle* t, int v, std::vector<t_hdelaunaytriangle*>& out) {
+  static constexpr int kPrev[3] = {2, 0, 1};
+  constexpr int kMostSteps = 256;
+  for (int way = 0; way < 2; ++way) {
+    const t_hdelaunaytriangle* from = t;
+    int side = way == 0 ? CornerIndex(t, v) : kPrev[CornerIndex(t, v)];
+    for (int step = 0; step < kMostSteps; ++step) {
+      t_hdelaunaytriangle* next = from->pNeighbour[side];
+      if (!next || next == t) break;
+      AddOnce(out, next);
+      const int at = CornerIndex(next, v);
+      if (at < 0) break;
+      // Of next's two sides at v, the one not shared with `from`.
+      side = next->pNeighbour[at] == from ? kPrev[at] : at;
+      from = next;
+    }
+  }
+}
+
+}  // namespace
+
+// The triangle holding the point may have a float circle that misses it (a
+// thin triangle's circle lies far off). It borders an affected triangle, or,
+// next to a corner, lies in the fan around one of their corners; the direct
+// neighbours are tried first, then the fans, in list order.
 bool TaCIncrementalDelaunay2D::SplitNextToAffected(int vertex) {
   std::vector<t_hdelaunaytriangle*> ring;
   for (t_hdelaunaytriangle* t : m_AffectedTriangleList)
     if (!t->bKill)
-      for (t_hdelaunaytriangle* n : t->pNeighbour)
-        if (n && !n->bKill && !n->bLocked && std::find(ring.begin(), ring.end(), n) == ring.end()) ring.push_back(n);
-  for (t_hdelaunaytriangle* n : ring) {
-    if (!InWorkingList(n) || CheckedPointWhere(vertex, n) == ePointOutside) continue;
-    RemoveFromWorking(n);
-    m_AffectedTriangleList.AddTail(n);
-    return SplitAt(vertex, n);
+      for (t_hdelaunaytriangle* n : t->pNeighbour) AddOnce(ring, n);
+  const std::size_t neighbours = ring.size();
+  for (std::size_t pass = 0; pass < 2; ++pass) {
+    if (pass == 1)
+      for (t_hdelaunaytriangle* t : m_AffectedTriangleList)
+        if (!t->bKill)
+          for (int v : t->nVertex) AddFan(t, v, ring);
+    for (std::size_t i = pass == 0 ? 0 : neighbours; i < (pass == 0 ? neighbours : ring.size()); ++i) {
+      t_hdelaunaytriangle* n = ring[i];
+      if (!InWorkingList(n) || CheckedPointWhere(vertex, n) == ePointOutside) continue;
+      RemoveFromWorking(n);
+      m_AffectedTriangleList.AddTail(n);
+      return SplitAt(vertex, n);
+    }
   }
   return false;
 }
