@@ -250,25 +250,46 @@ void AddFan(t_hdelaunaytriangle* t, int v, std::vector<t_hdelaunaytriangle*>& ou
   }
 }
 
+// The triangles met on a walk from t towards p: each step crosses a side
+// that has p strictly on its far side (exact orientation). Bounded, since a
+// walk in a triangulation that is not Delaunay may circle.
+void AddWalkTowards(t_hdelaunaytriangle* t, const SSEPoint& p, const SSEPoint* vertices,
+                    std::vector<t_hdelaunaytriangle*>& out) {
+  constexpr int kMostSteps = 64;
+  for (int step = 0; step < kMostSteps && t; ++step) {
+    t_hdelaunaytriangle* next = nullptr;
+    for (int side = 0; side < 3 && !next; ++side) {
+      const SSEPoint& a = vertices[t->nVertex[side]];
+      const SSEPoint& b = vertices[t->nVertex[(side + 1) % 3]];
+      if (relief::detail::TurnsLeftExact(b.x, b.y, a.x, a.y, p.x, p.y)) next = t->pNeighbour[side];
+    }
+    if (!next || next->bKill) return;
+    AddOnce(out, next);
+    t = next;
+  }
+}
+
 }  // namespace
 
 // The triangle holding the point may have a float circle that misses it (a
 // thin triangle's circle lies far off). It borders an affected triangle, or,
-// next to a corner, lies in the fan around one of their corners; the direct
-// neighbours are tried first, then the fans, in list order.
+// next to a corner, lies in the fan around one of their corners, or, rarely,
+// further off towards the point. Tried in that order, each in list order.
 bool TaCIncrementalDelaunay2D::SplitNextToAffected(int vertex) {
   std::vector<t_hdelaunaytriangle*> ring;
-  for (t_hdelaunaytriangle* t : m_AffectedTriangleList)
-    if (!t->bKill)
-      for (t_hdelaunaytriangle* n : t->pNeighbour) AddOnce(ring, n);
-  const std::size_t neighbours = ring.size();
-  for (std::size_t pass = 0; pass < 2; ++pass) {
-    if (pass == 1)
-      for (t_hdelaunaytriangle* t : m_AffectedTriangleList)
-        if (!t->bKill)
-          for (int v : t->nVertex) AddFan(t, v, ring);
-    for (std::size_t i = pass == 0 ? 0 : neighbours; i < (pass == 0 ? neighbours : ring.size()); ++i) {
-      t_hdelaunaytriangle* n = ring[i];
+  std::size_t tried = 0;
+  for (int stage = 0; stage < 3; ++stage) {
+    for (t_hdelaunaytriangle* t : m_AffectedTriangleList) {
+      if (t->bKill) continue;
+      if (stage == 0)
+        for (t_hdelaunaytriangle* n : t->pNeighbour) AddOnce(ring, n);
+      else if (stage == 1)
+        for (int v : t->nVertex) AddFan(t, v, ring);
+      else
+        AddWalkTowards(t, m_pVertices[vertex], m_pVertices, ring);
+    }
+    for (; tried < ring.size(); ++tried) {
+      t_hdelaunaytriangle* n = ring[tried];
       if (!InWorkingList(n) || CheckedPointWhere(vertex, n) == ePointOutside) continue;
       RemoveFromWorking(n);
       m_AffectedTriangleList.AddTail(n);
