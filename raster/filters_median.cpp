@@ -101,82 +101,162 @@ __m128 MedianOverData(const __m128* above, const __m128* at, const __m128* below
   return ForgetfulMedian<held, n - held>::Run(v, v + held);
 }
 
+// Hole flags of the windows along one SSE row, for the no-data-aware 3 x 3
+// pass: holes[x] has a bit for each lane of column x's registers without
+// data among the six rows a window there reads (the last lane of the
+// register above, the first of the one below). Stored with a zero margin of
+// 16 on both sides, so that 16 windows are tested per step.
+class WindowHoles {
+ public:
+  explicit WindowHoles(int width) : m_Width(width), m_Flags(width + 48, 0) {}
+  void Combine(const unsigned char* above, const unsigned char* at, const unsigned char* below) {
+    const __m128i last = _mm_set1_epi8(8), first = _mm_set1_epi8(1);
+    for (int x = 0; x < m_Width; x += 16) {
+      auto load = [x](const unsigned char* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + x)); };
+      const __m128i f = _mm_or_si128(_mm_or_si128(_mm_and_si128(load(above), last), load(at)), _mm_and_si128(load(below), first));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(Column() + x), f);
+    }
+  }
+  // The first window at or after x, before end, with (or without) a hole in
+  // its three columns; end if none.
+  int Next(int x, int end, bool withHole) const {
+    const unsigned char* f = Column();
+    for (; x < end; x += 16) {
+      auto load = [&](int at) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(f + at)); };
+      const __m128i w = _mm_or_si128(_mm_or_si128(load(x - 1), load(x)), load(x + 1));
+      const int clear = _mm_movemask_epi8(_mm_cmpeq_epi8(w, _mm_setzero_si128()));
+      const int found = withHole ? ~clear & 0xFFFF : clear;
+      if (found) return std::min(x + __builtin_ctz(found), end);
+    }
+    return end;
+  }
+
+ private:
+  unsigned char* Column() { return m_Flags.data() + 16; }
+  const unsigned char* Column() const { return m_Flags.data() + 16; }
+  int m_Width;
+  std::vector<unsigned char> m_Flags;  // Combine may write up to 15 past the width
+};
+
+// One SSE row of the 3 x 3 pass: the registers its windows read, where the
+// medians go, and the row read ahead of them (see Median3x3Pass): with
+// kAhead, the hole bits of its registers are written to aheadBits.
+struct Row3x3 {
+  const __m128 *above, *at, *below, *first;
+  __m128* out;
+  unsigned char* aheadBits;
+};
+
+template <bool kAhead>
+__attribute__((always_inline)) inline void ReadAhead(const __m128* first, unsigned char* aheadBits, int x) {
+  _mm_prefetch(reinterpret_cast<const char*>(first + x + 64), _MM_HINT_T0);
+  if (kAhead) aheadBits[x] = static_cast<unsigned char>(_mm_movemask_ps(NoData(first[x])));
+}
+
+// Outputs x0 .. x1-1 by the networks. Sorted columns roll through registers
+// and serve three windows each; two outputs at a time share the middle
+// columns' larger minimum, smaller maximum and the order of their medians
+// (median(a, b, v) with a <= b is max(a, min(b, v))).
+template <bool kAhead>
+void PlainRun3x3(const Row3x3& row, int x0, int x1) {
+  const __m128 *above = row.above, *at = row.at, *below = row.below, *first = row.first;
+  __m128* out = row.out;
+  unsigned char* aheadBits = row.aheadBits;
+  auto sorted = [=](int x, __m128& lo, __m128& mid, __m128& hi) {
+    lo = ShiftRows(above[x], at[x], below[x], -1);
+    mid = at[x];
+    hi = ShiftRows(above[x], at[x], below[x], 1);
+    CompareExchange(lo, mid);
+    CompareExchange(mid, hi);
+    CompareExchange(lo, mid);
+  };
+  __m128 l0, m0, h0, l1, m1, h1, l2, m2, h2, l3, m3, h3;
+  sorted(x0 - 1, l0, m0, h0);
+  sorted(x0, l1, m1, h1);
+  int x = x0;
+  for (; x + 1 < x1; x += 2) {
+    ReadAhead<kAhead>(first, aheadBits, x);
+    ReadAhead<kAhead>(first, aheadBits, x + 1);
+    sorted(x + 1, l2, m2, h2);
+    sorted(x + 2, l3, m3, h3);
+    const __m128 lo = _mm_max_ps(l1, l2), hi = _mm_min_ps(h1, h2);
+    const __m128 a = _mm_min_ps(m1, m2), b = _mm_max_ps(m1, m2);
+    Store(out + x, Median3(_mm_max_ps(l0, lo), _mm_max_ps(a, _mm_min_ps(b, m0)), _mm_min_ps(h0, hi)));
+    Store(out + x + 1, Median3(_mm_max_ps(lo, l3), _mm_max_ps(a, _mm_min_ps(b, m3)), _mm_min_ps(hi, h3)));
+    l0 = l2, m0 = m2, h0 = h2;
+    l1 = l3, m1 = m3, h1 = h3;
+  }
+  if (x < x1) {
+    ReadAhead<kAhead>(first, aheadBits, x);
+    sorted(x + 1, l2, m2, h2);
+    const __m128 lo = _mm_max_ps(_mm_max_ps(l0, l1), l2), hi = _mm_min_ps(_mm_min_ps(h0, h1), h2);
+    Store(out + x, Median3(lo, Median3(m0, m1, m2), hi));
+  }
+}
+
+// Outputs x0 .. x1-1 whose windows have holes: lanes with data take the
+// median of the data, the others keep their value.
+template <bool kAhead>
+void HoleRun3x3(const Row3x3& row, int x0, int x1) {
+  for (int x = x0; x < x1; ++x) {
+    ReadAhead<kAhead>(row.first, row.aheadBits, x);
+    const __m128 centre = row.at[x], holds = HoldsData(centre);
+    const bool anyData = _mm_movemask_ps(holds) != 0;
+    Store(row.out + x, anyData ? Select(holds, MedianOverData<1>(row.above, row.at, row.below, x), centre) : centre);
+  }
+}
+
+// An aware SSE row: runs of windows without holes take the plain networks.
+template <bool kAhead>
+void AwareRow3x3(const Row3x3& row, const WindowHoles& holes, int W) {
+  for (int x = 1; x < W - 1;) {
+    const int hole = holes.Next(x, W - 1, true);
+    if (hole > x) PlainRun3x3<kAhead>(row, x, hole);
+    x = holes.Next(hole, W - 1, false);
+    if (x > hole) HoleRun3x3<kAhead>(row, hole, x);
+  }
+}
+
 // The 3 x 3 network pass over columns 1 .. sizeX-2 of every SSE row; rows
-// whose window is clipped are redone by BorderPass. Sorted columns roll
-// through registers and serve three windows each.
-template <bool aware>
-void Median3x3Pass(const CSSEMatrix& source, CSSEMatrix& target) {
+// whose window is clipped are redone by BorderPass.
+//
+// No-data aware, each SSE row is cut into runs of windows without holes,
+// which take the plain networks, and runs with holes. The hole bits (lanes
+// without data) of each register are found two SSE rows ahead of their
+// first use, inside the row's loop, so that a row's first trip from memory
+// overlaps the networks instead of stalling a separate pass.
+void Median3x3Pass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
   const int W = source.GetSizeX(), H = source.GetSizeY(), kReal = (H + 3) >> 2, sseY = source.GetSSESizeY();
   if (W < 3) return;
   const __m128* const* src = source.GetMatrixDataDirectly();
   __m128* const* dst = target.GetMatrixDataDirectly();
-  // Hole bits (lanes without data) per register of the last three SSE rows
-  // asked for: rows k - 1, k, k + 1 fall in distinct slots q mod 3.
-  std::vector<unsigned char> holes(aware ? W : 0), bits[3];
-  int bitsRow[3] = {-1, -1, -1};
-  auto holeBits = [&](int q) -> const unsigned char* {
-    std::vector<unsigned char>& b = bits[q % 3];
-    if (bitsRow[q % 3] != q) {
-      b.resize(W);
-      const __m128* row = src[q];
-      for (int x = 0; x < W; ++x) {
-        _mm_prefetch(reinterpret_cast<const char*>(row + x + 64), _MM_HINT_T0);  // first touch of the row
-        b[x] = static_cast<unsigned char>(_mm_movemask_ps(NoData(row[x])));
-      }
-      bitsRow[q % 3] = q;
-    }
-    return b.data();
-  };
+  // Hole bits of SSE row q in slot q mod 4 (rows k - 1 .. k + 2 at once),
+  // with room for whole 16-byte steps.
+  std::vector<unsigned char> bits[4];
+  WindowHoles holes(W);
+  if (aware) {
+    for (auto& b : bits) b.resize(W + 16, 0);
+    for (int q = 0; q < 2 && q < sseY; ++q)
+      for (int x = 0; x < W; ++x) ReadAhead<true>(src[q], bits[q].data(), x);
+  }
   for (int k = 0; k < kReal; ++k) {
-    const __m128* above = src[k > 0 ? k - 1 : k];
-    const __m128* at = src[k];
-    const __m128* below = src[k + 1 < sseY ? k + 1 : k];
-    if (aware) {  // rows without data among the six the windows of row k read
-      // (the last lane of the register above, the first of the one below)
-      const unsigned char *a = holeBits(k > 0 ? k - 1 : k), *b = holeBits(k), *c = holeBits(k + 1 < sseY ? k + 1 : k);
-      for (int x = 0; x < W; ++x) holes[x] = static_cast<unsigned char>((a[x] & 8) | b[x] | (c[x] & 1));
+    const int qAbove = k > 0 ? k - 1 : k, qBelow = k + 1 < sseY ? k + 1 : k, qAhead = k + 2;
+    const bool ahead = aware && qAhead < sseY;
+    // The first read from memory: the row whose bits are found, or (plain)
+    // the row below, a kilobyte ahead: the hardware prefetcher alone falls
+    // behind.
+    const Row3x3 row{src[qAbove], src[k], src[qBelow], ahead ? src[qAhead] : src[qBelow], dst[k], bits[qAhead & 3].data()};
+    if (!aware) {
+      PlainRun3x3<false>(row, 1, W - 1);
+      continue;
     }
-    // A window whose registers hold no hole is plain; otherwise its lanes
-    // with data take the median of the data.
-    auto store = [&](int x, __m128 median) {
-      if (aware && (holes[x - 1] | holes[x] | holes[x + 1])) {
-        const __m128 centre = at[x], holds = HoldsData(centre);
-        median = _mm_movemask_ps(holds) ? Select(holds, MedianOverData<1>(above, at, below, x), centre) : centre;
-      }
-      Store(dst[k] + x, median);
-    };
-    auto sorted = [&](int x, __m128& lo, __m128& mid, __m128& hi) {
-      lo = ShiftRows(above[x], at[x], below[x], -1);
-      mid = at[x];
-      hi = ShiftRows(above[x], at[x], below[x], 1);
-      CompareExchange(lo, mid);
-      CompareExchange(mid, hi);
-      CompareExchange(lo, mid);
-    };
-    __m128 l0, m0, h0, l1, m1, h1, l2, m2, h2, l3, m3, h3;
-    sorted(0, l0, m0, h0);
-    sorted(1, l1, m1, h1);
-    int x = 1;
-    // Two outputs at a time share the middle columns' larger minimum,
-    // smaller maximum and the order of their medians; median(a, b, v) with
-    // a <= b is max(a, min(b, v)).
-    for (; x + 2 < W; x += 2) {
-      // The SSE row below is the one read from memory for the first time (a
-      // kilobyte ahead: the hardware prefetcher alone falls behind).
-      _mm_prefetch(reinterpret_cast<const char*>(below + x + 64), _MM_HINT_T0);
-      sorted(x + 1, l2, m2, h2);
-      sorted(x + 2, l3, m3, h3);
-      const __m128 lo = _mm_max_ps(l1, l2), hi = _mm_min_ps(h1, h2);
-      const __m128 a = _mm_min_ps(m1, m2), b = _mm_max_ps(m1, m2);
-      store(x, Median3(_mm_max_ps(l0, lo), _mm_max_ps(a, _mm_min_ps(b, m0)), _mm_min_ps(h0, hi)));
-      store(x + 1, Median3(_mm_max_ps(lo, l3), _mm_max_ps(a, _mm_min_ps(b, m3)), _mm_min_ps(hi, h3)));
-      l0 = l2, m0 = m2, h0 = h2;
-      l1 = l3, m1 = m3, h1 = h3;
-    }
-    if (x < W - 1) {
-      sorted(x + 1, l2, m2, h2);
-      const __m128 lo = _mm_max_ps(_mm_max_ps(l0, l1), l2), hi = _mm_min_ps(_mm_min_ps(h0, h1), h2);
-      store(x, Median3(lo, Median3(m0, m1, m2), hi));
+    holes.Combine(bits[qAbove & 3].data(), bits[k & 3].data(), bits[qBelow & 3].data());
+    if (ahead) {
+      ReadAhead<true>(row.first, row.aheadBits, 0);
+      ReadAhead<true>(row.first, row.aheadBits, W - 1);
+      AwareRow3x3<true>(row, holes, W);
+    } else {
+      AwareRow3x3<false>(row, holes, W);
     }
   }
   _mm_sfence();
@@ -291,7 +371,7 @@ void CFilters::Median(const CSSEMatrix& source, CSSEMatrix& target, int radius, 
     SortedWindowPass(source, target, radius, zeroIsNoData);
   } else {
     if (radius == 1)
-      zeroIsNoData ? Median3x3Pass<true>(source, target) : Median3x3Pass<false>(source, target);
+      Median3x3Pass(source, target, zeroIsNoData);
     else
       Median5x5Pass(source, target, zeroIsNoData);
     BorderPass(source, target, radius, zeroIsNoData, scratch);
