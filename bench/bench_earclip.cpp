@@ -1,6 +1,6 @@
 // Ear clipping of a noisy star and a wavy circle from 100 to 100k vertices:
-// the ratios between sizes show the growth (the edge grid keeps each flag
-// test local, so it should stay close to linear).
+// the ratios between sizes show the growth (the edge tree keeps each flag
+// test local, so it should stay close to n log n).
 
 #include <benchmark/benchmark.h>
 

@@ -8,7 +8,7 @@
 #include "relief/SafeMemory.h"
 #include "triangulation/earclip_area.h"
 #include "triangulation/earclip_ear_index.h"
-#include "triangulation/earclip_edge_grid.h"
+#include "triangulation/earclip_edge_tree.h"
 
 namespace {
 
@@ -127,11 +127,11 @@ bool CHPolygonTriangulator::Diagonalie(t_hvertex* a, t_hvertex* b) const {
     const t_hvertex* c1 = c->next;
     return c != a && c1 != a && c != b && c1 != b && relief::detail::SegmentsMeet(a, b, c, c1);
   };
-  if (m_pEdgeGrid) {
-    switch (m_pEdgeGrid->Any(a, b, meets)) {
-      case relief::detail::CEarClipEdgeGrid::Result::kFound: return false;
-      case relief::detail::CEarClipEdgeGrid::Result::kNone: return true;
-      case relief::detail::CEarClipEdgeGrid::Result::kTooWide: break;  // walk
+  if (m_pEdgeTree) {
+    switch (m_pEdgeTree->Any(a, b, meets)) {
+      case relief::detail::CEarClipEdgeTree::Result::kFound: return false;
+      case relief::detail::CEarClipEdgeTree::Result::kNone: return true;
+      case relief::detail::CEarClipEdgeTree::Result::kTooWide: break;  // walk
     }
   }
   const t_hvertex* c = m_pHead;
@@ -175,12 +175,10 @@ void CHPolygonTriangulator::Retriangulate(bool referenceScans) {
 
 void CHPolygonTriangulator::Triangulate() {
   for (int i = 0; i < m_nNumVertices; ++i) m_pDiagonals[i].Exists = false;
-  // The grid answers the diagonal tests exactly as the walk would; it lives
+  // The tree answers the diagonal tests exactly as the walk would; it lives
   // for this run only.
-  relief::detail::CEarClipEdgeGrid grid;
-  m_pEdgeGrid =
-      !m_bReferenceScans && grid.Build(m_pVertices, m_nNumVertices, m_pHead, m_nNumVertices) ? &grid : nullptr;
-  int gridBuiltFor = m_nNumVertices;
+  relief::detail::CEarClipEdgeTree tree;
+  m_pEdgeTree = !m_bReferenceScans && tree.Build(m_pVertices, m_nNumVertices, m_pHead) ? &tree : nullptr;
   EarInit();
   // The ear search walks the circle from its start to the first flagged
   // vertex; the index finds the same vertex without the walk.
@@ -243,17 +241,9 @@ void CHPolygonTriangulator::Triangulate() {
     p->next = q;
     q->previous = p;
     m_pHead = q;
-    if (m_pEdgeGrid) {
-      m_pEdgeGrid->Remove(v);
-      m_pEdgeGrid->Refile(p);
-      // Fewer, longer edges want larger cells.
-      if (4 * (n - 1) < gridBuiltFor && n - 1 >= 64) {
-        gridBuiltFor = n - 1;
-        m_pEdgeGrid->Build(m_pVertices, m_nNumVertices, m_pHead, gridBuiltFor);
-      }
-    }
+    if (m_pEdgeTree) m_pEdgeTree->Clip(v, p);
   }
-  m_pEdgeGrid = nullptr;
+  m_pEdgeTree = nullptr;
 }
 
 void CHPolygonTriangulator::GetPoint(int i, float& x, float& y) const {

@@ -9,7 +9,7 @@
 class CSSE2dPolygon;
 class CSSE3dPolygon;
 namespace relief::detail {
-class CEarClipEdgeGrid;
+class CEarClipEdgeTree;
 }
 
 // One triangle as three vertex indices (into the vertex array), in the
@@ -55,13 +55,14 @@ struct t_hdiagonal {
 // successor when set, at the head itself when not.
 //
 // Cost: a flag test asks whether any edge of the remaining polygon meets
-// the candidate diagonal. A uniform grid over the edges answers it from the
-// edges near the diagonal, with exactly the walk's answer (tolerances
-// included), so typical polygons take about O(n) predicate evaluations in
-// all; a diagonal whose tolerant reach covers much of the polygon, and
-// coordinates beyond +-1e5 (where the rounded areas could differ from the
-// true ones by more than the tolerance allows), fall back to walking the
-// whole circle, the plain algorithm's O(n) per test.
+// the candidate diagonal. A bounding-box tree over the edges, in polygon
+// order, answers it from the edges near the diagonal, with exactly the
+// walk's answer (tolerances included), so typical polygons take about
+// O(n log n) work in all; a diagonal from a repeated point (whose tolerant
+// reach is everywhere), and coordinates beyond +-1e5 (where the rounded
+// areas could differ from the true ones by more than the tolerance allows),
+// fall back to walking the whole circle, the plain algorithm's O(n) per
+// test.
 //
 // The object owns its arrays (zero-filled) and frees them in the
 // destructor; it never owns the polygon, which must outlive it for
@@ -137,5 +138,5 @@ class RELIEF_API CHPolygonTriangulator {
   int m_nNumTriangles = 0;
   bool m_bMode = false;
   bool m_bReferenceScans = false;
-  relief::detail::CEarClipEdgeGrid* m_pEdgeGrid = nullptr;  // set while Triangulate runs
+  relief::detail::CEarClipEdgeTree* m_pEdgeTree = nullptr;  // set while Triangulate runs
 };

@@ -1,4 +1,4 @@
-// The ear clipper's edge grid against the plain walk: on every kind of
+// The ear clipper's edge tree against the plain walk: on every kind of
 // polygon the two must clip the same ears in the same order, with the same
 // diagonal records, tolerances and degeneracies included.
 
@@ -108,7 +108,7 @@ std::string Compare(const Points& pts, double dx, double dy, bool mode, bool rev
   return "";
 }
 
-TEST(EarClipGrid, SameClipsAsTheWalkOnEveryKindOfPolygon) {
+TEST(EarClipTree, SameClipsAsTheWalkOnEveryKindOfPolygon) {
   const unsigned seed = TestSeed();
   SCOPED_TRACE(testing::Message() << "seed " << seed);
   std::mt19937 rng(seed);
@@ -118,7 +118,7 @@ TEST(EarClipGrid, SameClipsAsTheWalkOnEveryKindOfPolygon) {
   };
   const Shape shapes[] = {
       {"noisy star", Star}, {"wavy circle", WavyCircle}, {"comb", Comb}, {"ragged square", RaggedSquare}};
-  // Offsets: at the origin, far from it while the grid still answers, and
+  // Offsets: at the origin, far from it while the tree still answers, and
   // beyond its coordinate bound (the walk answers).
   const double offsets[] = {0.0, 4.0e4, 3.0e5};
   for (const Shape& shape : shapes)
@@ -132,7 +132,7 @@ TEST(EarClipGrid, SameClipsAsTheWalkOnEveryKindOfPolygon) {
         }
 }
 
-TEST(EarClipGrid, TinyAndDegenerateSegmentsReachFarInTheTolerantSense) {
+TEST(EarClipTree, TinyAndDegenerateSegmentsReachFarInTheTolerantSense) {
   // A segment of length 1e-4 that is "between"-collinear with points up to
   // 5 units off its line, and vertical and horizontal runs with repeats.
   const Points cases[] = {
@@ -145,7 +145,7 @@ TEST(EarClipGrid, TinyAndDegenerateSegmentsReachFarInTheTolerantSense) {
     for (bool mode : {false, true}) EXPECT_EQ(Compare(pts, 0, 0, mode, false), "") << pts.size() << " points";
 }
 
-TEST(EarClipGrid, RetriangulateOnAnEmptyObjectDoesNothing) {
+TEST(EarClipTree, RetriangulateOnAnEmptyObjectDoesNothing) {
   CSSE2dPolygon two;
   two.Create(2);
   CHPolygonTriangulator t(&two, 1, 1.0f, 1.0f, false);
