@@ -161,11 +161,6 @@ const FieldCase kFields[] = {
        Fill(m, 65, 65, [](int, int) { return 20.0f; });
        for (int i = 0; i < 40; ++i) m.SetPoint(int(rng() % 65), int(rng() % 65), 20.0f + float(rng() % 80));
      }},
-    {"constant", [](CSSEMatrix& m, std::uint32_t) { Fill(m, 33, 21, [](int, int) { return 5.5f; }); }},
-    {"tilted plane",
-     [](CSSEMatrix& m, std::uint32_t) {
-       Fill(m, 40, 25, [](int x, int y) { return 50.0f + 0.1f * float(x) - 0.3f * float(y); });
-     }},
     {"fbm with holes",
      [](CSSEMatrix& m, std::uint32_t s) {
        FbmField(m, 97, 81, s, 10.0, 60.0);

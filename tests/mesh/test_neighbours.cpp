@@ -99,27 +99,4 @@ TEST(MeshNeighbours, MatchesTheQuadraticScanOnRandomSoupsAndGrids) {
   }
 }
 
-TEST(MeshNeighbours, InteriorOfAGridMeshIsFullyLinked) {
-  CSSEMatrix field;
-  MakeField(field, 9, 11, [](int x, int y) { return 1.0f + 0.1f * x + 0.01f * y * y; });
-  CHTriangulation m(&field, 0.0f, true, 1, 1, 1);
-  m.CalcNeighbours();
-  ASSERT_EQ(CheckMesh(m), "");
-  int border = 0;
-  for (int i = 0; i < m.NumTriangles; ++i) {
-    const t_htriangle& t = m.Triangles[i];
-    border += t.Type == 13;
-    for (int k = 0; t.Type != 13 && k < 3; ++k) {  // every neighbour shares an edge: two corners in common
-      int shared = 0;
-      for (int a = 0; a < 9; ++a) shared += SameBits(*t.pPoint[a / 3], *t.pNeighbour[k]->pPoint[a % 3]);
-      EXPECT_EQ(shared, 2) << "triangle " << i << " slot " << k;
-    }
-  }
-  // 8 x 8 cells are visited (rows from the last SSE row on are not). Along
-  // the frame the cells' left/bottom and top/right triangles lie on the
-  // border, the two diagonal corner cells counted once; the unwritten zero
-  // tail has no full neighbourhood either.
-  EXPECT_EQ(border, (m.NumTriangles - 2 * 8 * 8) + 2 * (8 + 8) - 2);
-}
-
 }  // namespace

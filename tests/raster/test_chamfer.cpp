@@ -46,17 +46,6 @@ void NaiveChamfer(CSSEMatrix& m) {
   NaiveFrame(m, 4, 4, 0.0f);
 }
 
-TEST(Chamfer, DistancesFromOneSeed) {
-  CSSEMatrix m = Filled(30, 30, 0.0f);
-  m.SetPoint(10, 10, 1.0f);
-  m.Chamfer();
-  const int cases[][3] = {{10, 10, 0}, {11, 10, 3}, {11, 11, 4}, {9, 9, 4}, {10, 13, 9}, {13, 12, 11}, {24, 10, 42}};
-  for (const auto& c : cases) EXPECT_EQ(m.GetPoint(c[0], c[1]), float(c[2])) << c[0] << "," << c[1];
-  m.Create(12, 12);
-  m.Chamfer();
-  EXPECT_EQ(m.GetPoint(6, 6), 99999.8984375f);  // never reached: the unknown distance
-}
-
 // The wavefront passes against the per-pixel reference on seeds, given
 // distances, unknown pixels and NaNs, for sizes around the register and
 // SSE-row boundaries.

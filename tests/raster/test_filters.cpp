@@ -127,19 +127,6 @@ TEST(Filters, InPlaceEqualsOutOfPlace) {
     }
 }
 
-TEST(Filters, ARimKeepsItsHeightAndHolesStayEmpty) {
-  // A plateau of 10 beside no data: aware filters keep 10 up to the rim.
-  CSSEMatrix m = Filled(12, 9, 0.0f), out;
-  for (int y = 0; y < 9; ++y)
-    for (int x = 0; x < 6; ++x) m.SetPoint(x, y, 10.0f);
-  for (Kind k : {Kind::Mean, Kind::Min, Kind::Max, Kind::Median}) {
-    Apply(k, m, out, 2, true);
-    EXPECT_TRUE(SameStorage(out, m)) << Name(k);
-  }
-  CFilters::BoxMean(m, out, 1, false);  // plain: the rim sags to 2/3
-  EXPECT_FLOAT_EQ(out.GetPoint(5, 4), 10.0f * 6 / 9);
-}
-
 TEST(Filters, BadInputGivesDocumentedResults) {
   std::mt19937 rng(3);
   const CSSEMatrix source = HoleyRaster(9, 6, rng);

@@ -7,7 +7,8 @@ using namespace relief::test;
 namespace {
 
 // The thinning written as plainly as possible: int images, clamped reads,
-// one pixel at a time, the frame and padding lanes end 0.
+// one pixel at a time, the frame and padding lanes end 0. A pixel needs at
+// least three neighbours to go (with two, the textbook rule, an L erodes).
 void NaiveZhangSuen(CSSEMatrix& m, float threshold) {
   const int sx = m.GetSizeX(), sy = m.GetSizeY();
   std::vector<int> image(static_cast<std::size_t>(sx) * sy), marks(image.size());
@@ -42,46 +43,17 @@ void NaiveZhangSuen(CSSEMatrix& m, float threshold) {
       if (at(image, x, y)) m.SetPoint(x, y, 1.0f);
 }
 
-// Shapes drawn with '#' (1), 'o' (0.5, the threshold itself) and '.' (0).
-TEST(ZhangSuen, GivesTheExpectedSkeletons) {
-  const struct {
-    const char* name;
-    std::vector<std::string> in, out;
-  } cases[] = {
-      // An isolated pixel, a straight line and an L stay (every pixel of the L
-      // has two neighbours: the textbook rule, B >= 2, would erode it); a pixel
-      // at the threshold itself is background.
-      {"stable shapes",
-       {"..........", ".#....o...", "..........", ".#####....", "..........", ".##.......", "..#.......", ".........."},
-       {"..........", ".#........", "..........", ".#####....", "..........", ".##.......", "..#.......",
-        ".........."}},
-      {"border pixels end zero", {"####", "####", "####"}, {"....", ".##.", "...."}},
-  };
-  for (const auto& c : cases) {
-    const int sx = int(c.in[0].size()), n = sx * int(c.in.size());
-    CSSEMatrix m = Filled(sx, n / sx, 0.0f);
-    std::vector<std::string> out = c.in;
-    for (int i = 0; i < n; ++i)
-      m.SetPoint(i % sx, i / sx, out[i / sx][i % sx] == '#' ? 1.0f : out[i / sx][i % sx] == 'o' ? 0.5f : 0.0f);
-    m.ZhangSuen(0.5f);
-    for (int i = 0; i < n; ++i) {
-      const float v = m.GetPoint(i % sx, i / sx);
-      out[i / sx][i % sx] = v == 1.0f ? '#' : v == 0.0f ? '.' : '?';
-    }
-    EXPECT_EQ(out, c.out) << c.name;
-  }
-}
-
 // The word-parallel thinning against the per-pixel one on blobs and on noise
-// (padding lanes included, which must be ignored as input and end 0), with
-// sizes that straddle the 64-pixel words and the 4-row registers.
+// (padding lanes included, which must be ignored as input and end 0; pixels
+// at the threshold itself are background), with sizes that straddle the
+// 64-pixel words and the 4-row registers.
 TEST(ZhangSuen, MatchesPerPixelReferenceOnRandomMasks) {
   const int sizes[][2] = {{1, 1},   {3, 3},   {4, 2},   {1, 3},    {5, 7},    {6, 5},    {63, 9},
                           {64, 17}, {65, 31}, {129, 5}, {31, 129}, {127, 63}, {200, 77}, {3, 200}};
   for (unsigned seed = 1; seed <= 6; ++seed)
     for (const auto& size : sizes) {
       std::mt19937 rng(seed * 7919u + size[0] * 31u + size[1]);
-      CSSEMatrix m = RandomRaster(size[0], size[1], rng, Uniform(0, 1));
+      CSSEMatrix m = RandomRaster(size[0], size[1], rng, WithSpecials(0, 1));
       if (seed % 2) {  // thick blobs: discs of radius up to 12 hold 2
         m.Fill(0.0f);
         for (int i = 0; i <= size[0] * size[1] / 300; ++i) {
@@ -92,7 +64,7 @@ TEST(ZhangSuen, MatchesPerPixelReferenceOnRandomMasks) {
         }
       }
       CSSEMatrix expected(m);
-      const float threshold = seed % 2 ? 1.0f : 0.3f;
+      const float threshold = seed % 2 ? 1.0f : 0.5f;
       m.ZhangSuen(threshold);
       NaiveZhangSuen(expected, threshold);
       ASSERT_TRUE(SameStorage(m, expected)) << "seed " << seed << ", size " << size[0] << " x " << size[1];

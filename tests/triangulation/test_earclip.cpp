@@ -175,11 +175,8 @@ TEST(EarClip, ShapesAndDegenerateInput) {
     std::vector<t_h2dpoint> pts;
     int step, vertices, triangles;
   } cases[] = {
-      // vertices -1: none
-      {{P(0, 0), P(2, 0), P(0, 2)}, 1, 3, 1},
-      {{P(0, 0), P(1, 0), P(1, 1), P(0, 1)}, 1, 4, 2},
-      {{P(0, 0), P(4, 0), P(0, 4), P(1, 1)}, 1, 4, 2},                                      // dart
-      {{P(0, 0), P(1, 0), P(2, 0), P(2, 1), P(2, 2), P(1, 2), P(0, 2), P(0, 1)}, 1, 8, 6},  // flat midpoints
+      // vertices -1: none. Convex and star shapes with collinear runs are the random test's.
+      {{P(0, 0), P(4, 0), P(0, 4), P(1, 1)}, 1, 4, 2},                 // dart
       {{P(0, 0), P(1, 0.0001f), P(2, 0), P(2, 2), P(0, 2)}, 1, 5, 3},  // nearly flat, within the tolerance
       {{P(0, 0), P(6, 0), P(6, 3), P(5, 3), P(5, 1), P(4, 1), P(4, 3), P(3, 3), P(3, 1), P(2, 1), P(2, 3), P(0, 3)},
        1,
