@@ -21,7 +21,7 @@ constexpr double kWidening = 2.0 * CHSimpleBasisFcns::kTolerance;
 bool CEarClipEdgeTree::Influence(const t_hvertex* a, const t_hvertex* b, Box& box) const {
   const double dx = double(b->x) - a->x, dy = double(b->y) - a->y;
   const double length = std::sqrt(dx * dx + dy * dy);
-  box = Box{0.5 * (double(a->x) + b->x), 0.5 * (double(a->y) + b->y), 1, 0, 0, 0, false, false};
+  box = Box{0.5 * (double(a->x) + b->x), 0.5 * (double(a->y) + b->y), 1, 0, 0, 0, 0, 0, false, false};
   if (dx == 0 && dy == 0) {
     box.everywhere = true;
     return false;
@@ -31,6 +31,7 @@ bool CEarClipEdgeTree::Influence(const t_hvertex* a, const t_hvertex* b, Box& bo
   const double ox = dx != 0 ? 0 : wide, oy = dx != 0 ? wide : 0;
   box.hu = 0.5 * length + std::fabs(ox * box.ux + oy * box.uy) + m_slack;
   box.hv = std::fabs(oy * box.ux - ox * box.uy) + m_slack;
+  Frame(box);
   return true;
 }
 
@@ -53,6 +54,7 @@ void CEarClipEdgeTree::Merge(int n) {
   box.cy = mu * box.uy + mv * box.ux;
   box.hu = 0.5 * (u1 - u0) + m_slack;
   box.hv = 0.5 * (v1 - v0) + m_slack;
+  Frame(box);
 }
 
 bool CEarClipEdgeTree::Build(const t_hvertex* vertices, int count, const t_hvertex* head) {
@@ -70,7 +72,7 @@ bool CEarClipEdgeTree::Build(const t_hvertex* vertices, int count, const t_hvert
   m_slack = 1e-9 * std::max(extent, 1e-30);
   m_leaves = 1;
   while (m_leaves < count) m_leaves *= 2;
-  m_nodes.assign(std::size_t(2 * m_leaves), Box{0, 0, 1, 0, 0, 0, true, false});
+  m_nodes.assign(std::size_t(2 * m_leaves), Box{0, 0, 1, 0, 0, 0, 0, 0, true, false});
   // Direction moments (dx^2 - dy^2, 2 dx dy) summed per node: half their
   // angle is the main direction of a stretch's edges, whichever way each
   // edge runs.
@@ -93,28 +95,29 @@ bool CEarClipEdgeTree::Build(const t_hvertex* vertices, int count, const t_hvert
   return true;
 }
 
-void CEarClipEdgeTree::Update(int a, const Box& boxA, int b, const Box& boxB) {
-  int na = m_leaves + a, nb = m_leaves + b;
-  m_nodes[std::size_t(na)] = boxA;
-  m_nodes[std::size_t(nb)] = boxB;
-  // Up both paths to where they join, then once to the root.
-  for (na /= 2, nb /= 2; na != nb;) {
-    if (na > nb) {
-      Merge(na);
-      na /= 2;
-    } else {
-      Merge(nb);
-      nb /= 2;
-    }
-  }
-  for (; na >= 1; na /= 2) Merge(na);
+// Whether inner lies inside outer: its reach on outer's axes, around its
+// centre, stays within outer's (with the slack, so rounding errs on the
+// side of "no" and the caller merges).
+bool CEarClipEdgeTree::Contains(const Box& outer, const Box& inner) const {
+  if (outer.everywhere || inner.empty) return true;
+  if (outer.empty || inner.everywhere) return false;
+  const double dx = inner.cx - outer.cx, dy = inner.cy - outer.cy;
+  return std::fabs(dx * outer.ux + dy * outer.uy) + Reach(inner, outer.ux, outer.uy) + m_slack <= outer.hu &&
+         std::fabs(dy * outer.ux - dx * outer.uy) + Reach(inner, -outer.uy, outer.ux) + m_slack <= outer.hv;
 }
 
+// Boxes are never shrunk here, only grown where the new edge reaches out of
+// them: the clipped polygon lies within the old one's boxes but for the
+// tolerance's widening of a new, steeper edge. A node whose children have
+// both gone is empty. The caller rebuilds now and then, to tighten them.
 void CEarClipEdgeTree::Clip(const t_hvertex* v, const t_hvertex* p) {
-  Box gone = m_nodes[std::size_t(m_leaves + v->index)], edge;
-  gone.empty = true;
-  Influence(p, p->next, edge);
-  Update(v->index, gone, p->index, edge);
+  int n = m_leaves + v->index;
+  m_nodes[std::size_t(n)].empty = true;
+  for (n /= 2; n >= 1 && m_nodes[std::size_t(2 * n)].empty && m_nodes[std::size_t(2 * n + 1)].empty; n /= 2)
+    m_nodes[std::size_t(n)].empty = true;
+  n = m_leaves + p->index;
+  Influence(p, p->next, m_nodes[std::size_t(n)]);
+  for (; n > 1 && !Contains(m_nodes[std::size_t(n / 2)], m_nodes[std::size_t(n)]); n /= 2) Merge(n / 2);
 }
 
 }  // namespace relief::detail

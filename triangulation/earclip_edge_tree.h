@@ -24,7 +24,8 @@
 // outline. Each node's box is oriented along the main direction of its
 // stretch's edges when the tree is built, so the long thin stretches of
 // spiky outlines get thin boxes (axis boxes, or a uniform grid, would hold
-// many spikes at once); clipping only changes the boxes' extents.
+// many spikes at once); clipping only grows the boxes where a new edge
+// reaches out of them.
 //
 // (a) relies on the signs of the rounded areas being the true ones, which
 // holds while the rounding error of the double evaluation stays well below
@@ -47,7 +48,8 @@ class CEarClipEdgeTree {
   // out of the range above (the tree is then unusable).
   bool Build(const t_hvertex* vertices, int count, const t_hvertex* head);
   // Vertex v has left the circle: its edge is gone, and p's edge (p, p->next)
-  // replaces (p, v).
+  // replaces (p, v). Boxes only grow (see Clip): rebuild as the circle
+  // thins out.
   void Clip(const t_hvertex* v, const t_hvertex* p);
 
   // Calls meets(c) for the start c of every filed edge whose box overlaps
@@ -57,11 +59,16 @@ class CEarClipEdgeTree {
 
  private:
   // A box centred at (cx, cy) reaching hu along the unit axis (ux, uy) and
-  // hv along its normal (-uy, ux).
+  // hv along its normal (-uy, ux), and ex, ey along x and y (see Frame).
   struct Box {
-    double cx, cy, ux, uy, hu, hv;
+    double cx, cy, ux, uy, hu, hv, ex, ey;
     bool empty, everywhere;
   };
+  // Sets ex, ey from the rest: the reach on x and y.
+  static void Frame(Box& b) {
+    b.ex = b.hu * std::fabs(b.ux) + b.hv * std::fabs(b.uy);
+    b.ey = b.hu * std::fabs(b.uy) + b.hv * std::fabs(b.ux);
+  }
   // Half the extent of b's projection on the unit direction (wx, wy).
   static double Reach(const Box& b, double wx, double wy) {
     return b.hu * std::fabs(b.ux * wx + b.uy * wy) + b.hv * std::fabs(b.ux * wy - b.uy * wx);
@@ -71,8 +78,7 @@ class CEarClipEdgeTree {
   bool Influence(const t_hvertex* a, const t_hvertex* b, Box& box) const;
   // Node n's extents over its children's boxes, along its own axis.
   void Merge(int n);
-  // The leaves of vertices a and b are set; their ancestors follow.
-  void Update(int a, const Box& boxA, int b, const Box& boxB);
+  bool Contains(const Box& outer, const Box& inner) const;
 
   const t_hvertex* m_vertices = nullptr;
   double m_slack = 0;
@@ -80,14 +86,16 @@ class CEarClipEdgeTree {
   std::vector<Box> m_nodes;  // node 1 the root, node n's children 2n and 2n + 1
 };
 
-// Separating axes: the query's normal first (the query is thin), then its
-// axis and the node's two. With both frames orthonormal, the projections of
+// Separating axes: x and y, the query's normal (the query is thin), then
+// its axis and the node's two. With both frames orthonormal, the projections of
 // one box on the other's axes need only the cosine and sine between them.
 // Each test keeps a slack, so rounding can only let more edges through.
 inline bool CEarClipEdgeTree::Overlap(const Box& node, const Box& query) const {
   if (node.empty) return false;
   if (node.everywhere) return true;
   const double dx = query.cx - node.cx, dy = query.cy - node.cy;
+  // x and y first: cheap, and far boxes fail there.
+  if (std::fabs(dx) > node.ex + query.ex + m_slack || std::fabs(dy) > node.ey + query.ey + m_slack) return false;
   const double c = std::fabs(query.ux * node.ux + query.uy * node.uy);
   const double s = std::fabs(query.uy * node.ux - query.ux * node.uy);
   const double qu = node.hu * c + node.hv * s, qv = node.hu * s + node.hv * c;  // node on the query's axes

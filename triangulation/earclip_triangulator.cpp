@@ -179,6 +179,7 @@ void CHPolygonTriangulator::Triangulate() {
   // for this run only.
   relief::detail::CEarClipEdgeTree tree;
   m_pEdgeTree = !m_bReferenceScans && tree.Build(m_pVertices, m_nNumVertices, m_pHead) ? &tree : nullptr;
+  int treeBuiltFor = m_nNumVertices;
   EarInit();
   // The ear search walks the circle from its start to the first flagged
   // vertex; the index finds the same vertex without the walk.
@@ -241,7 +242,14 @@ void CHPolygonTriangulator::Triangulate() {
     p->next = q;
     q->previous = p;
     m_pHead = q;
-    if (m_pEdgeTree) m_pEdgeTree->Clip(v, p);
+    if (m_pEdgeTree) {
+      m_pEdgeTree->Clip(v, p);
+      // The boxes still cover the clipped-off parts: tighten them.
+      if (4 * (n - 1) < treeBuiltFor && n - 1 >= 64) {
+        treeBuiltFor = n - 1;
+        m_pEdgeTree->Build(m_pVertices, m_nNumVertices, m_pHead);
+      }
+    }
   }
   m_pEdgeTree = nullptr;
 }

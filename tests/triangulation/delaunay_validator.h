@@ -31,7 +31,8 @@
 //     circumcircle by more than the rounding of the float circle allows,
 //     unless the legalisation's pass limit (the vertex count) explains it:
 //     when the start is known, the same input with a far higher limit must
-//     then pass.
+//     then pass (with one of eight consecutive limits, as a cycle cut by the
+//     limit stops in whichever of its states the limit falls on).
 
 #include <algorithm>
 #include <cmath>
@@ -212,24 +213,30 @@ inline bool MissedByFloatCircles(TaCIncrementalDelaunay2D& d, int vertex) {
 inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list, const Options& opt);
 
 // True when the inputs, triangulated the same way with a pass limit far above
-// the vertex count, give a list that passes every check.
+// the vertex count, give a list that passes every check. A flip cycle that
+// runs into the limit stops in whichever of its states the limit falls on,
+// so eight consecutive limits are tried: one that lands in a bad state
+// again does not make the cycle a defect.
 inline bool PassLimitExplains(const TaCIncrementalDelaunay2D& d, const Options& opt) {
   const int inputs = opt.firstInput + (opt.inputCount < 0 ? d.GetNumVertices() - opt.firstInput : opt.inputCount);
-  const int padding = 8 * d.GetNumVertices() + 64;
-  TaCIncrementalDelaunay2D padded;
-  padded.CreateVertexArray(inputs + padding + 4);
-  for (int i = 0; i < inputs; ++i) {
-    SSEPoint q = d.GetVertex(i);
-    padded.AppendVertex(q);
+  for (int extra = 0; extra < 8; ++extra) {
+    const int padding = 8 * d.GetNumVertices() + 64 + extra;
+    TaCIncrementalDelaunay2D padded;
+    padded.CreateVertexArray(inputs + padding + 4);
+    for (int i = 0; i < inputs; ++i) {
+      SSEPoint q = d.GetVertex(i);
+      padded.AppendVertex(q);
+    }
+    for (int i = 0; i < padding; ++i) {
+      SSEPoint q = d.GetVertex(0);
+      padded.AppendVertex(q);
+    }
+    padded.Triangulate(inputs, true, opt.start == Options::kBox);
+    Options again = opt;
+    again.passLimitRaised = true;
+    if (Validate(padded, padded.GetFinalTriangleList(), again).empty()) return true;
   }
-  for (int i = 0; i < padding; ++i) {
-    SSEPoint q = d.GetVertex(0);
-    padded.AppendVertex(q);
-  }
-  padded.Triangulate(inputs, true, opt.start == Options::kBox);
-  Options again = opt;
-  again.passLimitRaised = true;
-  return Validate(padded, padded.GetFinalTriangleList(), again).empty();
+  return false;
 }
 
 inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
