@@ -113,7 +113,8 @@ class WindowHoles {
     const __m128i last = _mm_set1_epi8(8), first = _mm_set1_epi8(1);
     for (int x = 0; x < m_Width; x += 16) {
       auto load = [x](const unsigned char* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + x)); };
-      const __m128i f = _mm_or_si128(_mm_or_si128(_mm_and_si128(load(above), last), load(at)), _mm_and_si128(load(below), first));
+      const __m128i f =
+          _mm_or_si128(_mm_or_si128(_mm_and_si128(load(above), last), load(at)), _mm_and_si128(load(below), first));
       _mm_storeu_si128(reinterpret_cast<__m128i*>(Column() + x), f);
     }
   }
@@ -245,7 +246,8 @@ void Median3x3Pass(const CSSEMatrix& source, CSSEMatrix& target, bool aware) {
     // The first read from memory: the row whose bits are found, or (plain)
     // the row below, a kilobyte ahead: the hardware prefetcher alone falls
     // behind.
-    const Row3x3 row{src[qAbove], src[k], src[qBelow], ahead ? src[qAhead] : src[qBelow], dst[k], bits[qAhead & 3].data()};
+    const Row3x3 row{
+        src[qAbove], src[k], src[qBelow], ahead ? src[qAhead] : src[qBelow], dst[k], bits[qAhead & 3].data()};
     if (!aware) {
       PlainRun3x3<false>(row, 1, W - 1);
       continue;
