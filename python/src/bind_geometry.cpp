@@ -201,9 +201,24 @@ IndexArray TriangulatePolygon(const py::handle& points) {
     std::vector<int> order(n);
     std::iota(order.begin(), order.end(), 0);
     if (area2 < 0.0) std::reverse(order.begin(), order.end());
+    // The clipper's tolerance is absolute (0.0005 on doubled areas): a
+    // polygon in millimetres with points a few microns apart would be all
+    // "collinear" to it. The polygon is clipped centred on its box and
+    // scaled by a power of two so that the box's larger side spans 4096 to
+    // 8192 units, whatever the input's units.
+    double x0 = HUGE_VAL, y0 = HUGE_VAL, x1 = -HUGE_VAL, y1 = -HUGE_VAL;
+    for (int i = 0; i < n; ++i) {
+      x0 = std::min(x0, double(p[2 * i])), x1 = std::max(x1, double(p[2 * i]));
+      y0 = std::min(y0, double(p[2 * i + 1])), y1 = std::max(y1, double(p[2 * i + 1]));
+    }
+    const double extent = std::max(x1 - x0, y1 - y0), cx = 0.5 * (x0 + x1), cy = 0.5 * (y0 + y1);
+    const double scale = extent > 0 ? std::ldexp(1.0, 12 - std::ilogb(extent)) : 1.0;
     CSSE2dPolygon polygon;
     polygon.Create(n);
-    for (int i = 0; i < n; ++i) polygon.SetPoint(i, p[2 * order[i]], p[2 * order[i] + 1]);
+    for (int i = 0; i < n; ++i) {
+      const float* q = p + 2 * order[i];
+      polygon.SetPoint(i, static_cast<float>((q[0] - cx) * scale), static_cast<float>((q[1] - cy) * scale));
+    }
     CHPolygonTriangulator clipper(&polygon, 1, 1.0f, 1.0f, false);
     made = clipper.GetNumTriangles();
     for (int t = 0; t < made; ++t)
@@ -252,8 +267,10 @@ Ear-clipping triangulation of a simple polygon.
 points: (n, 2) corners in order (either orientation), n >= 3, the last
 joined to the first. Returns int32 (n - 2, 3): triangles as indices into
 points. Left and right are decided with a tolerance of 0.0005 on doubled
-areas. ValueError when the clipping stops early (a self-intersecting or
-badly degenerate polygon).)doc");
+areas, after the polygon is centred on its box and scaled by a power of two
+so that the box's larger side spans 4096 to 8192 units: the tolerance acts
+alike on a polygon in metres, millimetres or microns. ValueError when the
+clipping stops early (a self-intersecting or badly degenerate polygon).)doc");
 }
 
 }  // namespace relief::python

@@ -129,6 +129,24 @@ def test_polygon_triangulation_tiles_the_polygon(n, clockwise, rng):
     assert parts.sum() == pytest.approx(abs(area), rel=1e-6)
 
 
+@pytest.mark.parametrize("scale", [1e-3, 1.0, 1e3])
+def test_polygon_triangulation_does_not_depend_on_units(scale):
+    # A dense lobed outline with radial dropouts, as a scanned margin line in
+    # millimetres has it (points 1.6 microns apart): simple, but its doubled
+    # areas lie far below the clipper's absolute tolerance unless scaled.
+    rng = np.random.default_rng(7)
+    n = 20000
+    a = 2 * np.pi * np.arange(n) / n
+    r = 5 + 0.8 * np.sin(3 * a) + 0.3 * np.sin(11 * a) + rng.normal(0, 2e-4, n)
+    r -= np.where(rng.random(n) < 0.02, rng.uniform(0, 0.5, n), 0)
+    poly = (scale * np.column_stack([r * np.cos(a), r * np.sin(a)]) + 7 * scale).astype(np.float32)
+    tris = relief.triangulate_polygon(poly)
+    assert tris.shape == (n - 2, 3)
+    q = poly.astype(np.float64)
+    area = 0.5 * np.sum(q[:, 0] * np.roll(q[:, 1], -1) - np.roll(q[:, 0], -1) * q[:, 1])
+    assert signed_areas(q, tris).sum() == pytest.approx(area, rel=1e-6)
+
+
 def crossing_reference(poly, shape):
     """Even-odd test at every pixel centre: an edge counts when it straddles x
     half-open and passes strictly above the point (ray toward +y)."""
