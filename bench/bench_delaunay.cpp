@@ -39,7 +39,7 @@ void BM_TriangulateFirstThreePlainScan(benchmark::State& s) { Triangulate(s, fal
 
 }  // namespace
 
-BENCHMARK(BM_TriangulateBox)->Arg(1000)->Arg(10000)->Arg(100000)->Arg(300000)->Arg(1000000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_TriangulateFirstThree)->Arg(1000)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_TriangulateBoxPlainScan)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_TriangulateFirstThreePlainScan)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TriangulateBox)->Arg(100)->Arg(150)->Arg(200)->Arg(250)->Arg(300)->Arg(1000)->Arg(10000)->Arg(100000)->Arg(300000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TriangulateFirstThree)->Arg(100)->Arg(150)->Arg(200)->Arg(250)->Arg(300)->Arg(1000)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TriangulateBoxPlainScan)->Arg(100)->Arg(150)->Arg(200)->Arg(250)->Arg(300)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TriangulateFirstThreePlainScan)->Arg(100)->Arg(150)->Arg(200)->Arg(250)->Arg(300)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);

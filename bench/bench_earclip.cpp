@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "relief/CHPolygonTriangulationRefinement.h"
@@ -74,6 +75,28 @@ void BM_EarClipWavyCircle(benchmark::State& state) {
   state.counters["vertices"] = n;
 }
 BENCHMARK(BM_EarClipWavyCircle)->Arg(100)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+// The diagonal tests alone, walk against index, on the same triangulator:
+// where the index starts to pay (small polygons take the walk).
+void BM_EarClipRetriangulate(benchmark::State& state) {
+  const int n = static_cast<int>(state.range(0));
+  const bool walk = state.range(1) != 0, star = state.range(2) != 0;
+  CSSE3dPolygon poly;
+  if (star) {
+    StarPolygon(poly, n, 12345);
+  } else {
+    WavyCircle(poly, n);
+  }
+  CHPolygonTriangulator t(&poly, 1, 1.0f, 1.0f, 1.0f, true);
+  for (auto _ : state) {
+    t.Retriangulate(walk);
+    benchmark::DoNotOptimize(t.GetNumTriangles());
+  }
+  state.SetLabel(std::string(star ? "star" : "wavy") + (walk ? " walk" : " index"));
+}
+BENCHMARK(BM_EarClipRetriangulate)
+    ->ArgsProduct({{50, 100, 200, 400, 1000}, {1, 0}, {1, 0}})
+    ->Unit(benchmark::kMicrosecond);
 
 void BM_EarClipRefine(benchmark::State& state) {
   CSSE3dPolygon poly;

@@ -65,7 +65,7 @@ void BM_Hull2D(benchmark::State& state) {
   state.counters["hull"] = size;
   state.SetItemsProcessed(state.iterations() * n);
 }
-BENCHMARK(BM_Hull2D)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Hull2D)->Arg(100)->Arg(1000000)->Unit(benchmark::kMillisecond);
 
 // Reference: Andrew's monotone chain over std::sort (the tests' plain
 // hull), exact enough for a timing comparison.
@@ -108,7 +108,7 @@ void BM_Hull3DBall(benchmark::State& state) {
   state.counters["faces"] = faces;
   state.SetItemsProcessed(state.iterations() * n);
 }
-BENCHMARK(BM_Hull3DBall)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Hull3DBall)->Arg(100)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 void BM_LiftedDelaunay(benchmark::State& state) {
   SetMessageBoxHandler([](const std::string&) {});
@@ -129,6 +129,6 @@ void BM_LiftedDelaunay(benchmark::State& state) {
   state.counters["triangles"] = faces;
   state.SetItemsProcessed(state.iterations() * n);
 }
-BENCHMARK(BM_LiftedDelaunay)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LiftedDelaunay)->Arg(100)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 }  // namespace

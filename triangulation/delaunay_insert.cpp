@@ -9,6 +9,7 @@
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "triangulation/delaunay_circle_grid.h"
 #include "triangulation/delaunay_predicates.h"
+#include "triangulation/delaunay_small.h"
 
 namespace {
 
@@ -30,11 +31,25 @@ void PrefetchNeighbourhood(const t_hdelaunaytriangle* t, const SSEPoint* vertice
 
 }  // namespace
 
+namespace relief::detail {
+
+PlainScansWhileSmall::PlainScansWhileSmall(TaCIncrementalDelaunay2D& d, int points)
+    : m_d(d), m_switched(!d.GetReferenceScans() && points < d.GetPlainScansBelow()) {
+  if (m_switched) m_d.SetReferenceScans(true);
+}
+
+PlainScansWhileSmall::~PlainScansWhileSmall() {
+  if (m_switched) m_d.SetReferenceScans(false);
+}
+
+}  // namespace relief::detail
+
 void TaCIncrementalDelaunay2D::Triangulate(int count, bool finalize, bool boxStart) {
   if (GetNumVertices() < 3) return;
   ClearAffectedTriangleList();
   ClearFinalTriangleList();
   ClearTriangleList();
+  const relief::detail::PlainScansWhileSmall small(*this, std::min(count, GetNumVertices()));
   // The final list is gone, so nothing may be copied back from it later.
   m_bFinalized = false;
 
@@ -230,24 +245,33 @@ int CornerIndex(const t_hdelaunaytriangle* t, int v) {
 
 // The triangles around corner v of t, walked across the sides that meet at
 // v, first one way and then the other, until the walk comes back to t or
-// reaches the hull. Bounded: a broken fan cannot make it run away.
-void AddFan(t_hdelaunaytriangle* t, int v, std::vector<t_hdelaunaytriangle*>& out) {
+// reaches the hull. Bounded: a broken fan cannot make it run away. True when
+// both ways ended so, i.e. the whole fan was met: a walk around v from any
+// other of its triangles would add nothing new (t aside).
+bool AddFan(t_hdelaunaytriangle* t, int v, std::vector<t_hdelaunaytriangle*>& out) {
   static constexpr int kPrev[3] = {2, 0, 1};
   constexpr int kMostSteps = 256;
+  bool whole = true;
   for (int way = 0; way < 2; ++way) {
     const t_hdelaunaytriangle* from = t;
     int side = way == 0 ? CornerIndex(t, v) : kPrev[CornerIndex(t, v)];
-    for (int step = 0; step < kMostSteps; ++step) {
+    int step = 0;
+    for (; step < kMostSteps; ++step) {
       t_hdelaunaytriangle* next = from->pNeighbour[side];
       if (!next || next == t) break;
       AddOnce(out, next);
       const int at = CornerIndex(next, v);
-      if (at < 0) break;
+      if (at < 0) {
+        whole = false;
+        break;
+      }
       // Of next's two sides at v, the one not shared with `from`.
       side = next->pNeighbour[at] == from ? kPrev[at] : at;
       from = next;
     }
+    if (step == kMostSteps) whole = false;
   }
+  return whole;
 }
 
 // The triangles met on a walk from t towards p: each step crosses a side
@@ -276,7 +300,10 @@ void AddWalkTowards(t_hdelaunaytriangle* t, const SSEPoint& p, const SSEPoint* v
 // next to a corner, lies in the fan around one of their corners, or, rarely,
 // further off towards the point. Tried in that order, each in list order.
 bool TaCIncrementalDelaunay2D::SplitNextToAffected(int vertex) {
-  std::vector<t_hdelaunaytriangle*> ring;
+  std::vector<t_hdelaunaytriangle*>& ring = m_NearbyTriangles;
+  std::vector<int>& fans = m_WholeFans;
+  ring.clear();
+  fans.clear();
   std::size_t tried = 0;
   for (int stage = 0; stage < 3; ++stage) {
     for (t_hdelaunaytriangle* t : m_AffectedTriangleList) {
@@ -284,7 +311,13 @@ bool TaCIncrementalDelaunay2D::SplitNextToAffected(int vertex) {
       if (stage == 0)
         for (t_hdelaunaytriangle* n : t->pNeighbour) AddOnce(ring, n);
       else if (stage == 1)
-        for (int v : t->nVertex) AddFan(t, v, ring);
+        for (int v : t->nVertex) {
+          // Neighbouring affected triangles share corners: a fan met whole
+          // is not walked again (the affected triangles it would add from
+          // another start are never tried, being out of the working list).
+          if (std::find(fans.begin(), fans.end(), v) != fans.end()) continue;
+          if (AddFan(t, v, ring)) fans.push_back(v);
+        }
       else
         AddWalkTowards(t, m_pVertices[vertex], m_pVertices, ring);
     }

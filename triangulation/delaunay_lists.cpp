@@ -48,6 +48,7 @@ void TaCIncrementalDelaunay2D::Construct() {
   m_pTriangleCenters = nullptr;
   m_pNormalVectors = nullptr;
   m_bReferenceScans = false;
+  m_nPlainScansBelow = 200;
   m_nNextSequence = 0;
   m_nFlipClock = 0;
   m_nWorkingEpoch = 1;

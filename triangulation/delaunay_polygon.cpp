@@ -7,6 +7,7 @@
 #include "relief/CSSEMatrix.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "triangulation/delaunay_refine_helpers.h"
+#include "triangulation/delaunay_small.h"
 
 // The start triangle joins the leftmost, the rightmost and the topmost
 // polygon point (the first of equals in each case), so it lies inside the
@@ -30,6 +31,7 @@ void TaCIncrementalDelaunay2D::Triangulate(CSSE3dPolygon* polygon, int count, bo
   ClearFinalTriangleList();
   ClearTriangleList();
   m_bFinalized = false;
+  const relief::detail::PlainScansWhileSmall small(*this, std::min(count, used));
 
   t_hdelaunaytriangle* t = NewTriangle();
   t->nVertex[0] = left;

@@ -363,6 +363,12 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   // the hull-side register and box-limited grid visits. Results are identical.
   void SetReferenceScans(bool plain);
   bool GetReferenceScans() const { return m_bReferenceScans; }
+  // Triangulate (both forms) of fewer points than this scans plainly even when
+  // the search structures are on: below a couple of hundred points the whole
+  // list is shorter than their upkeep. Default 200; 0 always uses them. The
+  // triangles are the same either way.
+  void SetPlainScansBelow(int points) { m_nPlainScansBelow = points; }
+  int GetPlainScansBelow() const { return m_nPlainScansBelow; }
 
   const CDelaunayTriangleList& GetTriangleList() const { return m_TriangleList; }
   const CDelaunayTriangleList& GetAffectedTriangleList() const { return m_AffectedTriangleList; }
@@ -529,6 +535,7 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   SSEPoint* m_pNormalVectors;
 
   bool m_bReferenceScans;
+  int m_nPlainScansBelow;
   uint64_t m_nNextSequence;
   uint64_t m_nFlipClock;  // flips made by all legalisations so far
   // Per affected-list position: the flip clock when a legalisation last began
@@ -538,4 +545,8 @@ class RELIEF_API TaCIncrementalDelaunay2D : public TaCSSEVertexContainer {
   relief::detail::CCircleGrid* m_pGrid;
   relief::detail::CTrianglePool* m_pPool;
   std::vector<t_hdelaunaytriangle*> m_HullRegister;
+  // Triangles SplitNextToAffected tries, kept between insertions so that the
+  // exterior points (which try them all) do not allocate.
+  std::vector<t_hdelaunaytriangle*> m_NearbyTriangles;
+  std::vector<int> m_WholeFans;
 };

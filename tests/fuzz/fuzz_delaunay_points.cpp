@@ -92,6 +92,7 @@ void Fail(const char* what, const std::string& why, const std::vector<Xy>& p) {
 
 void Load(TaCIncrementalDelaunay2D& d, const std::vector<Xy>& p) {
   d.CreateVertexArray(static_cast<int>(p.size()) + 4);
+  d.SetPlainScansBelow(0);  // the search structures even for a few points: they are under test
   for (const Xy& q : p) {
     SSEPoint s;
     s.m = _mm_setr_ps(q.x, q.y, 0.0f, 0.0f);

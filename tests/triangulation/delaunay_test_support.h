@@ -29,6 +29,7 @@ struct Pt {
 
 inline void Load(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, int extra = 8) {
   d.CreateVertexArray(static_cast<int>(pts.size()) + extra);
+  d.SetPlainScansBelow(0);  // the search structures even for a few points: they are under test
   for (const Pt& p : pts) {
     SSEPoint s;
     s.m = _mm_setr_ps(p.x, p.y, p.z, 0.0f);

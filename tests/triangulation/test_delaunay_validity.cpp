@@ -28,6 +28,7 @@ enum class Start { kFirstThree, kBox };
 
 void Load(TaCIncrementalDelaunay2D& d, const std::vector<P>& pts) {
   d.CreateVertexArray(static_cast<int>(pts.size()) + 4);
+  d.SetPlainScansBelow(0);  // the search structures even for a few points: they are under test
   for (const P& p : pts) {
     SSEPoint s;
     s.m = _mm_setr_ps(p.x, p.y, 0.0f, 0.0f);
