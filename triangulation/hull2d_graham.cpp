@@ -3,26 +3,25 @@
 #include <cmath>
 #include <cstdio>
 #include <utility>
+#include <vector>
 
 #include "relief/CHConvexHull2D.h"
 #include "relief/CHSimpleBasisFcns.h"
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSE3dPolygon.h"
 #include "relief/SafeMemory.h"
+#include "triangulation/hull2d_area.h"
 
 namespace {
 
 constexpr float kTolerance = CHSimpleBasisFcns::kTolerance;
 
-float Area(const tPointStruc& a, const tPointStruc& b, const tPointStruc& c) {
-  const t_h2dpoint pa{a.x, a.y}, pb{b.x, b.y}, pc{c.x, c.y};
-  return CHSimpleBasisFcns::AreaSign(&pa, &pb, &pc);
-}
+using relief::detail::HullArea;
 
 }  // namespace
 
 template <class Read>
-void CHConvexHull2D::LoadPoints(int n, Read read) {
+void CHConvexHull2D::LoadPoints(int n, Read read, bool referenceScans) {
   if (n < 1) return;
   m_pPoints = static_cast<tPointStruc*>(SafeCalloc(static_cast<std::size_t>(n), sizeof(tPointStruc)));
   m_nNumPoints = n;
@@ -30,16 +29,19 @@ void CHConvexHull2D::LoadPoints(int n, Read read) {
     m_pPoints[i].vnum = i;
     read(i, m_pPoints[i]);
   }
-  Run();
+  Run(referenceScans);
 }
 
-CHConvexHull2D::CHConvexHull2D(CSSE3dPolygon* polygon) {
-  LoadPoints(polygon ? polygon->GetNumPoints() : 0,
-             [&](int i, tPointStruc& p) { polygon->GetPoint(i, p.x, p.y, p.z); });
+CHConvexHull2D::CHConvexHull2D(CSSE3dPolygon* polygon, bool referenceScans) {
+  LoadPoints(
+      polygon ? polygon->GetNumPoints() : 0, [&](int i, tPointStruc& p) { polygon->GetPoint(i, p.x, p.y, p.z); },
+      referenceScans);
 }
 
-CHConvexHull2D::CHConvexHull2D(CSSE2dPolygon* polygon) {
-  LoadPoints(polygon ? polygon->GetNumPoints() : 0, [&](int i, tPointStruc& p) { polygon->GetPoint(i, p.x, p.y); });
+CHConvexHull2D::CHConvexHull2D(CSSE2dPolygon* polygon, bool referenceScans) {
+  LoadPoints(
+      polygon ? polygon->GetNumPoints() : 0, [&](int i, tPointStruc& p) { polygon->GetPoint(i, p.x, p.y); },
+      referenceScans);
 }
 
 CHConvexHull2D::~CHConvexHull2D() {
@@ -47,9 +49,13 @@ CHConvexHull2D::~CHConvexHull2D() {
   SafeFree(m_pPoints);
 }
 
-void CHConvexHull2D::Run() {
+void CHConvexHull2D::Run(bool referenceScans) {
   FindLowest();
-  QuickSort(1, m_nNumPoints - 1);
+  if (referenceScans) {
+    QuickSort(1, m_nNumPoints - 1);
+  } else {
+    SortAboutPointZero();
+  }
   FlagHiddenRayPoints();
   if (m_nNumDeleted > 0) Squash();
   Graham();
@@ -79,7 +85,7 @@ void CHConvexHull2D::FlagHiddenRayPoints() {
   while (s < m_nNumPoints) {
     int e = s;
     while (e + 1 < m_nNumPoints) {
-      const float area = Area(p0, m_pPoints[s], m_pPoints[e + 1]);
+      const float area = HullArea(p0, m_pPoints[s], m_pPoints[e + 1]);
       if (area > kTolerance || area < -kTolerance) break;
       ++e;
     }
@@ -93,7 +99,7 @@ void CHConvexHull2D::FlagHiddenRayPoints() {
       if (dk > dkeep || (dk == dkeep && m_pPoints[k].vnum > m_pPoints[keep].vnum)) keep = k;
     }
     for (int k = s; k <= e; ++k) {
-      const float area = Area(p0, m_pPoints[k], m_pPoints[keep]);
+      const float area = HullArea(p0, m_pPoints[k], m_pPoints[keep]);
       if (k != keep && area <= kTolerance && area >= -kTolerance) flag(m_pPoints[k]);
     }
     s = e + 1;
@@ -114,7 +120,7 @@ void CHConvexHull2D::FindLowest() {
 
 int CHConvexHull2D::Compare(tPointStruc* p, tPointStruc* q) {
   const tPointStruc& p0 = m_pPoints[0];
-  const float area = Area(p0, *p, *q);
+  const float area = HullArea(p0, *p, *q);
   if (area > kTolerance) return -1;
   if (area < -kTolerance) return 1;
 
@@ -182,25 +188,31 @@ void CHConvexHull2D::Squash() {
 
 void CHConvexHull2D::Graham() {
   if (m_nNumPoints < 1) return;
-  Push(&m_pPoints[0]);
-  if (m_nNumPoints < 2) return;
-  Push(&m_pPoints[1]);
-  int i = 2;
-  while (i < m_nNumPoints) {
-    if (!m_pTop->next) {
-      std::printf("Error\n");
-      FreeStack();
-      return;
+  // The scan runs on point numbers; the stack cells are made for the points
+  // that stay, bottom first, which gives the list the pushes and pops of the
+  // scan would leave (most points are pushed only to be popped again).
+  std::vector<int> stack{0};
+  stack.reserve(64);
+  bool underflow = false;
+  if (m_nNumPoints >= 2) stack.push_back(1);
+  for (int i = 2; i < m_nNumPoints;) {
+    if (stack.size() < 2) {
+      underflow = true;
+      break;
     }
-    const tPointStruc& below = *m_pTop->next->p;
-    const tPointStruc& top = *m_pTop->p;
-    if (Area(below, top, m_pPoints[i]) > kTolerance) {
-      Push(&m_pPoints[i]);
-      ++i;
+    const tPointStruc& below = m_pPoints[stack[stack.size() - 2]];
+    const tPointStruc& top = m_pPoints[stack.back()];
+    if (HullArea(below, top, m_pPoints[i]) > kTolerance) {
+      stack.push_back(i++);
     } else {
-      Pop();
+      stack.pop_back();
     }
   }
+  if (underflow) {
+    std::printf("Error\n");
+    return;
+  }
+  for (const int i : stack) Push(&m_pPoints[i]);
 }
 
 void CHConvexHull2D::Push(tPointStruc* p) {

@@ -1,18 +1,24 @@
-// relief's 3D hull and lifted Delaunay beside CGAL (and qhull when
+// relief's 2D hull, 3D hull and lifted Delaunay beside CGAL (and qhull when
 // it is installed) on the very same points, in one binary so that the
 // ratios come from one run:
 //
 //   bench_peer_cgal_hulls --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
 //       --benchmark_report_aggregates_only=true
 //
-// Each relief figure has a plain-route twin (SetReferenceScans(true)), the
-// same construction with every visibility test through VolumeSign.
+// Each relief figure has a plain-route twin (referenceScans), the same
+// construction as written: the 2D hull's pairwise QuickSort, the 3D hull's
+// visibility tests all through VolumeSign.
 #include <benchmark/benchmark.h>
 
 #include <CGAL/Delaunay_triangulation_2.h>
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
 #include <CGAL/Polyhedron_3.h>
+#include <CGAL/convex_hull_2.h>
 #include <CGAL/convex_hull_3.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
 
 #include <iterator>
 #include <random>
@@ -26,20 +32,45 @@ extern "C" {
 #endif
 
 #include "relief/CH2DDelaunay.h"
+#include "relief/CHConvexHull2D.h"
 #include "relief/CHConvexHull3D.h"
+#include "relief/CSSE2dPolygon.h"
 #include "relief/MessageBox.h"
 
 namespace {
 
 using Kernel = CGAL::Exact_predicates_inexact_constructions_kernel;
 
-// n points: uniform integers in a cube of side 2^20 (3D hull, so that
-// relief stores them unchanged), or integer tenths in [0, 10000]^2 (lifted
-// Delaunay, exact after quantising).
+// The 2D hull prints its steps; keep them out of the report.
+class SilentStdout {
+ public:
+  SilentStdout() {
+    std::fflush(stdout);
+    saved_ = dup(1);
+    const int null = open("/dev/null", O_WRONLY);
+    dup2(null, 1);
+    close(null);
+  }
+  ~SilentStdout() {
+    std::fflush(stdout);
+    dup2(saved_, 1);
+    close(saved_);
+  }
+
+ private:
+  int saved_;
+};
+
+// n points: uniform floats in [0, 1000)^2 (2D hull), uniform integers in a
+// cube of side 2^20 (3D hull, so that relief stores them unchanged), or
+// integer tenths in [0, 10000]^2 (lifted Delaunay, exact after quantising).
 std::vector<double> Points(int n, int dim, int kind) {
   std::mt19937 rng(20261125u + kind);
   std::vector<double> out(static_cast<std::size_t>(n) * dim);
-  if (kind == 1) {
+  if (kind == 0) {
+    std::uniform_real_distribution<float> c(0.0f, 1000.0f);
+    for (double& v : out) v = c(rng);
+  } else if (kind == 1) {
     std::uniform_int_distribution<int> c(0, (1 << 20) - 1);
     for (double& v : out) v = c(rng);
   } else {
@@ -47,6 +78,36 @@ std::vector<double> Points(int n, int dim, int kind) {
     for (double& v : out) v = static_cast<float>(c(rng) / 10.0f);
   }
   return out;
+}
+
+void Hull2D(benchmark::State& state, bool plain) {
+  const int n = static_cast<int>(state.range(0));
+  const std::vector<double> xy = Points(n, 2, 0);
+  CSSE2dPolygon poly;
+  poly.Create(n);
+  for (int i = 0; i < n; ++i) poly.SetPoint(i, static_cast<float>(xy[2 * i]), static_cast<float>(xy[2 * i + 1]));
+  int size = 0;
+  SilentStdout quiet;
+  for (auto _ : state) {
+    CHConvexHull2D h(&poly, plain);
+    size = h.GetHullSize();
+  }
+  state.counters["hull"] = size;
+}
+void BM_ReliefHull2D(benchmark::State& state) { Hull2D(state, false); }
+void BM_ReliefHull2DPlain(benchmark::State& state) { Hull2D(state, true); }
+
+void BM_CgalHull2D(benchmark::State& state) {
+  const int n = static_cast<int>(state.range(0));
+  const std::vector<double> xy = Points(n, 2, 0);
+  std::vector<Kernel::Point_2> pts;
+  for (int i = 0; i < n; ++i) pts.emplace_back(xy[2 * i], xy[2 * i + 1]);
+  std::vector<Kernel::Point_2> hull;
+  for (auto _ : state) {
+    hull.clear();
+    CGAL::convex_hull_2(pts.begin(), pts.end(), std::back_inserter(hull));
+  }
+  state.counters["hull"] = static_cast<double>(hull.size());
 }
 
 void ReliefHull3D(benchmark::State& state, bool plain) {
@@ -131,11 +192,15 @@ void QhullRun(benchmark::State& state, int dim, int kind) {
   }
   state.counters["facets"] = facets;
 }
+void BM_QhullHull2D(benchmark::State& state) { QhullRun(state, 2, 0); }
 void BM_QhullHull3D(benchmark::State& state) { QhullRun(state, 3, 1); }
 #endif
 
 }  // namespace
 
+BENCHMARK(BM_ReliefHull2D)->Arg(100)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ReliefHull2DPlain)->Arg(100)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CgalHull2D)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReliefHull3D)->Arg(100)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReliefHull3DPlain)->Arg(100)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CgalHull3D)->Arg(100000)->Unit(benchmark::kMillisecond);
@@ -143,5 +208,6 @@ BENCHMARK(BM_ReliefLiftedDelaunay)->Arg(100)->Arg(100000)->Arg(1000000)->Unit(be
 BENCHMARK(BM_ReliefLiftedDelaunayPlain)->Arg(100)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CgalDelaunayRange)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
 #ifdef RELIEF_HAVE_QHULL
+BENCHMARK(BM_QhullHull2D)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_QhullHull3D)->Arg(100000)->Unit(benchmark::kMillisecond);
 #endif

@@ -40,11 +40,16 @@ struct tStackCell {
 // edges are not part of it. Fewer than three points give those points.
 // An empty polygon prints nothing and gives no hull.
 //
+// The constructors sort with the same partitions, comparisons and swaps as
+// QuickSort, computed a block at a time (see SortAboutPointZero); passing
+// referenceScans = true runs QuickSort itself. Everything observable is the
+// same either way, GetNumDeleted() included.
+//
 // Allocation failure throws CMemoryException. Copying is not supported.
 class RELIEF_API CHConvexHull2D {
  public:
-  explicit CHConvexHull2D(CSSE3dPolygon* polygon);
-  explicit CHConvexHull2D(CSSE2dPolygon* polygon);
+  explicit CHConvexHull2D(CSSE3dPolygon* polygon, bool referenceScans = false);
+  explicit CHConvexHull2D(CSSE2dPolygon* polygon, bool referenceScans = false);
   ~CHConvexHull2D();
   CHConvexHull2D(const CHConvexHull2D&) = delete;
   CHConvexHull2D& operator=(const CHConvexHull2D&) = delete;
@@ -88,8 +93,15 @@ class RELIEF_API CHConvexHull2D {
   // input), numbered in input order, and runs the scan. n < 1 leaves the
   // hull empty.
   template <class Read>
-  void LoadPoints(int n, Read read);
-  void Run();
+  void LoadPoints(int n, Read read, bool referenceScans);
+  void Run(bool referenceScans);
+  // QuickSort(1, n - 1) without its branch per comparison: each partition
+  // classifies its points against the pivot in one pass, then pairs the
+  // points the two scans would stop at and swaps them, exactly as QuickSort
+  // would, calling Compare only where it would count a collinear pair.
+  void SortAboutPointZero();
+  // One partition of that sort; returns the pivot's final place.
+  int PartitionByClasses(int first, int last, int* leftStops, int* rightStops);
   void FreeStack();
 
   int m_nNumPoints = 0;
