@@ -18,6 +18,29 @@ constexpr float kTolerance = CHSimpleBasisFcns::kTolerance;
 
 using relief::detail::HullArea;
 
+// Compare's rare half, kept out of line so that the sort's loops can inline
+// the common one. p and q are collinear with point 0: the nearer of the two
+// can never be a hull corner.
+[[gnu::noinline]] int CollinearOrder(const tPointStruc& p0, tPointStruc* p, tPointStruc* q, int& deleted) {
+  ++deleted;
+  const float dx = std::fabs(p->x - p0.x) - std::fabs(q->x - p0.x);
+  const float dy = std::fabs(p->y - p0.y) - std::fabs(q->y - p0.y);
+  if (dx < 0.0f || dy < 0.0f) {
+    p->del = true;
+    return -1;
+  }
+  if (dx > 0.0f || dy > 0.0f) {
+    q->del = true;
+    return 1;
+  }
+  if (p->vnum > q->vnum) {
+    q->del = true;
+  } else {
+    p->del = true;
+  }
+  return 0;
+}
+
 }  // namespace
 
 template <class Read>
@@ -123,25 +146,7 @@ int CHConvexHull2D::Compare(tPointStruc* p, tPointStruc* q) {
   const float area = HullArea(p0, *p, *q);
   if (area > kTolerance) return -1;
   if (area < -kTolerance) return 1;
-
-  // Collinear with point 0: the nearer of the two can never be a hull corner.
-  ++m_nNumDeleted;
-  const float dx = std::fabs(p->x - p0.x) - std::fabs(q->x - p0.x);
-  const float dy = std::fabs(p->y - p0.y) - std::fabs(q->y - p0.y);
-  if (dx < 0.0f || dy < 0.0f) {
-    p->del = true;
-    return -1;
-  }
-  if (dx > 0.0f || dy > 0.0f) {
-    q->del = true;
-    return 1;
-  }
-  if (p->vnum > q->vnum) {
-    q->del = true;
-  } else {
-    p->del = true;
-  }
-  return 0;
+  return CollinearOrder(p0, p, q, m_nNumDeleted);
 }
 
 void CHConvexHull2D::QuickSort(int first, int last) {
