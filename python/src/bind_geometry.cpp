@@ -189,44 +189,52 @@ IndexArray TriangulatePolygon(const py::handle& points) {
   FloatArray a = AsPoints(points, 2, "points", 3);
   const int n = static_cast<int>(a.shape(0));
   std::vector<std::int32_t> faces;
-  int made = 0;
+  int corners = 0, made = 0;
   {
     py::gil_scoped_release release;
     const float* p = a.data();
-    // The clipper needs counter-clockwise input; a clockwise polygon is
-    // handed over reversed and the indices mapped back.
-    double area2 = 0.0;
-    for (int i = 0, j = n - 1; i < n; j = i++)
-      area2 += static_cast<double>(p[2 * j]) * p[2 * i + 1] - static_cast<double>(p[2 * i]) * p[2 * j + 1];
-    std::vector<int> order(n);
-    std::iota(order.begin(), order.end(), 0);
-    if (area2 < 0.0) std::reverse(order.begin(), order.end());
-    // The clipper's tolerance is absolute (0.0005 on doubled areas): a
-    // polygon in millimetres with points a few microns apart would be all
-    // "collinear" to it. The polygon is clipped centred on its box and
-    // scaled by a power of two so that the box's larger side spans 4096 to
-    // 8192 units, whatever the input's units.
-    double x0 = HUGE_VAL, y0 = HUGE_VAL, x1 = -HUGE_VAL, y1 = -HUGE_VAL;
-    for (int i = 0; i < n; ++i) {
-      x0 = std::min(x0, double(p[2 * i])), x1 = std::max(x1, double(p[2 * i]));
-      y0 = std::min(y0, double(p[2 * i + 1])), y1 = std::max(y1, double(p[2 * i + 1]));
+    const auto same = [p](int i, int j) { return p[2 * i] == p[2 * j] && p[2 * i + 1] == p[2 * j + 1]; };
+    // A closing point that repeats the first, or a doubled corner, makes a
+    // side of length zero that no ear can be cut at: each run of equal
+    // consecutive points keeps its first.
+    std::vector<int> kept;
+    for (int i = 0; i < n; ++i)
+      if (kept.empty() || !same(i, kept.back())) kept.push_back(i);
+    while (kept.size() > 1 && same(kept.back(), kept.front())) kept.pop_back();
+    corners = static_cast<int>(kept.size());
+    // The clipper needs counter-clockwise input (a clockwise polygon is
+    // handed over reversed), and its tolerance is absolute (0.0005 on
+    // doubled areas): a polygon in millimetres with points a few microns
+    // apart would be all "collinear" to it. So the polygon is clipped
+    // centred on its box and scaled by a power of two so that the box's
+    // larger side spans 4096 to 8192 units, whatever the input's units.
+    double area2 = 0.0, x0 = HUGE_VAL, y0 = HUGE_VAL, x1 = -HUGE_VAL, y1 = -HUGE_VAL;
+    for (int k = 0; k < corners; ++k) {
+      const double x = p[2 * kept[k]], y = p[2 * kept[k] + 1];
+      const int j = kept[(k + corners - 1) % corners];
+      area2 += p[2 * j] * y - x * p[2 * j + 1];
+      x0 = std::min(x0, x), x1 = std::max(x1, x), y0 = std::min(y0, y), y1 = std::max(y1, y);
     }
+    if (area2 < 0.0) std::reverse(kept.begin(), kept.end());
     const double extent = std::max(x1 - x0, y1 - y0), cx = 0.5 * (x0 + x1), cy = 0.5 * (y0 + y1);
     const double scale = extent > 0 ? std::ldexp(1.0, 12 - std::ilogb(extent)) : 1.0;
-    CSSE2dPolygon polygon;
-    polygon.Create(n);
-    for (int i = 0; i < n; ++i) {
-      const float* q = p + 2 * order[i];
-      polygon.SetPoint(i, static_cast<float>((q[0] - cx) * scale), static_cast<float>((q[1] - cy) * scale));
+    if (corners >= 3) {
+      CSSE2dPolygon polygon;
+      polygon.Create(corners);
+      for (int k = 0; k < corners; ++k) {
+        const float* q = p + 2 * kept[k];
+        polygon.SetPoint(k, static_cast<float>((q[0] - cx) * scale), static_cast<float>((q[1] - cy) * scale));
+      }
+      CHPolygonTriangulator clipper(&polygon, 1, 1.0f, 1.0f, false);
+      made = clipper.GetNumTriangles();
+      for (int t = 0; t < made; ++t)
+        for (int k = 0; k < 3; ++k) faces.push_back(kept[clipper.GetConnectivityArray()[t].Vertex[k]]);
     }
-    CHPolygonTriangulator clipper(&polygon, 1, 1.0f, 1.0f, false);
-    made = clipper.GetNumTriangles();
-    for (int t = 0; t < made; ++t)
-      for (int k = 0; k < 3; ++k) faces.push_back(order[clipper.GetConnectivityArray()[t].Vertex[k]]);
   }
-  if (made != n - 2)
+  if (corners < 3) ThrowValue("points: fewer than 3 distinct corners");
+  if (made != corners - 2)
     ThrowValue("points: not a simple polygon; ear clipping stopped after " + std::to_string(made) + " of " +
-               std::to_string(n - 2) + " triangles");
+               std::to_string(corners - 2) + " triangles");
   return ToIndexArray(faces, 3);
 }
 
@@ -264,9 +272,11 @@ four distinct points remain or all lie in one plane.)doc");
   m.def("triangulate_polygon", &TriangulatePolygon, py::arg("points"), R"doc(
 Ear-clipping triangulation of a simple polygon.
 
-points: (n, 2) corners in order (either orientation), n >= 3, the last
-joined to the first. Returns int32 (n - 2, 3): triangles as indices into
-points. Left and right are decided with a tolerance of 0.0005 on doubled
+points: (n, 2) corners in order (either orientation), the last joined to
+the first. Consecutive equal points (a closing point repeating the first, a
+doubled corner) count once, as the first of them: with m distinct corners
+(m >= 3) the result is int32 (m - 2, 3), triangles as indices into points.
+Left and right are decided with a tolerance of 0.0005 on doubled
 areas, after the polygon is centred on its box and scaled by a power of two
 so that the box's larger side spans 4096 to 8192 units: the tolerance acts
 alike on a polygon in metres, millimetres or microns. ValueError when the

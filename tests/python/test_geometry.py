@@ -129,6 +129,28 @@ def test_polygon_triangulation_tiles_the_polygon(n, clockwise, rng):
     assert parts.sum() == pytest.approx(abs(area), rel=1e-6)
 
 
+@pytest.mark.parametrize("repeats", [["closing"], ["doubled"], ["closing", "doubled", "tripled"]])
+def test_polygon_triangulation_counts_repeated_corners_once(repeats, rng):
+    # Outlines from files often close on their first point or double a corner.
+    poly = star_polygon(rng, 12).astype(np.float32)
+    rows, dropped = list(range(12)), []
+    if "doubled" in repeats:
+        rows.insert(6, 5)
+    if "tripled" in repeats:
+        rows[9:9] = [8, 8]
+    if "closing" in repeats:
+        rows.append(0)
+    dropped = [i for i in range(1, len(rows)) if rows[i] == rows[i - 1]] + ([len(rows) - 1] if rows[-1] == 0 else [])
+    tris = relief.triangulate_polygon(poly[rows])
+    assert tris.shape == (10, 3)
+    assert not np.isin(tris, dropped).any(), "a triangle uses a repeat, not the first of its run"
+    q = poly.astype(np.float64)
+    area = 0.5 * np.sum(q[:, 0] * np.roll(q[:, 1], -1) - np.roll(q[:, 0], -1) * q[:, 1])
+    assert signed_areas(poly[rows].astype(np.float64), tris).sum() == pytest.approx(area, rel=1e-6)
+    with pytest.raises(ValueError, match="fewer than 3 distinct corners"):
+        relief.triangulate_polygon(np.float32([[1, 1], [1, 1], [2, 2], [2, 2], [1, 1]]))
+
+
 @pytest.mark.parametrize("scale", [1e-3, 1.0, 1e3])
 def test_polygon_triangulation_does_not_depend_on_units(scale):
     # A dense lobed outline with radial dropouts, as a scanned margin line in
