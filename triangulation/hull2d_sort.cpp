@@ -11,6 +11,7 @@
 #include <emmintrin.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -24,12 +25,33 @@ constexpr float kTolerance = CHSimpleBasisFcns::kTolerance;
 // Shorter ranges go to QuickSort itself: there its branches are cheaper
 // than three passes.
 constexpr int kShortRange = 8;
+// Below this many points the scratch lists cost more than the branches.
+constexpr int kFewPoints = 256;
+
+// For a mask of four lanes, its set lanes' numbers in order (then zeros),
+// and how many there are.
+struct LaneTable {
+  __m128i lanes[16];
+  int count[16];
+  LaneTable() {
+    for (int m = 0; m < 16; ++m) {
+      alignas(16) int32_t at[4] = {0, 0, 0, 0};
+      count[m] = 0;
+      for (int lane = 0; lane < 4; ++lane)
+        if (m >> lane & 1) at[count[m]++] = lane;
+      lanes[m] = _mm_load_si128(reinterpret_cast<const __m128i*>(at));
+    }
+  }
+};
+const LaneTable kLaneTable;
+const __m128i* const kLanesOf = kLaneTable.lanes;
+const int* const kLaneCount = kLaneTable.count;
 
 }  // namespace
 
 void CHConvexHull2D::SortAboutPointZero() {
   const int n = m_nNumPoints;
-  if (n - 1 < kShortRange) {
+  if (n < kFewPoints) {
     QuickSort(1, n - 1);
     return;
   }
@@ -92,7 +114,14 @@ int CHConvexHull2D::PartitionByClasses(int first, int last, int* leftStops, int*
     const __m128 areas = _mm_movelh_ps(_mm_cvtpd_ps(ab), _mm_cvtpd_ps(cd));
     const int before = _mm_movemask_ps(_mm_cmpgt_ps(areas, above));
     const int after = _mm_movemask_ps(_mm_cmplt_ps(areas, below));
-    for (int lane = 0; lane < 4; ++lane) file(k + lane, (before >> lane) & 1, (after >> lane) & 1);
+    collinear |= (before | after) ^ 15;
+    // The stops among the four, in lane order, in one store each.
+    const __m128i at = _mm_set1_epi32(k);
+    const int ups4 = 15 ^ before, downs4 = 15 ^ after;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(leftStops + ups), _mm_add_epi32(at, kLanesOf[ups4]));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(rightStops + downs), _mm_add_epi32(at, kLanesOf[downs4]));
+    ups += kLaneCount[ups4];
+    downs += kLaneCount[downs4];
   }
   for (; k <= hi; ++k) {
     const float area = relief::detail::HullArea(p0, m_pPoints[k], *pivot);
