@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (int c = 0, i = 0; c < copies; ++c)
     for (int m = 0; m < motif; ++m, ++i) {
       float x = static_cast<int8_t>(data[2 + 2 * m]) * scale, y = static_cast<int8_t>(data[3 + 2 * m]) * scale;
-      if (kind == 1) x *= 1 + c, y *= 1 + c;               // along rays from the origin
+      if (kind == 1) x *= 1 + c, y *= 1 + c;                // along rays from the origin
       if (kind == 2) x += c * scale, y += (c % 3) * scale;  // shifted copies
       if (kind == 3) x += (c % 2) * 0.0003f;                // within the tolerance
       poly.SetPoint(i, x, y);
