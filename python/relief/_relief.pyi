@@ -102,7 +102,8 @@ def convex_hull_3d(points: ArrayLike) -> I32:
     """(n, 3) points (rounded to whole units) -> (f, 3) outward counter-clockwise faces as indices."""
 
 def triangulate_polygon(points: ArrayLike) -> I32:
-    """(n, 2) simple polygon -> (n - 2, 3) triangles as indices."""
+    """(n, 2) simple polygon -> (m - 2, 3) triangles as indices, m its distinct corners
+    (consecutive equal points, such as a closing point, count once)."""
 
 def fill_polygon(points: ArrayLike, shape: Tuple[int, int], value: float = 1.0) -> F32:
     """Pixels inside the polygon (x = column, y = row) set to value."""
