@@ -246,32 +246,30 @@ int CornerIndex(const t_hdelaunaytriangle* t, int v) {
 // The triangles around corner v of t, walked across the sides that meet at
 // v, first one way and then the other, until the walk comes back to t or
 // reaches the hull. Bounded: a broken fan cannot make it run away. True when
-// both ways ended so, i.e. the whole fan was met: a walk around v from any
-// other of its triangles would add nothing new (t aside).
+// the walk came back to t: v's fan is a closed ring, met whole, so a walk
+// around v from any other of its triangles would add nothing new (t aside).
+// A fan cut by a missing neighbour may continue beyond the gap from another
+// triangle at v, so it does not count.
 bool AddFan(t_hdelaunaytriangle* t, int v, std::vector<t_hdelaunaytriangle*>& out) {
   static constexpr int kPrev[3] = {2, 0, 1};
   constexpr int kMostSteps = 256;
-  bool whole = true;
+  bool closed = false;
   for (int way = 0; way < 2; ++way) {
     const t_hdelaunaytriangle* from = t;
     int side = way == 0 ? CornerIndex(t, v) : kPrev[CornerIndex(t, v)];
-    int step = 0;
-    for (; step < kMostSteps; ++step) {
+    for (int step = 0; step < kMostSteps; ++step) {
       t_hdelaunaytriangle* next = from->pNeighbour[side];
+      if (next == t) closed = true;
       if (!next || next == t) break;
       AddOnce(out, next);
       const int at = CornerIndex(next, v);
-      if (at < 0) {
-        whole = false;
-        break;
-      }
+      if (at < 0) break;
       // Of next's two sides at v, the one not shared with `from`.
       side = next->pNeighbour[at] == from ? kPrev[at] : at;
       from = next;
     }
-    if (step == kMostSteps) whole = false;
   }
-  return whole;
+  return closed;
 }
 
 // The triangles met on a walk from t towards p: each step crosses a side
@@ -312,8 +310,8 @@ bool TaCIncrementalDelaunay2D::SplitNextToAffected(int vertex) {
         for (t_hdelaunaytriangle* n : t->pNeighbour) AddOnce(ring, n);
       else if (stage == 1)
         for (int v : t->nVertex) {
-          // Neighbouring affected triangles share corners: a fan met whole
-          // is not walked again (the affected triangles it would add from
+          // Neighbouring affected triangles share corners: a closed fan met
+          // whole is not walked again (the affected triangles it would add from
           // another start are never tried, being out of the working list).
           if (std::find(fans.begin(), fans.end(), v) != fans.end()) continue;
           if (AddFan(t, v, ring)) fans.push_back(v);
