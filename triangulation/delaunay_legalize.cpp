@@ -11,7 +11,11 @@
 namespace {
 
 // The records a legalisation has changed, in the order they were first
-// changed, and pictures of them taken at the start of passes.
+// changed, and a picture of them taken at the start of a pass, against which
+// the following passes are compared (Brent's cycle finding: the picture is
+// renewed whenever the distance since it reaches a window that doubles each
+// time, so a cycle is found whatever its period and however long the run
+// before it, and the first match gives the period itself).
 class CFlipHistory {
   // A picture copies the corners, the circle (centre and squared radius)
   // and the neighbour links as three blocks of bytes.
@@ -30,33 +34,37 @@ class CFlipHistory {
   }
 
   // Pictures the changed records and the length of the list being
-  // legalised; returns how many passes ago the same picture was taken, or 0.
-  // The list only grows (a flipped working neighbour joins it), and a longer
-  // list runs differently even where the records repeat.
+  // legalised; returns how many passes ago the kept picture was taken when
+  // this one equals it, else 0. The list only grows (a flipped working
+  // neighbour joins it), and a longer list runs differently even where the
+  // records repeat.
   int RecordAndFindPeriod(int pass, int listLength) {
-    std::vector<uint32_t> picture;
-    picture.reserve(m_Touched.size() * 14 + 1);
-    picture.push_back(static_cast<uint32_t>(listLength));
+    m_Picture.clear();
+    m_Picture.push_back(static_cast<uint32_t>(listLength));
     for (const t_hdelaunaytriangle* t : m_Touched) {
-      uint32_t words[12];
+      uint32_t words[14];
       std::memcpy(words, t->nVertex, 12);
       std::memcpy(words + 3, &t->fCenterX, 12);
       std::memcpy(words + 6, t->pNeighbour, 24);
-      picture.insert(picture.end(), words, words + 12);
       const uintptr_t self = reinterpret_cast<uintptr_t>(t);
-      picture.push_back(static_cast<uint32_t>(self));
-      picture.push_back(static_cast<uint32_t>(self >> 32));
+      words[12] = static_cast<uint32_t>(self);
+      words[13] = static_cast<uint32_t>(self >> 32);
+      m_Picture.insert(m_Picture.end(), words, words + 14);
     }
-    for (const auto& [when, old] : m_Pictures)
-      if (old == picture) return pass - when;
-    if (m_Pictures.size() < kMaxPictures) m_Pictures.emplace_back(pass, std::move(picture));
+    if (m_nKeptAt >= 0 && m_Picture == m_Kept) return pass - m_nKeptAt;
+    if (m_nKeptAt < 0 || pass - m_nKeptAt >= m_nWindow) {
+      if (m_nKeptAt >= 0) m_nWindow *= 2;
+      m_Kept.swap(m_Picture);
+      m_nKeptAt = pass;
+    }
     return 0;
   }
 
  private:
-  static constexpr std::size_t kMaxPictures = 24;
   std::vector<t_hdelaunaytriangle*> m_Touched;
-  std::vector<std::pair<int, std::vector<uint32_t>>> m_Pictures;
+  std::vector<uint32_t> m_Picture, m_Kept;
+  int m_nKeptAt = -1;
+  int m_nWindow = 4;
 };
 
 // Passes after which a legalisation that still flips is watched for cycles.
