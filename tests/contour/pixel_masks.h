@@ -95,45 +95,36 @@ struct NaiveRegion {
   std::set<Pixel> border;
 };
 
+// The pixels reachable from start through 4- (or 8-) neighbours that pass ok.
+template <class Ok>
+std::set<Pixel> Flood(Pixel start, bool eight, Ok ok) {
+  std::set<Pixel> reached{start};
+  std::vector<Pixel> todo{start};
+  while (!todo.empty()) {
+    const Pixel p = todo.back();
+    todo.pop_back();
+    for (int dy = -1; dy <= 1; ++dy)
+      for (int dx = -1; dx <= 1; ++dx) {
+        const Pixel q{p.first + dx, p.second + dy};
+        if ((dx || dy) && (eight || !dx || !dy) && ok(q) && reached.insert(q).second) todo.push_back(q);
+      }
+  }
+  return reached;
+}
+
 inline std::vector<NaiveRegion> NaiveRegions(const Mask& m) {
   std::vector<NaiveRegion> regions;
-  std::vector<int> label(m.px.size(), -1);
+  std::set<Pixel> labelled;
   for (int y = 0; y < m.h; ++y)
     for (int x = 0; x < m.w; ++x) {
-      if (!m.at(x, y) || label[y * m.w + x] >= 0) continue;
-      NaiveRegion r;
-      r.first = {x, y};
-      std::vector<Pixel> stack{{x, y}};
-      label[y * m.w + x] = static_cast<int>(regions.size());
-      while (!stack.empty()) {
-        const Pixel p = stack.back();
-        stack.pop_back();
-        r.pixels.insert(p);
-        for (int dy = -1; dy <= 1; ++dy)
-          for (int dx = -1; dx <= 1; ++dx) {
-            const int nx = p.first + dx, ny = p.second + dy;
-            if (m.at(nx, ny) && label[ny * m.w + nx] < 0) {
-              label[ny * m.w + nx] = static_cast<int>(regions.size());
-              stack.push_back({nx, ny});
-            }
-          }
-      }
+      if (!m.at(x, y) || labelled.count({x, y})) continue;
+      NaiveRegion r{Flood({x, y}, true, [&](Pixel q) { return m.at(q.first, q.second); }), {x, y}, {}};
+      labelled.insert(r.pixels.begin(), r.pixels.end());
       // The background around the region: 4-connected, from the pixel west of
       // its first pixel, on a grid with a one-pixel frame outside the raster.
-      std::set<Pixel> outside{{x - 1, y}};
-      std::vector<Pixel> todo{{x - 1, y}};
-      while (!todo.empty()) {
-        const Pixel p = todo.back();
-        todo.pop_back();
-        const int d4[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
-        for (const auto& d : d4) {
-          const Pixel q{p.first + d[0], p.second + d[1]};
-          if (q.first < -1 || q.second < -1 || q.first > m.w || q.second > m.h) continue;
-          if (m.at(q.first, q.second) || outside.count(q)) continue;
-          outside.insert(q);
-          todo.push_back(q);
-        }
-      }
+      const std::set<Pixel> outside = Flood({x - 1, y}, false, [&](Pixel q) {
+        return q.first >= -1 && q.second >= -1 && q.first <= m.w && q.second <= m.h && !m.at(q.first, q.second);
+      });
       for (const Pixel& p : r.pixels)
         for (const Pixel& q : {Pixel{p.first + 1, p.second}, Pixel{p.first - 1, p.second}, Pixel{p.first, p.second + 1},
                                Pixel{p.first, p.second - 1}})

@@ -64,6 +64,16 @@ inline testing::AssertionResult Same(const SSEPoint& a, const SSEPoint& b) {
 // The polygon's SSE queries take non-const references: this lends them a temporary.
 inline SSEPoint& Lv(SSEPoint&& p) { return p; }
 
+// Signed area by the shoelace formula (positive counter-clockwise, y up).
+inline double Area(const Pts& p) {
+  double s = 0;
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    const P3 &a = p[i], &b = p[(i + 1) % p.size()];
+    s += double(a.x) * b.y - double(b.x) * a.y;
+  }
+  return s / 2;
+}
+
 // The shapes the differential comparisons run on.
 enum class Shape { Convex, Star, Collinear, PixelCentres, Wild, Slivers };
 constexpr Shape kAllShapes[] = {Shape::Convex,       Shape::Star, Shape::Collinear,

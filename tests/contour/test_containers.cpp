@@ -1,12 +1,7 @@
-// The polygon's companions: CPixelChain's text export, CSSE2dPolygon's
+// The polygon's companions: CSSE2dPolygon's
 // deliberately odd measures, and TaCSSEVertexContainer.
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
 #include "polygon_fixtures.h"
-#include "relief/CPixelChain.h"
 #include "relief/CSSE2dPolygon.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/TaCSSEVertexContainer.h"
@@ -14,19 +9,6 @@
 using namespace contour_test;
 
 namespace {
-
-TEST(PixelChain, TextExport) {
-  CPixelChain c;
-  c.AppendPixel(3, 4, 0.5f);
-  c.AppendPixel(10, -2, 1.25f);
-  const auto dir = std::filesystem::temp_directory_path(), path = dir / "relief_pixel_chain_test.txt";
-  ASSERT_TRUE(c.ExportToTextFile(path));
-  std::stringstream text;
-  text << std::ifstream(path).rdbuf();
-  EXPECT_EQ(text.str(), "Index\tXPos\tYPos\tValue\n0\t3\t4\t0.500000\n1\t10\t-2\t1.250000\n");
-  std::filesystem::remove(path);
-  EXPECT_FALSE(c.ExportToTextFile(dir / "no_such_dir_relief" / "x.txt"));
-}
 
 CSSE2dPolygon Make2d(std::initializer_list<t_h2dpoint> pts) {
   CSSE2dPolygon p;

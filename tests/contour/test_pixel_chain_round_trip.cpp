@@ -35,21 +35,12 @@ Mask RandomBlob(std::mt19937& rng, int size) {
     cx += (unit(rng) - 0.5) * r * 2, cy += (unit(rng) - 0.5) * r * 2;
   }
   // Fill holes: everything not reachable from outside belongs to the blob.
-  Mask outside{size + 2, size + 2, std::vector<std::uint8_t>(static_cast<std::size_t>(size + 2) * (size + 2), 0)};
-  std::vector<Pixel> todo{{0, 0}};
-  outside.set(0, 0);
-  while (!todo.empty()) {
-    const Pixel p = todo.back();
-    todo.pop_back();
-    for (const Pixel& q : {Pixel{p.first + 1, p.second}, Pixel{p.first - 1, p.second}, Pixel{p.first, p.second + 1},
-                           Pixel{p.first, p.second - 1}})
-      if (q.first >= 0 && q.second >= 0 && q.first < size + 2 && q.second < size + 2 &&
-          !outside.at(q.first, q.second) && !m.at(q.first - 1, q.second - 1))
-        outside.set(q.first, q.second), todo.push_back(q);
-  }
+  const std::set<Pixel> outside = Flood({-1, -1}, false, [&](Pixel q) {
+    return q.first >= -1 && q.second >= -1 && q.first <= size && q.second <= size && !m.at(q.first, q.second);
+  });
   for (int y = 0; y < size; ++y)
     for (int x = 0; x < size; ++x)
-      if (!outside.at(x + 1, y + 1)) m.set(x, y);
+      if (!outside.count({x, y})) m.set(x, y);
   return m;
 }
 

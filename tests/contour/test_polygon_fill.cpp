@@ -70,29 +70,28 @@ std::string CompareFill(const Pts& pts, float value, int sx, int sy, bool subsam
   return "";
 }
 
-class FillAgainstPerPixel : public ::testing::TestWithParam<bool> {};  // param: coarse
-
-TEST_P(FillAgainstPerPixel, RandomPolygons) {
+// The same seeded polygons for the fine and the coarse fill.
+TEST(PolygonFill, FineAndCoarseMatchPerPixelOnRandomPolygons) {
   const unsigned seed = 1234567;
-  std::mt19937 rng(seed);
-  std::uniform_real_distribution<float> frac(0, 1);
-  for (int round = 0; round < 6; ++round)
-    for (Shape shape : kAllShapes) {
-      const int n = 3 + static_cast<int>(frac(rng) * 60);
-      const int sx = 20 + static_cast<int>(frac(rng) * 70), sy = 20 + static_cast<int>(frac(rng) * 70);
-      const float r = 5 + frac(rng) * 40;
-      // Centres from well inside to beyond the border.
-      const float cx = -10 + frac(rng) * (sx + 20), cy = -10 + frac(rng) * (sy + 20);
-      const float yFrom = round % 2 ? -1000.0f : cy - frac(rng) * r;
-      const float yTo = round % 2 ? 1000.0f : yFrom + frac(rng) * r;
-      const Pts pts = RandomShape(shape, rng, n, cx, cy, r);
-      ASSERT_EQ(CompareFill(pts, 2.5f, sx, sy, round % 3 == 2, yFrom, yTo, GetParam()), "")
-          << "seed " << seed << " round " << round << " " << shape << " n " << n << " raster " << sx << "x" << sy;
-    }
+  for (bool coarse : {false, true}) {
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<float> frac(0, 1);
+    for (int round = 0; round < 6; ++round)
+      for (Shape shape : kAllShapes) {
+        const int n = 3 + static_cast<int>(frac(rng) * 60);
+        const int sx = 20 + static_cast<int>(frac(rng) * 70), sy = 20 + static_cast<int>(frac(rng) * 70);
+        const float r = 5 + frac(rng) * 40;
+        // Centres from well inside to beyond the border.
+        const float cx = -10 + frac(rng) * (sx + 20), cy = -10 + frac(rng) * (sy + 20);
+        const float yFrom = round % 2 ? -1000.0f : cy - frac(rng) * r;
+        const float yTo = round % 2 ? 1000.0f : yFrom + frac(rng) * r;
+        const Pts pts = RandomShape(shape, rng, n, cx, cy, r);
+        ASSERT_EQ(CompareFill(pts, 2.5f, sx, sy, round % 3 == 2, yFrom, yTo, coarse), "")
+            << (coarse ? "coarse" : "fine") << " seed " << seed << " round " << round << " " << shape << " n " << n
+            << " raster " << sx << "x" << sy;
+      }
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(FineAndCoarse, FillAgainstPerPixel, ::testing::Values(false, true),
-                         [](const ::testing::TestParamInfo<bool>& i) { return i.param ? "Coarse" : "Fine"; });
 
 TEST(PolygonFill, LargeStarAndNonFiniteVerticesMatchPerPixel) {
   const unsigned seed = 31337;

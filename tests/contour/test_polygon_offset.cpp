@@ -22,15 +22,6 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-double Area(const Pts& p) {
-  double s = 0;
-  for (std::size_t i = 0; i < p.size(); ++i) {
-    const P3 &a = p[i], &b = p[(i + 1) % p.size()];
-    s += double(a.x) * b.y - double(b.x) * a.y;
-  }
-  return s / 2;
-}
-
 double Perimeter(const Pts& p) {
   double s = 0;
   for (std::size_t i = 0; i < p.size(); ++i) {

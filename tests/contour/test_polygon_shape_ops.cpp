@@ -14,15 +14,6 @@ using namespace contour_test;
 
 namespace {
 
-double Area(const Pts& p) {
-  double s = 0;
-  for (std::size_t i = 0; i < p.size(); ++i) {
-    const P3 &a = p[i], &b = p[(i + 1) % p.size()];
-    s += double(a.x) * b.y - double(b.x) * a.y;
-  }
-  return s / 2;
-}
-
 TEST(PolygonCuts, TwoSidesOfALineAddUpToTheWhole) {
   for (Shape shape : kAllShapes)
     for (int n : {3, 5, 17, 129})

@@ -36,6 +36,9 @@ void ForEachLane(Matrix& m, Fn fn) {
     for (int x = 0; x < m.GetSSESizeX(); ++x) fn(Lane(m, x, row), x, row);
 }
 
+// The filters' and queries' notion of a pixel with data: neither 0 nor NaN.
+inline bool HoldsData(float v) { return v == v && v != 0.0f; }
+
 inline std::uint32_t Bits(float v) {
   std::uint32_t u;
   std::memcpy(&u, &v, sizeof u);

@@ -106,18 +106,6 @@ TEST(RasterRecord, EveryTruncatedPrefixThrowsAndChangesNothing) {
   ExpectEveryTruncationThrows(c, PatternedChar(2, 3, 5));
 }
 
-TEST(RasterRecord, LargeRecordThroughAPipe) {
-  CSSEMatrix m = Patterned(70000, 1, 9), loaded;  // larger than one block of the loader
-  const std::string record = Record(m);
-  for (std::size_t length : {record.size() / 2, record.size() - 1}) {  // a later block is short
-    CSSEMatrix target = Patterned(2, 2, 3), before(target);
-    EXPECT_THROW(LoadRecord(target, record.substr(0, length), true), CArchiveException) << "prefix " << length;
-    EXPECT_TRUE(SameStorage(target, before)) << "prefix " << length;
-  }
-  LoadRecord(loaded, record, true);
-  EXPECT_TRUE(SameStorage(loaded, m));
-}
-
 // Headers no stream could back throw before allocating: CMemoryException for
 // impossible sizes, end of file for sizes the remaining bytes cannot hold;
 // the target stays as it was.
