@@ -1,7 +1,6 @@
 // Area fills compared with the plain per-pixel rule, and the outline, side,
 // ray and distance rasterisers.
 
-#include <algorithm>
 #include <cstring>
 
 #include "polygon_fixtures.h"

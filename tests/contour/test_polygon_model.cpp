@@ -1,6 +1,5 @@
 // Life cycle, copies, point access and the derived quantities of CSSE3dPolygon.
 
-#include <algorithm>
 #include <cstring>
 #include <iterator>
 

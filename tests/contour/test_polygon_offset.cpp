@@ -3,14 +3,9 @@
 // distance invariant of the exact dilation, and an independent offsetting
 // library (Clipper) on non-convex shapes.
 
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <limits>
-#include <random>
 
 #include "polygon_fixtures.h"
-#include "relief/CSSE3dPolygon.h"
 
 #ifdef RELIEF_HAVE_CLIPPER
 #include <clipper.hpp>

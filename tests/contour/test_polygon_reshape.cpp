@@ -2,7 +2,6 @@
 // and the point-wise transforms, checked against matrices written out with the
 // same float rounding.
 
-#include <algorithm>
 #include <array>
 #include <functional>
 

@@ -1,14 +1,7 @@
 // The polygon's half-plane cuts, index rotation, hull, z levelling and
 // smoothing, fitting to another contour and the remaining resampling members.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <random>
-
 #include "polygon_fixtures.h"
-#include "relief/CSSE3dPolygon.h"
 
 using namespace contour_test;
 

@@ -3,8 +3,6 @@
 // (+0, -0 and NaNs with payloads) and sizes that are no multiple of 4 or of a
 // column strip; in place and out of place.
 
-#include <algorithm>
-#include <cmath>
 #include <tuple>
 
 #include "raster_compare.h"

@@ -38,13 +38,12 @@ TEST(RasterQueries, BoundingBoxAndSearchesMatchAScan) {
             bx0 = std::min(bx0, x), by0 = std::min(by0, y), bx1 = std::max(bx1, x), by1 = std::max(by1, y);
             if (fx < 0) fx = x, fy = y;
           }
-      const std::string where =
-          "seed " + std::to_string(seed) + ", " + std::to_string(s[0]) + " x " + std::to_string(s[1]);
+      SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << s[0] << " x " << s[1]);
       int b[4] = {-5, -5, -5, -5}, f[2] = {-5, -5};
-      EXPECT_EQ(m.GetValidBoundingBox(b[0], b[1], b[2], b[3]), bx1 >= 0) << where;
-      if (bx1 >= 0) EXPECT_EQ(std::vector<int>(b, b + 4), std::vector<int>({bx0, by0, bx1, by1})) << where;
-      EXPECT_EQ(m.FindFirstValidPixel(f[0], f[1]), fx >= 0) << where;
-      if (fx >= 0) EXPECT_EQ(std::pair(f[0], f[1]), std::pair(fx, fy)) << where;
+      EXPECT_EQ(m.GetValidBoundingBox(b[0], b[1], b[2], b[3]), bx1 >= 0);
+      if (bx1 >= 0) EXPECT_EQ(std::vector<int>(b, b + 4), std::vector<int>({bx0, by0, bx1, by1}));
+      EXPECT_EQ(m.FindFirstValidPixel(f[0], f[1]), fx >= 0);
+      if (fx >= 0) EXPECT_EQ(std::pair(f[0], f[1]), std::pair(fx, fy));
 
       // Nearest from a few points, some outside (clamped).
       for (const auto& p : {std::pair(0, 0), std::pair(s[0] / 2, s[1] / 2), std::pair(-4, s[1] + 9)}) {
@@ -58,9 +57,8 @@ TEST(RasterQueries, BoundingBoxAndSearchesMatchAScan) {
               if (best < 0 || d < best) best = d, nx = x, ny = y;  // row-major: ties keep smaller y, x
             }
         int gx = -5, gy = -5;
-        EXPECT_EQ(m.FindNearestValidPixel(p.first, p.second, gx, gy), best >= 0) << where;
-        if (best >= 0)
-          EXPECT_EQ(std::pair(gx, gy), std::pair(nx, ny)) << where << " from " << p.first << ", " << p.second;
+        EXPECT_EQ(m.FindNearestValidPixel(p.first, p.second, gx, gy), best >= 0);
+        if (best >= 0) EXPECT_EQ(std::pair(gx, gy), std::pair(nx, ny)) << "from " << p.first << ", " << p.second;
       }
 
       // Along row 0 / column 0 in both directions from the far end.
@@ -69,8 +67,8 @@ TEST(RasterQueries, BoundingBoxAndSearchesMatchAScan) {
         if (HoldsData(m.GetPoint(x, 0))) right = x;
       for (int y = 0; y < s[1] && up < 0; ++y)
         if (HoldsData(m.GetPoint(0, y))) up = y;
-      EXPECT_EQ(m.FindValidPixelInRow(0, s[0] + 5, -1), right) << where;
-      EXPECT_EQ(m.FindValidPixelInColumn(0, -3, 1), up) << where;
+      EXPECT_EQ(m.FindValidPixelInRow(0, s[0] + 5, -1), right);
+      EXPECT_EQ(m.FindValidPixelInColumn(0, -3, 1), up);
     }
 }
 

@@ -1,8 +1,6 @@
 // Scaling against a per-pixel reference of the centre-aligned mapping, and
 // its identities: factor 1 copies, a constant field stays constant.
 
-#include <cmath>
-
 #include "raster_compare.h"
 
 using namespace relief::test;
