@@ -212,10 +212,7 @@ TEST(AdaptiveMesh, FieldsOverSeveralTilesJoinWithoutCracks) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::to_string(c.width) + " x " + std::to_string(c.height));
-    Grid g{c.width, c.height, {}};
-    for (int y = 0; y < g.height; ++y)
-      for (int x = 0; x < g.width; ++x) g.values.push_back(c.z(x, y));
-    CSSEMatrix field = relief_test::ToMatrix(g);
+    CSSEMatrix field = relief_test::ToMatrix(relief_test::FieldOf(c.width, c.height, c.z));
     AdaptiveOptions options;
     options.tolerance = 0.5f;
     options.passes = c.passes;

@@ -207,7 +207,7 @@ TEST(DemTool, InfoAndMeshAgreeAndThePixelScaleIsTheDefault) {
   const std::vector<std::int16_t> field = DemLikeField(77);
   Write(dir / "t.tif", kLayouts[6], field);
   const std::string valid = std::to_string(field.size() - std::count(field.begin(), field.end(), kNoData));
-  const std::string d = "'" + dir.Path().string() + "'";
+  const std::string d = relief_test::Quote(dir.Path());
   const auto info = relief_test::RunTool("info " + d + "/t.tif");
   ASSERT_EQ(info.exitCode, 0) << info.err;
   EXPECT_NE(info.out.find("valid pixels  " + valid + " "), std::string::npos) << info.out;

@@ -11,33 +11,18 @@
 #include "triangle_soup_checks.h"
 
 using relief_test::Grid;
+using relief_test::Plane;
+using relief_test::Quote;
 using relief_test::RunTool;
 using relief_test::ScratchDir;
 using relief_test::ToolRun;
+using relief_test::WriteField;
 
 namespace {
 
-Grid Field(int width, int height, float (*z)(int x, int y)) {
-  Grid g{width, height, {}};
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) g.values.push_back(z(x, y));
-  return g;
-}
-
-// A tilted plane z = 10 + 0.5 x + 0.25 y over width x height pixels.
-Grid Plane(int width, int height) {
-  return Field(width, height, [](int x, int y) { return 10.0f + 0.5f * x + 0.25f * y; });
-}
-
-void WriteField(const std::filesystem::path& path, const Grid& g) {
-  relief_test::WriteNpy(path, "<f4", g.width, g.height, g.values.data(), 4);
-}
-
-std::string Quote(const std::filesystem::path& p) { return "'" + p.string() + "'"; }
-
 // A disc of a slightly wavy bowl, no data (0) around it.
 Grid Disc() {
-  return Field(80, 70, [](int x, int y) {
+  return relief_test::FieldOf(80, 70, [](int x, int y) {
     const int r2 = (x - 40) * (x - 40) + (y - 35) * (y - 35);
     return r2 <= 33 * 33 ? 60.0f + 0.01f * float(r2) + 3.0f * std::sin(0.3f * float(x)) : 0.0f;
   });
@@ -101,8 +86,9 @@ Refined Refine(const ScratchDir& dir, const std::string& input, const std::strin
 // closely; --max-error holds its bound.
 TEST(ToolEndToEnd, RefineTightensWithItsBound) {
   ScratchDir dir("e2e-refine");
-  WriteField(dir / "bowl.npy",
-             Field(64, 64, [](int x, int y) { return 50.0f + 0.02f * ((x - 32) * (x - 32) + (y - 32) * (y - 32)); }));
+  WriteField(dir / "bowl.npy", relief_test::FieldOf(64, 64, [](int x, int y) {
+               return 50.0f + 0.02f * ((x - 32) * (x - 32) + (y - 32) * (y - 32));
+             }));
   WriteField(dir / "disc.npy", Disc());
   const struct {
     const char *input, *option;
@@ -141,7 +127,7 @@ TEST(ToolEndToEnd, RefineWithATinyMinimumHeightStaysBounded) {
 // corner may sink to the hole value.
 TEST(ToolEndToEnd, RefineCountsValidPixelsLikeInfo) {
   ScratchDir dir("refine-valid-rule");
-  WriteField(dir / "dem.npy", Field(60, 45, [](int x, int y) {
+  WriteField(dir / "dem.npy", relief_test::FieldOf(60, 45, [](int x, int y) {
                const bool hole = (x - 20) * (x - 20) + (y - 20) * (y - 20) < 64 || x > 52;
                return hole ? -9999.0f : 100.0f + 0.5f * float(x) + 2.0f * std::cos(0.2f * float(y));
              }));
@@ -172,7 +158,7 @@ std::vector<float> ReadStlCorners(const std::filesystem::path& path) {
 TEST(ToolEndToEnd, FlipYMirrorsRowsAndKeepsTrianglesCounterClockwise) {
   ScratchDir dir("e2e-flip");
   const int height = 7;
-  WriteField(dir / "f.npy", Field(5, height, [](int x, int y) { return 1.0f + x + 10.0f * y; }));
+  WriteField(dir / "f.npy", relief_test::FieldOf(5, height, [](int x, int y) { return 1.0f + x + 10.0f * y; }));
   for (const std::string command : {"mesh", "refine --tolerance 0.5 --seed-spacing 1"})
     for (const std::string flip : {"", " --flip-y"}) {
       const ToolRun run = RunTool(command + " " + Quote(dir / "f.npy") + " -o " + Quote(dir / "m.stl") + flip);

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <map>
 
 #include <sys/stat.h>
@@ -167,7 +166,7 @@ double PrismVolume(const relief::tool::IndexedMesh& surface, double base) {
 TEST(SolidBase, ClosedSolidsEncloseTheSurfaceIntegral) {
   struct Case {
     const char* name;
-    std::function<float(int, int)> height;
+    float (*height)(int x, int y);
   } cases[] = {
       {"full box", [](int x, int y) { return 30.0f + 5.0f * std::sin(0.2f * float(x)) * std::cos(0.15f * float(y)); }},
       {"disc with a hole",
@@ -184,10 +183,7 @@ TEST(SolidBase, ClosedSolidsEncloseTheSurfaceIntegral) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    CSSEMatrix field;
-    field.Create(61, 53);
-    for (int y = 0; y < 53; ++y)
-      for (int x = 0; x < 61; ++x) field.SetPoint(x, y, c.height(x, y));
+    CSSEMatrix field = relief_test::ToMatrix(relief_test::FieldOf(61, 53, c.height));
     CHErrorBoundedMesher mesher;
     ASSERT_TRUE(mesher.CreateMeshFromSSEField(&field, 0.5f, INT32_MAX, INT32_MAX)) << mesher.GetProblem();
     relief::tool::IndexedMesh surface;

@@ -16,22 +16,12 @@
 
 #include "tool_test_support.h"
 
+using relief_test::Plane;
 using relief_test::ScratchDir;
+using relief_test::WriteField;
 using relief_test::WriteTriangles;
 
 namespace {
-
-// A tilted plane z = 10 + 0.5 x + 0.25 y over width x height pixels.
-relief_test::Grid Plane(int width, int height) {
-  relief_test::Grid g{width, height, {}};
-  for (int i = 0; i < width * height; ++i)
-    g.values.push_back(10.0f + 0.5f * float(i % width) + 0.25f * float(i / width));
-  return g;
-}
-
-void WriteField(const std::filesystem::path& path, const relief_test::Grid& g) {
-  relief_test::WriteNpy(path, "<f4", g.width, g.height, g.values.data(), 4);
-}
 
 struct RunCase {
   const char* args;
@@ -47,10 +37,10 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
   WriteField(dir / "p.npy", Plane(12, 12));
   WriteField(dir / "w.npy", Plane(40, 30));
   WriteField(dir / "s.npy", Plane(41, 41));
-  relief_test::WriteNpy(dir / "zero.npy", "<f4", zero.width, zero.height, zero.values.data(), 4);
+  WriteField(dir / "zero.npy", zero);
   relief_test::WriteNpy(dir / "zero3.npy", "<f4", 3, 3, zero.values.data(), 4);  // no cell of step 3
   zero.values[20] = 5.0f;
-  relief_test::WriteNpy(dir / "one.npy", "<f4", zero.width, zero.height, zero.values.data(), 4);
+  WriteField(dir / "one.npy", zero);
   relief_test::WriteBytes(dir / "short.npy", relief_test::ReadBytes(dir / "p.npy").substr(0, 200));
   relief_test::WriteBytes(dir / "cut.stl", std::string(84, '\0') + std::string(10, 'x'));
   relief_test::WriteBytes(dir / "bad.ply",
@@ -145,7 +135,7 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"refine $D/p.npy -o $D/b.stl --max-error 1 --base 5 --scale 0.5 0.5 2", 0, {"closed solid down to height 5"}},
   };
   for (const RunCase& r : runs) {
-    const std::string args = std::regex_replace(r.args, std::regex("\\$D"), "'" + dir.Path().string() + "'");
+    const std::string args = std::regex_replace(r.args, std::regex("\\$D"), relief_test::Quote(dir.Path()));
     SCOPED_TRACE("relief " + args);
     const std::vector<std::string> before = dir.Files();
     const relief_test::ToolRun run = relief_test::RunTool(args);

@@ -109,6 +109,23 @@ Grid RandomField(int width, int height, std::uint32_t seed, float lo, float hi, 
   return g;
 }
 
+Grid FieldOf(int width, int height, float (*z)(int x, int y)) {
+  Grid g{width, height, {}};
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) g.values.push_back(z(x, y));
+  return g;
+}
+
+Grid Plane(int width, int height) {
+  return FieldOf(width, height, [](int x, int y) { return 10.0f + 0.5f * float(x) + 0.25f * float(y); });
+}
+
+void WriteField(const std::filesystem::path& path, const Grid& g) {
+  WriteNpy(path, "<f4", g.width, g.height, g.values.data(), 4);
+}
+
+std::string Quote(const std::filesystem::path& path) { return "'" + path.string() + "'"; }
+
 CSSEMatrix ToMatrix(const Grid& g) {
   CSSEMatrix m;
   m.Create(g.width, g.height);

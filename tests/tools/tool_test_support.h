@@ -56,6 +56,14 @@ void WriteNpy(const std::filesystem::path& path, const std::string& descr, int w
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 std::string ReadBytes(const std::filesystem::path& path);
 
+// A width x height grid of z(x, y); Plane is z = 10 + 0.5 x + 0.25 y.
+Grid FieldOf(int width, int height, float (*z)(int x, int y));
+Grid Plane(int width, int height);
+// The grid as a float32 .npy file.
+void WriteField(const std::filesystem::path& path, const Grid& g);
+// The path in single quotes, for RunTool's shell.
+std::string Quote(const std::filesystem::path& path);
+
 // The grid as a raster; Grid{w, h, values} makes small hand-written ones.
 CSSEMatrix ToMatrix(const Grid& g);
 
