@@ -1,91 +1,31 @@
-// The built `relief` executable, end to end: every subcommand on small files
-// made here, the exit codes and the demo's printed figures recomputed from
-// the files it wrote (refusals are test_tool_errors').
+// The built `relief` executable, end to end: the printed figures recomputed
+// from the files written (exit codes and messages are test_tool_runs').
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <regex>
 
 #include "tool_test_support.h"
+#include "triangle_soup_checks.h"
 
 using relief_test::Grid;
+using relief_test::Plane;
+using relief_test::Quote;
 using relief_test::RunTool;
 using relief_test::ScratchDir;
 using relief_test::ToolRun;
+using relief_test::WriteField;
 
 namespace {
 
-Grid Field(int width, int height, float (*z)(int x, int y)) {
-  Grid g{width, height, {}};
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) g.values.push_back(z(x, y));
-  return g;
-}
-
-// A tilted plane z = 10 + 0.5 x + 0.25 y over width x height pixels.
-Grid Plane(int width, int height) {
-  return Field(width, height, [](int x, int y) { return 10.0f + 0.5f * x + 0.25f * y; });
-}
-
-void WriteField(const std::filesystem::path& path, const Grid& g) {
-  relief_test::WriteNpy(path, "<f4", g.width, g.height, g.values.data(), 4);
-}
-
-std::string Quote(const std::filesystem::path& p) { return "'" + p.string() + "'"; }
-
-// Runs that succeed, in order ($D is the scratch folder): exit 0, nothing on
-// stderr, and stdout holds every listed piece; "" marks a silent run.
-TEST(ToolEndToEnd, SuccessfulRunsPrintTheirFigures) {
-  ScratchDir dir("e2e-runs");
-  Grid g = Plane(5, 4);
-  g.values[0] = 0.0f;
-  WriteField(dir / "f.npy", g);
-  WriteField(dir / "w.npy", Plane(40, 30));
-  WriteField(dir / "s.npy", Plane(41, 41));
-  const std::pair<std::string, std::vector<std::string>> runs[] = {
-      {"--help", {"Usage: relief "}},
-      {"--version", {"relief "}},
-      {"demo --help", {"Usage: relief demo"}},
-      {"mesh --help", {"Usage: relief mesh"}},
-      {"rasterize --help", {"Usage: relief rasterize"}},
-      {"refine --help", {"Usage: relief refine"}},
-      {"info --help", {"Usage: relief info"}},
-      {"info $D/f.npy", {"5 x 4 pixels", "valid pixels  19", "value range   10.25 .. 12.75"}},
-      {"--quiet mesh $D/f.npy -o $D/m.ply", {""}},
-      {"mesh $D/f.npy -o $D/m.ply -q", {""}},
-      {"-q info $D/m.ply", {""}},
-      // Every 2 x 2 cell of a full 40 x 30 field gives two triangles, down to
-      // the last row although 30 is not a multiple of 4: 2 x 39 x 29.
-      {"mesh $D/w.npy -o $D/w.ply", {"2262 triangles"}},
-      {"mesh $D/w.npy -o $D/w.obj", {"2262 triangles"}},
-      {"mesh $D/w.npy -o $D/w.stl", {"2262 triangles"}},
-      {"mesh $D/w.npy -o $D/w.rmesh", {"2262 triangles"}},
-      {"info $D/w.ply", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
-      {"info $D/w.stl", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
-      {"info $D/w.rmesh", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
-      {"mesh $D/w.npy -o $D/wf.stl --flip-y", {"2262 triangles"}},
-      {"info $D/wf.stl", {"triangles     2262", "x 0 .. 39, y 0 .. 29"}},
-      // Cells start every 4 pixels while a whole step fits (x, y = 0, 4 .. 36:
-      // 10 x 10 cells), corners scaled; z = (10 + 0.5 x + 0.25 y) * 3.
-      {"mesh $D/s.npy -o $D/s.stl --scale 0.5 2 3 --step 4", {"200 triangles"}},
-      {"info $D/s.stl", {"triangles     200", "x 0 .. 20, y 0 .. 80, z 30 .. 120"}},
-  };
-  for (const auto& [pattern, pieces] : runs) {
-    const std::string args = std::regex_replace(pattern, std::regex("\\$D"), Quote(dir.Path()));
-    const ToolRun run = RunTool(args);
-    EXPECT_EQ(run.exitCode, 0) << args << "\n" << run.err;
-    EXPECT_EQ(run.err, "") << args << ": no progress lines when stderr is not a terminal";
-    for (const std::string& piece : pieces) {
-      if (piece.empty())
-        EXPECT_EQ(run.out + run.err, "") << args;
-      else
-        EXPECT_NE(run.out.find(piece), std::string::npos) << args << "\n" << run.out;
-    }
-  }
+// A disc of a slightly wavy bowl, no data (0) around it.
+Grid Disc() {
+  return relief_test::FieldOf(80, 70, [](int x, int y) {
+    const int r2 = (x - 40) * (x - 40) + (y - 35) * (y - 35);
+    return r2 <= 33 * 33 ? 60.0f + 0.01f * float(r2) + 3.0f * std::sin(0.3f * float(x)) : 0.0f;
+  });
 }
 
 TEST(ToolEndToEnd, MeshAndRasterizeRoundTripAPlane) {
@@ -113,63 +53,59 @@ TEST(ToolEndToEnd, MeshAndRasterizeRoundTripAPlane) {
   }
 }
 
-TEST(ToolEndToEnd, RefineReportsTrianglesAndErrors) {
-  ScratchDir dir("e2e-refine");
-  WriteField(dir / "f.npy",
-             Field(64, 64, [](int x, int y) { return 50.0f + 0.02f * ((x - 32) * (x - 32) + (y - 32) * (y - 32)); }));
-  long long triangles[2] = {0, 0};
-  double rms[2] = {0, 0};
-  for (int i = 0; i < 2; ++i) {
-    const ToolRun run = RunTool("refine " + Quote(dir / "f.npy") + " -o " + Quote(dir / "a.ply") + " --tolerance " +
-                                (i ? "0.25" : "4"));
-    std::smatch m;
-    ASSERT_TRUE(std::regex_search(run.out, m, std::regex("(\\d+) triangles over [^]*max error [0-9.]+, rms ([0-9.]+)")))
-        << run.out << run.err;
-    triangles[i] = std::stoll(m[1]);
-    rms[i] = std::stod(m[2]);
-    EXPECT_NE(RunTool("info " + Quote(dir / "a.ply")).out.find("triangles     " + std::to_string(triangles[i])),
-              std::string::npos);
+// What a refine run reports, after checking that it succeeded and that
+// `info` finds the triangles it reports in the file (info's text is kept).
+struct Refined {
+  long long triangles = 0, points = 0, pixels = 0;
+  double maxError = 0, rms = 0;
+  std::string out, info;
+};
+
+Refined Refine(const ScratchDir& dir, const std::string& input, const std::string& options) {
+  const ToolRun run = RunTool("refine " + Quote(dir / input) + " -o " + Quote(dir / "a.ply") + " " + options);
+  Refined r;
+  r.out = run.out;
+  EXPECT_EQ(run.exitCode, 0) << options << "\n" << run.err;
+  std::smatch m;
+  const std::regex figures("(\\d+) triangles over (\\d+) points[^]*max error ([0-9.]+), rms ([0-9.]+) over (\\d+) pix");
+  if (!std::regex_search(run.out, m, figures)) {
+    ADD_FAILURE() << options << ": no figures in\n" << run.out << run.err;
+    return r;
   }
-  // A tighter tolerance refines further and follows the bowl more closely.
-  EXPECT_GT(triangles[1], triangles[0]);
-  EXPECT_LT(rms[1], rms[0]);
-  EXPECT_LT(rms[1], 0.5);
+  r.triangles = std::stoll(m[1]);
+  r.points = std::stoll(m[2]);
+  r.maxError = std::stod(m[3]);
+  r.rms = std::stod(m[4]);
+  r.pixels = std::stoll(m[5]);
+  r.info = RunTool("info " + Quote(dir / "a.ply")).out;
+  EXPECT_NE(r.info.find("triangles     " + std::string(m[1])), std::string::npos) << options << "\n" << r.info;
+  return r;
 }
 
-// Facets of a binary STL: nine floats each (the normal is skipped).
-std::vector<std::array<float, 9>> ReadStlFacets(const std::filesystem::path& path) {
-  const std::string bytes = relief_test::ReadBytes(path);
-  std::uint32_t count = 0;
-  std::memcpy(&count, bytes.data() + 80, 4);
-  std::vector<std::array<float, 9>> facets(count);
-  for (std::uint32_t i = 0; i < count; ++i) std::memcpy(facets[i].data(), bytes.data() + 84 + 50 * i + 12, 36);
-  return facets;
-}
-
-// Image rows run down; --flip-y puts the last row at y = 0 for mesh and
-// refine alike, and the triangles stay counter-clockwise seen from above.
-TEST(ToolEndToEnd, FlipYMirrorsRowsAndKeepsTrianglesCounterClockwise) {
-  ScratchDir dir("e2e-flip");
-  const int height = 7;
-  WriteField(dir / "f.npy", Field(5, height, [](int x, int y) { return 1.0f + x + 10.0f * y; }));
-  for (const std::string command : {"mesh", "refine --tolerance 0.5 --seed-spacing 1"})
-    for (bool flip : {false, true}) {
-      const ToolRun run =
-          RunTool(command + " " + Quote(dir / "f.npy") + " -o " + Quote(dir / "m.stl") + (flip ? " --flip-y" : ""));
-      ASSERT_EQ(run.exitCode, 0) << run.err;
-      const auto facets = ReadStlFacets(dir / "m.stl");
-      ASSERT_EQ(facets.size(), 2u * 4 * (height - 1)) << command;
-      for (const auto& f : facets) {
-        for (int k = 0; k < 3; ++k) {
-          const float x = f[3 * k], y = f[3 * k + 1], row = flip ? float(height - 1) - y : y;
-          ASSERT_EQ(f[3 * k + 2], 1.0f + x + 10.0f * row)
-              << command << (flip ? " --flip-y" : "") << " at " << x << ", " << y;
-        }
-        const double area =
-            (double(f[3]) - f[0]) * (double(f[7]) - f[1]) - (double(f[6]) - f[0]) * (double(f[4]) - f[1]);
-        ASSERT_GT(area, 0.0) << command << (flip ? " --flip-y" : "") << ": a clockwise or degenerate facet";
-      }
+// In both modes a tighter bound refines further and follows the field more
+// closely; --max-error holds its bound.
+TEST(ToolEndToEnd, RefineTightensWithItsBound) {
+  ScratchDir dir("e2e-refine");
+  WriteField(dir / "bowl.npy", relief_test::FieldOf(64, 64, [](int x, int y) {
+               return 50.0f + 0.02f * ((x - 32) * (x - 32) + (y - 32) * (y - 32));
+             }));
+  WriteField(dir / "disc.npy", Disc());
+  const struct {
+    const char *input, *option;
+    double loose, tight;
+  } cases[] = {{"bowl.npy", "--tolerance", 4, 0.25}, {"disc.npy", "--max-error", 1, 0.1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.option);
+    const Refined loose = Refine(dir, c.input, c.option + (" " + std::to_string(c.loose)));
+    const Refined tight = Refine(dir, c.input, c.option + (" " + std::to_string(c.tight)));
+    EXPECT_GT(tight.triangles, loose.triangles);
+    EXPECT_LT(tight.rms, loose.rms);
+    EXPECT_LT(tight.rms, 0.5);
+    if (std::string(c.option) == "--max-error") {
+      EXPECT_LE(loose.maxError, c.loose);
+      EXPECT_LE(tight.maxError, c.tight);
     }
+  }
 }
 
 // A minimum height far below a pixel would triple the points with every
@@ -178,16 +114,63 @@ TEST(ToolEndToEnd, FlipYMirrorsRowsAndKeepsTrianglesCounterClockwise) {
 TEST(ToolEndToEnd, RefineWithATinyMinimumHeightStaysBounded) {
   ScratchDir dir("e2e-tiny");
   WriteField(dir / "f.npy", relief_test::RandomField(40, 40, 3u, 1.0f, 100.0f, 0.0));
-  const ToolRun run = RunTool("refine " + Quote(dir / "f.npy") + " -o " + Quote(dir / "a.ply") +
-                              " --tolerance 0.01 --min-height 0.001");
-  ASSERT_EQ(run.exitCode, 0) << run.err;
-  EXPECT_NE(run.out.find("below half a pixel: 0.5 is used"), std::string::npos) << run.out;
+  const Refined r = Refine(dir, "f.npy", "--tolerance 0.01 --min-height 0.001");
+  EXPECT_NE(r.out.find("below half a pixel: 0.5 is used"), std::string::npos) << r.out;
   std::smatch m;
-  ASSERT_TRUE(std::regex_search(run.out, m, std::regex("(\\d+) triangles over (\\d+) points, (\\d+) of them inserted")))
-      << run.out;
-  EXPECT_LE(std::stoll(m[3]), std::stoll(m[2]));
-  EXPECT_LT(std::stoll(m[2]), 40 * 40 * 8);
-  EXPECT_NE(RunTool("info " + Quote(dir / "a.ply")).out.find("triangles     " + std::string(m[1])), std::string::npos);
+  ASSERT_TRUE(std::regex_search(r.out, m, std::regex("(\\d+) of them inserted"))) << r.out;
+  EXPECT_LE(std::stoll(m[1]), r.points);
+  EXPECT_LT(r.points, 40 * 40 * 8);
+}
+
+// A DEM-like field whose holes hold -9999 (an .npy has no no-data tag): both
+// refine modes must take the same pixels as `info` and `mesh` do, so no
+// corner may sink to the hole value.
+TEST(ToolEndToEnd, RefineCountsValidPixelsLikeInfo) {
+  ScratchDir dir("refine-valid-rule");
+  WriteField(dir / "dem.npy", relief_test::FieldOf(60, 45, [](int x, int y) {
+               const bool hole = (x - 20) * (x - 20) + (y - 20) * (y - 20) < 64 || x > 52;
+               return hole ? -9999.0f : 100.0f + 0.5f * float(x) + 2.0f * std::cos(0.2f * float(y));
+             }));
+  std::smatch m;
+  const ToolRun info = RunTool("info " + Quote(dir / "dem.npy"));
+  ASSERT_TRUE(std::regex_search(info.out, m, std::regex("valid pixels  (\\d+)"))) << info.out;
+  const long long valid = std::stoll(m[1]);
+  for (const std::string mode : {"--max-error 0.5", "--tolerance 1"}) {
+    const Refined r = Refine(dir, "dem.npy", mode);
+    if (mode.rfind("--max-error", 0) == 0) EXPECT_EQ(r.pixels, valid) << r.out;
+    ASSERT_TRUE(std::regex_search(r.info, m, std::regex("z ([-0-9.e+]+) \\.\\."))) << r.info;
+    EXPECT_GT(std::stod(m[1]), 0.0) << mode << ": a corner took the hole value\n" << r.info;
+  }
+}
+
+// Corners of a binary STL's facets: nine floats each (the normal is skipped).
+std::vector<float> ReadStlCorners(const std::filesystem::path& path) {
+  const std::string bytes = relief_test::ReadBytes(path);
+  std::uint32_t count = 0;
+  std::memcpy(&count, bytes.data() + 80, 4);
+  std::vector<float> corners(9 * size_t(count));
+  for (std::uint32_t i = 0; i < count; ++i) std::memcpy(&corners[9 * i], bytes.data() + 84 + 50 * i + 12, 36);
+  return corners;
+}
+
+// Image rows run down; --flip-y puts the last row at y = 0 for mesh and
+// refine alike, and the triangles stay counter-clockwise seen from above.
+TEST(ToolEndToEnd, FlipYMirrorsRowsAndKeepsTrianglesCounterClockwise) {
+  ScratchDir dir("e2e-flip");
+  const int height = 7;
+  WriteField(dir / "f.npy", relief_test::FieldOf(5, height, [](int x, int y) { return 1.0f + x + 10.0f * y; }));
+  for (const std::string command : {"mesh", "refine --tolerance 0.5 --seed-spacing 1"})
+    for (const std::string flip : {"", " --flip-y"}) {
+      const ToolRun run = RunTool(command + " " + Quote(dir / "f.npy") + " -o " + Quote(dir / "m.stl") + flip);
+      ASSERT_EQ(run.exitCode, 0) << run.err;
+      const std::vector<float> c = ReadStlCorners(dir / "m.stl");
+      ASSERT_EQ(c.size(), 9u * 2 * 4 * (height - 1)) << command;
+      for (size_t i = 0; i < c.size(); i += 3) {
+        const float row = flip.empty() ? c[i + 1] : float(height - 1) - c[i + 1];
+        ASSERT_EQ(c[i + 2], 1.0f + c[i] + 10.0f * row) << command << flip << " at " << c[i] << ", " << c[i + 1];
+      }
+      EXPECT_TRUE(relief_test::CounterClockwiseAndNonZero(c)) << command << flip;
+    }
 }
 
 // The demo's summary, recomputed from the files it wrote with this test's own

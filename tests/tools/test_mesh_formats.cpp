@@ -1,20 +1,15 @@
 // Mesh files written by the streaming writers and read back, readers fed
-// hand-made files in the variants other programs write, and bad files.
+// hand-made files in the variants other programs write.
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstring>
 #include <random>
 #include <set>
 #include <sstream>
 #include <tuple>
 
-#include "errors.h"
 #include "io/mesh_io.h"
-#include "mesh_build.h"
 #include "tool_test_support.h"
 
 using namespace relief::tool;
@@ -22,29 +17,38 @@ using relief_test::ScratchDir;
 
 namespace {
 
+// n triangles whose corners are new (wide-range values in steps of 1/64,
+// -0 among them) or repeat an earlier corner, as a mesh shares them.
 std::vector<float> RandomTriangles(int n, std::uint32_t seed) {
   std::mt19937 random(seed);
-  std::vector<float> c(static_cast<size_t>(n) * 9);
-  for (float& v : c) v = static_cast<float>(static_cast<int>(random() % 200001) - 100000) / 64.0f;
+  std::vector<float> c;
+  while (c.size() < 9 * static_cast<size_t>(n)) {
+    const bool repeat = !c.empty() && random() % 2;
+    const size_t earlier = repeat ? 3 * (random() % (c.size() / 3)) : 0;
+    for (int k = 0; k < 3; ++k)
+      c.push_back(repeat               ? c[earlier + k]
+                  : random() % 16 == 0 ? -0.0f
+                                       : static_cast<float>(static_cast<int>(random() % 200001) - 100000) / 64.0f);
+  }
   return c;
 }
 
-std::vector<float> ReadAll(const std::filesystem::path& path) {
-  auto reader = OpenTriangleReader(path);
+// Everything the reader gives, in chunks of `chunk` triangles.
+std::vector<float> ReadAll(TriangleReader& reader, int chunk = 3) {
   std::vector<float> all;
-  // Small chunks, so that chunk boundaries are exercised too.
-  while (reader->Next(all, 3)) {
+  while (reader.Next(all, chunk)) {
   }
-  EXPECT_EQ(static_cast<std::int64_t>(all.size() / 9), reader->Count());
+  EXPECT_EQ(static_cast<std::int64_t>(all.size() / 9), reader.Count());
   return all;
 }
 
-class MeshRoundTrip : public ::testing::TestWithParam<std::tuple<const char*, int>> {};
+std::vector<float> ReadAll(const std::filesystem::path& path) { return ReadAll(*OpenTriangleReader(path)); }
 
 // The .obj writer's output read with a plain parser (the tool reads no .obj):
 // "v x y z" lines, each vertex before the first face using it, and faces
-// "f a b c" of absolute 1-based numbers. Returns the faces' corners.
-std::vector<float> ParseObj(const std::filesystem::path& path) {
+// "f a b c" of absolute 1-based numbers. Returns the faces' corners and
+// counts the vertex lines.
+std::vector<float> ParseObj(const std::filesystem::path& path, size_t* vertexLines = nullptr) {
   std::istringstream text(relief_test::ReadBytes(path));
   std::vector<float> vertices, corners;
   std::string line;
@@ -63,47 +67,9 @@ std::vector<float> ParseObj(const std::filesystem::path& path) {
         corners.insert(corners.end(), &vertices[3 * (i - 1)], &vertices[3 * (i - 1)] + 3);
       }
     }
+  if (vertexLines) *vertexLines = vertices.size() / 3;
   return corners;
 }
-
-TEST_P(MeshRoundTrip, CornersComeBackBitForBit) {
-  const auto [extension, n] = GetParam();
-  const std::uint32_t seed = 77u + n;
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  ScratchDir dir("mesh-roundtrip");
-  const auto path = dir / (std::string("m") + extension);
-  const std::vector<float> c = RandomTriangles(n, seed);
-  auto writer = OpenTriangleWriter(path);
-  for (int i = 0; i < n; ++i) writer->Add(&c[9 * i]);
-  writer->Commit();
-  EXPECT_EQ(writer->Count(), n);
-  EXPECT_EQ(dir.Files().size(), 1u);
-  EXPECT_EQ(std::string(extension) == ".obj" ? ParseObj(path) : ReadAll(path), c);
-  if (std::string(extension) == ".obj") return;
-  auto reader = OpenTriangleReader(path);
-  std::vector<float> again;
-  reader->Next(again, n);
-  reader->Rewind();
-  again.clear();
-  while (reader->Next(again, 5)) {
-  }
-  EXPECT_EQ(again, c) << "Rewind must start over";
-}
-
-INSTANTIATE_TEST_SUITE_P(AllFormats, MeshRoundTrip,
-                         ::testing::Combine(::testing::Values(".ply", ".stl", ".obj"),
-                                            ::testing::Values(1, 2, 7, 1000)));
-
-// Collects what a mesh builder hands a writer.
-class CollectingWriter : public TriangleWriter {
- public:
-  void Add(const float c[9]) override {
-    corners.insert(corners.end(), c, c + 9);
-    ++m_count;
-  }
-  void Commit() override {}
-  std::vector<float> corners;
-};
 
 // The header's count of one element ("element vertex 123").
 long PlyCount(const std::filesystem::path& path, const std::string& element) {
@@ -112,49 +78,40 @@ long PlyCount(const std::filesystem::path& path, const std::string& element) {
   return at == std::string::npos ? -1 : std::stol(bytes.substr(at + 9 + element.size()));
 }
 
-// A mesh from a field with holes: PLY and OBJ hold each distinct corner once
-// (k vertices for k distinct corners) and give back the same triangles.
-TEST(MeshFormats, PlyAndObjWriteEachDistinctCornerOnce) {
-  for (auto [width, height, seed] : {std::tuple{17, 13, 5u}, {31, 7, 6u}, {5, 6, 7u}}) {
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    const relief_test::Grid g = relief_test::RandomField(width, height, seed, 1.0f, 50.0f, 0.15);
-    CollectingWriter built;
-    FieldMeshOptions options;
-    options.scale[0] = 0.25f;
-    StreamFieldMesh(relief_test::ToMatrix(g), options, built);
-    ASSERT_GT(built.Count(), 0);
-    std::set<std::array<float, 3>> distinct;
-    for (size_t i = 0; i < built.corners.size(); i += 3)
-      distinct.insert({built.corners[i], built.corners[i + 1], built.corners[i + 2]});
-    ScratchDir dir("shared");
-    for (const char* name : {"m.ply", "m.obj"}) {
-      auto writer = OpenTriangleWriter(dir / name);
-      for (size_t i = 0; i < built.corners.size(); i += 9) writer->Add(&built.corners[i]);
-      writer->Commit();
-    }
-    EXPECT_EQ(PlyCount(dir / "m.ply", "vertex"), static_cast<long>(distinct.size()));
-    EXPECT_EQ(PlyCount(dir / "m.ply", "face"), built.Count());
-    EXPECT_EQ(ReadAll(dir / "m.ply"), built.corners);
-    EXPECT_EQ(ParseObj(dir / "m.obj"), built.corners);
-    const std::string obj = relief_test::ReadBytes(dir / "m.obj");
-    size_t vertexLines = obj.rfind("v ", 0) == 0 ? 1 : 0;
-    for (size_t at = obj.find("\nv "); at != std::string::npos; at = obj.find("\nv ", at + 1)) ++vertexLines;
+class MeshRoundTrip : public ::testing::TestWithParam<std::tuple<const char*, int>> {};
+
+// Corners equal as floats compare (-0 and 0 among them) are one vertex of
+// PLY and OBJ.
+TEST_P(MeshRoundTrip, CornersComeBackAndSharedOnesAreWrittenOnce) {
+  const auto [extension, n] = GetParam();
+  const std::uint32_t seed = 77u + n;
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  ScratchDir dir("mesh-roundtrip");
+  const auto path = dir / (std::string("m") + extension);
+  const std::vector<float> c = RandomTriangles(n, seed);
+  std::set<std::array<float, 3>> distinct;
+  for (size_t i = 0; i < c.size(); i += 3) distinct.insert({c[i], c[i + 1], c[i + 2]});
+  EXPECT_EQ(relief_test::WriteTriangles(path, c), n);
+  EXPECT_EQ(dir.Files().size(), 1u) << "no scratch file may be left";
+  if (std::string(extension) == ".obj") {
+    size_t vertexLines = 0;
+    EXPECT_EQ(ParseObj(path, &vertexLines), c);
     EXPECT_EQ(vertexLines, distinct.size());
-    EXPECT_EQ(dir.Files(), (std::vector<std::string>{"m.obj", "m.ply"})) << "no scratch file may be left";
+    return;
   }
+  if (std::string(extension) == ".ply") {
+    EXPECT_EQ(PlyCount(path, "vertex"), static_cast<long>(distinct.size()));
+    EXPECT_EQ(PlyCount(path, "face"), n);
+  }
+  auto reader = OpenTriangleReader(path);
+  EXPECT_EQ(ReadAll(*reader), c);
+  reader->Rewind();
+  EXPECT_EQ(ReadAll(*reader, 5), c) << "Rewind must start over";
 }
 
-// Corners are equal as floats compare: -0 and 0 are one vertex.
-TEST(MeshFormats, NegativeZeroIsTheSameCorner) {
-  ScratchDir dir("negzero");
-  const float c[18] = {0, 0, 0, 1, 0, 0, 0, 1, 0, -0.0f, 0, -0.0f, 0, 1, 0, 1, 1, 0};
-  auto writer = OpenTriangleWriter(dir / "z.ply");
-  writer->Add(c);
-  writer->Add(c + 9);
-  writer->Commit();
-  EXPECT_EQ(PlyCount(dir / "z.ply", "vertex"), 4);
-  EXPECT_EQ(ReadAll(dir / "z.ply"), std::vector<float>(c, c + 18));
-}
+INSTANTIATE_TEST_SUITE_P(AllFormats, MeshRoundTrip,
+                         ::testing::Combine(::testing::Values(".ply", ".stl", ".obj"),
+                                            ::testing::Values(1, 2, 7, 1000)));
 
 // Files other programs write: ASCII PLY with a quad (fanned into two
 // triangles), an extra vertex property and an extra element; big-endian PLY

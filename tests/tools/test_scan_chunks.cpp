@@ -24,19 +24,14 @@ TEST_P(ChunkedScan, EqualsTheWholeMeshConversion) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   relief_test::ScratchDir dir("chunks");
   std::mt19937 random(seed);
-  auto writer = OpenTriangleWriter(dir / "m.stl");
+  std::vector<float> c;
   for (int t = 0; t < 150; ++t) {
     // Triangles up to 12 cells across, overlapping, heights 1 .. 60.
-    const float cx = static_cast<float>(random() % 4000) / 100.0f, cy = static_cast<float>(random() % 3000) / 100.0f;
-    float c[9];
-    for (int k = 0; k < 9; ++k)  // the calls stay in x, y, z order
-      c[k] = (k % 3 == 0   ? cx
-              : k % 3 == 1 ? cy
-                           : 1.0f) +
-             static_cast<float>(random() % (k % 3 == 2 ? 5900 : 1200)) / 100.0f;
-    writer->Add(c);
+    const float cx = float(random() % 4000) / 100.0f, cy = float(random() % 3000) / 100.0f;
+    for (int k = 0; k < 9; ++k)
+      c.push_back((k % 3 == 0 ? cx : k % 3 == 1 ? cy : 1.0f) + float(random() % (k % 3 == 2 ? 5900 : 1200)) / 100.0f);
   }
-  writer->Commit();
+  relief_test::WriteTriangles(dir / "m.stl", c);
 
   auto reader = OpenTriangleReader(dir / "m.stl");
   const MeshBox box = MeasureBox(*reader);

@@ -1,10 +1,13 @@
 // The tool's own pieces below the subcommands: atomic output, the error
-// figures, the demo field, and the 16-bit PNG's stated scale.
+// figures, the demo field, the 16-bit PNG's stated scale, and the closing of
+// a surface into a solid (--base) checked as a mesh: every edge used by
+// exactly two triangles in opposite directions, and the volume it encloses
+// equal to the integral of the surface over its base.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
+#include <map>
 
 #include <sys/stat.h>
 
@@ -14,7 +17,9 @@
 #include "io/raster_io.h"
 #include "predicates.h"
 #include "raster_stats.h"
+#include "relief/CHErrorBoundedMesher.h"
 #include "relief/CSSEMatrix.h"
+#include "solid_base.h"
 #include "tool_test_support.h"
 
 using namespace relief::tool;
@@ -42,7 +47,7 @@ TEST(AtomicFile, NothingAppearsUntilCommitAbandonedWorkLeavesNothingMissingFolde
   const mode_t mask = ::umask(0);
   ::umask(mask);
   EXPECT_EQ(static_cast<unsigned>(perms) & 0777u, 0666u & ~static_cast<unsigned>(mask));
-  relief_test::ExpectBadInput([] { AtomicFile out("/nonexistent-folder/x.npy"); }, "x.npy");
+  relief_test::ExpectBadInput([] { AtomicFile out("/nonexistent-folder/x.npy"); }, {"x.npy"});
 }
 
 CSSEMatrix FromValues(int width, int height, std::vector<float> v) { return relief_test::ToMatrix({width, height, v}); }
@@ -119,14 +124,80 @@ TEST(Png16, StatedScaleIsUsedLossIsReportedAndClippingRefused) {
   EXPECT_EQ(WriteRaster(dir / "s.png", m, options),
             "16-bit PNG, scale 0.5; 1 heights below half a step written as 0 (no data)");
   auto back = ReadRaster(dir / "s.png");
-  EXPECT_EQ(back->GetPoint(0, 0), 0.0f);  // negative -> 0
-  EXPECT_EQ(back->GetPoint(1, 0), 0.5f);  // 0.26 / 0.5 = 0.52 -> 1 step
-  EXPECT_EQ(back->GetPoint(2, 0), 1.0f);
-  EXPECT_EQ(back->GetPoint(3, 0), 0.0f);          // 0.4 steps -> 0, reported above
-  EXPECT_EQ(back->GetPoint(4, 0), 65535 * 0.5f);  // the top step itself fits
+  // Negative -> 0; 0.26 / 0.5 = 0.52 -> 1 step; 0.4 steps -> 0, reported
+  // above; the top step itself fits.
+  EXPECT_TRUE(relief_test::SamePoints(*back, FromValues(5, 1, {0, 0.5f, 1, 0, 65535 * 0.5f})));
   // One step more than the range would be clipped: refused, nothing written.
-  relief_test::ExpectBadInput([&] { WriteRaster(dir / "c.png", FromValues(1, 1, {65536 * 0.5f}), options); }, "c.png");
+  relief_test::ExpectBadInput([&] { WriteRaster(dir / "c.png", FromValues(1, 1, {65536 * 0.5f}), options); },
+                              {"c.png"});
   EXPECT_EQ(dir.Files(), std::vector<std::string>{"s.png"});
+}
+
+// Every directed edge once, and its reverse once: closed and consistently oriented.
+testing::AssertionResult Closed(const relief::tool::IndexedMesh& m) {
+  std::map<std::pair<int, int>, int> directed;
+  for (size_t t = 0; t < m.indices.size(); t += 3)
+    for (int k = 0; k < 3; ++k) ++directed[{m.indices[t + k], m.indices[t + (k + 1) % 3]}];
+  for (const auto& [edge, count] : directed) {
+    if (count != 1)
+      return testing::AssertionFailure() << "edge " << edge.first << "-" << edge.second << " used " << count
+                                         << " times the same way";
+    if (!directed.count({edge.second, edge.first}))
+      return testing::AssertionFailure() << "edge " << edge.first << "-" << edge.second << " has one triangle only";
+  }
+  return testing::AssertionSuccess();
+}
+
+// The volume between the surface and z = base: prism by prism.
+double PrismVolume(const relief::tool::IndexedMesh& surface, double base) {
+  double volume = 0.0;
+  const auto& v = surface.vertices;
+  for (size_t t = 0; t < surface.indices.size(); t += 3) {
+    const float* a = &v[3 * size_t(surface.indices[t])];
+    const float* b = &v[3 * size_t(surface.indices[t + 1])];
+    const float* c = &v[3 * size_t(surface.indices[t + 2])];
+    const double area =
+        0.5 * ((double(b[0]) - a[0]) * (double(c[1]) - a[1]) - (double(c[0]) - a[0]) * (double(b[1]) - a[1]));
+    volume += area * ((double(a[2]) + b[2] + c[2]) / 3.0 - base);
+  }
+  return volume;
+}
+
+TEST(SolidBase, ClosedSolidsEncloseTheSurfaceIntegral) {
+  struct Case {
+    const char* name;
+    float (*height)(int x, int y);
+  } cases[] = {
+      {"full box", [](int x, int y) { return 30.0f + 5.0f * std::sin(0.2f * float(x)) * std::cos(0.15f * float(y)); }},
+      {"disc with a hole",
+       [](int x, int y) {
+         const int r2 = (x - 30) * (x - 30) + (y - 26) * (y - 26);
+         const int h2 = (x - 38) * (x - 38) + (y - 22) * (y - 22);
+         return r2 <= 24 * 24 && h2 > 36 ? 40.0f + 0.3f * float(x) - 0.1f * float(y) + 2.0f * std::sin(0.5f * float(x))
+                                         : 0.0f;
+       }},
+      {"two islands",
+       [](int x, int y) {
+         return (x < 20 && y < 20) || (x > 35 && y > 30) ? 12.0f + 0.05f * float(x * y % 17) : 0.0f;
+       }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    CSSEMatrix field = relief_test::ToMatrix(relief_test::FieldOf(61, 53, c.height));
+    CHErrorBoundedMesher mesher;
+    ASSERT_TRUE(mesher.CreateMeshFromSSEField(&field, 0.5f, INT32_MAX, INT32_MAX)) << mesher.GetProblem();
+    relief::tool::IndexedMesh surface;
+    surface.vertices.assign(mesher.GetVertexArray(), mesher.GetVertexArray() + 3 * mesher.GetNumPoints());
+    surface.indices.assign(mesher.GetTriangleIndexArray(),
+                           mesher.GetTriangleIndexArray() + 3 * mesher.GetNumTriangles());
+    for (const float base : {0.0f, 5.5f}) {
+      const relief::tool::IndexedMesh solid = relief::tool::CloseIntoSolid(surface, base);
+      EXPECT_TRUE(Closed(solid)) << "base " << base;
+      const double expected = PrismVolume(surface, base);
+      EXPECT_GT(expected, 0.0);
+      EXPECT_NEAR(relief::tool::EnclosedVolume(solid), expected, 1e-6 * expected) << "base " << base;
+    }
+  }
 }
 
 }  // namespace

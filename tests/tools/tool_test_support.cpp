@@ -61,8 +61,9 @@ Grid ReadNpyFloat32(const std::filesystem::path& path) {
   return g;
 }
 
-std::string NpyBytes(const std::string& descr, const std::string& shape, const std::string& data) {
-  std::string header = "{'descr': '" + descr + "', 'fortran_order': False, 'shape': " + shape + ", }";
+std::string NpyBytes(const std::string& descr, const std::string& shape, const std::string& data, bool fortran) {
+  std::string header =
+      "{'descr': '" + descr + "', 'fortran_order': " + (fortran ? "True" : "False") + ", 'shape': " + shape + ", }";
   while ((10 + header.size() + 1) % 16 != 0) header.push_back(' ');
   header.push_back('\n');
   return std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(header.size() & 0xff) +
@@ -88,6 +89,13 @@ std::string ReadBytes(const std::filesystem::path& path) {
   return text.str();
 }
 
+std::int64_t WriteTriangles(const std::filesystem::path& path, const std::vector<float>& corners) {
+  auto writer = relief::tool::OpenTriangleWriter(path);
+  for (size_t i = 0; i < corners.size(); i += 9) writer->Add(&corners[i]);
+  writer->Commit();
+  return writer->Count();
+}
+
 Grid RandomField(int width, int height, std::uint32_t seed, float lo, float hi, double holeFraction) {
   std::mt19937 random(seed);
   Grid g;
@@ -101,6 +109,23 @@ Grid RandomField(int width, int height, std::uint32_t seed, float lo, float hi, 
   return g;
 }
 
+Grid FieldOf(int width, int height, float (*z)(int x, int y)) {
+  Grid g{width, height, {}};
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) g.values.push_back(z(x, y));
+  return g;
+}
+
+Grid Plane(int width, int height) {
+  return FieldOf(width, height, [](int x, int y) { return 10.0f + 0.5f * float(x) + 0.25f * float(y); });
+}
+
+void WriteField(const std::filesystem::path& path, const Grid& g) {
+  WriteNpy(path, "<f4", g.width, g.height, g.values.data(), 4);
+}
+
+std::string Quote(const std::filesystem::path& path) { return "'" + path.string() + "'"; }
+
 CSSEMatrix ToMatrix(const Grid& g) {
   CSSEMatrix m;
   m.Create(g.width, g.height);
@@ -109,13 +134,14 @@ CSSEMatrix ToMatrix(const Grid& g) {
   return m;
 }
 
-void ExpectBadInput(const std::function<void()>& load, const std::string& mention) {
+void ExpectBadInput(const std::function<void()>& load, std::initializer_list<std::string> mentions) {
   try {
     load();
-    ADD_FAILURE() << "accepted: " << mention;
+    ADD_FAILURE() << "accepted: " << *mentions.begin();
   } catch (const relief::tool::ToolError& e) {
     EXPECT_EQ(e.ExitCode(), relief::tool::kExitBadInput) << e.what();
-    EXPECT_NE(std::string(e.what()).find(mention), std::string::npos) << e.what();
+    for (const std::string& mention : mentions)
+      EXPECT_NE(std::string(e.what()).find(mention), std::string::npos) << "no \"" << mention << "\" in: " << e.what();
   }
 }
 

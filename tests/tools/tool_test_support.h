@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include "io/mesh_io.h"
 #include "relief/CSSEMatrix.h"
 
 namespace relief_test {
@@ -48,19 +49,42 @@ struct Grid {
 // A minimal .npy float32 reader and writer written for the tests; NpyBytes
 // gives a whole file with any descr and shape text, e.g. "(3, 4)".
 Grid ReadNpyFloat32(const std::filesystem::path& path);
-std::string NpyBytes(const std::string& descr, const std::string& shape, const std::string& data);
+std::string NpyBytes(const std::string& descr, const std::string& shape, const std::string& data, bool fortran = false);
 void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height, const void* data,
               size_t itemSize);
 
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 std::string ReadBytes(const std::filesystem::path& path);
 
+// A width x height grid of z(x, y); Plane is z = 10 + 0.5 x + 0.25 y.
+Grid FieldOf(int width, int height, float (*z)(int x, int y));
+Grid Plane(int width, int height);
+// The grid as a float32 .npy file.
+void WriteField(const std::filesystem::path& path, const Grid& g);
+// The path in single quotes, for RunTool's shell.
+std::string Quote(const std::filesystem::path& path);
+
 // The grid as a raster; Grid{w, h, values} makes small hand-written ones.
 CSSEMatrix ToMatrix(const Grid& g);
 
 // Runs load and expects the tool's bad-input error (exit 2) whose message
-// names mention.
-void ExpectBadInput(const std::function<void()>& load, const std::string& mention);
+// holds every mention (the file, the reason).
+void ExpectBadInput(const std::function<void()>& load, std::initializer_list<std::string> mentions);
+
+// Collects what a mesh builder hands a writer: nine floats a triangle.
+class CollectingWriter : public relief::tool::TriangleWriter {
+ public:
+  void Add(const float c[9]) override {
+    corners.insert(corners.end(), c, c + 9);
+    ++m_count;
+  }
+  void Commit() override {}
+  std::vector<float> corners;
+};
+
+// Writes the triangles through the tool's writer for the path's extension;
+// returns the count the writer kept.
+std::int64_t WriteTriangles(const std::filesystem::path& path, const std::vector<float>& corners);
 
 // A seeded field of the given size: values in (lo, hi), with about
 // holeFraction of the pixels 0.
