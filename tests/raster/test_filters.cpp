@@ -82,7 +82,7 @@ CSSEMatrix HoleyRaster(int sx, int sy, std::mt19937& rng, unsigned every, bool w
 
 // Dense holes (one pixel in 6) and sparse ones (one in 150: long runs of
 // windows without holes between short runs with them), the sparse ones with
-// NaNs, which take no part in the plain filters (plain median with NaN: unspecified).
+// NaNs, which take no part in the plain filters (the plain median gives NaN no defined place).
 TEST(Filters, MatchTheNaiveWindowOnHoleyRastersOfOddSizes) {
   const int sizes[][2] = {{1, 1},   {2, 3},  {3, 2},    {5, 7},   {7, 5},    {17, 31},
                           {31, 17}, {70, 9}, {129, 33}, {6, 130}, {150, 37}, {43, 20}};
