@@ -48,9 +48,7 @@ testing::AssertionResult UsesEveryPoint(const CHTriangulation& m, const CSSE3dPo
   std::set<CornerKey> corners;
   for (int i = 0; i < 3 * m.NumTriangles; ++i) corners.insert(KeyOf(m.EdgeArray[i]));
   for (int i = 0; i < p.GetNumPoints(); ++i) {
-    SSEPoint q;
-    p.GetPointSSE(i, q);
-    if (!corners.count(KeyOf(q))) return testing::AssertionFailure() << "point " << i << " is not used";
+    if (!corners.count(KeyOf(PointOf(p, i)))) return testing::AssertionFailure() << "point " << i << " is not used";
   }
   return testing::AssertionSuccess();
 }
@@ -111,11 +109,9 @@ TEST(MeshLoft, StarShapedPairsGiveBandsWithoutFolds) {
 }
 
 TEST(MeshLoft, BadPolygonsGiveEmptyOrDegenerateBands) {
-  CSSE3dPolygon circle, two, line, empty;
+  CSSE3dPolygon circle, empty, two = Polygon({{0, 0, 1}, {1, 0, 1}});
+  CSSE3dPolygon line = Polygon({{0, 0, 3}, {1, 1, 3}, {2, 2, 3}, {3, 3, 3}});  // zero area
   Circle(circle, 12, 0.0f, 5);
-  two.Create(2), two.SetPoint(0, 0, 0, 1), two.SetPoint(1, 1, 0, 1);
-  line.Create(4);
-  for (int i = 0; i < 4; ++i) line.SetPoint(i, float(i), float(i), 3);  // zero area
   for (CSSE3dPolygon* p : {&two, &empty, static_cast<CSSE3dPolygon*>(nullptr)}) {
     CHTriangulation a(&circle, p, 1, 1, 1, false, true), b(p, &circle, 1, 1, 1, 3, true, false);
     EXPECT_TRUE(AllEqual({FIELD(a.NumTriangles, 0), FIELD(b.NumTriangles, 0)}));
@@ -181,18 +177,13 @@ TEST(MeshLoft, DelaunayBandBetweenTwoBorderPolygons) {
   // Counter-clockwise seen from above, covering the annulus between the polygons.
   double projected = 0;
   for (int i = 0; i < band.NumTriangles; ++i) {
-    const SSEPoint &a = band.EdgeArray[3 * i], &b = band.EdgeArray[3 * i + 1], &c = band.EdgeArray[3 * i + 2];
-    const double area = 0.5 * ((double(b.x) - a.x) * (double(c.y) - a.y) - (double(b.y) - a.y) * (double(c.x) - a.x));
+    const double area = AreaXY(band.EdgeArray[3 * i], band.EdgeArray[3 * i + 1], band.EdgeArray[3 * i + 2]);
     ASSERT_GT(area, 0) << "triangle " << i;
     projected += area;
   }
-  auto shoelace = [](const CSSE3dPolygon& p) {
+  auto shoelace = [](const CSSE3dPolygon& p) {  // a fan from the first point
     double a = 0;
-    for (int i = 0, k = p.GetNumPoints() - 1; i < p.GetNumPoints(); k = i++) {
-      float xi, yi, xk, yk;
-      p.GetPointXY(i, xi, yi), p.GetPointXY(k, xk, yk);
-      a += 0.5 * (double(xk) * yi - double(xi) * yk);
-    }
+    for (int i = 2; i < p.GetNumPoints(); ++i) a += AreaXY(PointOf(p, 0), PointOf(p, i - 1), PointOf(p, i));
     return a;
   };
   const double annulus = shoelace(bottom) - shoelace(top);

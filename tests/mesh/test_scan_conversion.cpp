@@ -17,19 +17,10 @@ void ReferenceScan(const CHTriangulation& m, CSSEMatrix& out, float zOffset, boo
   if (width < 1 || height < 1 || m.NumTriangles < 1) return;
   out.Create(width, height);
   out.Fill(maximum ? kLow : kHigh);
-  for (int i = 0; i < m.NumTriangles; ++i) {
-    const SSEPoint p = m.EdgeArray[3 * i], s = m.SArray[i], t = m.TArray[i];
-    const float lenS = CSSEFns::vectorlen(s.m), lenT = CSSEFns::vectorlen(t.m);
-    const double step = double(m.ScanConvDiagonal) / (lenS > lenT ? lenS : lenT);
-    for (float u = 0; u < 1.0f; u += step)
-      for (float v = 0; v < 1.0 - u; v += step) {
-        const float qx = p.x + u * s.x + v * t.x, qy = p.y + u * s.y + v * t.y, qz = p.z + u * s.z + v * t.z;
-        const int col = int((qx - lo.x) / m.ScanConvResX + 0.5);
-        const int row = int((qy - lo.y) / m.ScanConvResY + 0.5);
-        if (col < 1 || col >= width - 1 || row < 1 || row >= height - 1) continue;
-        maximum ? out.SetCrossMax(col, row, qz + zOffset) : out.SetCrossMin(col, row, qz + zOffset);
-      }
-  }
+  ForEachSample(m, 0.0f, [&](int col, int row, float z) {
+    if (col < 1 || col >= width - 1 || row < 1 || row >= height - 1) return;
+    maximum ? out.SetCrossMax(col, row, z + zOffset) : out.SetCrossMin(col, row, z + zOffset);
+  });
   out.ReplaceValueWithValue(maximum ? kLow : kHigh, 0.0f, 1.0f);
 }
 
@@ -40,12 +31,8 @@ void Scan(CHTriangulation& m, CSSEMatrix* out, float zOffset, bool maximum) {
 TEST(MeshScanConversion, MatchesThePlainSampleLoopOnRandomMeshes) {
   for (unsigned seed = 1; seed <= 40; ++seed) {
     std::mt19937 rng(seed);
-    std::uniform_real_distribution<float> coord(0.0f, 30.0f), height(-5.0f, 5.0f);
-    std::vector<Tri> soup(1 + rng() % 30);
-    for (Tri& t : soup)
-      for (Corner& c : t) c = {coord(rng), coord(rng), height(rng), 0};
     CHTriangulation m;
-    Fill(m, soup);
+    Fill(m, RandomSoup(rng, -5.0f, 5.0f));
     // Every third seed takes powers of two, which the converter multiplies
     // by their reciprocal instead of dividing; the reference always divides.
     auto res = [&] { return seed % 3 == 0 ? std::ldexp(1.0f, int(rng() % 4) - 2) : 0.3f + float(rng() % 20) / 10; };

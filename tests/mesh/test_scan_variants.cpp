@@ -11,11 +11,7 @@ using namespace mesh_test;
 // A random soup over [0, 30)^2 with heights in [1, 5] (never 0, which the
 // no-delete conversions read as no data), at a random resolution.
 void RandomMesh(CHTriangulation& m, std::mt19937& rng) {
-  std::uniform_real_distribution<float> coord(0.0f, 30.0f), height(1.0f, 5.0f);
-  std::vector<Tri> soup(1 + rng() % 30);
-  for (Tri& t : soup)
-    for (Corner& c : t) c = {coord(rng), coord(rng), height(rng), 0};
-  Fill(m, soup);
+  Fill(m, RandomSoup(rng, 1.0f, 5.0f));
   m.SetScanConvResolution(rng() % 3 ? 0.3f + float(rng() % 20) / 10 : 0.5f,
                           rng() % 3 ? 0.3f + float(rng() % 20) / 10 : 1.0f, 1);
 }
@@ -34,69 +30,61 @@ struct Family {
   void (CHTriangulation::*noDelete)(CSSEMatrix*, bool, bool);
   void (CHTriangulation::*band)(CSSEMatrix*, float, float);
   void (CHTriangulation::*refine)(CSSEMatrix*, float);
+  void (CHTriangulation::*inFrame)(CSSEMatrix*, float, SSEPoint&, SSEPoint&);
   float Combine(float a, float b) const { return a == 0 ? b : b == 0 ? a : maximum ? std::max(a, b) : std::min(a, b); }
 };
 const Family kFamilies[] = {
     {true, &CHTriangulation::ScanConvertTriangulationMax, &CHTriangulation::ScanConvertThroughLineMax,
      &CHTriangulation::ScanConvertTriangulationMaxNoDelete,
-     &CHTriangulation::ScanConvertTriangulationMaxNoDeleteInYArea, &CHTriangulation::RefineScanConvImageTop},
+     &CHTriangulation::ScanConvertTriangulationMaxNoDeleteInYArea, &CHTriangulation::RefineScanConvImageTop,
+     &CHTriangulation::ScanConvertTriangulationMax_MinMaxPoint},
     {false, &CHTriangulation::ScanConvertTriangulationMin, &CHTriangulation::ScanConvertThroughLineMin,
      &CHTriangulation::ScanConvertTriangulationMinNoDelete,
-     &CHTriangulation::ScanConvertTriangulationMinNoDeleteInYArea, &CHTriangulation::RefineScanConvImage}};
+     &CHTriangulation::ScanConvertTriangulationMinNoDeleteInYArea, &CHTriangulation::RefineScanConvImage,
+     &CHTriangulation::ScanConvertTriangulationMin_MinMaxPoint}};
 
-TEST(MeshScanVariants, ThroughLineIsThePlainConversionCutByThePolygon) {
-  for (unsigned seed = 1; seed <= 40; ++seed) {
-    std::mt19937 rng(seed);
-    CHTriangulation m;
-    RandomMesh(m, rng);
-    CSSE3dPolygon polygon;
-    const int n = 3 + rng() % 9;
-    polygon.Create(n);
-    for (int i = 0; i < n; ++i) {
-      const double a = 6.283185307179586 * i / n, r = 2 + rng() % 20;
-      polygon.SetPoint(i, float(std::round(2 * (10 + r * std::cos(a))) / 2),
-                       float(std::round(2 * (10 + r * std::sin(a))) / 2), 0);
-    }
-    for (const Family& f : kFamilies) {
-      CSSEMatrix expected, cut;
-      (m.*f.plain)(&expected, 0.5f);
-      ForEachCell(expected, [&](int x, int y, float v) {
-        return polygon.PointInLineInnerArea(float(x), float(y), 1) ? v : 0.0f;
-      });
-      (m.*f.throughLine)(&cut, &polygon, 0.5f);
-      EXPECT_TRUE(SamePoints(cut, expected)) << "seed " << seed << " maximum " << f.maximum;
-    }
-  }
-}
-
-TEST(MeshScanVariants, NoDeleteGathersMeshesAsTheCombinedPlainConversions) {
+// Each variant against the plain conversion followed by the equivalent
+// cut, combination or stamping, on random meshes.
+TEST(MeshScanVariants, MatchThePlainConversionAndWhatFollowsIt) {
   for (unsigned seed = 1; seed <= 40; ++seed) {
     std::mt19937 rng(seed);
     CHTriangulation a, b;
     RandomMesh(a, rng);
     RandomMesh(b, rng);
     b.SetScanConvResolution(a.ScanConvResX, a.ScanConvResY, 1);
+    const int n = 3 + rng() % 9;
+    std::vector<std::array<float, 3>> corners;
+    for (int i = 0; i < n; ++i) {
+      const double t = 6.283185307179586 * i / n, r = 2 + rng() % 20;
+      corners.push_back(
+          {float(std::round(2 * (10 + r * std::cos(t))) / 2), float(std::round(2 * (10 + r * std::sin(t))) / 2), 0});
+    }
+    CSSE3dPolygon polygon = Polygon(corners);
     for (const Family& f : kFamilies) {
+      SCOPED_TRACE(testing::Message() << "seed " << seed << " maximum " << f.maximum);
+      CSSEMatrix expected, cut;
+      (a.*f.plain)(&expected, 0.5f);
+      ForEachCell(expected, [&](int x, int y, float v) {
+        return polygon.PointInLineInnerArea(float(x), float(y), 1) ? v : 0.0f;
+      });
+      (a.*f.throughLine)(&cut, &polygon, 0.5f);
+      EXPECT_TRUE(SamePoints(cut, expected)) << "through the line";
       // Into a raster without storage, in the box frame: the plain result.
       CSSEMatrix plain, gathered;
       (a.*f.plain)(&plain, 0.0f);
       (a.*f.noDelete)(&gathered, true, true);
-      EXPECT_TRUE(SamePoints(gathered, plain)) << "seed " << seed << " maximum " << f.maximum;
+      EXPECT_TRUE(SamePoints(gathered, plain)) << "gathered alone";
       // Two meshes into one raster in the frame at (0, 0): the plain
       // conversions over that frame, combined cell by cell.
       SSEPoint lo = Point(0, 0, 0), hi = Point(32, 31, 0);
       CSSEMatrix ca, cb, both;
-      if (f.maximum)
-        a.ScanConvertTriangulationMax_MinMaxPoint(&ca, 0.0f, lo, hi),
-            b.ScanConvertTriangulationMax_MinMaxPoint(&cb, 0.0f, lo, hi);
-      else
-        a.ScanConvertTriangulationMin_MinMaxPoint(&ca, 0.0f, lo, hi),
-            b.ScanConvertTriangulationMin_MinMaxPoint(&cb, 0.0f, lo, hi);
+      (a.*f.inFrame)(&ca, 0.0f, lo, hi);
+      (b.*f.inFrame)(&cb, 0.0f, lo, hi);
       both.Create(ca.GetSizeX(), ca.GetSizeY());
       (a.*f.noDelete)(&both, false, true);
       (b.*f.noDelete)(&both, false, true);
       ForEachCell(ca, [&](int x, int y, float v) { return f.Combine(v, cb.GetPoint(x, y)); });
-      EXPECT_TRUE(SamePoints(both, ca)) << "seed " << seed << " maximum " << f.maximum;
+      EXPECT_TRUE(SamePoints(both, ca)) << "gathered in pairs";
       // The band keeps to its rows and leaves the rest as it was.
       const float yFrom = float(rng() % 20) - 3, yTo = yFrom + float(rng() % 15);
       CSSEMatrix banded, whole;
@@ -110,40 +98,20 @@ TEST(MeshScanVariants, NoDeleteGathersMeshesAsTheCombinedPlainConversions) {
         const double at = double(y) * a.ScanConvResY;
         return at >= yFrom && at <= yTo ? v : 7.5f;
       });
-      EXPECT_TRUE(SamePoints(banded, whole)) << "seed " << seed << " band " << yFrom << ".." << yTo;
-    }
-  }
-}
-
-TEST(MeshScanVariants, RefinementSamplesTheLatticeInBetween) {
-  for (unsigned seed = 1; seed <= 30; ++seed) {
-    std::mt19937 rng(seed);
-    CHTriangulation m;
-    RandomMesh(m, rng);
-    for (const Family& f : kFamilies) {
-      CSSEMatrix refined, expected;
-      (m.*f.plain)(&refined, 0.25f);
-      (m.*f.plain)(&expected, 0.25f);
-      (m.*f.refine)(&refined, 0.25f);
-      // The plain sample loop on the shifted lattice, stamped cell by cell.
-      const SSEPoint lo = m.PointArray[0];
+      EXPECT_TRUE(SamePoints(banded, whole)) << "band " << yFrom << ".." << yTo;
+      // Refinement: the plain sample loop on the shifted lattice, stamped cell by cell.
+      CSSEMatrix refined;
+      (a.*f.plain)(&refined, 0.25f);
+      (a.*f.plain)(&expected, 0.25f);
+      (a.*f.refine)(&refined, 0.25f);
       const int w = expected.GetSizeX(), h = expected.GetSizeY();
-      for (int i = 0; i < m.NumTriangles; ++i) {
-        const SSEPoint p = m.EdgeArray[3 * i], s = m.SArray[i], t = m.TArray[i];
-        const float lenS = CSSEFns::vectorlen(s.m), lenT = CSSEFns::vectorlen(t.m);
-        const double step = double(m.ScanConvDiagonal) / (lenS > lenT ? lenS : lenT);
-        for (float u = float(0.5 * step); u < 1.0f; u += step)
-          for (float v = float(0.5 * step); v < 1.0 - u; v += step) {
-            const float qx = p.x + u * s.x + v * t.x, qy = p.y + u * s.y + v * t.y, qz = p.z + u * s.z + v * t.z;
-            const int col = int((qx - lo.x) / m.ScanConvResX + 0.5), row = int((qy - lo.y) / m.ScanConvResY + 0.5);
-            if (col < 1 || col >= w - 1 || row < 1 || row >= h - 1) continue;
-            const int cross[5][2] = {{0, 0}, {-1, 0}, {1, 0}, {0, -1}, {0, 1}};
-            for (const auto& d : cross)
-              expected.SetPoint(col + d[0], row + d[1],
-                                f.Combine(expected.GetPoint(col + d[0], row + d[1]), qz + 0.25f));
-          }
-      }
-      EXPECT_TRUE(SamePoints(refined, expected)) << "seed " << seed << " maximum " << f.maximum;
+      ForEachSample(a, 0.5f, [&](int col, int row, float z) {
+        if (col < 1 || col >= w - 1 || row < 1 || row >= h - 1) return;
+        for (const auto& d : {std::pair{0, 0}, {-1, 0}, {1, 0}, {0, -1}, {0, 1}})
+          expected.SetPoint(col + d.first, row + d.second,
+                            f.Combine(expected.GetPoint(col + d.first, row + d.second), z + 0.25f));
+      });
+      EXPECT_TRUE(SamePoints(refined, expected)) << "refined";
     }
   }
 }

@@ -121,10 +121,8 @@ TEST(MeshSubsampledVariants, FillCellsMakesEveryCellWithAValidCornerPerColumnFul
 TEST(MeshSubsampledVariants, BadInputGivesAnEmptyMeshOrLeavesItAlone) {
   CSSEMatrix field;
   MakeField(field, 9, 9, [](int, int) { return 2.0f; });
-  CSSE3dPolygon two, flat, far;
-  two.Create(2), two.SetPoint(0, 0, 0, 0), two.SetPoint(1, 8, 8, 0);
-  flat.Create(3), flat.SetPoint(0, 0, 0, 0), flat.SetPoint(1, 4, 4, 0), flat.SetPoint(2, 8, 8, 0);
-  far.Create(3), far.SetPoint(0, 100, 100, 0), far.SetPoint(1, 110, 100, 0), far.SetPoint(2, 100, 110, 0);
+  CSSE3dPolygon two = Polygon({{0, 0, 0}, {8, 8, 0}}), flat = Polygon({{0, 0, 0}, {4, 4, 0}, {8, 8, 0}}),
+                far = Polygon({{100, 100, 0}, {110, 100, 0}, {100, 110, 0}});
   for (CSSE3dPolygon* p : {&two, &flat, &far, static_cast<CSSE3dPolygon*>(nullptr)}) {
     CHTriangulation m(&field, 0.0f, true, 1, 1, 1, 1, 1, p);
     EXPECT_EQ(m.NumTriangles, 0) << (p ? p->GetNumPoints() : -1);

@@ -25,8 +25,7 @@ double VolumeUnder(const CHTriangulation& m) {
   double v = 0.0;
   for (int i = 0; i < m.NumTriangles; ++i) {
     const SSEPoint &a = m.EdgeArray[3 * i], &b = m.EdgeArray[3 * i + 1], &c = m.EdgeArray[3 * i + 2];
-    const double area = 0.5 * ((double(b.x) - a.x) * (double(c.y) - a.y) - (double(b.y) - a.y) * (double(c.x) - a.x));
-    v += area * (double(a.z) + b.z + c.z) / 3.0;
+    v += AreaXY(a, b, c) * (double(a.z) + b.z + c.z) / 3.0;
   }
   return v;
 }
@@ -49,68 +48,52 @@ void MakeFields(Fields& f, int sx, int sy, std::mt19937& rng, Inside inside) {
     }
 }
 
-TEST(MeshTwoFields, DiskShapedRegionsGiveClosedSolids) {
-  int solids = 0;
-  for (unsigned seed = 1; seed <= 30; ++seed) {
-    std::mt19937 rng(seed);
-    const int sx = 3 + rng() % 40, sy = 3 + rng() % 40, step = 1 + rng() % 2;
-    const double cx = sx * 0.5, cy = sy * 0.5, rx = sx * (0.2 + 0.3 * (rng() % 100) / 100.0), ry = sy * 0.45;
-    Fields f;
-    MakeFields(f, sx, sy, rng,
-               [&](int x, int y) { return (x - cx) * (x - cx) / (rx * rx) + (y - cy) * (y - cy) / (ry * ry) <= 1.0; });
-    CHTriangulation solid(&f.top, &f.bottom, true, 0.5f, 2.0f, 1.0f, step, step);
-    if (solid.NumTriangles == 0) continue;  // too narrow for a cell of this step
-    ++solids;
-    EXPECT_TRUE(IsClosedSurface(solid)) << "seed " << seed << " size " << sx << "x" << sy << " step " << step;
-    EXPECT_GT(EnclosedVolume(solid), 0.0) << "seed " << seed << ": the walls face inward";
-  }
-  EXPECT_GT(solids, 20);
-}
-
-TEST(MeshTwoFields, RandomMasksGiveASolidBetweenThePlainBuildersSurfaces) {
+// Seeds 1 to 30 take elliptic regions (closed solids, steps alike in x and
+// y), the rest random masks with holes in one field only.
+TEST(MeshTwoFields, SolidsHoldTheVolumeBetweenThePlainBuildersSurfaces) {
   const int sizes[] = {1, 2, 3, 5, 7, 17, 31};
-  for (unsigned seed = 1; seed <= 40; ++seed) {
-    std::mt19937 rng(seed);
-    const int sx = sizes[rng() % 7], sy = sizes[rng() % 7], stepX = 1 + rng() % 2, stepY = 1 + rng() % 3;
+  int solids = 0;
+  for (unsigned seed = 1; seed <= 70; ++seed) {
+    const bool disk = seed <= 30;
+    std::mt19937 rng(disk ? seed : seed - 30);
+    int sx, sy, stepX, stepY;
     Fields f;
-    MakeFields(f, sx, sy, rng, [&](int, int) { return rng() % 5 != 0; });
-    // Holes of one field only: such pixels are no data for the solid.
-    for (int k = 0; k < sx * sy / 8; ++k) (k % 2 ? f.top : f.bottom).SetPoint(rng() % sx, rng() % sy, 0.0f);
-    CHTriangulation solid(&f.top, &f.bottom, true, 1.0f, 1.0f, 1.0f, stepX, stepY);
-    EXPECT_TRUE(EdgesPairUp(solid)) << "seed " << seed;
+    if (disk) {
+      sx = 3 + rng() % 40;
+      sy = 3 + rng() % 40;
+      stepX = stepY = 1 + rng() % 2;
+      const double cx = sx * 0.5, cy = sy * 0.5, rx = sx * (0.2 + 0.3 * (rng() % 100) / 100.0), ry = sy * 0.45;
+      MakeFields(f, sx, sy, rng, [&](int x, int y) {
+        return (x - cx) * (x - cx) / (rx * rx) + (y - cy) * (y - cy) / (ry * ry) <= 1.0;
+      });
+    } else {
+      sx = sizes[rng() % 7];
+      sy = sizes[rng() % 7];
+      stepX = 1 + rng() % 2;
+      stepY = 1 + rng() % 3;
+      MakeFields(f, sx, sy, rng, [&](int, int) { return rng() % 5 != 0; });
+      for (int k = 0; k < sx * sy / 8; ++k) (k % 2 ? f.top : f.bottom).SetPoint(rng() % sx, rng() % sy, 0.0f);
+    }
+    const float scaleX = disk ? 0.5f : 1.0f, scaleY = disk ? 2.0f : 1.0f;
+    CHTriangulation solid(&f.top, &f.bottom, true, scaleX, scaleY, 1.0f, stepX, stepY);
+    if (disk && solid.NumTriangles > 0) ++solids;
+    // A disk gives a closed solid; masks may touch themselves at a corner.
+    EXPECT_TRUE(disk && solid.NumTriangles > 0 ? IsClosedSurface(solid) : EdgesPairUp(solid))
+        << "seed " << seed << " size " << sx << "x" << sy << " step " << stepX << "x" << stepY;
     // The plain builder on each field cut to the common pixels gives the
     // same cells: the solid holds the volume between those two surfaces.
     CSSEMatrix top, bottom;
     MakeField(top, sx, sy, [&](int x, int y) { return f.bottom.GetPoint(x, y) == 0 ? 0.0f : f.top.GetPoint(x, y); });
     MakeField(bottom, sx, sy, [&](int x, int y) { return f.top.GetPoint(x, y) == 0 ? 0.0f : f.bottom.GetPoint(x, y); });
-    CHTriangulation upper(&top, 0.0f, true, 1, 1, 1, stepX, stepY), lower(&bottom, 0.0f, true, 1, 1, 1, stepX, stepY);
+    CHTriangulation upper(&top, 0.0f, true, scaleX, scaleY, 1, stepX, stepY),
+        lower(&bottom, 0.0f, true, scaleX, scaleY, 1, stepX, stepY);
     const double expected = VolumeUnder(upper) - VolumeUnder(lower);
     EXPECT_NEAR(EnclosedVolume(solid), expected, 1e-9 * (1 + std::fabs(expected)) + 1e-6) << "seed " << seed;
     // Without walls: the two surfaces alone.
-    CHTriangulation sheets(&f.top, &f.bottom, false, 1.0f, 1.0f, 1.0f, stepX, stepY);
+    CHTriangulation sheets(&f.top, &f.bottom, false, scaleX, scaleY, 1.0f, stepX, stepY);
     EXPECT_EQ(sheets.NumTriangles, upper.NumTriangles + lower.NumTriangles) << "seed " << seed;
   }
-}
-
-TEST(MeshTwoFields, VolumeIsThePixelSumOfTheHeightDifference) {
-  // A full rectangle and a difference linear in x and y: the solid's volume
-  // is the pixel sum of (top - bottom) x cell area, half weight on the
-  // border pixels and a quarter on the corners.
-  std::mt19937 rng(7);
-  const int sx = 13, sy = 9;
-  const float cell = 0.5f * 0.25f;
-  Fields f;
-  MakeFields(f, sx, sy, rng, [](int, int) { return true; });
-  double sum = 0.0;
-  for (int y = 0; y < sy; ++y)
-    for (int x = 0; x < sx; ++x) {
-      f.top.SetPoint(x, y, f.bottom.GetPoint(x, y) + 1.0f + 0.25f * x + 0.5f * y);
-      const double weight = (x == 0 || x == sx - 1 ? 0.5 : 1.0) * (y == 0 || y == sy - 1 ? 0.5 : 1.0);
-      sum += weight * (double(f.top.GetPoint(x, y)) - f.bottom.GetPoint(x, y)) * cell;
-    }
-  CHTriangulation solid(&f.top, &f.bottom, true, 0.5f, 0.25f, 1.0f, 1, 1);
-  ASSERT_TRUE(IsClosedSurface(solid));
-  EXPECT_NEAR(EnclosedVolume(solid), sum, 1e-9 * sum);
+  EXPECT_GT(solids, 20);
 }
 
 TEST(MeshTwoFields, RectangleAndBadInput) {
