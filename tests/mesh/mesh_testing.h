@@ -102,10 +102,15 @@ inline SSEPoint PointOf(const CSSE3dPolygon& p, int i) {
   return p.GetPointSSE(i, s), s;
 }
 
-// Signed x-y area of a triangle, positive when counter-clockwise, in double.
-inline double AreaXY(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) {
-  return 0.5 * ((double(b.x) - a.x) * (double(c.y) - a.y) - (double(b.y) - a.y) * (double(c.x) - a.x));
+// (b - a) x (c - a), in double: twice the area, along the normal.
+inline std::array<double, 3> Cross(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) {
+  const double ux = double(b.x) - a.x, uy = double(b.y) - a.y, uz = double(b.z) - a.z;
+  const double vx = double(c.x) - a.x, vy = double(c.y) - a.y, vz = double(c.z) - a.z;
+  return {uy * vz - uz * vy, uz * vx - ux * vz, ux * vy - uy * vx};
 }
+
+// Signed x-y area of a triangle, positive when counter-clockwise.
+inline double AreaXY(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) { return 0.5 * Cross(a, b, c)[2]; }
 
 inline SSEPoint Point(float x, float y, float z, float w = 0.0f) {
   SSEPoint p;

@@ -33,11 +33,9 @@ void Circle(CSSE3dPolygon& p, int n, float z, double radius, double phase = 0.0,
 testing::AssertionResult FacesRadially(const CHTriangulation& m, int sign) {
   for (int i = 0; i < m.NumTriangles; ++i) {
     const SSEPoint &a = m.EdgeArray[3 * i], &b = m.EdgeArray[3 * i + 1], &c = m.EdgeArray[3 * i + 2];
-    const double ux = double(b.x) - a.x, uy = double(b.y) - a.y, uz = double(b.z) - a.z;
-    const double vx = double(c.x) - a.x, vy = double(c.y) - a.y, vz = double(c.z) - a.z;
-    const double nx = uy * vz - uz * vy, ny = uz * vx - ux * vz;
+    const auto n = Cross(a, b, c);
     const double mx = (double(a.x) + b.x + c.x) / 3, my = (double(a.y) + b.y + c.y) / 3;
-    if (sign * (nx * mx + ny * my) <= 0)
+    if (sign * (n[0] * mx + n[1] * my) <= 0)
       return testing::AssertionFailure() << "triangle " << i << " at (" << mx << ", " << my << ") folds over";
   }
   return testing::AssertionSuccess();
@@ -55,8 +53,10 @@ testing::AssertionResult UsesEveryPoint(const CHTriangulation& m, const CSSE3dPo
 
 double Area(const CHTriangulation& m) {
   double area = 0;
-  for (int i = 0; i < m.NumTriangles; ++i)
-    area += TriangleArea(m.EdgeArray[3 * i], m.EdgeArray[3 * i + 1], m.EdgeArray[3 * i + 2]);
+  for (int i = 0; i < m.NumTriangles; ++i) {
+    const auto n = Cross(m.EdgeArray[3 * i], m.EdgeArray[3 * i + 1], m.EdgeArray[3 * i + 2]);
+    area += 0.5 * std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+  }
   return area;
 }
 
@@ -73,13 +73,13 @@ TEST(MeshLoft, FrustumBetweenConcentricCircles) {
   EXPECT_TRUE(FacesRadially(flipped, -1));
   // Closed at both ends it is a solid with the frustum's volume.
   CHTriangulation solid(&low, &high, 1, 1, 1, false, true);
-  EXPECT_TRUE(IsClosedSurface(solid));
+  EXPECT_TRUE(EdgesUsed(solid, kClosed));
   const double volume = kPi * h / 3 * (r1 * r1 + r1 * r2 + r2 * r2);
   EXPECT_NEAR(EnclosedVolume(solid), volume, 0.01 * volume);
   // Every second point, scaled.
   CHTriangulation coarse(&low, &high, 2, 2, 1, 2, false, true);
   EXPECT_EQ(coarse.NumTriangles, 2 * (100 + 75));
-  EXPECT_TRUE(IsClosedSurface(coarse));
+  EXPECT_TRUE(EdgesUsed(coarse, kClosed));
   EXPECT_NEAR(EnclosedVolume(coarse), 4 * volume, 0.02 * 4 * volume);
 }
 
@@ -96,14 +96,14 @@ TEST(MeshLoft, StarShapedPairsGiveBandsWithoutFolds) {
          [&](double a) { return base2 * (1 + a2 * std::cos(k2 * a)); });
     CHTriangulation band(&low, &high, 1, 1, 1, false, false);
     EXPECT_EQ(band.NumTriangles, low.GetNumPoints() + high.GetNumPoints()) << "seed " << seed;
-    EXPECT_TRUE(IsManifoldBand(band)) << "seed " << seed;
+    EXPECT_TRUE(EdgesUsed(band, kBand)) << "seed " << seed;
     EXPECT_TRUE(UsesEveryPoint(band, low)) << "seed " << seed;
     EXPECT_TRUE(UsesEveryPoint(band, high)) << "seed " << seed;
     // A fold shows as a triangle facing the axis (only meaningful when the
     // band does not lie flat: the rings differ in height by at least 1).
     EXPECT_TRUE(FacesRadially(band, 1)) << "seed " << seed;
     CHTriangulation solid(&low, &high, 1, 1, 1, false, true);
-    EXPECT_TRUE(IsClosedSurface(solid)) << "seed " << seed;
+    EXPECT_TRUE(EdgesUsed(solid, kClosed)) << "seed " << seed;
     EXPECT_GT(EnclosedVolume(solid), 0) << "seed " << seed;
   }
 }
@@ -118,7 +118,7 @@ TEST(MeshLoft, BadPolygonsGiveEmptyOrDegenerateBands) {
   }
   CHTriangulation flat(&circle, &line, 1, 1, 1, false, false);
   EXPECT_EQ(flat.NumTriangles, 16);
-  EXPECT_TRUE(IsManifoldBand(flat));
+  EXPECT_TRUE(EdgesUsed(flat, kBand));
   CHTriangulation huge(&circle, &circle, 1, 1, 1, 1 << 30, false, false);  // one point per ring
   EXPECT_EQ(huge.NumTriangles, 0);
 }
@@ -135,7 +135,7 @@ TEST(MeshLoft, JoinsAMeshToABorderLine) {
   CHTriangulation joined;
   d.LoftWith3DTriangulation(&cap, &margin, &joined);
   EXPECT_EQ(joined.NumTriangles, 64 + 64 + 90);
-  EXPECT_TRUE(IsManifoldBand(joined));
+  EXPECT_TRUE(EdgesUsed(joined, kBand));
   EXPECT_TRUE(UsesEveryPoint(joined, margin));
   // What is left open is exactly the margin.
   int open = 0;
@@ -171,7 +171,7 @@ TEST(MeshLoft, DelaunayBandBetweenTwoBorderPolygons) {
   d.CreateTriangulationFromTwoBorderPolygons(&top, &bottom, &band);
   ASSERT_GT(band.NumTriangles, 0);
   EXPECT_EQ(quiet.texts.size(), 1u);
-  EXPECT_TRUE(IsManifoldBand(band));
+  EXPECT_TRUE(EdgesUsed(band, kBand));
   EXPECT_TRUE(UsesEveryPoint(band, top));
   EXPECT_TRUE(UsesEveryPoint(band, bottom));
   // Counter-clockwise seen from above, covering the annulus between the polygons.

@@ -30,21 +30,16 @@ void RandomStar(CSSE3dPolygon& p, int sx, int sy, std::mt19937& rng) {
   }
 }
 
-// The lower corner (pixels) of the cell a triangle of the subsampled builders came from.
-void CellOf(const CHTriangulation& m, int i, int& x, int& y) {
-  const SSEPoint* c = m.EdgeArray + 3 * i;
-  x = int(std::min({c[0].x, c[1].x, c[2].x}) / kScaleX);
-  y = int(std::min({c[0].y, c[1].y, c[2].y}) / kScaleY);
-}
-
 // The triangles of `plain` whose cell passes keep, in order, bit for bit
 // (corners, vertex normals, main normal) in `variant`.
 testing::AssertionResult SameAsFiltered(const CHTriangulation& plain, const CHTriangulation& variant,
                                         const std::function<bool(int, int)>& keep) {
   int k = 0;
   for (int i = 0; i < plain.NumTriangles; ++i) {
-    int x, y;
-    CellOf(plain, i, x, y);
+    // The lower corner (pixels) of the cell the triangle came from.
+    const SSEPoint* corner = plain.EdgeArray + 3 * i;
+    const int x = int(std::min({corner[0].x, corner[1].x, corner[2].x}) / kScaleX),
+              y = int(std::min({corner[0].y, corner[1].y, corner[2].y}) / kScaleY);
     if (!keep(x, y)) continue;
     if (k >= variant.NumTriangles)
       return testing::AssertionFailure() << "variant lacks the triangle of cell " << x << "," << y;

@@ -8,17 +8,6 @@ namespace {
 
 using namespace mesh_test;
 
-// Every edge used an even number of times, as often in each direction: a
-// closed surface that may touch itself at a corner. Names the first edge
-// that is not.
-testing::AssertionResult EdgesPairUp(const CHTriangulation& m) {
-  for (const auto& [edge, use] : EdgeUses(m))
-    if (use.count % 2 || 2 * use.forward != use.count)
-      return testing::AssertionFailure() << Describe(edge) << " is used " << use.count << " times, " << use.forward
-                                         << " of them forward";
-  return testing::AssertionSuccess();
-}
-
 // Sum over the triangles of their signed x-y area times their mean z: the
 // volume between a surface and z = 0.
 double VolumeUnder(const CHTriangulation& m) {
@@ -78,7 +67,7 @@ TEST(MeshTwoFields, SolidsHoldTheVolumeBetweenThePlainBuildersSurfaces) {
     CHTriangulation solid(&f.top, &f.bottom, true, scaleX, scaleY, 1.0f, stepX, stepY);
     if (disk && solid.NumTriangles > 0) ++solids;
     // A disk gives a closed solid; masks may touch themselves at a corner.
-    EXPECT_TRUE(disk && solid.NumTriangles > 0 ? IsClosedSurface(solid) : EdgesPairUp(solid))
+    EXPECT_TRUE(EdgesUsed(solid, disk && solid.NumTriangles > 0 ? kClosed : kPaired))
         << "seed " << seed << " size " << sx << "x" << sy << " step " << stepX << "x" << stepY;
     // The plain builder on each field cut to the common pixels gives the
     // same cells: the solid holds the volume between those two surfaces.
@@ -105,7 +94,7 @@ TEST(MeshTwoFields, RectangleAndBadInput) {
   ASSERT_EQ(whole.NumTriangles, clipped.NumTriangles);
   EXPECT_EQ(std::memcmp(whole.EdgeArray, clipped.EdgeArray, sizeof(SSEPoint) * 3 * whole.NumTriangles), 0);
   CHTriangulation part(&f.top, &f.bottom, true, 1, 1, 1, 2, 7, 1, 5, 2, 2);
-  EXPECT_TRUE(IsClosedSurface(part));
+  EXPECT_TRUE(EdgesUsed(part, kClosed));
   SSEPoint lo, hi;
   part.GetMinPoint(lo), part.GetMaxPoint(hi);
   EXPECT_TRUE(SameXY(lo, 2, 1));
