@@ -11,17 +11,13 @@ using namespace mesh_test;
 
 namespace {
 
-double Turn(double ox, double oy, double ax, double ay, double bx, double by) {
-  return (ax - ox) * (by - oy) - (ay - oy) * (bx - ox);
-}
-
 // The hull is a strictly convex counter-clockwise polygon of mesh corners
 // holding every corner: that makes it the convex hull.
 testing::AssertionResult IsHullOf(const TaNyTriangulationTo2DHull& h, const std::vector<Tri>& tris) {
   const int n = h.GetNumPoints();
   for (int i = 0; i < n; ++i) {
     const SSEPoint a = h.GetPoint(i), b = h.GetPoint((i + 1) % n), c = h.GetPoint((i + 2) % n);
-    if (n >= 3 && !(Turn(a.x, a.y, b.x, b.y, c.x, c.y) > 0))
+    if (n >= 3 && !(AreaXY(a, b, c) > 0))
       return testing::AssertionFailure() << "corner " << (i + 1) % n << " is not a strict left turn";
     bool fromMesh = false;
     for (const Tri& t : tris)
