@@ -53,9 +53,6 @@ inline std::vector<Tri> SmallSoup() {
           Tri{{{5, 5, -1, 0}, {7, 5, 0, 0}, {5, 8, 2, 0}}}};
 }
 
-inline bool SameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
-inline bool SameBits(const SSEPoint& a, const SSEPoint& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
-
 // The mesh holds `triangles` triangles and satisfies its invariants.
 inline testing::AssertionResult ValidMesh(const CHTriangulation& m, int triangles, Checks checks = {}) {
   if (m.NumTriangles != triangles)

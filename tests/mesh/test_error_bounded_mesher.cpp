@@ -221,9 +221,8 @@ TEST(ErrorBoundedMesher, PlanesAndConstantsNeedTheTwoStartingTriangles) {
     MakeField(field, c.w, c.h, c.height);
     CHErrorBoundedMesher mesher;
     ASSERT_TRUE(MeshAndCheck(field, c.maxError, mesher));
-    EXPECT_EQ(mesher.GetNumTriangles(), 2);
-    EXPECT_EQ(mesher.GetNumPoints(), 4);
-    EXPECT_FALSE(mesher.StoppedByLimit());
+    EXPECT_TRUE(AllEqual(
+        {FIELD(mesher.GetNumTriangles(), 2), FIELD(mesher.GetNumPoints(), 4), FIELD(mesher.StoppedByLimit(), false)}));
   }
 }
 
@@ -325,8 +324,7 @@ TEST(ErrorBoundedMesher, BadInputIsRefusedWithAReason) {
     ASSERT_TRUE(mesher.CreateMeshFromSSEField(&fbm, 1.0f, INT32_MAX, INT32_MAX));
     EXPECT_FALSE(mesher.CreateMeshFromSSEField(c.field, c.maxError, c.maxTriangles, c.maxPoints));
     EXPECT_STRNE(mesher.GetProblem(), "");
-    EXPECT_EQ(mesher.GetNumTriangles(), 0);
-    EXPECT_EQ(mesher.GetNumPoints(), 0);
+    EXPECT_TRUE(AllEqual({FIELD(mesher.GetNumTriangles(), 0), FIELD(mesher.GetNumPoints(), 0)}));
   }
 }
 

@@ -214,11 +214,11 @@ testing::AssertionResult SameAsFiltered(const CHTriangulation& plain, const CHTr
     if (k >= variant.NumTriangles)
       return testing::AssertionFailure() << "variant lacks the triangle of cell " << x << "," << y;
     for (int c = 0; c < 3; ++c)
-      if (!SameBits(plain.EdgeArray[3 * i + c], variant.EdgeArray[3 * k + c]) ||
-          !SameBits(plain.NormalArray[3 * i + c], variant.NormalArray[3 * k + c]))
+      if (!SamePoint(plain.EdgeArray[3 * i + c], variant.EdgeArray[3 * k + c]) ||
+          !SamePoint(plain.NormalArray[3 * i + c], variant.NormalArray[3 * k + c]))
         return testing::AssertionFailure()
                << "triangle " << k << " (cell " << x << "," << y << ") differs at corner " << c;
-    if (!SameBits(plain.MainNormalArray[i], variant.MainNormalArray[k]))
+    if (!SamePoint(plain.MainNormalArray[i], variant.MainNormalArray[k]))
       return testing::AssertionFailure() << "main normal of triangle " << k << " differs";
     ++k;
   }

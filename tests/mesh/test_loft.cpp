@@ -191,8 +191,7 @@ TEST(MeshLoft, DelaunayBandBetweenTwoBorderPolygons) {
   CSSE3dPolygon upper, lower;
   d.GetBorderPointsTop(&upper);
   d.GetBorderPointsBottom(&lower);
-  EXPECT_EQ(upper.GetNumPoints(), 60);
-  EXPECT_EQ(lower.GetNumPoints(), 100);
+  EXPECT_TRUE(AllEqual({FIELD(upper.GetNumPoints(), 60), FIELD(lower.GetNumPoints(), 100)}));
   float x, y, z;
   lower.GetPoint(0, x, y, z);
   EXPECT_TRUE(AllEqual({FIELD(x, 30.0f), FIELD(y, 20.0f), FIELD(z, 0.0f)}));
