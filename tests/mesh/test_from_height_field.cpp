@@ -400,8 +400,7 @@ TEST(MeshTwoFields, RectangleAndBadInput) {
   EXPECT_TRUE(SameXY(hi, 6, 5));
 
   CSSEMatrix other;
-  other.Create(11, 9);
-  other.Fill(1.0f);
+  MakeField(other, 11, 9, [](int, int) { return 1.0f; });
   const int rectangles[][4] = {{7, 2, 0, 7}, {0, 10, 5, 5}, {20, 30, 0, 7}};
   for (const auto& r : rectangles) {
     CHTriangulation m(&f.top, &f.bottom, true, 1, 1, 1, r[0], r[1], r[2], r[3], 1, 1);

@@ -153,10 +153,8 @@ TEST(MeshScanVariants, MatchThePlainConversionAndWhatFollowsIt) {
       // The band keeps to its rows and leaves the rest as it was.
       const float yFrom = float(rng() % 20) - 3, yTo = yFrom + float(rng() % 15);
       CSSEMatrix banded, whole;
-      banded.Create(ca.GetSizeX(), ca.GetSizeY());
-      banded.Fill(7.5f);
-      whole.Create(ca.GetSizeX(), ca.GetSizeY());
-      whole.Fill(7.5f);
+      MakeField(banded, ca.GetSizeX(), ca.GetSizeY(), [](int, int) { return 7.5f; });
+      MakeField(whole, ca.GetSizeX(), ca.GetSizeY(), [](int, int) { return 7.5f; });
       (a.*f.band)(&banded, yFrom, yTo);
       (a.*f.noDelete)(&whole, false, false);
       ForEachCell(whole, [&](int, int y, float v) {
