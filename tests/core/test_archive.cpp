@@ -55,21 +55,16 @@ TEST(Archive, BytesReadBackAndEveryTruncatedPrefixThrowsEndOfFile) {
   EXPECT_EQ(CauseOf([&] { ar.Read(big.data(), big.size()); }), CArchiveException::endOfFile);
 }
 
-TEST(Archive, WrongDirectionThrows) {
+// Each archive goes one way only. A loading archive hands its read-ahead
+// back on close; a stream that cannot seek (a pipe) still reads, its length
+// unknown.
+TEST(Archive, DirectionStreamPositionAfterCloseAndUnseekableStreams) {
   std::ostringstream out;
   CArchive storing(out);
-  std::int32_t v;
-  EXPECT_EQ(CauseOf([&] { storing >> v; }), CArchiveException::writeOnly);
-  std::istringstream in(std::string(8, '\0'));
-  CArchive loading(in);
-  EXPECT_EQ(CauseOf([&] { loading << std::int32_t(1); }), CArchiveException::readOnly);
-}
-
-// A loading archive hands its read-ahead back on close; a stream that cannot
-// seek (a pipe) still reads, its length unknown.
-TEST(Archive, StreamPositionAfterCloseAndUnseekableStreams) {
-  std::istringstream in(kSample);
   std::int32_t v = 0;
+  EXPECT_EQ(CauseOf([&] { storing >> v; }), CArchiveException::writeOnly);
+  std::istringstream zeros(std::string(8, '\0')), in(kSample);
+  EXPECT_EQ(CauseOf([&] { CArchive(zeros) << std::int32_t(1); }), CArchiveException::readOnly);
   CArchive(in) >> v;
   EXPECT_EQ(in.tellg(), std::streampos(4));
   struct PipeBuf : std::streambuf {

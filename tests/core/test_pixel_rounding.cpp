@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <limits>
@@ -21,15 +22,8 @@ long long NaivePixel(double v) {
   return static_cast<long long>(std::trunc(r));
 }
 
-int NaiveClamped(double v, int size) {
-  long long p = NaivePixel(v);
-  if (p > size - 1) p = size - 1;
-  if (p < 0) p = 0;
-  return static_cast<int>(p);
-}
-
 testing::AssertionResult SameAsNaive(double v, int size) {
-  const int got = ClampedPixelOf(v, size), want = NaiveClamped(v, size);
+  const long long got = ClampedPixelOf(v, size), want = std::max(0LL, std::min(NaivePixel(v), size - 1LL));
   if (got == want) return testing::AssertionSuccess();
   return testing::AssertionFailure() << "ClampedPixelOf(" << v << ", " << size << ") = " << got << ", want " << want;
 }

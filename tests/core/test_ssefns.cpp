@@ -18,14 +18,10 @@ static void ExpectLanes(__m128 m, float x, float y, float z, float w) {
 
 static const float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-static float Max(__m128 v) {
+// The result of max_of_m128 or min_of_m128.
+static float Extreme(void (*f)(__m128, float*), __m128 v) {
   float out;
-  CSSEFns::max_of_m128(v, &out);
-  return out;
-}
-static float Min(__m128 v) {
-  float out;
-  CSSEFns::min_of_m128(v, &out);
+  f(v, &out);
   return out;
 }
 
@@ -43,10 +39,10 @@ TEST(SSEFns, ScalarQuantitiesUseAllFourLanesAndPairTheirSums) {
       {"sum pairs lane 0 with 3", CSSEFns::internal_addition_of_m128(V(1e8f, 1, -1e8f, 1)), 0},
       {"scalarproduct pairs alike", CSSEFns::scalarproduct(V(1e8f, 1, -1e8f, 1), V(1, 1, 1, 1)), 0},
       // max(max(y, w), max(x, z)): a NaN in x loses against z, a NaN in z wins.
-      {"max with NaN in x", Max(V(kNaN, 1, 2, 3)), 3},
-      {"min with NaN in x", Min(V(kNaN, 1, 2, 3)), 1},
-      {"max with NaN in z", Max(V(1, 5, kNaN, 3)), kNaN},
-      {"min with NaN in z", Min(V(1, 5, kNaN, 3)), kNaN},
+      {"max with NaN in x", Extreme(CSSEFns::max_of_m128, V(kNaN, 1, 2, 3)), 3},
+      {"min with NaN in x", Extreme(CSSEFns::min_of_m128, V(kNaN, 1, 2, 3)), 1},
+      {"max with NaN in z", Extreme(CSSEFns::max_of_m128, V(1, 5, kNaN, 3)), kNaN},
+      {"min with NaN in z", Extreme(CSSEFns::min_of_m128, V(1, 5, kNaN, 3)), kNaN},
   };
   for (const auto& c : cases)
     if (std::isnan(c.expected))

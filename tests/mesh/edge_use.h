@@ -43,26 +43,23 @@ inline std::string Describe(const std::pair<CornerKey, CornerKey>& e) {
   return s.str();
 }
 
-// Closed and consistently wound: every edge used by exactly two triangles,
-// once in each direction. Names the first edge that is not.
-inline testing::AssertionResult IsClosedSurface(const CHTriangulation& m) {
-  if (m.NumTriangles < 1) return testing::AssertionFailure() << "the mesh is empty";
-  for (const auto& [edge, use] : EdgeUses(m)) {
-    if (use.count != 2)
-      return testing::AssertionFailure() << Describe(edge) << " is used by " << use.count << " triangles";
-    if (use.forward != 1) return testing::AssertionFailure() << Describe(edge) << " is run twice in the same direction";
-  }
-  return testing::AssertionSuccess();
-}
+enum EdgeRule {
+  kClosed,  // every edge used by exactly two triangles, once in each direction
+  kBand,    // no edge used by more than two triangles, a shared edge run in both directions
+  kPaired,  // every edge used an even number of times, as often in each direction (a closed
+            // surface that may touch itself at a corner)
+};
 
-// No edge used by more than two triangles, and a shared edge run in both
-// directions. Names the first edge that is not.
-inline testing::AssertionResult IsManifoldBand(const CHTriangulation& m) {
+// The edges follow the rule (a closed surface is not empty); names the first edge that does not.
+inline testing::AssertionResult EdgesUsed(const CHTriangulation& m, EdgeRule rule) {
+  if (rule == kClosed && m.NumTriangles < 1) return testing::AssertionFailure() << "the mesh is empty";
   for (const auto& [edge, use] : EdgeUses(m)) {
-    if (use.count > 2)
-      return testing::AssertionFailure() << Describe(edge) << " is used by " << use.count << " triangles";
-    if (use.count == 2 && use.forward != 1)
-      return testing::AssertionFailure() << Describe(edge) << " is run twice in the same direction";
+    const bool broken =
+        rule == kPaired ? use.count % 2 || 2 * use.forward != use.count
+                        : use.count > 2 || (rule == kClosed && use.count < 2) || (use.count == 2 && use.forward != 1);
+    if (broken)
+      return testing::AssertionFailure() << Describe(edge) << " is used " << use.count << " times, " << use.forward
+                                         << " of them forward";
   }
   return testing::AssertionSuccess();
 }
@@ -76,13 +73,6 @@ inline double EnclosedVolume(const CHTriangulation& m) {
          double(a.z) * (double(b.x) * c.y - double(b.y) * c.x);
   }
   return v / 6.0;
-}
-
-inline double TriangleArea(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) {
-  const double ux = double(b.x) - a.x, uy = double(b.y) - a.y, uz = double(b.z) - a.z;
-  const double vx = double(c.x) - a.x, vy = double(c.y) - a.y, vz = double(c.z) - a.z;
-  const double nx = uy * vz - uz * vy, ny = uz * vx - ux * vz, nz = ux * vy - uy * vx;
-  return 0.5 * std::sqrt(nx * nx + ny * ny + nz * nz);
 }
 
 }  // namespace mesh_test

@@ -24,6 +24,8 @@ inline double LatticeValue(std::uint32_t seed, int octave, int ix, int iy) {
   return double(h >> 11) * (1.0 / 9007199254740992.0);
 }
 
+inline double Smoothstep(double t) { return t * t * (3.0 - 2.0 * t); }
+
 // Value noise, octaves summed with the given gain, each octave's lattice
 // twice as fine as the one before, the first with basePeriod pixels per cell;
 // scaled into [low, high]. Every pixel gets a value of at least low, so no
@@ -35,15 +37,11 @@ inline std::vector<double> FbmValues(int width, int height, std::uint32_t seed, 
   double amplitude = 1.0, period = basePeriod;
   for (int o = 0; o < octaves; ++o) {
     for (int y = 0; y < height; ++y) {
-      const double fy = y / period;
-      const int iy = int(std::floor(fy));
-      double ty = fy - iy;
-      ty = ty * ty * (3.0 - 2.0 * ty);
+      const int iy = int(std::floor(y / period));
+      const double ty = Smoothstep(y / period - iy);
       for (int x = 0; x < width; ++x) {
-        const double fx = x / period;
-        const int ix = int(std::floor(fx));
-        double tx = fx - ix;
-        tx = tx * tx * (3.0 - 2.0 * tx);
+        const int ix = int(std::floor(x / period));
+        const double tx = Smoothstep(x / period - ix);
         const double a = LatticeValue(seed, o, ix, iy), b = LatticeValue(seed, o, ix + 1, iy);
         const double c = LatticeValue(seed, o, ix, iy + 1), d = LatticeValue(seed, o, ix + 1, iy + 1);
         const double top = a + (b - a) * tx, bottom = c + (d - c) * tx;

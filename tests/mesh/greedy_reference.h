@@ -63,18 +63,20 @@ inline std::array<double, 3> WorstPixel(const Mesh& m, const std::vector<float>&
   return worst;
 }
 
+// The first triangle holding the directed edge a->b, and its third corner
+// (-1 and -1 when none does), by searching the whole list.
+inline std::pair<int, int> FindEdge(const Mesh& m, int a, int b) {
+  for (int t = 0; t < int(m.triangles.size()); ++t)
+    for (int k = 0; k < 3; ++k)
+      if (m.triangles[t][k] == a && m.triangles[t][(k + 1) % 3] == b)
+        return std::make_pair(t, m.triangles[t][(k + 2) % 3]);
+  return std::make_pair(-1, -1);
+}
+
 // Restores the Delaunay property after point p was inserted: every edge
 // opposite p is flipped when the corner across it lies in the circle through
 // it and p, and the two edges opposite p after a flip are checked in turn.
-// Triangles are found by searching the whole list.
 inline void FlipAround(Mesh& m, int p) {
-  auto find = [&m](int a, int b) {  // the triangle holding the directed edge a->b, and its third corner
-    for (int t = 0; t < int(m.triangles.size()); ++t)
-      for (int k = 0; k < 3; ++k)
-        if (m.triangles[t][k] == a && m.triangles[t][(k + 1) % 3] == b)
-          return std::make_pair(t, m.triangles[t][(k + 2) % 3]);
-    return std::make_pair(-1, -1);
-  };
   std::vector<std::pair<int, int>> todo;
   for (const auto& tri : m.triangles)
     for (int k = 0; k < 3; ++k)
@@ -82,8 +84,8 @@ inline void FlipAround(Mesh& m, int p) {
   while (!todo.empty()) {
     const auto [a, b] = todo.back();
     todo.pop_back();
-    const auto [t, apex] = find(a, b);
-    const auto [f, q] = find(b, a);
+    const auto [t, apex] = FindEdge(m, a, b);
+    const auto [f, q] = FindEdge(m, b, a);
     if (t < 0 || apex != p || f < 0 || !InCircle(m, a, b, p, q)) continue;
     m.triangles[t] = {p, a, q};
     m.triangles[f] = {q, b, p};
@@ -134,15 +136,10 @@ inline Mesh GreedyMesh(const std::vector<float>& field, int width, int height, d
       const int u = tri[onEdge], v = tri[(onEdge + 1) % 3], w = tri[(onEdge + 2) % 3];
       m.triangles[worstT] = {u, p, w};
       m.triangles.push_back({p, v, w});
-      for (int t = 0; t < int(m.triangles.size()); ++t)
-        for (int k = 0; k < 3; ++k)
-          if (m.triangles[t][k] == v && m.triangles[t][(k + 1) % 3] == u) {
-            const int opposite = m.triangles[t][(k + 2) % 3];
-            m.triangles[t] = {v, p, opposite};
-            m.triangles.push_back({p, u, opposite});
-            t = int(m.triangles.size());
-            break;
-          }
+      if (const auto [t, opposite] = FindEdge(m, v, u); t >= 0) {
+        m.triangles[t] = {v, p, opposite};
+        m.triangles.push_back({p, u, opposite});
+      }
     }
     FlipAround(m, p);
   }

@@ -53,9 +53,6 @@ inline std::vector<Tri> SmallSoup() {
           Tri{{{5, 5, -1, 0}, {7, 5, 0, 0}, {5, 8, 2, 0}}}};
 }
 
-inline bool SameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
-inline bool SameBits(const SSEPoint& a, const SSEPoint& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
-
 // The mesh holds `triangles` triangles and satisfies its invariants.
 inline testing::AssertionResult ValidMesh(const CHTriangulation& m, int triangles, Checks checks = {}) {
   if (m.NumTriangles != triangles)
@@ -89,6 +86,29 @@ inline testing::AssertionResult Detached(const t_htriangle& t) {
   return testing::AssertionSuccess();
 }
 
+// A polygon through the given points.
+inline CSSE3dPolygon Polygon(const std::vector<std::array<float, 3>>& pts) {
+  CSSE3dPolygon poly;
+  poly.Create(static_cast<int>(pts.size()));
+  for (int i = 0; i < static_cast<int>(pts.size()); ++i) poly.SetPoint(i, pts[i][0], pts[i][1], pts[i][2]);
+  return poly;
+}
+
+inline SSEPoint PointOf(const CSSE3dPolygon& p, int i) {
+  SSEPoint s;
+  return p.GetPointSSE(i, s), s;
+}
+
+// (b - a) x (c - a), in double: twice the area, along the normal.
+inline std::array<double, 3> Cross(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) {
+  const double ux = double(b.x) - a.x, uy = double(b.y) - a.y, uz = double(b.z) - a.z;
+  const double vx = double(c.x) - a.x, vy = double(c.y) - a.y, vz = double(c.z) - a.z;
+  return {uy * vz - uz * vy, uz * vx - ux * vz, ux * vy - uy * vx};
+}
+
+// Signed x-y area of a triangle, positive when counter-clockwise.
+inline double AreaXY(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) { return 0.5 * Cross(a, b, c)[2]; }
+
 inline SSEPoint Point(float x, float y, float z, float w = 0.0f) {
   SSEPoint p;
   return p.m = _mm_set_ps(w, z, y, x), p;
@@ -100,6 +120,33 @@ void MakeField(CSSEMatrix& m, int sx, int sy, F f) {
   m.Create(sx, sy);
   for (int y = 0; y < sy; ++y)
     for (int x = 0; x < sx; ++x) m.SetPoint(x, y, f(x, y));
+}
+
+// The scan converters' sample loop written plainly: f(column, row, z) for
+// every sample of every triangle, on the lattice of ScanConvDiagonal steps
+// starting `start` steps in, with the cell it rounds to in the box frame.
+template <class F>
+void ForEachSample(const CHTriangulation& m, float start, F f) {
+  const SSEPoint lo = m.PointArray[0];
+  for (int i = 0; i < m.NumTriangles; ++i) {
+    const SSEPoint p = m.EdgeArray[3 * i], s = m.SArray[i], t = m.TArray[i];
+    const float lenS = CSSEFns::vectorlen(s.m), lenT = CSSEFns::vectorlen(t.m);
+    const double step = double(m.ScanConvDiagonal) / (lenS > lenT ? lenS : lenT);
+    for (float u = float(start * step); u < 1.0f; u += step)
+      for (float v = float(start * step); v < 1.0 - u; v += step) {
+        const float qx = p.x + u * s.x + v * t.x, qy = p.y + u * s.y + v * t.y, qz = p.z + u * s.z + v * t.z;
+        f(int((qx - lo.x) / m.ScanConvResX + 0.5), int((qy - lo.y) / m.ScanConvResY + 0.5), qz);
+      }
+  }
+}
+
+// A soup of 1 to 30 triangles over [0, 30)^2 with heights in [zLow, zHigh).
+inline std::vector<Tri> RandomSoup(std::mt19937& rng, float zLow, float zHigh) {
+  std::uniform_real_distribution<float> coord(0.0f, 30.0f), height(zLow, zHigh);
+  std::vector<Tri> soup(1 + rng() % 30);
+  for (Tri& t : soup)
+    for (Corner& c : t) c = {coord(rng), coord(rng), height(rng), 0};
+  return soup;
 }
 
 // Records message boxes instead of showing them, while alive.

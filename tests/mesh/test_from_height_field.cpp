@@ -1,6 +1,13 @@
-// Meshes from height fields: the cell case table of AppendTriangle, and both
-// builders against a cell-by-cell loop through it on seeded random fields.
+// Meshes from height fields: the cell case table of AppendTriangle, both
+// builders against a cell-by-cell loop through it on seeded random fields,
+// the polygon and sub-rectangle variants of the subsampled builder against
+// the plain one with its cells filtered afterwards, and the solid between
+// two height fields: closed, wound consistently, and enclosing the volume
+// between the plain builder's two surfaces.
 
+#include <functional>
+
+#include "edge_use.h"
 #include "mesh_testing.h"
 
 namespace {
@@ -170,6 +177,240 @@ TEST(MeshFromField, ConstructorsRunTheirPassesOverTheUnwrittenTail) {
   m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 0, 3),
       m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 2, 0);
   EXPECT_EQ(m.NumTriangles, 60);
+}
+
+// Power-of-two scales, so a triangle's cell comes back exactly from its corners.
+constexpr float kScaleX = 0.5f, kScaleY = 2.0f;
+
+// A field with holes (0) and heights in [1, 9]; odd sizes on purpose.
+void RandomField(CSSEMatrix& f, int sx, int sy, std::mt19937& rng) {
+  std::uniform_real_distribution<float> h(1.0f, 9.0f);
+  MakeField(f, sx, sy, [&](int, int) { return rng() % 7 == 0 ? 0.0f : h(rng); });
+}
+
+// A star-shaped polygon around the field's middle whose corners sit on
+// half-pixel positions, so cell centres fall on its edges and corners.
+void RandomStar(CSSE3dPolygon& p, int sx, int sy, std::mt19937& rng) {
+  const int n = 3 + int(rng() % 12);
+  p.Create(n);
+  for (int i = 0; i < n; ++i) {
+    const double a = 6.283185307179586 * i / n, r = 0.2 + 0.5 * (rng() % 100) / 100.0;
+    p.SetPoint(i, std::round(float(sx * (0.5 + r * std::cos(a))) * 2) / 2,
+               std::round(float(sy * (0.5 + r * std::sin(a))) * 2) / 2, 0);
+  }
+}
+
+// The triangles of `plain` whose cell passes keep, in order, bit for bit
+// (corners, vertex normals, main normal) in `variant`.
+testing::AssertionResult SameAsFiltered(const CHTriangulation& plain, const CHTriangulation& variant,
+                                        const std::function<bool(int, int)>& keep) {
+  int k = 0;
+  for (int i = 0; i < plain.NumTriangles; ++i) {
+    // The lower corner (pixels) of the cell the triangle came from.
+    const SSEPoint* corner = plain.EdgeArray + 3 * i;
+    const int x = int(std::min({corner[0].x, corner[1].x, corner[2].x}) / kScaleX),
+              y = int(std::min({corner[0].y, corner[1].y, corner[2].y}) / kScaleY);
+    if (!keep(x, y)) continue;
+    if (k >= variant.NumTriangles)
+      return testing::AssertionFailure() << "variant lacks the triangle of cell " << x << "," << y;
+    for (int c = 0; c < 3; ++c)
+      if (!SamePoint(plain.EdgeArray[3 * i + c], variant.EdgeArray[3 * k + c]) ||
+          !SamePoint(plain.NormalArray[3 * i + c], variant.NormalArray[3 * k + c]))
+        return testing::AssertionFailure()
+               << "triangle " << k << " (cell " << x << "," << y << ") differs at corner " << c;
+    if (!SamePoint(plain.MainNormalArray[i], variant.MainNormalArray[k]))
+      return testing::AssertionFailure() << "main normal of triangle " << k << " differs";
+    ++k;
+  }
+  if (k != variant.NumTriangles)
+    return testing::AssertionFailure() << "variant has " << variant.NumTriangles - k << " extra triangles";
+  return testing::AssertionSuccess();
+}
+
+TEST(MeshSubsampledVariants, PolygonVariantKeepsExactlyTheCellsWhoseCentreIsInside) {
+  const int sizes[] = {1, 2, 3, 5, 7, 17, 31, 40};
+  int kept = 0, dropped = 0;
+  for (unsigned seed = 1; seed <= 60; ++seed) {
+    std::mt19937 rng(seed);
+    const int sx = sizes[rng() % 8], sy = sizes[rng() % 8], stepX = 1 + rng() % 3, stepY = 1 + rng() % 3;
+    const bool above = rng() % 2;
+    CSSEMatrix field;
+    RandomField(field, sx, sy, rng);
+    CSSE3dPolygon polygon;
+    RandomStar(polygon, sx, sy, rng);
+    const float threshold = above ? 0.0f : 7.0f;
+    CHTriangulation plain(&field, threshold, above, kScaleX, kScaleY, 1, stepX, stepY);
+    CHTriangulation variant(&field, threshold, above, kScaleX, kScaleY, 1, stepX, stepY, &polygon);
+    EXPECT_TRUE(SameAsFiltered(
+        plain, variant,
+        [&](int x, int y) { return polygon.PointInLineInnerArea(x + stepX * 0.5f, y + stepY * 0.5f, 1); }))
+        << "seed " << seed;
+    EXPECT_EQ(CheckMesh(variant, kAll), "") << "seed " << seed;
+    kept += variant.NumTriangles;
+    dropped += plain.NumTriangles - variant.NumTriangles;
+  }
+  EXPECT_GT(kept, 1000) << "the cases should mix";
+  EXPECT_GT(dropped, 1000) << "the cases should mix";
+}
+
+TEST(MeshSubsampledVariants, SubRectangleIsThePlainBuilderCutToTheRectangle) {
+  for (unsigned seed = 1; seed <= 60; ++seed) {
+    std::mt19937 rng(seed);
+    const int sx = 1 + rng() % 40, sy = 1 + rng() % 40, stepX = 1 + rng() % 3, stepY = 1 + rng() % 3;
+    CSSEMatrix field;
+    RandomField(field, sx, sy, rng);
+    CHTriangulation plain(&field, 0.0f, true, kScaleX, kScaleY, 1, stepX, stepY);
+    // The whole raster (and beyond: the rectangle is clipped) is the plain mesh.
+    CHTriangulation whole(&field, 0.0f, true, kScaleX, kScaleY, 1, -5, sx + 9, -1, sy - 1, stepX, stepY, false);
+    EXPECT_TRUE(SameAsFiltered(plain, whole, [](int, int) { return true; })) << "seed " << seed;
+    // A rectangle starting on the lattice.
+    const int x0 = stepX * int(rng() % 5), y0 = stepY * int(rng() % 5);
+    const int x1 = x0 + int(rng() % 30), y1 = y0 + int(rng() % 30);
+    CHTriangulation part(&field, 0.0f, true, kScaleX, kScaleY, 1, x0, x1, y0, y1, stepX, stepY, false);
+    EXPECT_TRUE(SameAsFiltered(plain, part,
+                               [&](int x, int y) { return x >= x0 && y >= y0 && x + stepX <= x1 && y + stepY <= y1; }))
+        << "seed " << seed << " rectangle " << x0 << ".." << x1 << " x " << y0 << ".." << y1;
+  }
+}
+
+TEST(MeshSubsampledVariants, FillCellsMakesEveryCellWithAValidCornerPerColumnFull) {
+  CSSEMatrix field;
+  MakeField(field, 2, 2, [](int x, int y) { return x == 1 && y == 1 ? 0.0f : 3.0f; });
+  CHTriangulation plain(&field, 0.0f, true, 1, 1, 1, 0, 1, 0, 1, 1, 1, false);
+  CHTriangulation filled(&field, 0.0f, true, 1, 1, 1, 0, 1, 0, 1, 1, 1, true);
+  EXPECT_EQ(plain.NumTriangles, 1);
+  ASSERT_EQ(filled.NumTriangles, 2);
+  EXPECT_EQ(filled.EdgeArray[1].z, 0.0f);  // P11 takes the invalid pixel's value
+}
+
+TEST(MeshSubsampledVariants, BadInputGivesAnEmptyMeshOrLeavesItAlone) {
+  CSSEMatrix field;
+  MakeField(field, 9, 9, [](int, int) { return 2.0f; });
+  CSSE3dPolygon two = Polygon({{0, 0, 0}, {8, 8, 0}}), flat = Polygon({{0, 0, 0}, {4, 4, 0}, {8, 8, 0}}),
+                far = Polygon({{100, 100, 0}, {110, 100, 0}, {100, 110, 0}});
+  for (CSSE3dPolygon* p : {&two, &flat, &far, static_cast<CSSE3dPolygon*>(nullptr)}) {
+    CHTriangulation m(&field, 0.0f, true, 1, 1, 1, 1, 1, p);
+    EXPECT_EQ(m.NumTriangles, 0) << (p ? p->GetNumPoints() : -1);
+  }
+  const int rectangles[][4] = {{5, 2, 0, 8}, {0, 8, 6, 6}, {20, 30, 0, 8}, {0, 8, -9, -2}};
+  for (const auto& r : rectangles) {
+    CHTriangulation m(&field, 0.0f, true, 1, 1, 1, r[0], r[1], r[2], r[3], 1, 1, false);
+    EXPECT_EQ(m.NumTriangles, 0) << r[0] << " " << r[1] << " " << r[2] << " " << r[3];
+  }
+  // A zero step leaves the mesh as it was.
+  CHTriangulation m(&field, 0.0f, true, 1, 1, 1, 1, 1);
+  const int before = m.NumTriangles;
+  m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 0, 8, 0, 8, 0, 1, false);
+  m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 0, 1, &far);
+  EXPECT_EQ(m.NumTriangles, before);
+  m.CreateTriangulationFromSSEFieldSubSampled(nullptr, 0.0f, true, 0, 8, 0, 8, 1, 1, false);
+  EXPECT_EQ(m.NumTriangles, before);
+}
+
+// Sum over the triangles of their signed x-y area times their mean z: the
+// volume between a surface and z = 0.
+double VolumeUnder(const CHTriangulation& m) {
+  double v = 0.0;
+  for (int i = 0; i < m.NumTriangles; ++i) {
+    const SSEPoint &a = m.EdgeArray[3 * i], &b = m.EdgeArray[3 * i + 1], &c = m.EdgeArray[3 * i + 2];
+    v += AreaXY(a, b, c) * (double(a.z) + b.z + c.z) / 3.0;
+  }
+  return v;
+}
+
+struct Fields {
+  CSSEMatrix top, bottom;
+};
+
+// Bottom heights in [1, 4], top 0.5 to 5 above; no data outside `inside`.
+template <class Inside>
+void MakeFields(Fields& f, int sx, int sy, std::mt19937& rng, Inside inside) {
+  std::uniform_real_distribution<float> base(1.0f, 4.0f), gap(0.5f, 5.0f);
+  f.bottom.Create(sx, sy), f.top.Create(sx, sy);
+  for (int y = 0; y < sy; ++y)
+    for (int x = 0; x < sx; ++x) {
+      if (!inside(x, y)) continue;
+      const float b = base(rng);
+      f.bottom.SetPoint(x, y, b);
+      f.top.SetPoint(x, y, b + gap(rng));
+    }
+}
+
+// Seeds 1 to 30 take elliptic regions (closed solids, steps alike in x and
+// y), the rest random masks with holes in one field only.
+TEST(MeshTwoFields, SolidsHoldTheVolumeBetweenThePlainBuildersSurfaces) {
+  const int sizes[] = {1, 2, 3, 5, 7, 17, 31};
+  int solids = 0;
+  for (unsigned seed = 1; seed <= 70; ++seed) {
+    const bool disk = seed <= 30;
+    std::mt19937 rng(disk ? seed : seed - 30);
+    int sx, sy, stepX, stepY;
+    Fields f;
+    if (disk) {
+      sx = 3 + rng() % 40;
+      sy = 3 + rng() % 40;
+      stepX = stepY = 1 + rng() % 2;
+      const double cx = sx * 0.5, cy = sy * 0.5, rx = sx * (0.2 + 0.3 * (rng() % 100) / 100.0), ry = sy * 0.45;
+      MakeFields(f, sx, sy, rng, [&](int x, int y) {
+        return (x - cx) * (x - cx) / (rx * rx) + (y - cy) * (y - cy) / (ry * ry) <= 1.0;
+      });
+    } else {
+      sx = sizes[rng() % 7];
+      sy = sizes[rng() % 7];
+      stepX = 1 + rng() % 2;
+      stepY = 1 + rng() % 3;
+      MakeFields(f, sx, sy, rng, [&](int, int) { return rng() % 5 != 0; });
+      for (int k = 0; k < sx * sy / 8; ++k) (k % 2 ? f.top : f.bottom).SetPoint(rng() % sx, rng() % sy, 0.0f);
+    }
+    const float scaleX = disk ? 0.5f : 1.0f, scaleY = disk ? 2.0f : 1.0f;
+    CHTriangulation solid(&f.top, &f.bottom, true, scaleX, scaleY, 1.0f, stepX, stepY);
+    if (disk && solid.NumTriangles > 0) ++solids;
+    // A disk gives a closed solid; masks may touch themselves at a corner.
+    EXPECT_TRUE(EdgesUsed(solid, disk && solid.NumTriangles > 0 ? kClosed : kPaired))
+        << "seed " << seed << " size " << sx << "x" << sy << " step " << stepX << "x" << stepY;
+    // The plain builder on each field cut to the common pixels gives the
+    // same cells: the solid holds the volume between those two surfaces.
+    CSSEMatrix top, bottom;
+    MakeField(top, sx, sy, [&](int x, int y) { return f.bottom.GetPoint(x, y) == 0 ? 0.0f : f.top.GetPoint(x, y); });
+    MakeField(bottom, sx, sy, [&](int x, int y) { return f.top.GetPoint(x, y) == 0 ? 0.0f : f.bottom.GetPoint(x, y); });
+    CHTriangulation upper(&top, 0.0f, true, scaleX, scaleY, 1, stepX, stepY),
+        lower(&bottom, 0.0f, true, scaleX, scaleY, 1, stepX, stepY);
+    const double expected = VolumeUnder(upper) - VolumeUnder(lower);
+    EXPECT_NEAR(EnclosedVolume(solid), expected, 1e-9 * (1 + std::fabs(expected)) + 1e-6) << "seed " << seed;
+    // Without walls: the two surfaces alone.
+    CHTriangulation sheets(&f.top, &f.bottom, false, scaleX, scaleY, 1.0f, stepX, stepY);
+    EXPECT_EQ(sheets.NumTriangles, upper.NumTriangles + lower.NumTriangles) << "seed " << seed;
+  }
+  EXPECT_GT(solids, 20);
+}
+
+TEST(MeshTwoFields, RectangleAndBadInput) {
+  std::mt19937 rng(3);
+  Fields f;
+  MakeFields(f, 11, 8, rng, [](int, int) { return true; });
+  CHTriangulation whole(&f.top, &f.bottom, true, 1, 1, 1, 1, 1);
+  CHTriangulation clipped(&f.top, &f.bottom, true, 1, 1, 1, -4, 99, -1, 7, 1, 1);
+  ASSERT_EQ(whole.NumTriangles, clipped.NumTriangles);
+  EXPECT_EQ(std::memcmp(whole.EdgeArray, clipped.EdgeArray, sizeof(SSEPoint) * 3 * whole.NumTriangles), 0);
+  CHTriangulation part(&f.top, &f.bottom, true, 1, 1, 1, 2, 7, 1, 5, 2, 2);
+  EXPECT_TRUE(EdgesUsed(part, kClosed));
+  SSEPoint lo, hi;
+  part.GetMinPoint(lo), part.GetMaxPoint(hi);
+  EXPECT_TRUE(SameXY(lo, 2, 1));
+  EXPECT_TRUE(SameXY(hi, 6, 5));
+
+  CSSEMatrix other;
+  MakeField(other, 11, 9, [](int, int) { return 1.0f; });
+  const int rectangles[][4] = {{7, 2, 0, 7}, {0, 10, 5, 5}, {20, 30, 0, 7}};
+  for (const auto& r : rectangles) {
+    CHTriangulation m(&f.top, &f.bottom, true, 1, 1, 1, r[0], r[1], r[2], r[3], 1, 1);
+    EXPECT_EQ(m.NumTriangles, 0) << r[0] << " " << r[1] << " " << r[2] << " " << r[3];
+  }
+  CHTriangulation differentSizes(&f.top, &other, true, 1, 1, 1, 1, 1);
+  CHTriangulation none(nullptr, &other, true, 1, 1, 1, 1, 1);
+  EXPECT_TRUE(AllEqual({FIELD(differentSizes.NumTriangles, 0), FIELD(none.NumTriangles, 0)}));
+  whole.CreateTriangulationFromSSEFieldSubSampledTwoFields(&f.top, &f.bottom, true, 0, 1);
+  EXPECT_EQ(whole.NumTriangles, clipped.NumTriangles);  // a zero step leaves the mesh alone
 }
 
 }  // namespace

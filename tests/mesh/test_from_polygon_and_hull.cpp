@@ -1,8 +1,6 @@
 // Meshes built from contours (ear clipping, refined, fan) and from the
 // faces of a 3D hull and of the lifted Delaunay triangulation.
 
-#include <algorithm>
-#include <array>
 #include <set>
 
 #include "mesh_testing.h"
@@ -13,24 +11,9 @@ namespace {
 
 using namespace mesh_test;
 
-CSSE3dPolygon Polygon(const std::vector<std::array<float, 3>>& pts) {
-  CSSE3dPolygon poly;
-  poly.Create(static_cast<int>(pts.size()));
-  for (int i = 0; i < static_cast<int>(pts.size()); ++i) poly.SetPoint(i, pts[i][0], pts[i][1], pts[i][2]);
-  return poly;
-}
-
-SSEPoint PolygonPoint(const CSSE3dPolygon& p, int i) {
-  SSEPoint s;
-  return p.GetPointSSE(i, s), s;
-}
-
 double PlanarArea(const CHTriangulation& m) {
   double a = 0;
-  for (const SSEPoint* p = m.EdgeArray; p != m.EdgeArray + 3 * m.NumTriangles; p += 3)
-    a += ((double(p[1].x) - p[0].x) * (double(p[2].y) - p[0].y) -
-          (double(p[2].x) - p[0].x) * (double(p[1].y) - p[0].y)) /
-         2;
+  for (const SSEPoint* p = m.EdgeArray; p != m.EdgeArray + 3 * m.NumTriangles; p += 3) a += AreaXY(p[0], p[1], p[2]);
   return a;
 }
 
@@ -39,8 +22,7 @@ TEST(MeshFromPolygon, FanStartsWithTheClosingEdge) {
   CHTriangulation m(&square, 1.0f, 1.0f, 1.0f, 1, 0.0f, true, false);
   ASSERT_TRUE(ValidMesh(m, 4, kAll));
   for (int t = 0; t < 4; ++t)
-    for (auto [k, p] :
-         {std::pair{0, PolygonPoint(square, (t + 3) % 4)}, {1, PolygonPoint(square, t)}, {2, Point(1, 1, 2)}})
+    for (auto [k, p] : {std::pair{0, PointOf(square, (t + 3) % 4)}, {1, PointOf(square, t)}, {2, Point(1, 1, 2)}})
       EXPECT_TRUE(SamePoint(m.EdgeArray[3 * t + k], p)) << "triangle " << t << " corner " << k;
   SSEPoint own;
   square.GetGeometricCenter(own);
@@ -66,7 +48,7 @@ TEST(MeshFromPolygon, EarClippingTakesTheSourcePointsThroughTheStep) {
     for (int i = 0; i < 3 * m.GetNumTriangles(); ++i)
       EXPECT_TRUE(AllEqual({FIELD(int(m.EdgeArray[i].z) % step, 0), FIELD(m.EdgeArray[i].w, 0.0f)})) << "corner " << i;
     // The search starts at the head's successor: the first ear is vertex 1.
-    EXPECT_TRUE(SamePoint(m.EdgeArray[1], PolygonPoint(poly, step))) << step;
+    EXPECT_TRUE(SamePoint(m.EdgeArray[1], PointOf(poly, step))) << step;
     EXPECT_NEAR(PlanarArea(m), step == 1 ? 282.8427 : 200.0, 1e-3);
   }
 }

@@ -33,11 +33,9 @@ void Circle(CSSE3dPolygon& p, int n, float z, double radius, double phase = 0.0,
 testing::AssertionResult FacesRadially(const CHTriangulation& m, int sign) {
   for (int i = 0; i < m.NumTriangles; ++i) {
     const SSEPoint &a = m.EdgeArray[3 * i], &b = m.EdgeArray[3 * i + 1], &c = m.EdgeArray[3 * i + 2];
-    const double ux = double(b.x) - a.x, uy = double(b.y) - a.y, uz = double(b.z) - a.z;
-    const double vx = double(c.x) - a.x, vy = double(c.y) - a.y, vz = double(c.z) - a.z;
-    const double nx = uy * vz - uz * vy, ny = uz * vx - ux * vz;
+    const auto n = Cross(a, b, c);
     const double mx = (double(a.x) + b.x + c.x) / 3, my = (double(a.y) + b.y + c.y) / 3;
-    if (sign * (nx * mx + ny * my) <= 0)
+    if (sign * (n[0] * mx + n[1] * my) <= 0)
       return testing::AssertionFailure() << "triangle " << i << " at (" << mx << ", " << my << ") folds over";
   }
   return testing::AssertionSuccess();
@@ -48,17 +46,17 @@ testing::AssertionResult UsesEveryPoint(const CHTriangulation& m, const CSSE3dPo
   std::set<CornerKey> corners;
   for (int i = 0; i < 3 * m.NumTriangles; ++i) corners.insert(KeyOf(m.EdgeArray[i]));
   for (int i = 0; i < p.GetNumPoints(); ++i) {
-    SSEPoint q;
-    p.GetPointSSE(i, q);
-    if (!corners.count(KeyOf(q))) return testing::AssertionFailure() << "point " << i << " is not used";
+    if (!corners.count(KeyOf(PointOf(p, i)))) return testing::AssertionFailure() << "point " << i << " is not used";
   }
   return testing::AssertionSuccess();
 }
 
 double Area(const CHTriangulation& m) {
   double area = 0;
-  for (int i = 0; i < m.NumTriangles; ++i)
-    area += TriangleArea(m.EdgeArray[3 * i], m.EdgeArray[3 * i + 1], m.EdgeArray[3 * i + 2]);
+  for (int i = 0; i < m.NumTriangles; ++i) {
+    const auto n = Cross(m.EdgeArray[3 * i], m.EdgeArray[3 * i + 1], m.EdgeArray[3 * i + 2]);
+    area += 0.5 * std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+  }
   return area;
 }
 
@@ -75,13 +73,13 @@ TEST(MeshLoft, FrustumBetweenConcentricCircles) {
   EXPECT_TRUE(FacesRadially(flipped, -1));
   // Closed at both ends it is a solid with the frustum's volume.
   CHTriangulation solid(&low, &high, 1, 1, 1, false, true);
-  EXPECT_TRUE(IsClosedSurface(solid));
+  EXPECT_TRUE(EdgesUsed(solid, kClosed));
   const double volume = kPi * h / 3 * (r1 * r1 + r1 * r2 + r2 * r2);
   EXPECT_NEAR(EnclosedVolume(solid), volume, 0.01 * volume);
   // Every second point, scaled.
   CHTriangulation coarse(&low, &high, 2, 2, 1, 2, false, true);
   EXPECT_EQ(coarse.NumTriangles, 2 * (100 + 75));
-  EXPECT_TRUE(IsClosedSurface(coarse));
+  EXPECT_TRUE(EdgesUsed(coarse, kClosed));
   EXPECT_NEAR(EnclosedVolume(coarse), 4 * volume, 0.02 * 4 * volume);
 }
 
@@ -98,31 +96,29 @@ TEST(MeshLoft, StarShapedPairsGiveBandsWithoutFolds) {
          [&](double a) { return base2 * (1 + a2 * std::cos(k2 * a)); });
     CHTriangulation band(&low, &high, 1, 1, 1, false, false);
     EXPECT_EQ(band.NumTriangles, low.GetNumPoints() + high.GetNumPoints()) << "seed " << seed;
-    EXPECT_TRUE(IsManifoldBand(band)) << "seed " << seed;
+    EXPECT_TRUE(EdgesUsed(band, kBand)) << "seed " << seed;
     EXPECT_TRUE(UsesEveryPoint(band, low)) << "seed " << seed;
     EXPECT_TRUE(UsesEveryPoint(band, high)) << "seed " << seed;
     // A fold shows as a triangle facing the axis (only meaningful when the
     // band does not lie flat: the rings differ in height by at least 1).
     EXPECT_TRUE(FacesRadially(band, 1)) << "seed " << seed;
     CHTriangulation solid(&low, &high, 1, 1, 1, false, true);
-    EXPECT_TRUE(IsClosedSurface(solid)) << "seed " << seed;
+    EXPECT_TRUE(EdgesUsed(solid, kClosed)) << "seed " << seed;
     EXPECT_GT(EnclosedVolume(solid), 0) << "seed " << seed;
   }
 }
 
 TEST(MeshLoft, BadPolygonsGiveEmptyOrDegenerateBands) {
-  CSSE3dPolygon circle, two, line, empty;
+  CSSE3dPolygon circle, empty, two = Polygon({{0, 0, 1}, {1, 0, 1}});
+  CSSE3dPolygon line = Polygon({{0, 0, 3}, {1, 1, 3}, {2, 2, 3}, {3, 3, 3}});  // zero area
   Circle(circle, 12, 0.0f, 5);
-  two.Create(2), two.SetPoint(0, 0, 0, 1), two.SetPoint(1, 1, 0, 1);
-  line.Create(4);
-  for (int i = 0; i < 4; ++i) line.SetPoint(i, float(i), float(i), 3);  // zero area
   for (CSSE3dPolygon* p : {&two, &empty, static_cast<CSSE3dPolygon*>(nullptr)}) {
     CHTriangulation a(&circle, p, 1, 1, 1, false, true), b(p, &circle, 1, 1, 1, 3, true, false);
     EXPECT_TRUE(AllEqual({FIELD(a.NumTriangles, 0), FIELD(b.NumTriangles, 0)}));
   }
   CHTriangulation flat(&circle, &line, 1, 1, 1, false, false);
   EXPECT_EQ(flat.NumTriangles, 16);
-  EXPECT_TRUE(IsManifoldBand(flat));
+  EXPECT_TRUE(EdgesUsed(flat, kBand));
   CHTriangulation huge(&circle, &circle, 1, 1, 1, 1 << 30, false, false);  // one point per ring
   EXPECT_EQ(huge.NumTriangles, 0);
 }
@@ -139,7 +135,7 @@ TEST(MeshLoft, JoinsAMeshToABorderLine) {
   CHTriangulation joined;
   d.LoftWith3DTriangulation(&cap, &margin, &joined);
   EXPECT_EQ(joined.NumTriangles, 64 + 64 + 90);
-  EXPECT_TRUE(IsManifoldBand(joined));
+  EXPECT_TRUE(EdgesUsed(joined, kBand));
   EXPECT_TRUE(UsesEveryPoint(joined, margin));
   // What is left open is exactly the margin.
   int open = 0;
@@ -175,24 +171,19 @@ TEST(MeshLoft, DelaunayBandBetweenTwoBorderPolygons) {
   d.CreateTriangulationFromTwoBorderPolygons(&top, &bottom, &band);
   ASSERT_GT(band.NumTriangles, 0);
   EXPECT_EQ(quiet.texts.size(), 1u);
-  EXPECT_TRUE(IsManifoldBand(band));
+  EXPECT_TRUE(EdgesUsed(band, kBand));
   EXPECT_TRUE(UsesEveryPoint(band, top));
   EXPECT_TRUE(UsesEveryPoint(band, bottom));
   // Counter-clockwise seen from above, covering the annulus between the polygons.
   double projected = 0;
   for (int i = 0; i < band.NumTriangles; ++i) {
-    const SSEPoint &a = band.EdgeArray[3 * i], &b = band.EdgeArray[3 * i + 1], &c = band.EdgeArray[3 * i + 2];
-    const double area = 0.5 * ((double(b.x) - a.x) * (double(c.y) - a.y) - (double(b.y) - a.y) * (double(c.x) - a.x));
+    const double area = AreaXY(band.EdgeArray[3 * i], band.EdgeArray[3 * i + 1], band.EdgeArray[3 * i + 2]);
     ASSERT_GT(area, 0) << "triangle " << i;
     projected += area;
   }
-  auto shoelace = [](const CSSE3dPolygon& p) {
+  auto shoelace = [](const CSSE3dPolygon& p) {  // a fan from the first point
     double a = 0;
-    for (int i = 0, k = p.GetNumPoints() - 1; i < p.GetNumPoints(); k = i++) {
-      float xi, yi, xk, yk;
-      p.GetPointXY(i, xi, yi), p.GetPointXY(k, xk, yk);
-      a += 0.5 * (double(xk) * yi - double(xi) * yk);
-    }
+    for (int i = 2; i < p.GetNumPoints(); ++i) a += AreaXY(PointOf(p, 0), PointOf(p, i - 1), PointOf(p, i));
     return a;
   };
   const double annulus = shoelace(bottom) - shoelace(top);
@@ -200,8 +191,7 @@ TEST(MeshLoft, DelaunayBandBetweenTwoBorderPolygons) {
   CSSE3dPolygon upper, lower;
   d.GetBorderPointsTop(&upper);
   d.GetBorderPointsBottom(&lower);
-  EXPECT_EQ(upper.GetNumPoints(), 60);
-  EXPECT_EQ(lower.GetNumPoints(), 100);
+  EXPECT_TRUE(AllEqual({FIELD(upper.GetNumPoints(), 60), FIELD(lower.GetNumPoints(), 100)}));
   float x, y, z;
   lower.GetPoint(0, x, y, z);
   EXPECT_TRUE(AllEqual({FIELD(x, 30.0f), FIELD(y, 20.0f), FIELD(z, 0.0f)}));

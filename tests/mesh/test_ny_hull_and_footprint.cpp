@@ -1,10 +1,5 @@
 // The x/y hull of a mesh and the decision which triangles of one mesh lie
 // within another's footprint, against naive references.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <random>
-#include <vector>
 
 #include "mesh_testing.h"
 #include "relief/CHDecideNyTriInNyTri.h"
@@ -16,17 +11,13 @@ using namespace mesh_test;
 
 namespace {
 
-double Turn(double ox, double oy, double ax, double ay, double bx, double by) {
-  return (ax - ox) * (by - oy) - (ay - oy) * (bx - ox);
-}
-
 // The hull is a strictly convex counter-clockwise polygon of mesh corners
 // holding every corner: that makes it the convex hull.
 testing::AssertionResult IsHullOf(const TaNyTriangulationTo2DHull& h, const std::vector<Tri>& tris) {
   const int n = h.GetNumPoints();
   for (int i = 0; i < n; ++i) {
     const SSEPoint a = h.GetPoint(i), b = h.GetPoint((i + 1) % n), c = h.GetPoint((i + 2) % n);
-    if (n >= 3 && !(Turn(a.x, a.y, b.x, b.y, c.x, c.y) > 0))
+    if (n >= 3 && !(AreaXY(a, b, c) > 0))
       return testing::AssertionFailure() << "corner " << (i + 1) % n << " is not a strict left turn";
     bool fromMesh = false;
     for (const Tri& t : tris)
@@ -78,12 +69,11 @@ TEST(NyHull2D, CollinearRepeatedAndAbsentInput) {
   Fill(line, {Tri{{{0, 0, 0, 0}, {1, 1, 0, 0}, {3, 3, 0, 0}}}});
   EXPECT_EQ(h.CalcHull(&line), 2);  // a line: its two ends
   EXPECT_FALSE(h.PointInHull(1, 1));
-  EXPECT_EQ(h.CalcHull(&empty), 0);
-  EXPECT_EQ(h.CalcHull(static_cast<CHTriangulation*>(nullptr)), 0);
   NyTriangulationStatic s;
   NyTriangulationDynamic d;
-  EXPECT_EQ(TaNyTriangulationTo2DHull(&s).GetNumPoints(), 0);
-  EXPECT_EQ(TaNyTriangulationTo2DHull(&d).GetNumPoints(), 0);
+  EXPECT_TRUE(AllEqual({FIELD(h.CalcHull(&empty), 0), FIELD(h.CalcHull(static_cast<CHTriangulation*>(nullptr)), 0),
+                        FIELD(TaNyTriangulationTo2DHull(&s).GetNumPoints(), 0),
+                        FIELD(TaNyTriangulationTo2DHull(&d).GetNumPoints(), 0)}));
 }
 
 // ---- triangles within a footprint ---------------------------------------
@@ -95,14 +85,11 @@ std::vector<Tri> HoledGrid() {
   for (int y = 0; y < 10; ++y)
     for (int x = 0; x < 10; ++x) {
       if (x >= 4 && x < 6 && y >= 4 && y < 6) continue;
-      const float x0 = x, y0 = y, x1 = x + 1.0f, y1 = y + 1.0f;
-      if ((x + y) % 2) {
-        out.push_back(Tri{{{x0, y0, 0, 0}, {x1, y0, 0, 0}, {x1, y1, 0, 0}}});
-        out.push_back(Tri{{{x0, y0, 0, 0}, {x1, y1, 0, 0}, {x0, y1, 0, 0}}});
-      } else {
-        out.push_back(Tri{{{x0, y0, 0, 0}, {x1, y0, 0, 0}, {x0, y1, 0, 0}}});
-        out.push_back(Tri{{{x1, y0, 0, 0}, {x1, y1, 0, 0}, {x0, y1, 0, 0}}});
-      }
+      const Corner c00{float(x), float(y), 0, 0}, c10{x + 1.0f, float(y), 0, 0}, c01{float(x), y + 1.0f, 0, 0},
+          c11{x + 1.0f, y + 1.0f, 0, 0};
+      const bool odd = (x + y) % 2;
+      out.push_back(Tri{c00, c10, odd ? c11 : c01});
+      out.push_back(Tri{odd ? c00 : c10, c11, c01});
     }
   return out;
 }
@@ -167,16 +154,15 @@ TEST(NyTriInNyTri, AbsentInput) {
   CHTriangulation some, empty;
   Fill(some, SmallSoup());
   CHDecideNyTriInNyTri decide;
-  EXPECT_EQ(decide.Decide(&some, &empty), 0);
-  EXPECT_EQ(decide.GetNumTriangles(), 3);
-  EXPECT_FALSE(decide.IsTriangleInside(0) || decide.IsTriangleInside(-1) || decide.IsTriangleInside(3));
-  EXPECT_EQ(decide.Decide(&empty, &some), 0);
-  EXPECT_EQ(decide.GetNumTriangles(), 0);
+  EXPECT_TRUE(AllEqual({FIELD(decide.Decide(&some, &empty), 0), FIELD(decide.GetNumTriangles(), 3),
+                        FIELD(decide.IsTriangleInside(0), false), FIELD(decide.IsTriangleInside(-1), false),
+                        FIELD(decide.IsTriangleInside(3), false)}));
+  EXPECT_TRUE(AllEqual({FIELD(decide.Decide(&empty, &some), 0), FIELD(decide.GetNumTriangles(), 0)}));
   EXPECT_EQ(decide.Decide(&some, &some), 3);  // a mesh lies within its own footprint
   NyTriangulationStatic s;
   NyTriangulationDynamic d;
-  EXPECT_EQ(CHDecideNyTriInNyTri(&s, &s).GetNumTriangles(), 0);
-  EXPECT_EQ(CHDecideNyTriInNyTri(&d, &d).GetNumTriangles(), 0);
+  EXPECT_TRUE(AllEqual({FIELD(CHDecideNyTriInNyTri(&s, &s).GetNumTriangles(), 0),
+                        FIELD(CHDecideNyTriInNyTri(&d, &d).GetNumTriangles(), 0)}));
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 // containing brick with its Type tag, the entry lists, and the restoration
 // queries against a scan of every corner.
 
-#include <cstdlib>
 #include <memory>
 #include <set>
 #include <tuple>
