@@ -354,7 +354,9 @@ std::vector<std::int64_t> Records(const CHConvexHull3D& h) {
   const auto v = Circle(h.GetVertices());
   const auto e = Circle(h.GetEdges());
   const auto f = Circle(h.GetFaces());
-  const auto vo = Ordinals(v), eo = Ordinals(e), fo = Ordinals(f);
+  const auto vo = Ordinals(v);
+  const auto eo = Ordinals(e);
+  const auto fo = Ordinals(f);
   std::vector<std::int64_t> out{std::int64_t(v.size()), std::int64_t(e.size()), std::int64_t(f.size()),
                                 h.GetNumVertices(),     h.GetNumEdges(),        h.GetNumFaces()};
   for (const tVertexStructure* a : v)
