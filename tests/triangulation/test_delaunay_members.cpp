@@ -326,9 +326,10 @@ TEST(DelaunayMembers, RandomFlipsKeepTheTriangulationValid) {
     std::vector<t_hdelaunaytriangle*> all;
     for (t_hdelaunaytriangle* t : Current(d)) all.push_back(t);
     std::mt19937 rng(21);
+    std::uniform_int_distribution<std::size_t> pick(0, all.size() - 1);
     int done = 0;
     for (int i = 0; i < 300; ++i) {
-      t_hdelaunaytriangle* t = all[rng() % all.size()];
+      t_hdelaunaytriangle* t = all[pick(rng)];
       t_hdelaunaytriangle* n = t->pNeighbour[rng() % 3];
       // Only pairs that could be flipped back: no thin triangle among them.
       if (n && d.GetOrientation(t) == 1 && d.GetOrientation(n) == 1) done += d.FlipEdge(t, n);
