@@ -14,7 +14,7 @@
 namespace delaunay_adversarial {
 
 struct P {
-  float x, y;
+  float x, y, z = 0.0f;  // z for loaders shared with other point types
 };
 
 enum class Kind {

@@ -27,10 +27,12 @@ struct Pt {
   bool operator==(const Pt& o) const { return x == o.x && y == o.y; }
 };
 
-inline void Load(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, int extra = 8) {
+// Any point type with x, y and z.
+template <class Point>
+void Load(TaCIncrementalDelaunay2D& d, const std::vector<Point>& pts, int extra = 8) {
   d.CreateVertexArray(static_cast<int>(pts.size()) + extra);
   d.SetPlainScansBelow(0);  // the search structures even for a few points: they are under test
-  for (const Pt& p : pts) {
+  for (const Point& p : pts) {
     SSEPoint s;
     s.m = _mm_setr_ps(p.x, p.y, p.z, 0.0f);
     d.AppendVertex(s);

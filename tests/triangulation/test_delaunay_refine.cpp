@@ -80,12 +80,8 @@ TEST(DelaunayRefine, TerrainRefinementConvergesAndStaysDelaunay) {
   CSSEMatrix field;
   Fill(field, 128, 128, [](int x, int y) { return float(20.0 * std::sin(x * 0.05) * std::cos(y * 0.04)); });
   TaCIncrementalDelaunay2D d;
-  Build(d,
-        {{0, 0, field.GetPoint(0, 0)},
-         {127, 127, field.GetPoint(127, 127)},
-         {0, 127, field.GetPoint(0, 127)},
-         {127, 0, field.GetPoint(127, 0)}},
-        false, true, -1, 0);
+  const auto z = [&](int x, int y) { return field.GetPoint(x, y); };
+  Build(d, Square(z(0, 0), z(127, 0), z(127, 127), z(0, 127), 127.0f), false, true, -1, 0);
   d.RefineTriangulation(&field, 2.0f, 50, 1.0f);
   EXPECT_GT(d.GetNumVertices(), 50);
   // Centroids of a smooth field come close to co-circular; the float circle

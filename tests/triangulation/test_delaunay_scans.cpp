@@ -1,6 +1,7 @@
 // The search structures against the plain scans: the same operations on the
 // same points must leave identical lists (corners, circles, marks, neighbour
-// positions) and vertex arrays whichever way the searches run.
+// positions) and vertex arrays whichever way the searches run, and whether a
+// small triangulation starts with plain scans (SetPlainScansBelow) or not.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -30,6 +31,11 @@ std::string Compare(const TaCIncrementalDelaunay2D& plain, const TaCIncrementalD
 
 // A step on both objects, then the comparison.
 #define BOTH(call) (plain.call, fast.call)
+// The same on a third object whose start scans plainly below 200 points.
+#define ALL(call) (plain.call, fast.call, small.call)
+#define AGREE(step)                          \
+  ASSERT_EQ(Compare(plain, fast, step), ""); \
+  ASSERT_EQ(Compare(plain, small, step), "") << "plain start below 200 points"
 
 class DelaunayScans : public ::testing::TestWithParam<std::tuple<Cloud, bool>> {};
 
@@ -53,29 +59,32 @@ TEST_P(DelaunayScans, FastSearchesMatchThePlainScans) {
       SCOPED_TRACE(std::string(Name(cloud)) + (boxStart ? " box" : " first-three") + ", seed " + std::to_string(seed) +
                    ", n " + std::to_string(n));
       const std::vector<Pt> pts = MakeCloud(cloud, n, seed);
-      TaCIncrementalDelaunay2D plain, fast;
+      TaCIncrementalDelaunay2D plain, fast, small;
       plain.SetReferenceScans(true);
       Load(plain, pts, 64);
       Load(fast, pts, 64);
-      BOTH(Triangulate(n, false, boxStart));
-      ASSERT_EQ(Compare(plain, fast, "triangulate"), "");
+      Load(small, pts, 64);
+      small.SetPlainScansBelow(200);
+      ALL(Triangulate(n, false, boxStart));
+      EXPECT_FALSE(small.GetReferenceScans());  // switched back
+      AGREE("triangulate");
       if (consistent) ASSERT_EQ(Check(fast, fast.GetTriangleList(), {false, false, 0.0, false}), "");
       // Single points, inside, outside and on the hull's lines.
       const float extra[][2] = {{50.5f, 50.25f}, {-20, 40}, {140, 140}, {0, 50}, {60, -30}, {33, 33}};
-      for (const auto& p : extra) BOTH(InsertVertexIntoTriangulation(p[0], p[1], false));
-      ASSERT_EQ(Compare(plain, fast, "single points"), "");
-      BOTH(RefineTriangulation(&field, 1.0f, 2, 2.0f));
-      ASSERT_EQ(Compare(plain, fast, "refine"), "");
-      BOTH(HighDerivationInsertPoints(&derivative, &field, area, 15, 7, true));
-      ASSERT_EQ(Compare(plain, fast, "grid points"), "");
-      BOTH(HighDerivationInsertPoints(&field, 1.0f, false));
-      ASSERT_EQ(Compare(plain, fast, "centroids"), "");
+      for (const auto& p : extra) ALL(InsertVertexIntoTriangulation(p[0], p[1], false));
+      AGREE("single points");
+      ALL(RefineTriangulation(&field, 1.0f, 2, 2.0f));
+      AGREE("refine");
+      ALL(HighDerivationInsertPoints(&derivative, &field, area, 15, 7, true));
+      AGREE("grid points");
+      ALL(HighDerivationInsertPoints(&field, 1.0f, false));
+      AGREE("centroids");
       if (consistent) ASSERT_EQ(Check(fast, fast.GetTriangleList(), {false, false, 0.0, false}), "");
       // Locks: border triangles never become affected.
-      BOTH(IsolateTrianglesWithoutNeighbour());
-      BOTH(IgnoreBorderTriangles());
-      for (const auto& p : extra) BOTH(InsertVertexIntoTriangulation(p[0] + 0.37f, p[1] - 0.21f, false));
-      ASSERT_EQ(Compare(plain, fast, "locked"), "");
+      ALL(IsolateTrianglesWithoutNeighbour());
+      ALL(IgnoreBorderTriangles());
+      for (const auto& p : extra) ALL(InsertVertexIntoTriangulation(p[0] + 0.37f, p[1] - 0.21f, false));
+      AGREE("locked");
     }
   }
 }

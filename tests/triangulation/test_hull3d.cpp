@@ -1,8 +1,12 @@
 // The incremental 3D hull on quantised integers (input quantisation and
-// duplicates, the degeneracy check, random hulls against a brute-force face
-// enumeration) and the Delaunay triangulation by lifting onto it (lower
-// faces, the timing message, random point sets checked for empty
-// circumcircles and for covering their convex hull).
+// duplicates, the degeneracy check) and the Delaunay triangulation by
+// lifting onto it (lower faces, the timing message). Then the fast route
+// (planes kept with the faces, vertices as doubles, exact fallback) against
+// the plain route (every test through VolumeSign): both must leave the very
+// same records in the very same list order, on seeded inputs built to make
+// the rounding matter; the hulls must hold every point (and match a
+// brute-force face enumeration on small sets in general position), the
+// lifted ones must have empty circumcircles and cover their convex hull.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +14,9 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <limits>
+#include <map>
 #include <random>
 #include <set>
 #include <string>
@@ -59,11 +65,15 @@ Wide Cross(const P3& o, const P3& a, const P3& b) {
   return Wide(a.x - o.x) * (b.y - o.y) - Wide(a.y - o.y) * (b.x - o.x);
 }
 
-std::vector<const tFaceStructure*> Faces(const CHConvexHull3D& h) {
-  std::vector<const tFaceStructure*> out;
-  for (const tFaceStructure* f = h.GetFaces(); f && (out.empty() || f != h.GetFaces()); f = f->next) out.push_back(f);
+// A circular record list as a vector, from its head.
+template <typename T>
+std::vector<const T*> Circle(const T* head) {
+  std::vector<const T*> out;
+  for (const T* r = head; r && (out.empty() || r != head); r = r->next) out.push_back(r);
   return out;
 }
+
+std::vector<const tFaceStructure*> Faces(const CHConvexHull3D& h) { return Circle(h.GetFaces()); }
 
 // Collects the message-box texts while a test runs.
 struct MessageCapture {
@@ -90,11 +100,7 @@ std::string HullViolation(CHConvexHull3D& h, const std::vector<P3>& input) {
 
 TEST(Hull3DInput, Stores3DAsGivenLiftsTenthsWithSquareSumIgnoresRepeats) {
   CHConvexHull3D h, lifted;
-  Append(h, {{1.04f, 2.0f, 3.0f},
-             {1.0f, 2.4f, 2.96f},
-             {1.6f, 2.0f, 3.0f},
-             {-7.0f, 40000.0f, -123456.0f},
-             {-2.5f, 0, 0}});  // the second: same units
+  Append(h, Tuples("1.04 2 3, 1 2.4 2.96, 1.6 2 3, -7 40000 -123456, -2.5 0 0"));  // the second: same units
   const tVertexStructure* v = h.GetVertices();
   EXPECT_TRUE(AllEqual({FIELD(v->x, 1), FIELD(v->y, 2), FIELD(v->z, 3), FIELD(v->next->x, 2 /* 1.6 + 0.5 */),
                         FIELD(h.CalcNumVertices(), 4)}));
@@ -195,30 +201,28 @@ TEST(Hull3DInput, VolumeSignOfLiftedClustersFarOutIsExact) {
       p.z = p.x * p.x + p.y * p.y;
     }
     tFaceStructure f = {};
-    f.vertex[0] = &v[0];
-    f.vertex[1] = &v[1];
-    f.vertex[2] = &v[2];
+    for (int k = 0; k < 3; ++k) f.vertex[k] = &v[k];
     ASSERT_EQ(h.VolumeSign(&f, &v[3]), Orient(At(&v[0]), At(&v[1]), At(&v[2]), At(&v[3]))) << "round " << round;
   }
 }
 
 TEST(Hull3DInput, DegeneracyIsDecidedExactly) {
   const struct {
-    Floats points;
+    const char* points;
     bool degenerate;
-  } cases[] = {{{}, true},
-               {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, true},
-               {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0.01f, 0, 0}, {0, 0, 0}}, true},  // four with a repeat
-               {{{0, 0, 0}, {1, 1, 1}, {2, 2, 2}, {3, 3, 3}, {-5, -5, -5}}, true},   // collinear
-               {{{0, 0, 1}, {1, 0, 1}, {0, 1, 1}, {1, 1, 1}, {0.5f, 3, 1}}, true},   // coplanar
-               {{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 1, 0}, {0, 0, 1}}, false},     // collinear start, then solid
-               {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, false},
-               {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0.4f}}, true},    // rounds into the plane
-               {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0.5f}}, false}};  // rounds off it by one unit
+  } cases[] = {{"", true},
+               {"0 0 0, 1 0 0, 0 1 0", true},
+               {"0 0 0, 1 0 0, 0 1 0, 0.01 0 0, 0 0 0", true},  // four with a repeat
+               {"0 0 0, 1 1 1, 2 2 2, 3 3 3, -5 -5 -5", true},  // collinear
+               {"0 0 1, 1 0 1, 0 1 1, 1 1 1, 0.5 3 1", true},   // coplanar
+               {"0 0 0, 1 0 0, 2 0 0, 0 1 0, 0 0 1", false},    // collinear start, then solid
+               {"0 0 0, 1 0 0, 0 1 0, 0 0 1", false},
+               {"0 0 0, 1 0 0, 0 1 0, 1 1 0.4", true},    // rounds into the plane
+               {"0 0 0, 1 0 0, 0 1 0, 1 1 0.5", false}};  // rounds off it by one unit
   for (const auto& c : cases) {
     CHConvexHull3D h;
-    Append(h, c.points);
-    EXPECT_EQ(h.IsDegenerate(), c.degenerate) << c.points.size() << " points";
+    Append(h, Tuples(c.points));
+    EXPECT_EQ(h.IsDegenerate(), c.degenerate) << c.points;
   }
 }
 
@@ -233,34 +237,21 @@ TEST(Hull3DDeathTest, CoplanarInputEndsTheProcessWithStatusZero) {
 // hull's boundary already, stays. A second build changes nothing.
 TEST(Hull3D, KnownSolidsRebuildsAndCorners) {
   const struct {
-    Floats points;
+    const char* points;
     int vertices, faces;
-  } cases[] = {{{{0, 0, 0},
-                 {2, 0, 0},
-                 {2, 2, 0},
-                 {0, 2, 0},
-                 {0, 0, 2},
-                 {2, 0, 2},
-                 {2, 2, 2},
-                 {0, 2, 2},
-                 {1, 0, 0},
-                 {1, 1, 1},
-                 {0.5f, 1.5f, 1},
-                 {1, 1, 0}},
-                8,
-                12},
-               {{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 2, 0}, {0, 0, 2}}, 5, 6},
-               {{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}, {1, 1, 1}}, 4, 4}};
+  } cases[] = {{"0 0 0, 2 0 0, 2 2 0, 0 2 0, 0 0 2, 2 0 2, 2 2 2, 0 2 2, 1 0 0, 1 1 1, 0.5 1.5 1, 1 1 0", 8, 12},
+               {"0 0 0, 1 0 0, 2 0 0, 0 2 0, 0 0 2", 5, 6},
+               {"0 0 0, 3 0 0, 0 3 0, 0 0 3, 1 1 1", 4, 4}};
   for (const auto& c : cases) {
     CHConvexHull3D h;
-    const std::vector<P3> input = Append(h, c.points);
+    const std::vector<P3> input = Append(h, Tuples(c.points));
     ASSERT_FALSE(h.IsDegenerate());
     h.CalcConvexHull();
-    EXPECT_EQ(HullViolation(h, input), "") << c.points.size() << " points";
+    EXPECT_EQ(HullViolation(h, input), "") << c.points;
     EXPECT_TRUE(
         AllEqual({FIELD(h.GetNumVertices(), c.vertices), FIELD(h.GetNumFaces(), c.faces), FIELD(h.Checks(), true),
                   FIELD(h.GetVertices()->onhull, true), FIELD(h.GetVertices()->next->onhull, true)}))
-        << c.points.size() << " points";
+        << c.points;
     const tFaceStructure* faces = h.GetFaces();
     h.CalcConvexHull();
     EXPECT_EQ(h.GetFaces(), faces) << "a second build changed the faces";
@@ -276,6 +267,55 @@ TEST(Hull3D, KnownSolidsRebuildsAndCorners) {
     EXPECT_EQ(corners, (std::set<std::array<float, 3>>{{0, 0, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 3}}));
   }
 }
+
+// ---- Delaunay by lifting ------------------------------------------------------
+
+// > 0 when d lies strictly inside the circle through the counter-clockwise a, b, c.
+Wide InCircle(const P3& a, const P3& b, const P3& c, const P3& d) {
+  const Wide ax = a.x - d.x, ay = a.y - d.y, bx = b.x - d.x, by = b.y - d.y, cx = c.x - d.x, cy = c.y - d.y;
+  const Wide a2 = ax * ax + ay * ay, b2 = bx * bx + by * by, c2 = cx * cx + cy * cy;
+  return ax * (by * c2 - b2 * cy) - ay * (bx * c2 - b2 * cx) + a2 * (bx * cy - by * cx);
+}
+
+// Names the first broken rule of a lifted triangulation of the points, or
+// "": the lower faces turn clockwise seen from above, no point lies inside a
+// circumcircle, and the faces cover the points' convex hull exactly.
+std::string LiftedViolation(const CH2DDelaunay& d, const std::vector<P3>& points) {
+  if (static_cast<int>(Faces(d).size()) != d.GetNumFaces()) return "face count not current";
+  Wide area = 0, hullArea = 0;
+  for (const tFaceStructure* f : Faces(d)) {
+    const P3 a = At(f->vertex[0]), b = At(f->vertex[1]), c = At(f->vertex[2]);
+    if (Cross(a, c, b) <= 0) return "a degenerate or upward face";
+    area += Cross(a, c, b);
+    for (const P3& p : points)
+      if (InCircle(a, c, b, p) > 0) return "a point inside a circumcircle";
+  }
+  const std::vector<P3> h = MonotoneChainHull(points, Cross);
+  for (std::size_t i = 0; h.size() >= 3 && i < h.size(); ++i)
+    hullArea += Cross(P3{0, 0, 0}, h[i], h[(i + 1) % h.size()]);
+  return area == hullArea ? "" : "the faces do not cover the points' hull";
+}
+
+TEST(LiftedDelaunay, SquareWithInnerPointGivesFourLowerFacesAndOneMessagePerCall) {
+  // A square alone lifts onto one plane (its corners are cocircular), so an
+  // inner point makes the set solid.
+  MessageCapture messages;
+  for (int call = 1; call <= 2; ++call) {
+    CH2DDelaunay d;
+    for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}})
+      d.AppendVertex(p[0], p[1], -1, false);
+    d.CalcDelaunayTriangulation();
+    EXPECT_TRUE(AllEqual({FIELD(d.GetNumFaces(), 4), FIELD(d.GetNumVertices(), 5), FIELD(d.GetNumEdges(), 8)}));
+    for (const tFaceStructure* f : Faces(d))
+      EXPECT_TRUE(AllEqual({FIELD(f->lower, true), FIELD(d.NormZ(f) < 0, true)}));
+    ASSERT_EQ(messages.texts.size(), static_cast<std::size_t>(call));
+  }
+  const std::string& text = messages.texts[0];
+  EXPECT_EQ(text.rfind("Time for 2D-Delaunay ms: ", 0), 0u) << text;
+  EXPECT_NE(text.find("\n Vertices: 5"), std::string::npos) << text;
+}
+
+// ---- fast and plain routes ------------------------------------------------------
 
 // Brute force: a triple is a hull face when every other point lies strictly
 // on one side (random points are in general position with overwhelming odds,
@@ -298,105 +338,215 @@ std::set<std::array<int, 3>> BruteForceFaces(const std::vector<P3>& p) {
   return faces;
 }
 
-TEST(Hull3DProperty, RandomPointsMatchBruteForce) {
-  const unsigned seed = TestSeed();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
-  std::mt19937 rng(seed);
-  std::uniform_int_distribution<int> coord(-500, 500);
-  for (int round = 0; round < 40; ++round) {
-    const int n = 4 + round % 30;
-    Floats pts;
-    std::set<std::array<float, 3>> seen;
-    while (static_cast<int>(pts.size()) < n) {
-      const int x = coord(rng), y = coord(rng), z = coord(rng);
-      if (seen.insert({float(x), float(y), float(z)}).second) pts.push_back({float(x), float(y), float(z)});
-    }
-    CHConvexHull3D h;
-    const std::vector<P3> input = Append(h, pts);
-    const auto expected = BruteForceFaces(input);
-    if (expected.empty() || h.IsDegenerate()) continue;
-    h.CalcConvexHull();
-    ASSERT_EQ(HullViolation(h, input), "") << "round " << round;
-    std::set<std::array<int, 3>> got;
-    for (const tFaceStructure* f : Faces(h)) {
-      std::array<int, 3> idx{f->vertex[0]->index, f->vertex[1]->index, f->vertex[2]->index};
-      std::sort(idx.begin(), idx.end());
-      got.insert(idx);
-    }
-    ASSERT_EQ(got, expected) << "round " << round << " n " << n;
-  }
-}
-
-// ---- Delaunay by lifting ------------------------------------------------------
-
-// > 0 when d lies strictly inside the circle through the counter-clockwise a, b, c.
-Wide InCircle(const P3& a, const P3& b, const P3& c, const P3& d) {
-  const Wide ax = a.x - d.x, ay = a.y - d.y, bx = b.x - d.x, by = b.y - d.y, cx = c.x - d.x, cy = c.y - d.y;
-  const Wide a2 = ax * ax + ay * ay, b2 = bx * bx + by * by, c2 = cx * cx + cy * cy;
-  return ax * (by * c2 - b2 * cy) - ay * (bx * c2 - b2 * cx) + a2 * (bx * cy - by * cx);
-}
-
-// Corners of the lower faces in the plane (z of the lift dropped).
-std::vector<std::array<P3, 3>> Triangles(const CH2DDelaunay& d) {
-  std::vector<std::array<P3, 3>> out;
-  for (const tFaceStructure* f : Faces(d)) {
-    out.push_back({At(f->vertex[0]), At(f->vertex[1]), At(f->vertex[2])});
-    for (P3& p : out.back()) p.z = 0;
-  }
+template <typename T>
+std::map<const T*, std::int64_t> Ordinals(const std::vector<const T*>& records) {
+  std::map<const T*, std::int64_t> out{{nullptr, -1}};
+  for (std::size_t i = 0; i < records.size(); ++i) out[records[i]] = static_cast<std::int64_t>(i);
   return out;
 }
 
-TEST(LiftedDelaunay, SquareWithInnerPointGivesFourLowerFacesAndOneMessagePerCall) {
-  // A square alone lifts onto one plane (its corners are cocircular), so an
-  // inner point makes the set solid.
-  MessageCapture messages;
-  for (int call = 1; call <= 2; ++call) {
-    CH2DDelaunay d;
-    for (const auto& p : std::vector<std::array<float, 2>>{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1.5f, 2}})
-      d.AppendVertex(p[0], p[1], -1, false);
-    d.CalcDelaunayTriangulation();
-    EXPECT_TRUE(AllEqual({FIELD(d.GetNumFaces(), 4), FIELD(d.GetNumVertices(), 5), FIELD(d.GetNumEdges(), 8)}));
-    for (const tFaceStructure* f : Faces(d))
-      EXPECT_TRUE(AllEqual({FIELD(f->lower, true), FIELD(d.NormZ(f) < 0, true)}));
-    ASSERT_EQ(messages.texts.size(), static_cast<std::size_t>(call));
-  }
-  const std::string& text = messages.texts[0];
-  EXPECT_EQ(text.rfind("Time for 2D-Delaunay ms: ", 0), 0u) << text;
-  EXPECT_NE(text.find("\n Vertices: 5"), std::string::npos) << text;
+// Every record of a hull as numbers: the counts, then every vertex
+// (coordinates, index, flags; kVertex numbers), every face (corners, edges,
+// flags; kFace) and every edge (ends, faces, flags; kEdge), each pointer as
+// its record's place in its list.
+constexpr std::size_t kCounts = 6, kVertex = 8, kFace = 8, kEdge = 6;
+std::vector<std::int64_t> Records(const CHConvexHull3D& h) {
+  const auto v = Circle(h.GetVertices());
+  const auto e = Circle(h.GetEdges());
+  const auto f = Circle(h.GetFaces());
+  const auto vo = Ordinals(v);
+  const auto eo = Ordinals(e);
+  const auto fo = Ordinals(f);
+  std::vector<std::int64_t> out{std::int64_t(v.size()), std::int64_t(e.size()), std::int64_t(f.size()),
+                                h.GetNumVertices(),     h.GetNumEdges(),        h.GetNumFaces()};
+  for (const tVertexStructure* a : v)
+    out.insert(out.end(), {a->x, a->y, a->z, a->index, a->flag, a->onhull, a->processed, a->duplicate != nullptr});
+  for (const tFaceStructure* a : f)
+    out.insert(out.end(), {vo.at(a->vertex[0]), vo.at(a->vertex[1]), vo.at(a->vertex[2]), eo.at(a->edge[0]),
+                           eo.at(a->edge[1]), eo.at(a->edge[2]), a->visible, a->lower});
+  for (const tEdgeStructure* a : e)
+    out.insert(out.end(), {vo.at(a->endpts[0]), vo.at(a->endpts[1]), fo.at(a->adjface[0]), fo.at(a->adjface[1]), a->del,
+                           a->newface != nullptr});
+  return out;
 }
 
-TEST(LiftedDelaunayProperty, EmptyCircumcirclesCoveringTheHull) {
+// Names the first record in which the two hulls differ, each compared by its
+// place in its list.
+testing::AssertionResult SameRecords(const CHConvexHull3D& fast, const CHConvexHull3D& plain) {
+  const auto a = Records(fast), b = Records(plain);
+  std::size_t k = std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin();
+  if (k == a.size() && a.size() == b.size()) return testing::AssertionSuccess();
+  if (k < kCounts) return testing::AssertionFailure() << "counts (V, E, F, stored V, E, F) differ at " << k;
+  k -= kCounts;
+  const std::size_t vertices = kVertex * b[0], faces = kFace * b[2];
+  if (k < vertices) return testing::AssertionFailure() << "vertex " << k / kVertex << " field " << k % kVertex;
+  if (k - vertices < faces)
+    return testing::AssertionFailure() << "face " << (k - vertices) / kFace << " field " << (k - vertices) % kFace;
+  k -= vertices + faces;
+  return testing::AssertionFailure() << "edge " << k / kEdge << " field " << k % kEdge;
+}
+
+using Points3 = std::vector<std::array<float, 3>>;
+
+// Builds the hull of the same points on both routes and compares them; up
+// to 1,000 points the hull must hold them all, and up to 33 points in
+// general position its faces must be the brute-force enumeration's.
+testing::AssertionResult RoutesAgree3D(const Points3& pts) {
+  CHConvexHull3D fast, plain;
+  plain.SetReferenceScans(true);
+  const std::vector<P3> input = Append(fast, pts);
+  Append(plain, pts);
+  if (plain.IsDegenerate()) return testing::AssertionSuccess();
+  fast.CalcConvexHull();
+  plain.CalcConvexHull();
+  if (plain.GetNumFaces() < 4) return testing::AssertionFailure() << "no solid built";
+  if (auto same = SameRecords(fast, plain); !same || pts.size() > 1000) return same;
+  if (const std::string why = HullViolation(fast, input); !why.empty()) return testing::AssertionFailure() << why;
+  const auto expected = pts.size() <= 33 ? BruteForceFaces(input) : std::set<std::array<int, 3>>{};
+  std::set<std::array<int, 3>> got;
+  for (const tFaceStructure* f : Faces(fast)) {
+    std::array<int, 3> idx{f->vertex[0]->index, f->vertex[1]->index, f->vertex[2]->index};
+    std::sort(idx.begin(), idx.end());
+    got.insert(idx);
+  }
+  if (expected.empty() || got == expected) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << "faces differ from the brute-force enumeration";
+}
+
+// The same for the lifted triangulation; up to 1,000 points whose
+// differences stay below 2^25 tenths (so the exact in-circle test fits in
+// 128 bits) it must also be Delaunay.
+testing::AssertionResult RoutesAgreeLifted(const std::vector<std::array<float, 2>>& pts, bool checkDelaunay) {
+  CH2DDelaunay fast, plain;
+  plain.SetReferenceScans(true);
+  std::vector<P3> points;
+  for (std::size_t i = 0; i < pts.size(); ++i) {
+    const bool flag = i % 3 == 0;
+    fast.AppendVertex(pts[i][0], pts[i][1], i % 5 == 0 ? static_cast<int>(i) : -1, flag);
+    plain.AppendVertex(pts[i][0], pts[i][1], i % 5 == 0 ? static_cast<int>(i) : -1, flag);
+    points.push_back({Int(double(pts[i][0]) * 10 + 0.5), Int(double(pts[i][1]) * 10 + 0.5), 0});
+  }
+  if (plain.IsDegenerate()) return testing::AssertionSuccess();
+  fast.CalcDelaunayTriangulation();
+  plain.CalcDelaunayTriangulation();
+  if (auto same = SameRecords(fast, plain); !same || !checkDelaunay || pts.size() > 1000) return same;
+  return NoViolation(LiftedViolation(fast, points));
+}
+
+// Seeded 3D inputs, point i of each drawn by its kind's generator.
+struct Case3D {
+  const char* name;
+  std::function<std::array<float, 3>(std::mt19937&, int)> point;
+};
+
+const Case3D kCases3D[] = {
+    {"uniform cube",
+     [](std::mt19937& rng, int) {
+       std::uniform_int_distribution<int> c(-50000, 50000);
+       return std::array<float, 3>{float(c(rng)), float(c(rng)), float(c(rng))};
+     }},
+    {"integer points on a sphere (many cospherical)",
+     [](std::mt19937& rng, int) {
+       // x^2 + y^2 + z^2 = 65^2 exactly, drawn at random and repeated
+       static const Points3 all = [] {
+         Points3 out;
+         for (int x = -65; x <= 65; ++x)
+           for (int y = -65; y <= 65; ++y) {
+             const int r = 65 * 65 - x * x - y * y;
+             const int z = static_cast<int>(std::lround(std::sqrt(std::max(r, 0))));
+             if (r >= 0 && z * z == r) {
+               out.push_back({float(x), float(y), float(z)});
+               out.push_back({float(x), float(y), float(-z)});
+             }
+           }
+         return out;
+       }();
+       return all[rng() % all.size()];
+     }},
+    {"grid (coplanar and collinear runs)",
+     [](std::mt19937& rng, int) {
+       return std::array<float, 3>{float(rng() % 7), float(rng() % 5), float(rng() % 4)};
+     }},
+    {"clusters",
+     [](std::mt19937& rng, int i) {
+       std::normal_distribution<float> g(0.0f, 3.0f);
+       std::uniform_int_distribution<int> centre(-100000, 100000);
+       static float cx, cy, cz;  // a new centre every 50 points
+       if (i % 50 == 0) cx = float(centre(rng)), cy = float(centre(rng)), cz = float(centre(rng));
+       return std::array<float, 3>{std::round(cx + g(rng)), std::round(cy + g(rng)), std::round(cz + g(rng))};
+     }},
+    {"near-degenerate: a plane with one-unit bumps",
+     [](std::mt19937& rng, int) {
+       std::uniform_int_distribution<int> c(-1000000, 1000000);
+       const float x = float(c(rng)), y = float(c(rng));
+       const int bump = static_cast<int>(rng() % 3) - 1;  // off the plane 3x - 2y + 5z = 0 by at most one unit
+       return std::array<float, 3>{x, y, std::round((2 * y - 3 * x) / 5) + float(bump)};
+     }},
+    {"far from the origin (2^39 offset, small spread)",
+     [](std::mt19937& rng, int) {
+       const float o = 549755813888.0f;  // 2^39: floats step by 2^16 here
+       return std::array<float, 3>{o + 65536.0f * float(rng() % 64), -o + 65536.0f * float(rng() % 64),
+                                   o - 65536.0f * float(rng() % 64)};
+     }},
+    {"full range (2^40 corners: the plain route throughout)",
+     [](std::mt19937& rng, int) {
+       std::uniform_real_distribution<float> c(-1099511627776.0f, 1099511627776.0f);
+       return std::array<float, 3>{c(rng), c(rng), c(rng)};
+     }},
+};
+
+TEST(Hull3DRoutes, FastRouteLeavesThePlainRoutesRecords) {
+  const unsigned seed = TestSeed();
+  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  std::mt19937 rng(seed);
+  for (const Case3D& c : kCases3D)
+    for (const int n : {4, 5, 7, 17, 31, 129, 1000, 20000}) {
+      Points3 pts(n);
+      for (int i = 0; i < n; ++i) pts[i] = c.point(rng, i);
+      ASSERT_TRUE(RoutesAgree3D(pts)) << c.name << ", n " << n;
+    }
+}
+
+TEST(Hull3DRoutes, LiftedFastRouteLeavesThePlainRoutesRecords) {
   MessageCapture quiet;
   const unsigned seed = TestSeed();
   SCOPED_TRACE(testing::Message() << "seed " << seed);
   std::mt19937 rng(seed);
-  for (int round = 0; round < 30; ++round) {
-    const int n = 5 + static_cast<int>(rng() % 120);
-    std::uniform_int_distribution<int> tenth(0, round % 2 ? 60 : 3000);  // small ranges force cocircular sets
-    CH2DDelaunay d;
-    std::vector<P3> points;
-    for (int i = 0; i < n; ++i) {
-      const int x = tenth(rng), y = tenth(rng);
-      d.AppendVertex(x / 10.0f, y / 10.0f, -1, false);
-      points.push_back({x, y, 0});
+  const struct {
+    const char* name;
+    float origin, step;
+    int spread;
+    bool checkDelaunay;
+  } cases[] = {
+      {"uniform tenths", 0.0f, 0.1f, 100000, true},
+      {"small grid (cocircular)", 0.0f, 1.0f, 12, true},
+      {"far out, frame still exact", 5.0e6f, 0.5f, 2000, true},
+      {"far out, z beyond 2^53", -8.0e6f, 0.5f, 40, true},
+      {"both signs at the range limit", -1.0e8f, 8.0f, 25000000, false},
+  };
+  for (const auto& c : cases)
+    for (const int n : {4, 5, 7, 17, 31, 129, 1000, 20000}) {
+      std::vector<std::array<float, 2>> pts(n);
+      for (auto& p : pts)
+        p = {c.origin + c.step * float(rng() % c.spread), c.origin + c.step * float(rng() % c.spread)};
+      ASSERT_TRUE(RoutesAgreeLifted(pts, c.checkDelaunay)) << c.name << ", n " << n;
     }
-    if (d.IsDegenerate()) continue;
-    d.CalcDelaunayTriangulation();
-    const auto tris = Triangles(d);
-    ASSERT_EQ(static_cast<int>(tris.size()), d.GetNumFaces());
-    Wide area = 0, hullArea = 0;
-    for (const auto& t : tris) {
-      const Wide a = -Cross(t[0], t[1], t[2]);  // clockwise seen from above
-      ASSERT_GT(a, 0) << "round " << round << ": a degenerate or upward face";
-      area += a;
-      for (const P3& p : points)
-        ASSERT_LE(InCircle(t[0], t[2], t[1], p), 0) << "round " << round << ": a point inside a circumcircle";
+}
+
+// A class with its own VolumeSign keeps it: the fast route is not taken.
+TEST(Hull3DRoutes, OwnVolumeSignIsHonoured) {
+  struct Counting : CHConvexHull3D {
+    mutable int calls = 0;
+    int VolumeSign(const tFaceStructure* f, const tVertexStructure* p) const override {
+      ++calls;
+      return CHConvexHull3D::VolumeSign(f, p);
     }
-    const std::vector<P3> h = MonotoneChainHull(points, Cross);
-    for (std::size_t i = 0; h.size() >= 3 && i < h.size(); ++i)
-      hullArea += Cross(P3{0, 0, 0}, h[i], h[(i + 1) % h.size()]);
-    ASSERT_EQ(area, hullArea) << "round " << round;
-  }
+  };
+  Counting h;
+  for (int i = 0; i < 50; ++i) h.AppendVertex3D(float(i * 7 % 11), float(i * 5 % 13), float(i * 3 % 17), 0.0f);
+  const int before = h.calls;
+  h.CalcConvexHull();
+  EXPECT_GT(h.calls - before, 50);
 }
 
 }  // namespace

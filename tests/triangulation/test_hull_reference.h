@@ -1,8 +1,11 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <random>
+#include <sstream>
+#include <string>
 #include <vector>
 
 // The deliberately plain reference hull of the tests (and the timing
@@ -35,4 +38,18 @@ std::vector<P> MonotoneChainHull(std::vector<P> p, Cross cross) {
 inline unsigned TestSeed() {
   if (const char* s = std::getenv("RELIEF_TEST_SEED")) return static_cast<unsigned>(std::strtoul(s, nullptr, 10));
   return std::random_device{}();
+}
+
+// Literal test points written compactly: "x y z, x y z, ..." (commas
+// optional) as N-float tuples.
+template <std::size_t N = 3>
+std::vector<std::array<float, N>> Tuples(std::string text) {
+  std::replace(text.begin(), text.end(), ',', ' ');
+  std::istringstream in(text);
+  std::vector<std::array<float, N>> out;
+  for (std::array<float, N> p; in >> p[0];) {
+    for (std::size_t k = 1; k < N; ++k) in >> p[k];
+    out.push_back(p);
+  }
+  return out;
 }
