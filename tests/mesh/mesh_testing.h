@@ -96,7 +96,8 @@ inline CSSE3dPolygon Polygon(const std::vector<std::array<float, 3>>& pts) {
 
 inline SSEPoint PointOf(const CSSE3dPolygon& p, int i) {
   SSEPoint s;
-  return p.GetPointSSE(i, s), s;
+  p.GetPointSSE(i, s);
+  return s;
 }
 
 // (b - a) x (c - a), in double: twice the area, along the normal.
