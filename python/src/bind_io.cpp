@@ -91,8 +91,10 @@ complete. Returns a short description of what was written.)doc");
   m.def("load_mesh", &LoadMesh, py::arg("path"), R"doc(
 Reads a mesh: .ply (binary or ASCII; polygons fanned), .stl (binary or
 ASCII) or .rmesh (the library's mesh record, with its scale). Returns a
-Mesh. FileNotFoundError for a missing file, ValueError for a corrupt,
-truncated or empty one, or non-finite coordinates.)doc");
+Mesh. Text files may spell numbers as nan and inf (also the Windows forms
+such as 1.#QNAN); vertices no triangle uses may hold anything.
+FileNotFoundError for a missing file, ValueError for a corrupt, truncated or
+empty one, or a triangle with a non-finite corner.)doc");
 
   m.def("save_mesh", &SaveMesh, py::arg("path"), py::arg("mesh"), R"doc(
 Writes a mesh: .ply (binary), .stl (binary), .obj or .rmesh, written to a

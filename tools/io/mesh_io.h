@@ -78,7 +78,8 @@ class TriangleReader {
 
 // PLY and STL; throws BadInput for anything else, a missing file, a corrupt
 // or truncated file, a file whose size disagrees with its header, or a mesh
-// without triangles. Non-finite coordinates are refused too.
+// without triangles. A triangle with a non-finite corner is refused too
+// (vertices no triangle uses may hold anything).
 std::unique_ptr<TriangleReader> OpenTriangleReader(const std::filesystem::path& path);
 
 // Loads a .rmesh archive; BadInput when it is missing, truncated or empty.

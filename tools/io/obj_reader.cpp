@@ -7,6 +7,7 @@
 #include <string>
 
 #include "errors.h"
+#include "io/text_number.h"
 
 namespace relief::tool {
 
@@ -22,12 +23,10 @@ std::vector<float> ReadObjTriangles(const std::filesystem::path& path) {
     std::string tag;
     words >> tag;
     if (tag == "v") {
-      float p[3];
-      if (!(words >> p[0] >> p[1] >> p[2]))
+      double p[3];
+      if (!(ReadTextNumber(words, p[0]) && ReadTextNumber(words, p[1]) && ReadTextNumber(words, p[2])))
         throw BadInput(path, "line " + std::to_string(lineNumber) + ": a vertex needs three coordinates");
-      for (float c : p)
-        if (!std::isfinite(c)) throw BadInput(path, "line " + std::to_string(lineNumber) + ": non-finite coordinate");
-      vertices.insert(vertices.end(), p, p + 3);
+      for (double c : p) vertices.push_back(static_cast<float>(c));
     } else if (tag == "f") {
       std::vector<long long> corners;
       std::string corner;
@@ -37,8 +36,12 @@ std::vector<float> ReadObjTriangles(const std::filesystem::path& path) {
         const long long i = std::strtoll(corner.c_str(), &end, 10);
         const long long index = i > 0 ? i - 1 : count + i;  // negative: relative to the end
         if (end == corner.c_str() || i == 0 || index < 0 || index >= count)
-          throw BadInput(path, "line " + std::to_string(lineNumber) + ": face corner " + corner +
-                                   " names no vertex");
+          throw BadInput(path, "line " + std::to_string(lineNumber) + ": face corner " + corner + " names no vertex");
+        // A vertex without a finite position is harmless until a face uses it.
+        for (int a = 0; a < 3; ++a)
+          if (!std::isfinite(vertices[3 * index + a]))
+            throw BadInput(path, "line " + std::to_string(lineNumber) + ": face corner " + corner +
+                                     " is a vertex with a non-finite coordinate");
         corners.push_back(index);
       }
       for (std::size_t k = 2; k < corners.size(); ++k)

@@ -10,7 +10,8 @@
 namespace relief::tool {
 
 // Nine floats per triangle. BadInput when the file is missing, a face names a
-// vertex that does not exist, a coordinate is not finite, or nothing is left.
+// vertex that does not exist or one whose coordinates are not all finite, or
+// nothing is left. Vertices no face uses may be anything.
 std::vector<float> ReadObjTriangles(const std::filesystem::path& path);
 
 }  // namespace relief::tool

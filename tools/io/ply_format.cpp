@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "errors.h"
+#include "io/text_number.h"
 
 namespace relief::tool::detail {
 
@@ -207,7 +208,7 @@ void PlyScalars::Seek(std::uint64_t offset) {
 double PlyScalars::Read(const PlyType& type) {
   if (m_encoding == PlyEncoding::kAscii) {
     double v;
-    if (!(m_in >> v)) throw BadInput(m_path, "corrupt or truncated PLY data");
+    if (!ReadTextNumber(m_in, v)) throw BadInput(m_path, "corrupt or truncated PLY data");
     return v;
   }
   return DecodePlyScalar(Take(type.bytes), type, m_encoding);

@@ -1,14 +1,15 @@
 // Binary STL: 80 header bytes, a uint32 count, then 50 bytes per triangle
 // (normal, three corners, a 16-bit attribute). ASCII STL is read too.
 
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 
 #include "errors.h"
 #include "io/mesh_io.h"
+#include "io/text_number.h"
 
 namespace relief::tool::detail {
 
@@ -96,9 +97,10 @@ class AsciiStlReader : public TriangleReader {
     std::vector<float> corner;
     while (in >> word) {
       if (word != "vertex") continue;
-      float v[3];
-      if (!(in >> v[0] >> v[1] >> v[2])) throw BadInput(path, "corrupt ASCII STL (bad vertex line)");
-      m_corners.insert(m_corners.end(), v, v + 3);
+      double v[3];
+      if (!(ReadTextNumber(in, v[0]) && ReadTextNumber(in, v[1]) && ReadTextNumber(in, v[2])))
+        throw BadInput(path, "corrupt ASCII STL (bad vertex line)");
+      for (double c : v) m_corners.push_back(static_cast<float>(c));
     }
     if (m_corners.size() % 9 != 0) throw BadInput(path, "corrupt ASCII STL (facet without three vertices)");
     for (size_t i = 0; i < m_corners.size(); i += 9) CheckFinite(path, &m_corners[i], i / 9);
