@@ -73,8 +73,18 @@ IndexArray Delaunay(const py::handle& points) {
     // The circumcircles are float: squares of coordinates far from the
     // origin would swamp the differences that decide them, so the points
     // are triangulated relative to the lower corner of their box.
-    float minX = p[0], minY = p[1];
-    for (int i = 1; i < n; ++i) minX = std::min(minX, p[2 * i]), minY = std::min(minY, p[2 * i + 1]);
+    float minX = p[0], minY = p[1], maxX = p[0], maxY = p[1];
+    for (int i = 1; i < n; ++i) {
+      minX = std::min(minX, p[2 * i]), minY = std::min(minY, p[2 * i + 1]);
+      maxX = std::max(maxX, p[2 * i]), maxY = std::max(maxY, p[2 * i + 1]);
+    }
+    // A circumcentre multiplies three coordinate differences in float: past
+    // this span circles overflow and points would be left out without a word.
+    constexpr double kLargestSpan = 1e12;
+    if (static_cast<double>(maxX) - minX > kLargestSpan || static_cast<double>(maxY) - minY > kLargestSpan) {
+      py::gil_scoped_acquire acquire;
+      ThrowValue("points: they span more than 1e12 units, beyond the float circumcircles' range; scale them down");
+    }
     TaCIncrementalDelaunay2D delaunay(n + 8);
     for (int i : order) {
       SSEPoint v;
@@ -249,7 +259,9 @@ as indices into points, counter-clockwise (y up). Orientation tests use the
 library's tolerance of 0.005 on cross products, so points closer than about
 that to an existing point or edge (and repeated points, but for their
 first occurrence) are left out; circumcircles are float,
-computed relative to the lower corner of the points' box.)doc");
+computed relative to the lower corner of the points' box. Points spanning
+more than 1e12 units in x or y raise ValueError: such circles would overflow
+float and points would be lost.)doc");
 
   m.def("convex_hull_2d", &ConvexHull2D, py::arg("points"), R"doc(
 Convex hull of planar points (Graham's scan).

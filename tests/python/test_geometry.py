@@ -62,6 +62,10 @@ def test_delaunay_bad_input():
     square = [[0, 0], [10, 0], [0, 10], [10, 10], [5, 5], [5, 5], [10, 0]]
     assert set(relief.delaunay(square).ravel()) == {0, 1, 2, 3, 4}
     assert sorted(relief.convex_hull_2d(square)) == [0, 2, 3, 6]
+    # Beyond a span of 1e12 the float circles overflow: refused, not thinned out.
+    with pytest.raises(ValueError, match="span more than 1e12"):
+        relief.delaunay([[0, 0], [2e12, 0], [0, 1], [1, 1]])
+    assert len(relief.delaunay(np.array([[0, 0], [1, 0], [0, 1], [1, 1]]) * 1e12)) == 2
 
 
 @pytest.mark.parametrize("name", ["uniform", "clustered", "far"])
