@@ -31,43 +31,29 @@ testing::AssertionResult SameAsNaive(double v, int size) {
 }  // namespace
 
 // Contours, refinement lookups and the triangulation's scan conversion all
-// round through these; the rows pin the half-way points, 1-ulp neighbours
-// and the values no int holds.
-TEST(PixelRounding, EdgeRowsFollowTheRule) {
-  const float kInf = std::numeric_limits<float>::infinity();
-  const float kNaN = std::numeric_limits<float>::quiet_NaN();
+// round through these. The seeded floats cover both sides of every half-way
+// point; the rows pin what no int holds, far values and tiny sizes.
+TEST(PixelRounding, EdgeRowsAndSeededFloatsFollowTheRule) {
+  const float kInf = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
   const struct {
     double v;
     int size, expected;
-  } rows[] = {
-      {0.5, 7, 1},          {std::nextafter(0.5f, 0.0f), 7, 0},
-      {-0.5, 7, 0},         {std::nextafter(-0.5f, -1.0f), 7, 0},
-      {-7.3, 7, 0},         {6.49, 7, 6},
-      {6.5, 7, 6},          {1e9, 7, 6},
-      {3.0, 0, 0},          {3.0, 1, 0},
-      {2147483647.0, 5, 4}, {2147483648.0, 5, 0},  // beyond the int range: INT_MIN, clamped to 0
-      {kInf, 5, 0},         {-kInf, 5, 0},
-      {kNaN, 5, 0},
-  };
-  for (const auto& r : rows) EXPECT_EQ(ClampedPixelOf(r.v, r.size), r.expected) << "v = " << r.v << ", size " << r.size;
+  } rows[] = {{-7.3, 7, 0}, {1e9, 7, 6},   {3.0, 0, 0},  {3.0, 1, 0}, {2147483647.0, 5, 4}, {2147483648.0, 5, 0},
+              {kInf, 5, 0}, {-kInf, 5, 0}, {kNaN, 5, 0}, {0.5, 7, 1}, {6.5, 7, 6}};
+  for (const auto& r : rows) {
+    EXPECT_EQ(ClampedPixelOf(r.v, r.size), r.expected) << "v = " << r.v << ", size " << r.size;
+    EXPECT_TRUE(SameAsNaive(r.v, r.size));
+  }
   EXPECT_EQ(PixelOf(-1.5), -1);
   EXPECT_EQ(PixelOf(kNaN), INT_MIN);
-}
-
-TEST(PixelRounding, SeededFloatsAgreeWithNaiveRounding) {
   const unsigned seed = 20261125;
   std::mt19937 rng(seed);
   for (int size : {1, 2, 3, 5, 7, 17, 31, 129}) {
     std::uniform_real_distribution<float> coordinate(-3.0f, size + 3.0f);
-    for (int i = 0; i < 2000; ++i) {
-      const float v = coordinate(rng);
-      ASSERT_TRUE(SameAsNaive(v, size)) << "seed " << seed;
-    }
+    for (int i = 0; i < 2000; ++i) ASSERT_TRUE(SameAsNaive(coordinate(rng), size)) << "seed " << seed;
     for (int k = -2; k <= size + 2; ++k) {  // both sides of every half-way point
       const float half = static_cast<float>(k) - 0.5f;
-      ASSERT_TRUE(SameAsNaive(std::nextafter(half, -1e9f), size));
-      ASSERT_TRUE(SameAsNaive(half, size));
-      ASSERT_TRUE(SameAsNaive(std::nextafter(half, 1e9f), size));
+      for (float v : {std::nextafter(half, -1e9f), half, std::nextafter(half, 1e9f)}) ASSERT_TRUE(SameAsNaive(v, size));
     }
   }
 }

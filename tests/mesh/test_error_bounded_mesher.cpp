@@ -296,27 +296,26 @@ TEST(ErrorBoundedMesher, BadInputIsRefusedWithAReason) {
   row.Create(9, 9);
   for (int x = 0; x < 9; ++x) row.SetPoint(x, 2, 1.0f + float(x));
   MakeField(nanOnly, 9, 9, [](int, int) { return std::numeric_limits<float>::quiet_NaN(); });
+  const float kNaN = std::numeric_limits<float>::quiet_NaN(), kInf = std::numeric_limits<float>::infinity();
   struct Case {
     const char* name;
     const CSSEMatrix* field;
     float maxError;
-    int maxTriangles, maxPoints;
-  } cases[] = {
-      {"null field", nullptr, 1.0f, INT32_MAX, INT32_MAX},
-      {"field without storage", &noStorage, 1.0f, INT32_MAX, INT32_MAX},
-      {"all no data", &empty, 1.0f, INT32_MAX, INT32_MAX},
-      {"one valid pixel", &single, 1.0f, INT32_MAX, INT32_MAX},
-      {"one valid row", &row, 1.0f, INT32_MAX, INT32_MAX},
-      {"only NaN", &nanOnly, 1.0f, INT32_MAX, INT32_MAX},
-      {"negative error", &fbm, -0.5f, INT32_MAX, INT32_MAX},
-      {"NaN error", &fbm, std::numeric_limits<float>::quiet_NaN(), INT32_MAX, INT32_MAX},
-      {"infinite error", &fbm, std::numeric_limits<float>::infinity(), INT32_MAX, INT32_MAX},
-      {"no triangles", &fbm, 1.0f, 0, INT32_MAX},
-      {"one triangle", &fbm, 1.0f, 1, INT32_MAX},
-      {"negative triangles", &fbm, 1.0f, -5, INT32_MAX},
-      {"three points", &fbm, 1.0f, INT32_MAX, 3},
-      {"no points", &fbm, 1.0f, INT32_MAX, 0},
-  };
+    int maxTriangles = INT32_MAX, maxPoints = INT32_MAX;
+  } cases[] = {{"null field", nullptr, 1},
+               {"field without storage", &noStorage, 1},
+               {"all no data", &empty, 1},
+               {"one valid pixel", &single, 1},
+               {"one valid row", &row, 1},
+               {"only NaN", &nanOnly, 1},
+               {"negative error", &fbm, -0.5f},
+               {"NaN error", &fbm, kNaN},
+               {"infinite error", &fbm, kInf},
+               {"no triangles", &fbm, 1, 0},
+               {"one triangle", &fbm, 1, 1},
+               {"negative triangles", &fbm, 1, -5},
+               {"three points", &fbm, 1, INT32_MAX, 3},
+               {"no points", &fbm, 1, INT32_MAX, 0}};
   CHErrorBoundedMesher mesher;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

@@ -227,10 +227,14 @@ testing::AssertionResult SameAsFiltered(const CHTriangulation& plain, const CHTr
   return testing::AssertionSuccess();
 }
 
-TEST(MeshSubsampledVariants, PolygonVariantKeepsExactlyTheCellsWhoseCentreIsInside) {
+// The polygon variant keeps exactly the cells whose centre is inside; the
+// rectangle variant is the plain builder cut to the rectangle (clipped to
+// the raster), and fills a cell with one valid corner per column on request.
+TEST(MeshSubsampledVariants, PolygonAndRectangleVariantsAreThePlainBuilderFiltered) {
   const int sizes[] = {1, 2, 3, 5, 7, 17, 31, 40};
   int kept = 0, dropped = 0;
   for (unsigned seed = 1; seed <= 60; ++seed) {
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
     std::mt19937 rng(seed);
     const int sx = sizes[rng() % 8], sy = sizes[rng() % 8], stepX = 1 + rng() % 3, stepY = 1 + rng() % 3;
     const bool above = rng() % 2;
@@ -241,45 +245,28 @@ TEST(MeshSubsampledVariants, PolygonVariantKeepsExactlyTheCellsWhoseCentreIsInsi
     const float threshold = above ? 0.0f : 7.0f;
     CHTriangulation plain(&field, threshold, above, kScaleX, kScaleY, 1, stepX, stepY);
     CHTriangulation variant(&field, threshold, above, kScaleX, kScaleY, 1, stepX, stepY, &polygon);
-    EXPECT_TRUE(SameAsFiltered(
-        plain, variant,
-        [&](int x, int y) { return polygon.PointInLineInnerArea(x + stepX * 0.5f, y + stepY * 0.5f, 1); }))
-        << "seed " << seed;
-    EXPECT_EQ(CheckMesh(variant, kAll), "") << "seed " << seed;
+    EXPECT_TRUE(SameAsFiltered(plain, variant, [&](int x, int y) {
+      return polygon.PointInLineInnerArea(x + stepX * 0.5f, y + stepY * 0.5f, 1);
+    }));
+    EXPECT_EQ(CheckMesh(variant, kAll), "");
     kept += variant.NumTriangles;
     dropped += plain.NumTriangles - variant.NumTriangles;
+    CHTriangulation whole(&field, threshold, above, kScaleX, kScaleY, 1, -5, sx + 9, -1, sy - 1, stepX, stepY, false);
+    EXPECT_TRUE(SameAsFiltered(plain, whole, [](int, int) { return true; }));
+    const int x0 = stepX * int(rng() % 5), y0 = stepY * int(rng() % 5);  // on the lattice
+    const int x1 = x0 + int(rng() % 30), y1 = y0 + int(rng() % 30);
+    CHTriangulation part(&field, threshold, above, kScaleX, kScaleY, 1, x0, x1, y0, y1, stepX, stepY, false);
+    EXPECT_TRUE(SameAsFiltered(plain, part,
+                               [&](int x, int y) { return x >= x0 && y >= y0 && x + stepX <= x1 && y + stepY <= y1; }))
+        << "rectangle " << x0 << ".." << x1 << " x " << y0 << ".." << y1;
   }
   EXPECT_GT(kept, 1000) << "the cases should mix";
   EXPECT_GT(dropped, 1000) << "the cases should mix";
-}
-
-TEST(MeshSubsampledVariants, SubRectangleIsThePlainBuilderCutToTheRectangle) {
-  for (unsigned seed = 1; seed <= 60; ++seed) {
-    std::mt19937 rng(seed);
-    const int sx = 1 + rng() % 40, sy = 1 + rng() % 40, stepX = 1 + rng() % 3, stepY = 1 + rng() % 3;
-    CSSEMatrix field;
-    RandomField(field, sx, sy, rng);
-    CHTriangulation plain(&field, 0.0f, true, kScaleX, kScaleY, 1, stepX, stepY);
-    // The whole raster (and beyond: the rectangle is clipped) is the plain mesh.
-    CHTriangulation whole(&field, 0.0f, true, kScaleX, kScaleY, 1, -5, sx + 9, -1, sy - 1, stepX, stepY, false);
-    EXPECT_TRUE(SameAsFiltered(plain, whole, [](int, int) { return true; })) << "seed " << seed;
-    // A rectangle starting on the lattice.
-    const int x0 = stepX * int(rng() % 5), y0 = stepY * int(rng() % 5);
-    const int x1 = x0 + int(rng() % 30), y1 = y0 + int(rng() % 30);
-    CHTriangulation part(&field, 0.0f, true, kScaleX, kScaleY, 1, x0, x1, y0, y1, stepX, stepY, false);
-    EXPECT_TRUE(SameAsFiltered(plain, part,
-                               [&](int x, int y) { return x >= x0 && y >= y0 && x + stepX <= x1 && y + stepY <= y1; }))
-        << "seed " << seed << " rectangle " << x0 << ".." << x1 << " x " << y0 << ".." << y1;
-  }
-}
-
-TEST(MeshSubsampledVariants, FillCellsMakesEveryCellWithAValidCornerPerColumnFull) {
   CSSEMatrix field;
   MakeField(field, 2, 2, [](int x, int y) { return x == 1 && y == 1 ? 0.0f : 3.0f; });
   CHTriangulation plain(&field, 0.0f, true, 1, 1, 1, 0, 1, 0, 1, 1, 1, false);
   CHTriangulation filled(&field, 0.0f, true, 1, 1, 1, 0, 1, 0, 1, 1, 1, true);
-  EXPECT_EQ(plain.NumTriangles, 1);
-  ASSERT_EQ(filled.NumTriangles, 2);
+  ASSERT_TRUE(AllEqual({FIELD(plain.NumTriangles, 1), FIELD(filled.NumTriangles, 2)}));
   EXPECT_EQ(filled.EdgeArray[1].z, 0.0f);  // P11 takes the invalid pixel's value
 }
 
@@ -288,21 +275,17 @@ TEST(MeshSubsampledVariants, BadInputGivesAnEmptyMeshOrLeavesItAlone) {
   MakeField(field, 9, 9, [](int, int) { return 2.0f; });
   CSSE3dPolygon two = Polygon({{0, 0, 0}, {8, 8, 0}}), flat = Polygon({{0, 0, 0}, {4, 4, 0}, {8, 8, 0}}),
                 far = Polygon({{100, 100, 0}, {110, 100, 0}, {100, 110, 0}});
-  for (CSSE3dPolygon* p : {&two, &flat, &far, static_cast<CSSE3dPolygon*>(nullptr)}) {
-    CHTriangulation m(&field, 0.0f, true, 1, 1, 1, 1, 1, p);
-    EXPECT_EQ(m.NumTriangles, 0) << (p ? p->GetNumPoints() : -1);
-  }
+  for (CSSE3dPolygon* p : {&two, &flat, &far, static_cast<CSSE3dPolygon*>(nullptr)})
+    EXPECT_EQ(CHTriangulation(&field, 0.0f, true, 1, 1, 1, 1, 1, p).NumTriangles, 0) << (p ? p->GetNumPoints() : -1);
   const int rectangles[][4] = {{5, 2, 0, 8}, {0, 8, 6, 6}, {20, 30, 0, 8}, {0, 8, -9, -2}};
-  for (const auto& r : rectangles) {
-    CHTriangulation m(&field, 0.0f, true, 1, 1, 1, r[0], r[1], r[2], r[3], 1, 1, false);
-    EXPECT_EQ(m.NumTriangles, 0) << r[0] << " " << r[1] << " " << r[2] << " " << r[3];
-  }
-  // A zero step leaves the mesh as it was.
+  for (const auto& r : rectangles)
+    EXPECT_EQ(CHTriangulation(&field, 0.0f, true, 1, 1, 1, r[0], r[1], r[2], r[3], 1, 1, false).NumTriangles, 0)
+        << r[0] << " " << r[1] << " " << r[2] << " " << r[3];
+  // A zero step or no field leaves the mesh as it was.
   CHTriangulation m(&field, 0.0f, true, 1, 1, 1, 1, 1);
   const int before = m.NumTriangles;
   m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 0, 8, 0, 8, 0, 1, false);
   m.CreateTriangulationFromSSEFieldSubSampled(&field, 0.0f, true, 0, 1, &far);
-  EXPECT_EQ(m.NumTriangles, before);
   m.CreateTriangulationFromSSEFieldSubSampled(nullptr, 0.0f, true, 0, 8, 0, 8, 1, 1, false);
   EXPECT_EQ(m.NumTriangles, before);
 }

@@ -43,7 +43,7 @@ TEST(MeshModel, DerivedPassesAndFlatNormals) {
   float s[4] = {};
   for (int i = 0; i < 36; ++i) s[i % 4] += (&m.EdgeArray[0].x)[i];
   EXPECT_TRUE(SamePoint(m.PointArray[2], Point(s[0] / 9, s[1] / 9, s[2] / 9, s[3] / 9)));
-
+  // Up, down (clockwise) and degenerate; the main normal is left alone.
   Fill(m, {Tri{{{0, 0, 0, 0}, {2, 0, 0, 0}, {0, 3, 0, 0}}}, Tri{{{0, 0, 0, 0}, {0, 3, 0, 0}, {2, 0, 0, 0}}},
            Tri{{{1, 1, 1, 0}, {1, 1, 1, 0}, {1, 1, 1, 0}}}});
   m.MainNormalArray[0] = Point(9, 9, 9);
@@ -53,7 +53,12 @@ TEST(MeshModel, DerivedPassesAndFlatNormals) {
     EXPECT_TRUE(SamePoint(m.NormalArray[3 + k], Point(0, 0, -1))) << k;
     EXPECT_TRUE(std::isnan(m.NormalArray[6 + k].x)) << "a degenerate triangle has a normal, corner " << k;
   }
-  EXPECT_TRUE(SamePoint(m.MainNormalArray[0], Point(9, 9, 9))) << "the main normal is left alone";
+  EXPECT_TRUE(SamePoint(m.MainNormalArray[0], Point(9, 9, 9)));
+  // The historical "orient towards the box centre" only refreshes the normals: still down, corners kept.
+  Fill(m, {Tri{{{0, 0, 0, 0}, {0, 1, 0, 0}, {1, 0, 0, 0}}}});
+  m.OrientTrianglesTowardsBBoxCenter();
+  EXPECT_TRUE(
+      AllEqual({FIELD(m.NormalArray[0].z, -1.0f), FIELD(m.NormalArray[2].z, -1.0f), FIELD(m.EdgeArray[1].y, 1)}));
 }
 
 TEST(MeshModel, ListsUnlinkInPlaceAndPushStretchesAtTheFront) {
@@ -74,8 +79,7 @@ TEST(MeshModel, ListsUnlinkInPlaceAndPushStretchesAtTheFront) {
     for (std::size_t i = 1; i < got.size(); ++i)
       if (got[i]->pPrev != got[i - 1]) return testing::AssertionFailure() << "stretch " << i << ": pPrev broken";
     if (got == want) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << "list of " << got.size() << " stretches, expected " << want.size()
-                                       << " in order";
+    return testing::AssertionFailure() << "list of " << got.size() << " stretches, expected " << want.size();
   };
   EXPECT_TRUE(chain({s[2], s[1], s[0]}));
   m.DeleteStretchFromList(s[1]);
@@ -89,13 +93,11 @@ TEST(MeshTransforms, ScaleBlowShift) {
     void (*apply)(CHTriangulation&);
     float fx, fy, fz, dx, dy, dz;
     bool derivedUpdated;
-  } cases[] = {
-      {[](CHTriangulation& m) { m.ScaleTriangulation(); }, 2, 3, 4, 0, 0, 0, false},
-      {[](CHTriangulation& m) { m.ScaleTriangulationXY(); }, 2, 3, 1, 0, 0, 0, false},
-      {[](CHTriangulation& m) { m.ReScaleTriangulation(5, 6, 7); }, 5, 6, 7, 0, 0, 0, true},
-      {[](CHTriangulation& m) { m.BlowTriangulation(0.5f, -1, 3); }, 0.5f, -1, 3, 0, 0, 0, true},
-      {[](CHTriangulation& m) { m.ShiftTriangulation(1, -2, 0.25f); }, 1, 1, 1, 1, -2, 0.25f, true},
-  };
+  } cases[] = {{[](CHTriangulation& m) { m.ScaleTriangulation(); }, 2, 3, 4, 0, 0, 0, false},
+               {[](CHTriangulation& m) { m.ScaleTriangulationXY(); }, 2, 3, 1, 0, 0, 0, false},
+               {[](CHTriangulation& m) { m.ReScaleTriangulation(5, 6, 7); }, 5, 6, 7, 0, 0, 0, true},
+               {[](CHTriangulation& m) { m.BlowTriangulation(0.5f, -1, 3); }, 0.5f, -1, 3, 0, 0, 0, true},
+               {[](CHTriangulation& m) { m.ShiftTriangulation(1, -2, 0.25f); }, 1, 1, 1, 1, -2, 0.25f, true}};
   for (const auto& c : cases) {
     CHTriangulation m(0, 2, 3, 4);
     std::vector<Tri> soup = SmallSoup();
@@ -143,39 +145,32 @@ TEST(MeshTransforms, RotationsMatchTheirMatrices) {
   }
 }
 
-TEST(MeshCopies, DeepCopyFillsMaximaFromMinima) {
+TEST(MeshCopies, DeepCopyFillsMaximaFromMinimaAndAssignmentIsShallow) {
   CHTriangulation src(0, 2, 3, 4);
   Fill(src, SmallSoup());
   src.CalcNeighbours(), src.SetScanConvResolution(0.5f, 0.25f, 2), src.CalcCenterPoint();
   CHTriangulation copy(&src), second(src);  // both deep
   ASSERT_TRUE(ValidMesh(copy, 3, {false}));
-  EXPECT_NE(copy.EdgeArray, src.EdgeArray);
-  EXPECT_NE(second.EdgeArray, src.EdgeArray);
+  EXPECT_TRUE(AllEqual({FIELD(copy.EdgeArray != src.EdgeArray, true), FIELD(second.EdgeArray != src.EdgeArray, true),
+                        FIELD(copy.ScaleX, 2.0f), FIELD(copy.ScanConvResY, 0.25f)}));
   EXPECT_TRUE(SameTriangle(second, 1, src, 1));
-  EXPECT_TRUE(AllEqual({FIELD(copy.ScaleX, 2.0f), FIELD(copy.ScanConvResY, 0.25f)}));
   EXPECT_TRUE(SameFloat(copy.ScanConvDiagonal, src.ScanConvDiagonal));
   for (int p = 0; p < 3; ++p) EXPECT_TRUE(SamePoint(copy.PointArray[p], src.PointArray[p])) << p;
   for (int i = 0; i < 3; ++i) {
     const t_htriangle &c = copy.Triangles[i], &s = src.Triangles[i];
     EXPECT_TRUE(SamePoint(copy.MaxPointArray[i], src.MinPointArray[i])) << "maximum of " << i << " from the minimum";
     EXPECT_TRUE(SamePoint(copy.MinPointArray[i], src.MinPointArray[i])) << i;
-    EXPECT_TRUE(AllEqual({FIELD(c.Type, s.Type), FIELD(c.pNext != nullptr, false)})) << i;
-    EXPECT_TRUE(std::equal(c.pNeighbour, c.pNeighbour + 3, s.pNeighbour))
-        << "neighbour pointers of " << i << " not copied";
+    EXPECT_TRUE(AllEqual({FIELD(c.Type, s.Type), FIELD(c.pNext != nullptr, false),
+                          FIELD(std::equal(c.pNeighbour, c.pNeighbour + 3, s.pNeighbour), true)}))
+        << i;
   }
-}
-
-TEST(MeshCopies, AssignmentIsShallow) {
-  CHTriangulation src;
-  Fill(src, SmallSoup());
+  // Assignment shares every array. Only one of the two may release them:
+  // forget the alias's pointers (its own first block is released here).
   CHTriangulation* alias = new CHTriangulation;
   SSEPoint* ownBlock = alias->PointArray;
   *alias = src;
-  EXPECT_EQ(alias->EdgeArray, src.EdgeArray);
-  EXPECT_EQ(alias->Triangles, src.Triangles);
-  EXPECT_EQ(alias->PointArray, src.PointArray);
-  // Only one of the two may release the shared storage: forget the alias's
-  // pointers (its own first block is released here) instead of destroying it.
+  EXPECT_TRUE(AllEqual({FIELD(alias->EdgeArray == src.EdgeArray, true), FIELD(alias->Triangles == src.Triangles, true),
+                        FIELD(alias->PointArray == src.PointArray, true)}));
   ::operator delete(static_cast<void*>(alias));
   std::free(ownBlock);
 }
@@ -194,9 +189,9 @@ TEST(MeshCopies, CombineFlipsTheWindingAndAppendKeepsIndicesAndTypes) {
       EXPECT_TRUE(
           SamePoint(c.EdgeArray[k], k < 3 ? a.EdgeArray[k] : b.EdgeArray[flip ? 3 * (k / 3) - k % 3 - 1 : k - 3]))
           << "flip " << flip << ", corner " << k;
-    // Triangle 1 repeats triangle 0's corners: the flipped copy faces away.
-    EXPECT_EQ(c.NormalArray[3].z, flip ? -c.NormalArray[0].z : c.NormalArray[0].z);
-    EXPECT_TRUE(AllEqual({FIELD(c.Triangles[2].Type, -1), FIELD(c.ScanConvResX, 1.0f /* a fresh mesh's */)}));
+    // Triangle 1 repeats triangle 0's corners: the flipped copy faces away. A fresh mesh's resolution is 1.
+    EXPECT_TRUE(AllEqual({FIELD(c.NormalArray[3].z, flip ? -c.NormalArray[0].z : c.NormalArray[0].z),
+                          FIELD(c.Triangles[2].Type, -1), FIELD(c.ScanConvResX, 1.0f)}));
   }
   CHTriangulation d;
   Fill(d, {soup[0], soup[1]});
@@ -215,17 +210,18 @@ Tri WithZ(float at, float z0, float z1, float z2) {
   return Tri{Corner{at, 0, z0, 0}, Corner{at + 1, 0, z1, 0}, Corner{at, 1, z2, 0}};
 }
 
-TEST(MeshRemoval, HeightBandsRemoveOnlyTrianglesWhollyInside) {
+// One-sided removals need all three corners beyond the limit (inclusive);
+// the band removes a triangle with any one corner in the closed band.
+TEST(MeshRemoval, HeightBandsAndRepeatedOrientations) {
   enum Removal { Below, Above, Between };
   const struct {
     Removal removal;
     float a, b, z[3];
     bool kept;
-  } cases[] = {{Below, 0, 0, {0, 0, 0.1f}, true},     {Below, 0, 0, {0, 0, 0}, false},  // limits inclusive
-               {Below, 0, 0, {-3, -2, -1}, false},    {Above, 5, 0, {5, 5, 4.9f}, true},
-               {Above, 5, 0, {5, 5, 5}, false},       {Between, 1, 2, {0, 1, 5}, false},  // one corner on a bound
-               {Between, 1, 2, {2, -1, 5}, false},    {Between, 1, 2, {0, 0.5f, 5}, true},
-               {Between, 1, 2, {0.9f, 2.1f, 0}, true}};  // straddling is kept
+  } cases[] = {{Below, 0, 0, {0, 0, 0.1f}, true},   {Below, 0, 0, {0, 0, 0}, false},
+               {Above, 5, 0, {5, 5, 4.9f}, true},   {Above, 5, 0, {5, 5, 5}, false},
+               {Between, 1, 2, {0, 1, 5}, false},   {Between, 1, 2, {2, -1, 5}, false},
+               {Between, 1, 2, {0, 0.5f, 5}, true}, {Between, 1, 2, {0.9f, 2.1f, 0}, true}};
   for (const auto& c : cases) {
     CHTriangulation m;
     Fill(m, {WithZ(0, c.z[0], c.z[1], c.z[2])});
@@ -234,38 +230,17 @@ TEST(MeshRemoval, HeightBandsRemoveOnlyTrianglesWhollyInside) {
                          : m.RemoveTrianglesBetweenZ(c.a, c.b);
     EXPECT_TRUE(ValidMesh(m, c.kept ? 1 : 0)) << "case " << &c - cases;
   }
-}
-
-TEST(MeshRemoval, KeptTrianglesKeepIndexTypeAndDerivedData) {
-  // A strip of three triangles sharing edges; the middle one is removed.
-  CHTriangulation m;
-  Fill(m, {WithZ(0, 1, 1, 1), Tri{Corner{1, 0, -1, 0}, Corner{1, 1, -1, 0}, Corner{0, 1, -1, 0}}, WithZ(1, 1, 1, 1)});
-  for (int i = 0; i < 3; ++i) m.Triangles[i].Type = 20 + i;
-  const SSEPoint box = m.PointArray[0], lastMin = m.MinPointArray[2];
-  m.RemoveTrianglesBelowZ(0.0f);
-  ASSERT_TRUE(ValidMesh(m, 2));
-  EXPECT_TRUE(AllEqual({FIELD(m.Triangles[0].Index, 0), FIELD(m.Triangles[1].Index, 2 /* not renumbered */),
-                        FIELD(m.Triangles[0].Type, 13 /* border */)}));
-  // The rebuild copies through CopyFromHTriangulation, whose maxima are the
-  // minima; CalcSTV brings the real ones back.
-  EXPECT_TRUE(SamePoint(m.MaxPointArray[1], lastMin));
-  m.CalcSTV();
-  EXPECT_EQ(CheckMesh(m, {true, true, false}), "");
-  EXPECT_EQ(m.Triangles[1].pNeighbour[0], nullptr) << "the removed neighbour is gone";
-  EXPECT_EQ(m.PointArray[0].z, box.z) << "the box stays";
-}
-
-TEST(MeshRemoval, SameOrientationComparesAllPairsWithAnInclusiveTolerance) {
-  // First normals by triangle; Type 0 marks a triangle for removal too.
+  // Normals within 0.05 (inclusive) in every lane repeat one another; all
+  // pairs are compared, and Type 0 marks a triangle for removal too.
   const struct {
     std::vector<float> dx;
     int zeroType, kept;
-  } cases[] = {{{0, 0.05f}, -1, 1},
-               {{0, -0.05f}, -1, 1},
-               {{0, 0.0501f}, -1, 2},
-               {{0, -0.0501f}, -1, 2},
-               {{0, 0.04f, 0.08f, 0.7f}, 3, 1}};  // 2 repeats 1 (already marked) but not 0
-  for (const auto& c : cases) {
+  } orientations[] = {{{0, 0.05f}, -1, 1},
+                      {{0, -0.05f}, -1, 1},
+                      {{0, 0.0501f}, -1, 2},
+                      {{0, -0.0501f}, -1, 2},
+                      {{0, 0.04f, 0.08f, 0.7f}, 3, 1}};  // 2 repeats 1 (already marked) but not 0
+  for (const auto& c : orientations) {
     CHTriangulation m;
     std::vector<Tri> tris;
     for (std::size_t i = 0; i < c.dx.size(); ++i) tris.push_back(WithZ(5.0f * i, 0, 0, 0));
@@ -279,14 +254,22 @@ TEST(MeshRemoval, SameOrientationComparesAllPairsWithAnInclusiveTolerance) {
   }
 }
 
-TEST(MeshCleanup, OrientTowardsBBoxCentreOnlyRefreshesNormals) {
+TEST(MeshRemoval, KeptTrianglesKeepIndexTypeAndDerivedData) {
+  // A strip of three triangles sharing edges; the middle one is removed.
   CHTriangulation m;
-  // Clockwise seen from above: its flat normal points down, and stays so.
-  Fill(m, {Tri{Corner{0, 0, 0, 0}, Corner{0, 1, 0, 0}, Corner{1, 0, 0, 0}}});
-  const SSEPoint p1 = m.EdgeArray[1];
-  m.OrientTrianglesTowardsBBoxCenter();
-  EXPECT_TRUE(AllEqual({FIELD(m.NormalArray[0].z, -1.0f), FIELD(m.NormalArray[2].z, -1.0f)}));
-  EXPECT_TRUE(SamePoint(m.EdgeArray[1], p1));
+  Fill(m, {WithZ(0, 1, 1, 1), Tri{Corner{1, 0, -1, 0}, Corner{1, 1, -1, 0}, Corner{0, 1, -1, 0}}, WithZ(1, 1, 1, 1)});
+  for (int i = 0; i < 3; ++i) m.Triangles[i].Type = 20 + i;
+  const SSEPoint box = m.PointArray[0], lastMin = m.MinPointArray[2];
+  m.RemoveTrianglesBelowZ(0.0f);
+  ASSERT_TRUE(ValidMesh(m, 2));
+  // Index is not renumbered, a border triangle's Type is 13, the box stays.
+  EXPECT_TRUE(AllEqual({FIELD(m.Triangles[0].Index, 0), FIELD(m.Triangles[1].Index, 2), FIELD(m.Triangles[0].Type, 13),
+                        FIELD(m.Triangles[1].pNeighbour[0] == nullptr, true), FIELD(m.PointArray[0].z, box.z)}));
+  // The rebuild copies through CopyFromHTriangulation, whose maxima are the
+  // minima; CalcSTV brings the real ones back.
+  EXPECT_TRUE(SamePoint(m.MaxPointArray[1], lastMin));
+  m.CalcSTV();
+  EXPECT_EQ(CheckMesh(m, {true, true, false}), "");
 }
 
 }  // namespace

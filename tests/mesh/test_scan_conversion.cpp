@@ -51,21 +51,39 @@ TEST(MeshScanConversion, MatchesThePlainSampleLoopOnRandomMeshes) {
 }
 
 TEST(MeshScanConversion, FrameRules) {
-  // Nothing to convert (no triangles, a box narrower than half a cell) leaves the raster alone.
+  // Nothing to convert (no triangles, a box narrower than half a cell), a
+  // bad frame or a foreign raster leaves the raster alone.
+  CSSEMatrix out;
+  out.Create(3, 2);
+  out.SetPoint(1, 1, 7.0f);
   for (const std::vector<Tri>& soup : {std::vector<Tri>{}, {Tri{{{0, 0, 1, 0}, {0.4f, 0, 1, 0}, {0, 9, 1, 0}}}}}) {
     CHTriangulation m;
     Fill(m, soup);
-    CSSEMatrix out;
-    out.Create(3, 2);
-    out.SetPoint(1, 1, 7.0f);
     Scan(m, &out, 0.0f, true), Scan(m, &out, 0.0f, false);
-    EXPECT_TRUE(AllEqual({FIELD(out.GetSizeX(), 3), FIELD(out.GetPoint(1, 1), 7.0f)})) << soup.size();
   }
-  // An explicit box sets the frame.
   CHTriangulation m;
   Fill(m, {Tri{{{2, 2, 4, 0}, {8, 2, 4, 0}, {2, 8, 4, 0}}}});
-  SSEPoint lo = Point(0, 0, 0), hi = Point(16, 12, 0);
-  CSSEMatrix out;
+  SSEPoint lo = Point(10, 10, 0), hi = Point(0, 0, 0);  // min above max
+  m.ScanConvertTriangulationMax_MinMaxPoint(&out, 0.0f, lo, hi);
+  m.ScanConvertTriangulationMin_MinMaxPoint(&out, 0.0f, lo, hi);
+  m.RefineScanConvImage(&out, 0.0f);  // not the mesh's frame
+  m.ScanConvertTriangulationMaxNoDeleteInYArea(&out, 5.0f, 1.0f);
+  m.ScanConvertThroughLineMax(&out, nullptr, 0.0f);
+  EXPECT_TRUE(AllEqual({FIELD(out.GetSizeX(), 3), FIELD(out.GetSizeY(), 2), FIELD(out.GetPoint(1, 1), 7.0f),
+                        FIELD(out.GetPoint(0, 0), 0.0f)}));
+  // A polygon of two points holds nothing.
+  CSSE3dPolygon two;
+  two.Create(2);
+  m.ScanConvertThroughLineMin(&out, &two, 0.0f);
+  for (int y = 0; y < out.GetSizeY(); ++y)
+    for (int x = 0; x < out.GetSizeX(); ++x) ASSERT_EQ(out.GetPoint(x, y), 0.0f);
+  // An empty mesh touches nothing.
+  CHTriangulation empty;
+  CSSEMatrix none;
+  empty.ScanConvertTriangulationMaxNoDelete(&none, true, true);
+  EXPECT_EQ(none.GetMatrixDataDirectly(), nullptr);
+  // An explicit box sets the frame.
+  lo = Point(0, 0, 0), hi = Point(16, 12, 0);
   m.ScanConvertTriangulationMax_MinMaxPoint(&out, 0.0f, lo, hi);
   EXPECT_TRUE(AllEqual({FIELD(out.GetSizeX(), 16), FIELD(out.GetSizeY(), 12), FIELD(out.GetPoint(3, 3), 4.0f),
                         FIELD(out.GetPoint(12, 10), 0.0f)}));
@@ -177,33 +195,6 @@ TEST(MeshScanVariants, MatchThePlainConversionAndWhatFollowsIt) {
       EXPECT_TRUE(SamePoints(refined, expected)) << "refined";
     }
   }
-}
-
-TEST(MeshScanVariants, BadFramesLeaveTheRasterAlone) {
-  CHTriangulation m;
-  Fill(m, {Tri{{{2, 2, 4, 0}, {8, 2, 4, 0}, {2, 8, 4, 0}}}});
-  CSSEMatrix out;
-  out.Create(3, 2);
-  out.SetPoint(1, 1, 7.0f);
-  SSEPoint lo = Point(10, 10, 0), hi = Point(0, 0, 0);  // min above max
-  m.ScanConvertTriangulationMax_MinMaxPoint(&out, 0.0f, lo, hi);
-  m.ScanConvertTriangulationMin_MinMaxPoint(&out, 0.0f, lo, hi);
-  m.RefineScanConvImage(&out, 0.0f);  // not the mesh's frame
-  m.ScanConvertTriangulationMaxNoDeleteInYArea(&out, 5.0f, 1.0f);
-  m.ScanConvertThroughLineMax(&out, nullptr, 0.0f);
-  EXPECT_TRUE(AllEqual({FIELD(out.GetSizeX(), 3), FIELD(out.GetSizeY(), 2), FIELD(out.GetPoint(1, 1), 7.0f),
-                        FIELD(out.GetPoint(0, 0), 0.0f)}));
-  // A polygon of two points holds nothing.
-  CSSE3dPolygon two;
-  two.Create(2);
-  m.ScanConvertThroughLineMin(&out, &two, 0.0f);
-  for (int y = 0; y < out.GetSizeY(); ++y)
-    for (int x = 0; x < out.GetSizeX(); ++x) ASSERT_EQ(out.GetPoint(x, y), 0.0f);
-  // An empty mesh touches nothing.
-  CHTriangulation empty;
-  CSSEMatrix none;
-  empty.ScanConvertTriangulationMaxNoDelete(&none, true, true);
-  EXPECT_EQ(none.GetMatrixDataDirectly(), nullptr);
 }
 
 TEST(MeshScanVariants, FieldRangeKeepsCornersBetweenItsBounds) {
