@@ -79,15 +79,14 @@ TEST(RasterQueries, PatchExtremesKeepTheFirstExtremeAndSkipNoData) {
   m.SetPoint(2, 3, 4.0f);  // same minimum later: the first stays
   m.SetPoint(3, 3, 9.0f);
   m.SetPoint(0, 4, kNaN);
-  const t_patchextremes e = m.CalcPatchExtremes(5, 4, -3, 0);  // corners swapped and clamped
-  EXPECT_EQ(std::vector<float>({e.fMin, e.fMax}), std::vector<float>({4.0f, 9.0f}));
-  EXPECT_EQ(std::vector<int>({e.nMinX, e.nMinY, e.nMaxX, e.nMaxY, e.nCount}), std::vector<int>({1, 1, 4, 1, 4}));
-  const t_patchextremes withZeros = m.CalcPatchExtremes(0, 0, 2, 2, false);
-  EXPECT_EQ(std::vector<float>({withZeros.fMin, withZeros.fMax}), std::vector<float>({0.0f, 4.0f}));
-  EXPECT_EQ(withZeros.nCount, 9);
-  const t_patchextremes none = m.CalcPatchExtremes(0, 4, 0, 4);  // only the NaN
-  EXPECT_EQ(std::vector<int>({none.nCount, none.nMinX, none.nMaxY}), std::vector<int>({0, -1, -1}));
-  EXPECT_EQ(std::pair(none.fMin, none.fMax), std::pair(1e6f, -1e6f));
+  // Corners swapped and clamped; zeros counted; only the NaN.
+  const t_patchextremes e = m.CalcPatchExtremes(5, 4, -3, 0), zeros = m.CalcPatchExtremes(0, 0, 2, 2, false),
+                        none = m.CalcPatchExtremes(0, 4, 0, 4);
+  EXPECT_EQ(std::vector<float>({e.fMin, e.fMax, zeros.fMin, zeros.fMax, none.fMin, none.fMax}),
+            std::vector<float>({4, 9, 0, 4, 1e6f, -1e6f}));
+  EXPECT_EQ(std::vector<int>(
+                {e.nMinX, e.nMinY, e.nMaxX, e.nMaxY, e.nCount, zeros.nCount, none.nCount, none.nMinX, none.nMaxY}),
+            std::vector<int>({1, 1, 4, 1, 4, 9, 0, -1, -1}));
 }
 
 // The fill's definition: breadth-first over neighbours that pass `inside`.
@@ -151,16 +150,16 @@ TEST(AreaFills, BadSeedsAndArgumentsFillNothing) {
   CSSEMatrix m = Filled(5, 5, 1.0f), none;
   m.SetPoint(2, 2, kNaN);
   const CSSEMatrix before(m);
-  EXPECT_EQ(m.FillArea(-1, 2, 3.0f), 0);
-  EXPECT_EQ(m.FillArea(2, 5, 3.0f), 0);
-  EXPECT_EQ(m.FillArea(2, 2, 3.0f), 0);  // NaN seed
-  EXPECT_EQ(m.FillAreaZylindrical(0, 0, -1.0f, 1.0f, 3.0f), 0);
-  EXPECT_EQ(m.FillAreaZylindrical(0, 0, 2.0f, kNaN, 3.0f), 0);
-  EXPECT_EQ(m.FillAreaZylindrical(7, 0, 2.0f, 1.0f, 3.0f), 0);
+  // Seeds outside, a NaN seed, a negative radius, a NaN height, no storage.
+  EXPECT_EQ(
+      std::vector<int>({m.FillArea(-1, 2, 3.0f), m.FillArea(2, 5, 3.0f), m.FillArea(2, 2, 3.0f),
+                        m.FillAreaZylindrical(0, 0, -1.0f, 1.0f, 3.0f), m.FillAreaZylindrical(0, 0, 2.0f, kNaN, 3.0f),
+                        m.FillAreaZylindrical(7, 0, 2.0f, 1.0f, 3.0f), none.FillArea(0, 0, 1.0f)}),
+      std::vector<int>(7, 0));
   EXPECT_TRUE(SameStorage(m, before));
-  EXPECT_EQ(none.FillArea(0, 0, 1.0f), 0);
-  EXPECT_EQ(m.FillArea(0, 0, 1.0f, true), 24);                  // the NaN pixel is not part of the region
-  EXPECT_EQ(m.FillAreaZylindrical(0, 0, 0.0f, 0.0f, 3.0f), 1);  // radius 0: the seed alone
+  // The NaN pixel is not part of the region; radius 0: the seed alone.
+  EXPECT_EQ(std::vector<int>({m.FillArea(0, 0, 1.0f, true), m.FillAreaZylindrical(0, 0, 0.0f, 0.0f, 3.0f)}),
+            std::vector<int>({24, 1}));
 }
 
 TEST(RowFill, EveryRowBecomesTheProcessedRowPaddingIncluded) {
