@@ -7,6 +7,7 @@
 
 #include "raster_compare.h"
 #include "relief/CFilters.h"
+#include "relief/CSSEcharMatrix.h"
 
 using namespace relief::test;
 
@@ -160,6 +161,33 @@ TEST(Filters, AwareMeanOfLargeWindowsCountsExactly) {
         if (HoldsData(source.GetPoint(x, y)))
           ASSERT_EQ(out.GetPoint(x, y), box(sums, x, y) / box(counts, x, y)) << "r=" << r << " at " << x << ", " << y;
   }
+}
+
+// The byte rasters' minimum and maximum follow the same (plain) window.
+TEST(Filters, ByteMinimumAndMaximumMatchTheNaiveWindow) {
+  for (auto [sx, sy] : {std::pair{1, 1}, {3, 17}, {17, 33}, {33, 5}, {40, 50}, {2, 16}})
+    for (int r : {0, 1, 2, 7})
+      for (Kind k : {kMin, kMax}) {
+        std::mt19937 rng(sx * 131 + sy * 7 + r);
+        CSSEcharMatrix m(sx, sy), out, inPlace;
+        CSSEMatrix values = Filled(sx, sy, 0.0f);
+        for (int i = 0; i < sx * sy; ++i) {
+          const char v = rng() % 3 ? static_cast<char>(rng()) : 0;
+          m.SetPoint(i % sx, i / sx, v), values.SetPoint(i % sx, i / sx, static_cast<signed char>(v));
+        }
+        inPlace.CopyFromOtherMatrix(m);
+        using Filter = void (*)(const CSSEcharMatrix&, CSSEcharMatrix&, int);
+        const Filter filter =
+            k == kMin ? static_cast<Filter>(CFilters::Minimum) : static_cast<Filter>(CFilters::Maximum);
+        filter(m, out, r);
+        filter(inPlace, inPlace, r);
+        for (int i = 0; i < sx * sy; ++i) {
+          const int x = i % sx, y = i / sx;
+          ASSERT_EQ(static_cast<signed char>(out.GetPoint(x, y)), Reference(k, values, x, y, r, false))
+              << kFilters[k].name << " r=" << r << " " << sx << " x " << sy << " at " << x << ", " << y;
+          ASSERT_EQ(inPlace.GetPoint(x, y), out.GetPoint(x, y)) << "in place";
+        }
+      }
 }
 
 }  // namespace
