@@ -41,11 +41,8 @@ TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
 
 TEST(CharMatrix, ClampingCopiesAndRastersWithoutStorage) {
   CSSEcharMatrix m(5, 21), none, fromNone(none), alias;
-  m.SetPoint(-3, 100, 7);
-  EXPECT_EQ(m.GetPoint(-10, 1000), 7);
-  m.SetPoint(99, -4, -2);
-  EXPECT_EQ(m.GetPoint(4, 0), -2);
-  EXPECT_EQ(Byte(m, 0, 21), 0);  // the spare rows are never written as pixels
+  m.SetPoint(-3, 100, 7), m.SetPoint(99, -4, -2);
+  EXPECT_EQ(std::vector<int>({m.GetPoint(-10, 1000), m.GetPoint(4, 0), Byte(m, 0, 21)}), std::vector<int>({7, -2, 0}));
   Byte(m, 0, 31) = 1;
   CSSEcharMatrix copy(m);  // deep, spare rows included
   m.SetPoint(4, 0, 0);
@@ -55,8 +52,7 @@ TEST(CharMatrix, ClampingCopiesAndRastersWithoutStorage) {
   EXPECT_EQ(m.GetPoint(1, 1), 4);
   alias = CSSEcharMatrix();  // forget the shared storage before it is freed twice
   EXPECT_NE(fromNone.GetMatrixDataDirectly(), nullptr);
-  none.SetPoint(1, 1, 5);
-  none.Clear(3);
+  none.SetPoint(1, 1, 5), none.Clear(3);
   EXPECT_EQ(none.GetPoint(1, 1), 0);
   for (auto [sx, sy] : {std::pair{-1, 3}, std::pair{3, -1}, std::pair{1, 128000}}) {
     EXPECT_THROW(m.Create(sx, sy), CMemoryException) << sx << " x " << sy;
