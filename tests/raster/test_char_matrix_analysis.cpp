@@ -55,16 +55,15 @@ TEST(CharCorrelation, FindsTheShiftAndMatchesTheNaiveErrors) {
   }
 }
 
+// Nothing to compare (no storage, no rows, an empty row range) gives -1 and
+// shift 0; a single shift has no runner-up.
 TEST(CharCorrelation, NothingToCompareGivesMinusOne) {
-  CSSEcharMatrix a(4, 3), none, noRows(5, 0);
+  CSSEcharMatrix a(4, 3), none, noRows(5, 0), one(1, 3);
   int s = 7, t = 7;
-  EXPECT_EQ(a.Correlate(none, s, 2), -1);
-  EXPECT_EQ(std::pair(s, a.GetLastCorrelationError()), std::pair(0, -1));
-  EXPECT_EQ(a.CorrelateAmbiguity(noRows, s, t, 2), -1);
-  EXPECT_EQ(a.CorrelateAmbiguityStartEnd(a, s, t, 2, 2, 1), -1);  // empty row range
-  CSSEcharMatrix one(1, 3);                                       // a single shift: no runner-up
-  EXPECT_EQ(one.CorrelateAmbiguity(one, s, t, 5), INT_MAX);
-  EXPECT_EQ(std::pair(s, t), std::pair(0, 0));
+  EXPECT_EQ(
+      std::vector<int>({a.Correlate(none, s, 2), s, a.GetLastCorrelationError(), a.CorrelateAmbiguity(noRows, s, t, 2),
+                        a.CorrelateAmbiguityStartEnd(a, s, t, 2, 2, 1), one.CorrelateAmbiguity(one, s, t, 5), s, t}),
+      std::vector<int>({-1, 0, -1, -1, -1, INT_MAX, 0, 0}));
 }
 
 TEST(CharAnalysis, ProfilesAlongX) {
