@@ -27,10 +27,7 @@ TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
     CSSEcharMatrix m(c[0], c[1]);
     EXPECT_EQ(std::pair(m.GetSSESizeX(), m.GetSSESizeY()), std::pair(c[0], c[2])) << c[0] << " x " << c[1];
     int cleared = 0, filled = 0;  // created cleared; Clear overwrites every byte
-    ForEachByte(m, [&](char& b, int, int) {
-      cleared += b == 0;
-      b = 7;
-    });
+    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0, b = 7; });
     m.Clear(-5);
     ForEachByte(m, [&](char b, int, int) { filled += b == -5; });
     EXPECT_EQ(std::pair(cleared, filled), std::pair(16 * c[0] * c[2], 16 * c[0] * c[2]));
