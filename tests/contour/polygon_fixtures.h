@@ -52,15 +52,8 @@ inline SSEPoint V(float x, float y, float z = 0, float w = 0) {
   p.m = _mm_setr_ps(x, y, z, w);
   return p;
 }
-// All four lanes compare equal (so -0 matches 0 and NaN matches nothing); otherwise names the first lane that does not.
-inline testing::AssertionResult Same(const SSEPoint& a, const SSEPoint& b) {
-  for (int k = 0; k < 4; ++k)
-    if (!((&a.x)[k] == (&b.x)[k]))
-      return testing::AssertionFailure() << "lane "
-                                         << "xyzw"[k] << " is " << (&a.x)[k] << ", expected " << (&b.x)[k] << " (point "
-                                         << a.x << ", " << a.y << ", " << a.z << ", " << a.w << ")";
-  return testing::AssertionSuccess();
-}
+// Bitwise the same four lanes, naming the first that is not.
+constexpr auto Same = relief_test::SamePoint;
 // The polygon's SSE queries take non-const references: this lends them a temporary.
 inline SSEPoint& Lv(SSEPoint&& p) { return p; }
 

@@ -29,14 +29,13 @@ TEST(Polygon2d, OddMeasures) {
   EXPECT_EQ(Make2d({{0, 0}, {4, 0}, {5, 3}, {2, 5}, {-1, 3}}).CalcArea(),
             static_cast<float>(t2 + static_cast<float>(t1)));
   // Closest point with stride two: point 1 matches exactly but odd indices are skipped.
-  CSSE2dPolygon p = Make2d({{0, 0}, {5, 5}, {9, 9}, {5, 5}});
-  EXPECT_EQ(p.ClosestPointX(5), 2);
-  EXPECT_EQ(p.ClosestPointY(1), 0);
   // Free keeps the count; without arrays everything is inert.
+  CSSE2dPolygon p = Make2d({{0, 0}, {5, 5}, {9, 9}, {5, 5}});
+  const std::vector<int> before = {p.ClosestPointX(5), p.ClosestPointY(1)};
   p.Free();
-  EXPECT_EQ(p.GetNumPoints(), 4);
-  EXPECT_EQ(p.GetMinEuclDistance(0, 0), 1e6f);
-  EXPECT_EQ(p.ClosestPointX(0), -1);
+  EXPECT_EQ(std::vector<float>({float(before[0]), float(before[1]), float(p.GetNumPoints()), p.GetMinEuclDistance(0, 0),
+                                float(p.ClosestPointX(0))}),
+            std::vector<float>({2, 0, 4, 1e6f, -1}));
 }
 
 TEST(VertexContainer, CapacityExtremesAndLookups) {
@@ -47,8 +46,7 @@ TEST(VertexContainer, CapacityExtremesAndLookups) {
   c.ReallocSize(10);
   c.AppendVertex(Lv(V(3, 3)));
   c.ReallocSize(2);  // shrinking keeps the first two instead of overrunning
-  EXPECT_EQ(c.GetNumVertices(), 2);
-  EXPECT_EQ(c.GetVertex(1).x, 2.0f);
+  EXPECT_EQ(std::pair(c.GetNumVertices(), c.GetVertex(1).x), std::pair(2, 2.0f));
   c.CreateVertexArray(-3);  // a negative capacity holds nothing
   c.AppendVertex(Lv(V(1, 1)));
   EXPECT_EQ(c.GetNumVertices(), 0);
@@ -60,8 +58,7 @@ TEST(VertexContainer, CapacityExtremesAndLookups) {
   EXPECT_EQ(c.MinPointIndex(out), -1);  // min x and min y from different vertices
   EXPECT_TRUE(Same(out, V(0, 0, -1, 2)));
   c.AppendVertex(Lv(V(-1, -1, 9, 9)));
-  EXPECT_EQ(c.MinPointIndex(out), 2);
-  EXPECT_EQ(c.PointIndex(Lv(V(5, 0, 9, 9))), 1);  // z and w not compared
+  EXPECT_EQ(std::pair(c.MinPointIndex(out), c.PointIndex(Lv(V(5, 0, 9, 9)))), std::pair(2, 1));  // z, w not compared
 }
 
 TEST(VertexContainer, ZFromMatrixOffsetAndError) {

@@ -44,22 +44,16 @@ Mask RandomBlob(std::mt19937& rng, int size) {
   return m;
 }
 
-// Directions as screen angles (y down, so increasing angle turns clockwise).
-double ScreenAngle(double dx, double dy) { return std::atan2(dy, dx); }
-
-double ClockwiseFrom(double from, double to) {
-  double a = to - from;
-  while (a <= 0) a += 2 * 3.14159265358979323846;
-  return a;
-}
-
 // The expected fill of a chain pixel: "down, a hair left" inside the interior
-// angle between the outgoing step and the reversed incoming step.
+// angle between the outgoing step and the reversed incoming step, measured
+// clockwise on screen (y down, so increasing angle turns clockwise).
 bool ExpectedOnChain(const Pixel& prev, const Pixel& p, const Pixel& next) {
-  const double out = ScreenAngle(next.first - p.first, next.second - p.second);
-  const double back = ScreenAngle(prev.first - p.first, prev.second - p.second);
-  const double probe = ScreenAngle(-1e-6, 1.0);
-  return ClockwiseFrom(out, probe) < ClockwiseFrom(out, back);
+  auto clockwiseFromOut = [&](double dx, double dy) {
+    double a = std::atan2(dy, dx) - std::atan2(next.second - p.second, next.first - p.first);
+    while (a <= 0) a += 2 * 3.14159265358979323846;
+    return a;
+  };
+  return clockwiseFromOut(-1e-6, 1.0) < clockwiseFromOut(prev.first - p.first, prev.second - p.second);
 }
 
 TEST(PixelChainRoundTrip, FineFillGivesTheRegionUpToTheLowerLeftBoundary) {

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <tuple>
 
 #include "polygon_fixtures.h"
 #include "relief/CArchive.h"
@@ -76,30 +77,25 @@ TEST(PolygonPersistence, LoadDuplicatesSecondToLastAndKeepsRecords) {
   EXPECT_EQ(Points(back), (Pts{{0, 0, 0}}));  // no predecessor to copy: zeros
 }
 
+// Every prefix; impossible counts, refused before allocating (CMemoryException);
+// counts the bytes cannot back; through an unseekable stream, a forged count
+// that would ask for 1.2 GB must not be allocated first.
 TEST(PolygonPersistence, DamagedRecordsThrowAndLeavePolygon) {
   CSSE3dPolygon poly = Make(kFive);
   const std::string good = Store(poly);
-  struct Case {
-    std::string name, bytes;
-    bool memory, seekable;
-  };  // memory: CMemoryException, not CArchiveException
-  std::vector<Case> cases;
-  for (size_t len = 0; len < good.size(); ++len)
-    cases.push_back({"prefix " + std::to_string(len), good.substr(0, len), false, true});
-  // Impossible counts, refused before allocating.
-  for (std::int32_t count : {-1, INT32_MIN})
-    cases.push_back({"count " + std::to_string(count), Bytes(count, std::string(48, '\x01')), true, true});
-  for (std::int32_t count : {INT32_MAX, 5})
-    cases.push_back({"count " + std::to_string(count), Bytes(count, std::string(48, '\x01')), false, true});
-  // Unseekable: a forged count that would ask for 1.2 GB must not be allocated first.
-  cases.push_back({"unseekable forged count", Bytes(100000000, std::string(96, '\0')), false, false});
-  for (const Case& c : cases) {
+  std::vector<std::tuple<std::string, bool, bool>> cases;  // bytes, CMemoryException, seekable
+  for (size_t len = 0; len < good.size(); ++len) cases.emplace_back(good.substr(0, len), false, true);
+  for (std::int32_t count : {-1, INT32_MIN, INT32_MAX, 5})
+    cases.emplace_back(Bytes(count, std::string(48, '\x01')), count < 0, true);
+  cases.emplace_back(Bytes(100000000, std::string(96, '\0')), false, false);
+  for (size_t i = 0; i < cases.size(); ++i) {
+    const auto& [bytes, memory, seekable] = cases[i];
     CSSE3dPolygon target = Make(Square(3, 3, 3));
-    if (c.memory)
-      EXPECT_THROW(Load(target, c.bytes, c.seekable), CMemoryException) << c.name;
+    if (memory)
+      EXPECT_THROW(Load(target, bytes, seekable), CMemoryException) << "case " << i;
     else
-      EXPECT_THROW(Load(target, c.bytes, c.seekable), CArchiveException) << c.name;
-    EXPECT_EQ(Points(target), Square(3, 3, 3)) << c.name;
+      EXPECT_THROW(Load(target, bytes, seekable), CArchiveException) << "case " << i;
+    EXPECT_EQ(Points(target), Square(3, 3, 3)) << "case " << i;
   }
 }
 

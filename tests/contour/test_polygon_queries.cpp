@@ -15,10 +15,10 @@ TEST(PolygonContainment, SseAndNormalizedVariants) {
   EXPECT_FALSE(empty.PointInLineInnerArea(0, 0, 1));
   // The SSE variant tests all four lanes (z ignored, w must be 0) and leaves the point alone.
   SSEPoint p = V(5, 5, 1000, 0);
-  EXPECT_TRUE(sq.PointInLineInnerArea(p, 1));
+  EXPECT_EQ(std::vector<bool>({sq.PointInLineInnerArea(p, 1), sq.PointInLineInnerArea(Lv(V(5, 5, 0, 1)), 1),
+                               sq.PointInLineInnerArea(Lv(V(5, 5, 0, -1)), 1)}),
+            std::vector<bool>({true, false, false}));
   EXPECT_TRUE(Same(p, V(5, 5, 1000, 0)));
-  EXPECT_FALSE(sq.PointInLineInnerArea(Lv(V(5, 5, 0, 1)), 1));
-  EXPECT_FALSE(sq.PointInLineInnerArea(Lv(V(5, 5, 0, -1)), 1));
   // A stale box is recomputed on demand.
   sq.CalcBoundingBox();
   sq.SetPointX(1, 20);
@@ -29,10 +29,12 @@ TEST(PolygonContainment, SseAndNormalizedVariants) {
   Fill(sq, Square(0, 0, 10));
   t_resolutiondata r{2, 2, 2};
   sq.NormalizeXYZ(r);
-  EXPECT_TRUE(sq.PointInLineInnerAreaNormalized(9, 9, 1));    // inside 0..20 and the raw box
-  EXPECT_FALSE(sq.PointInLineInnerAreaNormalized(15, 5, 1));  // inside 0..20 but outside the raw box
+  // (9, 9) is inside 0..20 and the raw box, (15, 5) outside the raw box; (1, 1)
+  // after the raw point moved: the normalized arrays are not refreshed.
+  const bool in9 = sq.PointInLineInnerAreaNormalized(9, 9, 1), in15 = sq.PointInLineInnerAreaNormalized(15, 5, 1);
   sq.SetPoint(0, 5, 5, 0);
-  EXPECT_TRUE(sq.PointInLineInnerAreaNormalized(1, 1, 1));  // the normalized arrays are not refreshed
+  EXPECT_EQ(std::vector<bool>({in9, in15, sq.PointInLineInnerAreaNormalized(1, 1, 1)}),
+            std::vector<bool>({true, false, true}));
 }
 
 // With step k the polygon of every k-th point and the last one is tested
@@ -127,40 +129,37 @@ TEST(PolygonSearch, MinDistancesOverWholeGroupsRandom) {
 
 // The planar search's trailing-point rule is in the comparison above; the
 // spatial ones ignore the points after the last whole group too.
-TEST(PolygonSearch, MinDistanceIgnoresTrailingPointsAndSwitchesOnZ) {
+// The planar search's trailing-point rule is in the comparison above; the
+// spatial ones ignore the points after the last whole group too (points 4..6).
+TEST(PolygonSearch, MinDistanceInterpolationAndPatch) {
   CSSE3dPolygon poly = Make({{10, 0, 0}, {11, 0, 0}, {12, 0, 0}, {13, 0, 0}, {0, 0, 0}, {0, 0, 0}, {0, 0, 0}});
   CSSE3dPolygon flat = Make(Pts(4, P3{0, 0, 4}));
   t_resolutiondata r{1, 1, 1};
   poly.NormalizeXYZ(r);
   flat.NormalizeXYZ(r);
-  EXPECT_EQ(poly.GetMinEuclDistance(0, 0, 0, 0), 10.0f);              // points 4..6 never looked at
-  EXPECT_EQ(flat.GetMinEuclDistanceSpecial(3, 0, 0.0009f, 0), 3.0f);  // planar
-  // 0.001f is slightly above 0.001 in double: already spatial.
-  for (float z : {0.001f, 0.0011f, 8.0f})
-    EXPECT_EQ(flat.GetMinEuclDistanceSpecial(3, 0, z, 0), std::sqrt(9.0f + (z - 4) * (z - 4))) << z;
-}
-
-TEST(PolygonSearch, InterpolateZ) {
-  CSSE3dPolygon poly = Make({{0, 0, 10}, {2, 0, 20}, {0, 2, 30}, {5, 5, 40}});
-  EXPECT_EQ(poly.InterpolateZ(2, 0, 1, 0), 20.0f);        // on a point: its z at once
-  EXPECT_EQ(poly.InterpolateZ(0.5f, 0, 1, 0.3f), 10.0f);  // within sqrt(limit) of point 0, visited first
+  EXPECT_EQ(poly.GetMinEuclDistance(0, 0, 0, 0), 10.0f);
+  // Planar up to |z| 0.001; 0.001f is slightly above 0.001 in double: already spatial.
+  for (float z : {0.0009f, 0.001f, 0.0011f, 8.0f})
+    EXPECT_EQ(flat.GetMinEuclDistanceSpecial(3, 0, z, 0), z < 0.001f ? 3.0f : std::sqrt(9.0f + (z - 4) * (z - 4))) << z;
+  Fill(poly, {{0, 0, 10}, {2, 0, 20}, {0, 2, 30}, {5, 5, 40}});
   // Weighted: at (1, 0) distances^2 are 1, 1, 5, 41; the low variant weighs by 1 / distance.
-  const double d2[4] = {1, 1, 5, 41};
   double sw = 0, swz = 0, lw = 0, lwz = 0;
-  for (int i = 0; i < 4; ++i)
-    sw += 1 / d2[i], swz += 10 * (i + 1) / d2[i], lw += 1 / std::sqrt(d2[i]), lwz += 10 * (i + 1) / std::sqrt(d2[i]);
-  EXPECT_EQ(poly.InterpolateZ(1, 0, 1, 0), static_cast<float>(swz / sw));
-  EXPECT_EQ(poly.InterpolateZLow(1, 0, 1, 0), static_cast<float>(lwz / lw));
-  EXPECT_EQ(poly.InterpolateZ(0, 1.0f, 2, 0), 20.0f);      // step 2 visits 0 and 2 (index below 4 - 2 + 1)
+  for (int i = 0; i < 4; ++i) {
+    const double d2 = i < 2 ? 1 : i == 2 ? 5 : 41;
+    sw += 1 / d2, swz += 10 * (i + 1) / d2, lw += 1 / std::sqrt(d2), lwz += 10 * (i + 1) / std::sqrt(d2);
+  }
+  // On a point: its z at once; within sqrt(limit) of point 0, visited first;
+  // step 2 visits 0 and 2 (index below 4 - 2 + 1).
+  EXPECT_EQ(std::vector<float>({poly.InterpolateZ(2, 0, 1, 0), poly.InterpolateZ(0.5f, 0, 1, 0.3f),
+                                poly.InterpolateZ(1, 0, 1, 0), poly.InterpolateZLow(1, 0, 1, 0),
+                                poly.InterpolateZ(0, 1.0f, 2, 0)}),
+            std::vector<float>({20, 10, float(swz / sw), float(lwz / lw), 20}));
   EXPECT_TRUE(std::isnan(poly.InterpolateZ(0, 0, 5, 0)));  // nothing visited
-}
-
-TEST(PolygonSearch, PatchIsStrict) {
-  CSSE3dPolygon poly = Make({{0, 0, 0}, {1, 1, 9}, {2, 1, 0}, {1, 2, 0}, {1.5f, 1.5f, -9}});
+  // The patch is strict.
+  Fill(poly, {{0, 0, 0}, {1, 1, 9}, {2, 1, 0}, {1, 2, 0}, {1.5f, 1.5f, -9}});
   int idx[5] = {-1, -1, -1, -1, -1}, count = 99;
   poly.GetPointsInPatch(Lv(V(2, 2, -100)), Lv(V(0, 0, 100)), idx, count);
-  EXPECT_EQ(std::vector<int>(idx, idx + 3), std::vector<int>({1, 4, -1}));
-  EXPECT_EQ(count, 2);
+  EXPECT_EQ(std::vector<int>({idx[0], idx[1], idx[2], count}), std::vector<int>({1, 4, -1, 2}));
 }
 
 }  // namespace

@@ -36,13 +36,12 @@ TEST(PolygonResample, CountsAfterResampling) {
     EXPECT_EQ(poly.GetNumPoints(), expect) << name;
     if (expect != int(pts.size())) EXPECT_FALSE(poly.IsBoundingBoxCalculated()) << name;
   }
-  Pts line(10);
-  for (int i = 0; i < 10; ++i) line[i] = {float(i), 0, 0};
   for (auto [step, count] : std::vector<std::pair<int, int>>{{3, 4}, {0, 10}, {11, 1}}) {
+    Pts line, want;
+    for (int i = 0; i < 10; ++i) line.push_back({float(i), 0, 0});
+    for (int k = 0; k < count; ++k) want.push_back(line[k * std::max(step, 1)]);
     CSSE3dPolygon poly = Make(line);
     poly.Subsample(step);  // keeps 0, step, 2 step, ...; step <= 1 does nothing
-    Pts want;
-    for (int k = 0; k < count; ++k) want.push_back(line[k * std::max(step, 1)]);
     EXPECT_EQ(Points(poly), want) << "step " << step;
   }
   CSSE3dPolygon poly = Make({{0, 0, 0}, {3, 0, 6}, {3, 0.5f, 6}});
@@ -95,11 +94,10 @@ TEST(PolygonResample, NoiseIsReproducibleAndBounded) {
   const Pts pa = Points(a);
   EXPECT_EQ(pa, Points(b));
   EXPECT_NE(pa, pts);
-  for (size_t i = 0; i < pts.size(); ++i) {
-    EXPECT_EQ(pa[i].z, 7.0f) << i;
-    EXPECT_NEAR(pa[i].x, pts[i].x, 0.5f) << i;
-    EXPECT_NEAR(pa[i].y, pts[i].y, 0.5f) << i;
-  }
+  for (size_t i = 0; i < pts.size(); ++i)
+    EXPECT_TRUE(relief_test::AllEqual({FIELD(pa[i].z, 7.0f), FIELD(std::fabs(pa[i].x - pts[i].x) <= 0.5f, true),
+                                       FIELD(std::fabs(pa[i].y - pts[i].y) <= 0.5f, true)}))
+        << i;
 }
 
 // ---- transforms ----------------------------------------------------------------
@@ -130,28 +128,25 @@ TEST(PolygonTransform, MatchesWrittenOutMatrices) {
                     {-sb, -sa * cb, ca * cb}}};
   // Not a rotation: (0, 0, 1) maps to a vector of squared length sa^2 + cb^2.
   const M3 tv = {{{ca * cb, -sa, -sa * cb}, {sa * cb, ca, -sa * sb}, {sb, 0, cb}}};
-  auto byMatrix = [](const M3& m) { return std::function<P3(P3)>([m](P3 p) { return Apply(m, p); }); };
-  const std::tuple<const char*, Edit, std::function<P3(P3)>, int> cases[] = {
-      {"RotateZ", [](CSSE3dPolygon& p) { p.RotateZ(1.1f); }, byMatrix(rz), 0},
-      {"RotateXYZ", [](CSSE3dPolygon& p) { p.RotateXYZ(0.3f, -0.7f, 1.1f); }, byMatrix(rxyz), -1},
-      {"TransformVertices", [](CSSE3dPolygon& p) { p.TransformVertices(0.3f, -0.7f); }, byMatrix(tv), 1},
-      {"TransformVerticesAboutCenter", [](CSSE3dPolygon& p) { p.TransformVerticesAboutCenter(0.3f, -0.7f); },
-       [&](P3 p) {
-         const P3 q = Apply(tv, {p.x - c.x, p.y - c.y, p.z - c.z});
-         return P3{q.x + c.x, q.y + c.y, q.z + c.z};
-       },
-       1},
-      {"ShiftLine", [](CSSE3dPolygon& p) { p.ShiftLine(1, -2, 0.5f); },
-       [](P3 p) {
-         return P3{p.x + 1, p.y - 2, p.z + 0.5f};
-       },
-       1},
+  const M3 id = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+  const P3 o = {0, 0, 0}, centre = {c.x, c.y, c.z};
+  // Each point: moved by -about, through the matrix, back by about, then shifted.
+  const std::tuple<const char*, Edit, M3, P3, P3, int> cases[] = {
+      {"RotateZ", [](CSSE3dPolygon& p) { p.RotateZ(1.1f); }, rz, o, o, 0},
+      {"RotateXYZ", [](CSSE3dPolygon& p) { p.RotateXYZ(0.3f, -0.7f, 1.1f); }, rxyz, o, o, -1},
+      {"TransformVertices", [](CSSE3dPolygon& p) { p.TransformVertices(0.3f, -0.7f); }, tv, o, o, 1},
+      {"TransformVerticesAboutCenter", [](CSSE3dPolygon& p) { p.TransformVerticesAboutCenter(0.3f, -0.7f); }, tv,
+       centre, o, 1},
+      {"ShiftLine", [](CSSE3dPolygon& p) { p.ShiftLine(1, -2, 0.5f); }, id, o, {1, -2, 0.5f}, 1},
   };
-  for (const auto& [name, edit, expect, boxAfter] : cases) {
+  for (const auto& [name, edit, m, about, shift, boxAfter] : cases) {
     CSSE3dPolygon poly = Make(shape);
     edit(poly);
     Pts want;
-    for (const P3& p : shape) want.push_back(expect(p));
+    for (const P3& p : shape) {
+      const P3 q = Apply(m, {p.x - about.x, p.y - about.y, p.z - about.z});
+      want.push_back({q.x + about.x + shift.x, q.y + about.y + shift.y, q.z + about.z + shift.z});
+    }
     EXPECT_EQ(Points(poly), want) << name;
     if (boxAfter >= 0) EXPECT_EQ(poly.IsBoundingBoxCalculated(), boxAfter == 1) << name;  // -1: not promised
   }

@@ -27,10 +27,7 @@ TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
     CSSEcharMatrix m(c[0], c[1]);
     EXPECT_EQ(std::pair(m.GetSSESizeX(), m.GetSSESizeY()), std::pair(c[0], c[2])) << c[0] << " x " << c[1];
     int cleared = 0, filled = 0;  // created cleared; Clear overwrites every byte
-    ForEachByte(m, [&](char& b, int, int) {
-      cleared += b == 0;
-      b = 7;
-    });
+    ForEachByte(m, [&](char& b, int, int) { cleared += b == 0, b = 7; });
     m.Clear(-5);
     ForEachByte(m, [&](char b, int, int) { filled += b == -5; });
     EXPECT_EQ(std::pair(cleared, filled), std::pair(16 * c[0] * c[2], 16 * c[0] * c[2]));
@@ -41,11 +38,8 @@ TEST(CharMatrix, SixteenRowsPerRegisterWithASpareRow) {
 
 TEST(CharMatrix, ClampingCopiesAndRastersWithoutStorage) {
   CSSEcharMatrix m(5, 21), none, fromNone(none), alias;
-  m.SetPoint(-3, 100, 7);
-  EXPECT_EQ(m.GetPoint(-10, 1000), 7);
-  m.SetPoint(99, -4, -2);
-  EXPECT_EQ(m.GetPoint(4, 0), -2);
-  EXPECT_EQ(Byte(m, 0, 21), 0);  // the spare rows are never written as pixels
+  m.SetPoint(-3, 100, 7), m.SetPoint(99, -4, -2);
+  EXPECT_EQ(std::vector<int>({m.GetPoint(-10, 1000), m.GetPoint(4, 0), Byte(m, 0, 21)}), std::vector<int>({7, -2, 0}));
   Byte(m, 0, 31) = 1;
   CSSEcharMatrix copy(m);  // deep, spare rows included
   m.SetPoint(4, 0, 0);
@@ -55,8 +49,7 @@ TEST(CharMatrix, ClampingCopiesAndRastersWithoutStorage) {
   EXPECT_EQ(m.GetPoint(1, 1), 4);
   alias = CSSEcharMatrix();  // forget the shared storage before it is freed twice
   EXPECT_NE(fromNone.GetMatrixDataDirectly(), nullptr);
-  none.SetPoint(1, 1, 5);
-  none.Clear(3);
+  none.SetPoint(1, 1, 5), none.Clear(3);
   EXPECT_EQ(none.GetPoint(1, 1), 0);
   for (auto [sx, sy] : {std::pair{-1, 3}, std::pair{3, -1}, std::pair{1, 128000}}) {
     EXPECT_THROW(m.Create(sx, sy), CMemoryException) << sx << " x " << sy;

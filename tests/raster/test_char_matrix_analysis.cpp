@@ -3,7 +3,6 @@
 #include <climits>
 
 #include "raster_compare.h"
-#include "relief/CFilters.h"
 #include "relief/CSSEcharMatrix.h"
 
 namespace {
@@ -56,30 +55,25 @@ TEST(CharCorrelation, FindsTheShiftAndMatchesTheNaiveErrors) {
   }
 }
 
+// Nothing to compare (no storage, no rows, an empty row range) gives -1 and
+// shift 0; a single shift has no runner-up.
 TEST(CharCorrelation, NothingToCompareGivesMinusOne) {
-  CSSEcharMatrix a(4, 3), none, noRows(5, 0);
+  CSSEcharMatrix a(4, 3), none, noRows(5, 0), one(1, 3);
   int s = 7, t = 7;
-  EXPECT_EQ(a.Correlate(none, s, 2), -1);
-  EXPECT_EQ(std::pair(s, a.GetLastCorrelationError()), std::pair(0, -1));
-  EXPECT_EQ(a.CorrelateAmbiguity(noRows, s, t, 2), -1);
-  EXPECT_EQ(a.CorrelateAmbiguityStartEnd(a, s, t, 2, 2, 1), -1);  // empty row range
-  CSSEcharMatrix one(1, 3);                                       // a single shift: no runner-up
-  EXPECT_EQ(one.CorrelateAmbiguity(one, s, t, 5), INT_MAX);
-  EXPECT_EQ(std::pair(s, t), std::pair(0, 0));
+  EXPECT_EQ(
+      std::vector<int>({a.Correlate(none, s, 2), s, a.GetLastCorrelationError(), a.CorrelateAmbiguity(noRows, s, t, 2),
+                        a.CorrelateAmbiguityStartEnd(a, s, t, 2, 2, 1), one.CorrelateAmbiguity(one, s, t, 5), s, t}),
+      std::vector<int>({-1, 0, -1, -1, -1, INT_MAX, 0, 0}));
 }
 
 TEST(CharAnalysis, ProfilesAlongX) {
-  CSSEcharMatrix burst = FromRows({{0, 3, 3, 0, 0, 1}, {0, 0, 5, 0, 0, 0}, {0, 0, 0, 0, 2, 0}});
-  CSSEcharMatrix m(burst);
-  EXPECT_EQ(m.CalcNumSyllables(), 2);  // columns 1-2 and 4-5
-  EXPECT_EQ(m.CalcPDResult(), 27);     // 5 of 18
-  // Column means 0, 1, 8/3, 0, 2/3, 1/3: mean 7/9, variance 0.9691... -> 0.
-  EXPECT_EQ(m.CalcTimeVariance(), 0);
-  CSSEcharMatrix loud = FromRows({{0, 100, 0, 100}});  // means 0, 100: variance 2500
-  EXPECT_EQ(loud.CalcTimeVariance(), 2500);
-  CSSEcharMatrix none, empty(0, 4);
-  EXPECT_EQ(std::vector<int>({none.CalcNumSyllables(), none.CalcPDResult(), empty.CalcTimeVariance()}),
-            std::vector<int>({0, 0, 0}));
+  // Syllables: columns 1-2 and 4-5; 5 pixels of 18 set; column means 0, 1,
+  // 8/3, 0, 2/3, 1/3: mean 7/9, variance 0.9691... -> 0; means 0, 100: variance 2500.
+  CSSEcharMatrix m = FromRows({{0, 3, 3, 0, 0, 1}, {0, 0, 5, 0, 0, 0}, {0, 0, 0, 0, 2, 0}}),
+                 loud = FromRows({{0, 100, 0, 100}}), none, empty(0, 4);
+  EXPECT_EQ(std::vector<int>({m.CalcNumSyllables(), m.CalcPDResult(), m.CalcTimeVariance(), loud.CalcTimeVariance(),
+                              none.CalcNumSyllables(), none.CalcPDResult(), empty.CalcTimeVariance()}),
+            std::vector<int>({2, 27, 0, 2500, 0, 0, 0}));
 }
 
 TEST(CharAnalysis, SaturatingDifferencesAndRowClearing) {
@@ -152,33 +146,6 @@ TEST(CharShape, RastersWithoutStorageOrPixelsStayAsTheyAre) {
   EXPECT_EQ(noColumns.GetPoint(1, 4), 0);
   noColumns.InterpolateUp(2, 2);
   EXPECT_EQ(noColumns.GetSizeX(), 4);
-}
-
-TEST(CharFilters, MinimumAndMaximumMatchTheNaiveWindow) {
-  const int sizes[][2] = {{1, 1}, {3, 17}, {17, 33}, {33, 5}, {40, 50}, {2, 16}};
-  for (const auto& s : sizes)
-    for (int r : {0, 1, 2, 7})
-      for (bool minimum : {true, false}) {
-        std::mt19937 rng(s[0] * 131 + s[1] * 7 + r);
-        CSSEcharMatrix m(s[0], s[1]), out, inPlace;
-        for (int y = 0; y < s[1]; ++y)
-          for (int x = 0; x < s[0]; ++x) m.SetPoint(x, y, static_cast<char>(rng() % 3 ? rng() : 0));
-        inPlace.CopyFromOtherMatrix(m);
-        using Filter = void (*)(const CSSEcharMatrix&, CSSEcharMatrix&, int);
-        const Filter filter = minimum ? static_cast<Filter>(CFilters::Minimum) : static_cast<Filter>(CFilters::Maximum);
-        filter(m, out, r);
-        filter(inPlace, inPlace, r);
-        std::vector<std::vector<int>> want = Rows(m);
-        for (int y = 0; y < s[1]; ++y)
-          for (int x = 0; x < s[0]; ++x)
-            for (int yy = std::max(y - r, 0); yy <= std::min(y + r, s[1] - 1); ++yy)
-              for (int xx = std::max(x - r, 0); xx <= std::min(x + r, s[0] - 1); ++xx) {
-                const int v = static_cast<signed char>(m.GetPoint(xx, yy));
-                want[y][x] = minimum ? std::min(want[y][x], v) : std::max(want[y][x], v);
-              }
-        EXPECT_EQ(Rows(out), want) << (minimum ? "min" : "max") << " r=" << r << " " << s[0] << " x " << s[1];
-        EXPECT_EQ(Rows(inPlace), want) << "in place";
-      }
 }
 
 }  // namespace

@@ -24,11 +24,9 @@ TEST(MatrixCounting, CountsMatchLaneByLaneReference) {
         belowOther += v < Lane(b, x, row);
       });
       SCOPED_TRACE(testing::Message() << s[0] << " x " << s[1] << ", seed " << seed);
-      EXPECT_EQ(a.NumValuesAbove(1.0f), above);
-      EXPECT_EQ(a.NumValuesBelow(0.5f), below);
-      EXPECT_EQ(a.NumValuesAbove(&b), aboveOther);
-      EXPECT_EQ(a.NumValuesBelow(&b), belowOther);
-      EXPECT_EQ(a.NumValuesAbove(nullptr), 0);
+      EXPECT_EQ(std::vector<int>({a.NumValuesAbove(1.0f), a.NumValuesBelow(0.5f), a.NumValuesAbove(&b),
+                                  a.NumValuesBelow(&b), a.NumValuesAbove(nullptr)}),
+                std::vector<int>({above, below, aboveOther, belowOther, 0}));
     }
 }
 

@@ -7,6 +7,7 @@
 
 #include "raster_compare.h"
 #include "relief/CFilters.h"
+#include "relief/CSSEcharMatrix.h"
 
 using namespace relief::test;
 
@@ -104,19 +105,17 @@ TEST(Filters, MatchTheNaiveWindowOnHoleyRastersOfOddSizes) {
     }
 }
 
+// Radius < 1 copies; no storage leaves the target alone; no pixels give a
+// target of the source's size.
 TEST(Filters, BadInputGivesDocumentedResults) {
   std::mt19937 rng(3);
-  const CSSEMatrix source = HoleyRaster(9, 6, rng, 6, false);
+  const CSSEMatrix source = HoleyRaster(9, 6, rng, 6, false), none;
   for (const auto& f : kFilters) {
-    for (int r : {0, -3}) {  // radius < 1: a copy
-      CSSEMatrix t;
-      f.apply(source, t, r, true);
-      EXPECT_TRUE(SameStorage(t, source)) << f.name << " r=" << r;
-    }
-    CSSEMatrix none, untouched = Filled(2, 2, 4.0f);  // no storage: no change
-    f.apply(none, untouched, 1, true);
+    CSSEMatrix zero, negative, untouched = Filled(2, 2, 4.0f);
+    f.apply(source, zero, 0, true), f.apply(source, negative, -3, true), f.apply(none, untouched, 1, true);
+    for (const CSSEMatrix* t : {&zero, &negative}) EXPECT_TRUE(SameStorage(*t, source)) << f.name;
     EXPECT_EQ(untouched.GetPoint(1, 1), 4.0f);
-    for (const auto& size : {std::pair(0, 5), std::pair(5, 0), std::pair(0, 0)}) {  // no pixels
+    for (const auto& size : {std::pair(0, 5), std::pair(5, 0), std::pair(0, 0)}) {
       CSSEMatrix empty, t = Filled(3, 3, 1.0f);
       empty.Create(size.first, size.second);
       f.apply(empty, t, 2, false);
@@ -160,6 +159,33 @@ TEST(Filters, AwareMeanOfLargeWindowsCountsExactly) {
         if (HoldsData(source.GetPoint(x, y)))
           ASSERT_EQ(out.GetPoint(x, y), box(sums, x, y) / box(counts, x, y)) << "r=" << r << " at " << x << ", " << y;
   }
+}
+
+// The byte rasters' minimum and maximum follow the same (plain) window.
+TEST(Filters, ByteMinimumAndMaximumMatchTheNaiveWindow) {
+  for (auto [sx, sy] : {std::pair{1, 1}, {3, 17}, {17, 33}, {33, 5}, {40, 50}, {2, 16}})
+    for (int r : {0, 1, 2, 7})
+      for (Kind k : {kMin, kMax}) {
+        std::mt19937 rng(sx * 131 + sy * 7 + r);
+        CSSEcharMatrix m(sx, sy), out, inPlace;
+        CSSEMatrix values = Filled(sx, sy, 0.0f);
+        for (int i = 0; i < sx * sy; ++i) {
+          const char v = rng() % 3 ? static_cast<char>(rng()) : 0;
+          m.SetPoint(i % sx, i / sx, v), values.SetPoint(i % sx, i / sx, static_cast<signed char>(v));
+        }
+        inPlace.CopyFromOtherMatrix(m);
+        using Filter = void (*)(const CSSEcharMatrix&, CSSEcharMatrix&, int);
+        const Filter filter =
+            k == kMin ? static_cast<Filter>(CFilters::Minimum) : static_cast<Filter>(CFilters::Maximum);
+        filter(m, out, r);
+        filter(inPlace, inPlace, r);
+        for (int i = 0; i < sx * sy; ++i) {
+          const int x = i % sx, y = i / sx;
+          ASSERT_EQ(static_cast<signed char>(out.GetPoint(x, y)), Reference(k, values, x, y, r, false))
+              << kFilters[k].name << " r=" << r << " " << sx << " x " << sy << " at " << x << ", " << y;
+          ASSERT_EQ(inPlace.GetPoint(x, y), out.GetPoint(x, y)) << "in place";
+        }
+      }
 }
 
 }  // namespace

@@ -42,14 +42,14 @@ TEST(FromToArray, QueriesOverBandRanges) {
   CImgFromToArray spans;
   EXPECT_FALSE(spans.IsPositionInArray(0, 0, 1));  // no table yet
   spans.CalcArray(m, 0, 29);
-  EXPECT_TRUE(spans.IsPositionInArray(11, 2, 1));
-  EXPECT_FALSE(spans.IsPositionInArray(12, 2, 1));
-  EXPECT_TRUE(spans.IsPositionInArray(10, 5, 2));  // y = 5, range 2: only band 0 is tested
-  EXPECT_FALSE(spans.IsPositionInArray(20, 5, 2));
-  EXPECT_TRUE(spans.IsPositionInArray(-50, 1, 2));  // empty band range answers true
-  const int cases[][4] = {{2, 1, 3, 4},             // range 1 reads entry 2 itself, not band 0
-                          {6, 3, 10, 21},           // bands 0 and 1 ((6 + 3) >> 2 = 2 is not tested)
-                          {1, 2, 999999, 0}};       // empty band range
+  // At y = 5 with range 2 only band 0 is tested; an empty band range answers true.
+  EXPECT_EQ(std::vector<bool>({spans.IsPositionInArray(11, 2, 1), spans.IsPositionInArray(12, 2, 1),
+                               spans.IsPositionInArray(10, 5, 2), spans.IsPositionInArray(20, 5, 2),
+                               spans.IsPositionInArray(-50, 1, 2)}),
+            std::vector<bool>({true, false, true, false, true}));
+  const int cases[][4] = {{2, 1, 3, 4},        // range 1 reads entry 2 itself, not band 0
+                          {6, 3, 10, 21},      // bands 0 and 1 ((6 + 3) >> 2 = 2 is not tested)
+                          {1, 2, 999999, 0}};  // empty band range
   for (const auto& c : cases) {
     int from = 0, to = 100;
     spans.GetFromToCoords(from, to, c[0], c[1]);
@@ -57,9 +57,10 @@ TEST(FromToArray, QueriesOverBandRanges) {
   }
   CSSEMatrix canvas = Filled(30, 16, 0.0f);
   spans.DrawInMatrix(canvas);
-  EXPECT_EQ(canvas.GetPoint(9, 0), 20.0f);    // box centred on (10, 1) after the shift inward
-  EXPECT_EQ(canvas.GetPoint(12, 2), 30.0f);   // to = 11 drawn after from
-  EXPECT_EQ(canvas.GetPoint(29, 13), 30.0f);  // band 3 has no right end: drawn at the border
+  // A box centred on (10, 1) after the shift inward; to = 11 drawn after from;
+  // band 3 has no right end: drawn at the border.
+  EXPECT_EQ(std::vector<float>({canvas.GetPoint(9, 0), canvas.GetPoint(12, 2), canvas.GetPoint(29, 13)}),
+            std::vector<float>({20, 30, 30}));
 }
 
 }  // namespace

@@ -83,19 +83,14 @@ TEST(LaneRules, MatchPlainReferenceOnRandomRasters) {
 }
 
 TEST(LaneRules, ThresholdsWithLeadingColumnsClearedAndRowWrites) {
-  CSSEMatrix m = Filled(6, 5, 2.0f);
+  CSSEMatrix m = Filled(6, 5, 2.0f), z = Filled(6, 5, 0.0f), all(z);
   m.TresholdAbove(1.0f, 7.0f, 2);
   for (int x = 0; x < 6; ++x) EXPECT_EQ(m.GetPoint(x, 4), x < 2 ? 0.0f : 7.0f) << x;
-  m.Fill(0.0f);
-  m.TresholdBelow(1.0f, 7.0f, -3);  // nothing to clear
-  EXPECT_EQ(m.GetPoint(0, 0), 7.0f);
-  m.TresholdBelow(1.0f, 7.0f, 99);  // every column cleared
-  EXPECT_EQ(m.NumValuesAbove(0.0f) + m.NumValuesBelow(0.0f), 0);
-
+  z.TresholdBelow(1.0f, 7.0f, -3);    // nothing to clear
+  all.TresholdBelow(1.0f, 7.0f, 99);  // every column cleared
+  EXPECT_EQ(std::pair(z.GetPoint(0, 0), all.NumValuesAbove(0.0f) + all.NumValuesBelow(0.0f)), std::pair(7.0f, 0));
   CSSEMatrix rows = Filled(4, 9, 1.0f);
-  rows.ClearRow(-5, 7.0f);
-  rows.ClearRow(9 + 3, 8.0f);
-  rows.ReplaceLineAbove(0.5f, 3.0f, 5);
+  rows.ClearRow(-5, 7.0f), rows.ClearRow(9 + 3, 8.0f), rows.ReplaceLineAbove(0.5f, 3.0f, 5);
   const float expected[9] = {7, 1, 1, 1, 1, 3, 1, 1, 8};  // by row
   for (int i = 0; i < 36; ++i) ASSERT_EQ(rows.GetPoint(i % 4, i / 4), expected[i / 4]) << i;
   EXPECT_EQ(Lane(rows, 1, 9), 1.0f);  // padding lanes of the last SSE row untouched

@@ -107,34 +107,25 @@ TEST(RasterRecord, EveryTruncatedPrefixThrowsAndChangesNothing) {
 }
 
 // Headers no stream could back throw before allocating: CMemoryException for
-// impossible sizes, end of file for sizes the remaining bytes cannot hold;
-// the target stays as it was.
+// impossible sizes (two billion columns and no rows included), end of file
+// for sizes the remaining bytes cannot hold; the target stays as it was.
 TEST(RasterRecord, ImpossibleHeadersThrowBeforeAllocating) {
-  const struct {
-    bool byteRaster;
-    std::int32_t sizeX, sizeY;
-    bool memory;
-  } cases[] = {{false, -1, 4, true},
-               {false, 4, -1, true},
-               {false, 1, 32000, true},
-               {false, 1, 31999, false},
-               {false, 2147483647, 31999, false},
-               {true, -1, 4, true},
-               {true, 1, 128000, true},
-               {true, 2147483647, 0, true},  // no rows cannot justify two billion columns
-               {true, 1, 127999, false},
-               {true, 65536, 65536, false}};
+  const std::int32_t cases[][4] = {
+      // byte raster, size x, size y, CMemoryException
+      {0, -1, 4, 1}, {0, 4, -1, 1},     {0, 1, 32000, 1},      {0, 1, 31999, 0},  {0, 2147483647, 31999, 0},
+      {1, -1, 4, 1}, {1, 1, 128000, 1}, {1, 2147483647, 0, 1}, {1, 1, 127999, 0}, {1, 65536, 65536, 0}};
   for (const auto& c : cases) {
-    const std::string record = Int32(c.sizeX) + Int32(c.sizeY) + std::string(64, '\0');
+    SCOPED_TRACE(testing::Message() << c[0] << ": " << c[1] << " x " << c[2]);
+    const std::string record = Int32(c[1]) + Int32(c[2]) + std::string(64, '\0');
     CSSEMatrix m = Patterned(4, 5, 11);
     CSSEcharMatrix b = PatternedChar(4, 5, 11);
-    const std::string before = c.byteRaster ? Record(b) : Record(m);
-    auto load = [&] { c.byteRaster ? LoadRecord(b, record) : LoadRecord(m, record); };
-    if (c.memory)
-      EXPECT_THROW(load(), CMemoryException) << c.byteRaster << ": " << c.sizeX << " x " << c.sizeY;
+    const std::string before = c[0] ? Record(b) : Record(m);
+    auto load = [&] { c[0] ? LoadRecord(b, record) : LoadRecord(m, record); };
+    if (c[3])
+      EXPECT_THROW(load(), CMemoryException);
     else
-      EXPECT_THROW(load(), CArchiveException) << c.byteRaster << ": " << c.sizeX << " x " << c.sizeY;
-    EXPECT_EQ(c.byteRaster ? Record(b) : Record(m), before) << c.byteRaster << ": " << c.sizeX << " x " << c.sizeY;
+      EXPECT_THROW(load(), CArchiveException);
+    EXPECT_EQ(c[0] ? Record(b) : Record(m), before);
   }
 }
 

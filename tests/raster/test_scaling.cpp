@@ -7,6 +7,13 @@ using namespace relief::test;
 
 namespace {
 
+using ToSize = void (CSSEMatrix::*)(CSSEMatrix&, int, int);
+using ByFactors = void (CSSEMatrix::*)(CSSEMatrix&, float, float);
+ToSize ScaleTo(bool linear) { return linear ? &CSSEMatrix::ScaleBilinear : &CSSEMatrix::ScaleNearest; }
+ByFactors ScaleBy(bool linear) {
+  return linear ? &CSSEMatrix::ScaleBilinearByFactors : &CSSEMatrix::ScaleNearestByFactors;
+}
+
 // Source position of target position i along an axis of `from` -> `to`.
 double Position(int i, int from, int to) { return std::clamp((i + 0.5) * from / to - 0.5, 0.0, from - 1.0); }
 
@@ -54,10 +61,7 @@ TEST(Scaling, MatchesTheCentreAlignedReference) {
       for (int y = 0; y < s[1]; ++y)  // no 1e30 special: differences of it overflow the tolerance
         for (int x = 0; x < s[0]; ++x)
           if (std::fabs(source.GetPoint(x, y)) > 100.0f) source.SetPoint(x, y, 3.0f);
-      if (linear)
-        target.ScaleBilinear(source, s[2], s[3]);
-      else
-        target.ScaleNearest(source, s[2], s[3]);
+      (target.*ScaleTo(linear))(source, s[2], s[3]);
       EXPECT_TRUE(MatchesReference(source, target, linear)) << s[0] << " x " << s[1] << " -> " << s[2] << " x " << s[3];
     }
 }
@@ -67,20 +71,12 @@ TEST(Scaling, FactorOneCopiesAndAConstantFieldStaysConstant) {
   for (bool linear : {false, true}) {
     CSSEMatrix source = RandomRaster(19, 23, rng, Uniform(0.0f, 50.0f)), copy;
     for (int x = 0; x < 19; ++x) Lane(source, x, 23) = 0.0f;  // padding 0, as the scaler writes it
-    if (linear)
-      copy.ScaleBilinearByFactors(source, 1.0f, 1.0f);
-    else
-      copy.ScaleNearestByFactors(source, 1.0f, 1.0f);
+    (copy.*ScaleBy(linear))(source, 1.0f, 1.0f);
     EXPECT_TRUE(SameStorage(copy, source)) << (linear ? "bilinear" : "nearest");
 
     CSSEMatrix flat = Filled(37, 29, 3.7f), down, up;
-    if (linear) {
-      down.ScaleBilinearByFactors(flat, 0.3f, 0.45f);
-      up.ScaleBilinear(down, 37, 29);
-    } else {
-      down.ScaleNearestByFactors(flat, 0.3f, 0.45f);
-      up.ScaleNearest(down, 37, 29);
-    }
+    (down.*ScaleBy(linear))(flat, 0.3f, 0.45f);
+    (up.*ScaleTo(linear))(down, 37, 29);
     EXPECT_EQ(std::pair(down.GetSizeX(), down.GetSizeY()),
               std::pair(11, 13));  // int(37 * 0.3 + 0.5), int(29 * 0.45 + 0.5)
     for (int y = 0; y < 29; ++y)

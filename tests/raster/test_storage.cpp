@@ -59,8 +59,8 @@ TEST(MatrixStorage, RastersWithoutPixelsOrStorageNeverCrash) {
     EXPECT_EQ(m->NumValuesAbove(-1.0f), 0);
   }
   none.ZhangSuen(0.0f);
-  EXPECT_EQ(none.GetPointAddress(0, 0), nullptr);
-  EXPECT_EQ(freed.GetMatrixDataDirectly(), nullptr);
+  EXPECT_EQ(std::vector<const void*>({none.GetPointAddress(0, 0), freed.GetMatrixDataDirectly()}),
+            std::vector<const void*>(2, nullptr));
 }
 
 TEST(MatrixStorage, FillClearAndCopiesReachThePaddingLanes) {
@@ -69,8 +69,7 @@ TEST(MatrixStorage, FillClearAndCopiesReachThePaddingLanes) {
     CSSEMatrix m = RandomRaster(size - 2, size, rng, WithSpecials(-5, 5)), constructed(m), copy = Filled(2, 2, 1), none;
     copy.CopyFromSSEMatrix(m);     // another size: re-created
     copy.CopyFromSSEMatrix(none);  // an empty source changes nothing
-    EXPECT_TRUE(SameStorage(copy, m)) << size;
-    EXPECT_TRUE(SameStorage(constructed, m)) << size;
+    for (const CSSEMatrix* t : {&copy, &constructed}) EXPECT_TRUE(SameStorage(*t, m)) << size;
     EXPECT_NE(copy.GetMatrixDataDirectly(), m.GetMatrixDataDirectly());
     m.Fill(-3.25f);
     EXPECT_TRUE(SameStorage(m, Filled(size - 2, size, -3.25f))) << size;
@@ -82,31 +81,26 @@ TEST(MatrixStorage, FillClearAndCopiesReachThePaddingLanes) {
   }
 }
 
-TEST(MatrixStorage, CopyFromMatrixSwapsBoundsOnFirstUse) {
+// CopyFromMatrix swaps the bounds when it creates the raster; the centred
+// copies align the centres (dx = 3 - 1 = 2, dy = 4 - 2 = 2).
+TEST(MatrixStorage, CopyFromMatrixAndCenteredCopies) {
   double r0[] = {1, 2, 3}, r1[] = {4, 5, 6}, r2[] = {7, 8, 9};
   double* rows[] = {r0, r1, r2};
-  CSSEMatrix existing = Filled(3, 2, 0.0f), fresh;
+  CSSEMatrix existing = Filled(3, 2, 0.0f), fresh, big = Ramp(7, 9), small = Filled(3, 4, 100.0f);
   existing.CopyFromMatrix(rows, 2, 3);  // 2 rows of 3
-  EXPECT_EQ(existing.GetPoint(2, 1), 6.0f);
-  fresh.CopyFromMatrix(rows, 2, 3);  // created 3 x 2, then filled for y < 3, x < 2
-  EXPECT_EQ(std::pair(fresh.GetSizeX(), fresh.GetSizeY()), std::pair(3, 2));
-  EXPECT_EQ(fresh.GetPoint(1, 1), 8.0f);  // row 2 clamped onto row 1
-  EXPECT_EQ(fresh.GetPoint(2, 0), 0.0f);  // column 2 never written
+  fresh.CopyFromMatrix(rows, 2, 3);     // created 3 x 2, then filled for y < 3 (clamped onto row 1), x < 2
   fresh.CopyFromMatrix(nullptr, 2, 3);
-  EXPECT_EQ(fresh.GetPoint(0, 0), 1.0f);
-}
-
-TEST(MatrixStorage, CenteredCopies) {
-  CSSEMatrix big = Ramp(7, 9), small = Filled(3, 4, 100.0f);
-  small.CopyFromSSEMatrixCentered(big);  // dx = 3 - 1 = 2, dy = 4 - 2 = 2
-  EXPECT_EQ(small.GetPoint(0, 0), 22.0f);
-  EXPECT_EQ(small.GetPoint(2, 3), 45.0f);
+  EXPECT_EQ(std::vector<float>({existing.GetPoint(2, 1), float(fresh.GetSizeX()), float(fresh.GetSizeY()),
+                                fresh.GetPoint(1, 1), fresh.GetPoint(2, 0), fresh.GetPoint(0, 0)}),
+            std::vector<float>({6, 3, 2, 8, 0, 1}));
+  small.CopyFromSSEMatrixCentered(big);
+  std::vector<float> got = {small.GetPoint(0, 0), small.GetPoint(2, 3)};
   small.Fill(30.0f);
   small.CopyFromSSEMatrixCenteredMaximum(big);
-  EXPECT_EQ(small.GetPoint(0, 0), 30.0f);
+  got.push_back(small.GetPoint(0, 0));
   small.CopyFromSSEMatrixCenteredMinimum(big);
-  EXPECT_EQ(small.GetPoint(1, 0), 32.0f);
-  EXPECT_EQ(small.GetPoint(2, 3), 45.0f);
+  got.insert(got.end(), {small.GetPoint(1, 0), small.GetPoint(2, 3)});
+  EXPECT_EQ(got, std::vector<float>({22, 45, 30, 32, 45}));
   big.CopyFromSSEMatrixCentered(small);  // a smaller source leaves the plain copy cleared
   EXPECT_TRUE(SameStorage(big, Filled(7, 9, 0.0f)));
 }
