@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "relief/CSSE3dPolygon.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "test_hull_reference.h"
@@ -44,6 +45,13 @@ inline void Build(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, bool 
                   int extra = 8) {
   Load(d, pts, extra);
   d.Triangulate(n < 0 ? static_cast<int>(pts.size()) : n, final, box);
+}
+
+inline CSSE3dPolygon Polygon(const std::vector<Pt>& p) {
+  CSSE3dPolygon poly;
+  poly.Create(static_cast<int>(p.size()));
+  for (std::size_t i = 0; i < p.size(); ++i) poly.SetPoint(static_cast<int>(i), p[i].x, p[i].y, p[i].z);
+  return poly;
 }
 
 template <class F>

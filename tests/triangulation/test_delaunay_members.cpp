@@ -75,13 +75,6 @@ testing::AssertionResult Nearest(const TaCIncrementalDelaunay2D& d, const t_hdel
   return testing::AssertionFailure() << "query (" << x << ", " << y << "): " << got << " away, a scan finds " << want;
 }
 
-CSSE3dPolygon Polygon(const std::vector<Pt>& p) {
-  CSSE3dPolygon poly;
-  poly.Create(static_cast<int>(p.size()));
-  for (std::size_t i = 0; i < p.size(); ++i) poly.SetPoint(static_cast<int>(i), p[i].x, p[i].y, p[i].z);
-  return poly;
-}
-
 // ---- merging ------------------------------------------------------------
 
 // Two triangulations of disjoint point sets, merged into the first or

@@ -113,9 +113,7 @@ TEST(DelaunayRefine, GridPointsOnlyStrictlyInsideTriangles) {
   CSSEMatrix derivative, field;
   Fill(derivative, 20, 20, [](int x, int y) { return (x == 6 && y == 3) ? 1.0f : -100.0f; });
   Fill(field, 20, 20, [](int x, int y) { return x + 100 * y; });
-  CSSE3dPolygon area;
-  area.Create(4);
-  for (int i = 0; i < 4; ++i) area.SetPoint(i, (i == 1 || i == 2) ? 10.0f : 0.0f, i >= 2 ? 10.0f : 0.0f, 0);
+  CSSE3dPolygon area = Polygon({{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}});
   for (int step : {5, 3})
     for (bool plain : {true, false}) {
       SCOPED_TRACE(testing::Message() << "step " << step << ", plain " << plain);

@@ -53,10 +53,7 @@ TEST_P(DelaunayScans, FastSearchesMatchThePlainScans) {
   };
   Fill(field, 110, 110, terrain);
   Fill(derivative, 110, 110, terrain);
-  CSSE3dPolygon area;
-  area.Create(4);
-  const float corners[4][2] = {{5, 5}, {95, 8}, {90, 97}, {8, 92}};
-  for (int i = 0; i < 4; ++i) area.SetPoint(i, corners[i][0], corners[i][1], 0);
+  CSSE3dPolygon area = Polygon({{5, 5, 0}, {95, 8, 0}, {90, 97, 0}, {8, 92, 0}});
   for (uint32_t seed : {1u, 2u, 3u}) {
     for (int n : {3, 4, 5, 7, 17, 129, 300}) {
       SCOPED_TRACE(std::string(Name(cloud)) + (boxStart ? " box" : " first-three") + ", seed " + std::to_string(seed) +
@@ -105,18 +102,14 @@ TEST(DelaunayScansPolygon, PolygonStartMatchesThePlainScans) {
   for (uint32_t seed : {5u, 6u, 7u}) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     // A star-shaped outline with a notch, then random points inside its box.
-    CSSE3dPolygon poly;
-    const int corners = 12;
-    poly.Create(corners);
     std::vector<Pt> pts;
-    for (int i = 0; i < corners; ++i) {
-      const double a = 2.0 * M_PI * i / corners;
+    for (int i = 0; i < 12; ++i) {
+      const double a = 2.0 * M_PI * i / 12;
       const float r = (i % 3 == 0) ? 25.0f : 45.0f;
-      const float x = 50.0f + r * static_cast<float>(std::cos(a)), y = 50.0f + r * static_cast<float>(std::sin(a));
-      poly.SetPoint(i, x, y, 0);
-      pts.push_back({x, y, 0});
+      pts.push_back({50.0f + r * static_cast<float>(std::cos(a)), 50.0f + r * static_cast<float>(std::sin(a)), 0});
     }
-    std::vector<Pt> inner = MakeCloud(Cloud::kUniform, 400, seed);
+    CSSE3dPolygon poly = Polygon(pts);
+    const std::vector<Pt> inner = MakeCloud(Cloud::kUniform, 400, seed);
     pts.insert(pts.end(), inner.begin(), inner.end());
     TaCIncrementalDelaunay2D plain, fast;
     plain.SetReferenceScans(true);
