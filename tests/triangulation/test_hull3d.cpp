@@ -145,7 +145,7 @@ TEST(Hull3DInput, QuantisationRangesRepeatsAndTheCounter) {
 // Hulls at the edges of both ranges: the orientation tests stay exact (an
 // overflow would turn faces inside out or lose the inner points' sides).
 TEST(Hull3DInput, HullsAtTheRangeLimitsAreCorrect) {
-  const float s = 1099511627776.0f, l = 1e8f;
+  const float s = 1099511627776.0f;
   CHConvexHull3D h;
   const auto input = Append(h, {{-s, -s, -s}, {s, -s, -s}, {-s, s, -s}, {-s, -s, s}, {s, s, s}, {1, 2, 3}, {s, s, -s}});
   ASSERT_FALSE(h.IsDegenerate());  // a degenerate set would end the process
