@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "relief/CSSE3dPolygon.h"
 #include "relief/CSSEMatrix.h"
 #include "relief/TaCIncrementalDelaunay2D.h"
 #include "test_hull_reference.h"
@@ -46,6 +47,13 @@ inline void Build(TaCIncrementalDelaunay2D& d, const std::vector<Pt>& pts, bool 
   d.Triangulate(n < 0 ? static_cast<int>(pts.size()) : n, final, box);
 }
 
+inline CSSE3dPolygon Polygon(const std::vector<Pt>& p) {
+  CSSE3dPolygon poly;
+  poly.Create(static_cast<int>(p.size()));
+  for (std::size_t i = 0; i < p.size(); ++i) poly.SetPoint(static_cast<int>(i), p[i].x, p[i].y, p[i].z);
+  return poly;
+}
+
 template <class F>
 void Fill(CSSEMatrix& m, int w, int h, F f) {
   m.Create(w, h);
@@ -70,21 +78,18 @@ inline std::vector<Pt> MakeCloud(Cloud kind, int n, uint32_t seed) {
   std::normal_distribution<float> g(0.0f, 2.0f);
   std::vector<Pt> pts, centres;
   const auto add = [&](float x, float y) { pts.push_back({x, y, 10.0f * std::sin(x * 0.07f) * std::cos(y * 0.05f)}); };
+
+  // Each coordinate drawn in its own statement: the order of draws stays fixed.
+  const auto draw = [&](float x0, float y0, auto& dist) {
+    const float x = x0 + dist(rng);
+    add(x, y0 + dist(rng));
+  };
   if (kind == Cloud::kUniform) {
-    for (int i = 0; i < n; ++i) {
-      const float x = u(rng);
-      add(x, u(rng));
-    }
+    for (int i = 0; i < n; ++i) draw(0, 0, u);
   } else if (kind == Cloud::kClustered) {
-    for (int i = 0; i < 5; ++i) {
-      const float x = u(rng);
-      centres.push_back({x, u(rng), 0});
-    }
-    for (int i = 0; i < n; ++i) {
-      const Pt& c = centres[i % centres.size()];
-      const float x = c.x + g(rng);
-      add(x, c.y + g(rng));
-    }
+    for (int i = 0; i < 5; ++i) draw(0, 0, u);
+    centres.swap(pts);
+    for (int i = 0; i < n; ++i) draw(centres[i % 5].x, centres[i % 5].y, g);
   } else if (kind == Cloud::kDegenerate) {
     std::uniform_int_distribution<int> pick(0, 3), step(0, 400);
     for (int i = 0; i < n; ++i) {
@@ -112,11 +117,6 @@ inline std::vector<Pt> MakeCloud(Cloud kind, int n, uint32_t seed) {
     if (kind != Cloud::kGridSorted) std::shuffle(pts.begin(), pts.end(), rng);
   }
   return pts;
-}
-
-inline double Orient(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c) {
-  return (static_cast<double>(b.x) - a.x) * (static_cast<double>(c.y) - a.y) -
-         (static_cast<double>(b.y) - a.y) * (static_cast<double>(c.x) - a.x);
 }
 
 // Positive when d lies inside the circle through the counter-clockwise a, b, c.
@@ -159,7 +159,7 @@ inline std::string Check(const TaCIncrementalDelaunay2D& d, const CDelaunayTrian
         return bad(i, "vertex index " + std::to_string(v[k]) + " out of range");
     if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) return bad(i, "repeated vertex");
     if (opt.noKillMarks && t->bKill) return bad(i, "kill mark left in the list");
-    if (opt.orientation && !(Orient(vtx(v[0]), vtx(v[1]), vtx(v[2])) > 0)) return bad(i, "not counter-clockwise");
+    if (opt.orientation && !(Cross(vtx(v[0]), vtx(v[1]), vtx(v[2])) > 0)) return bad(i, "not counter-clockwise");
     for (int s = 0; s < 3; ++s) {
       const t_hdelaunaytriangle* n = t->pNeighbour[s];
       if (!n) continue;
@@ -182,7 +182,7 @@ inline std::string Check(const TaCIncrementalDelaunay2D& d, const CDelaunayTrian
   for (t_hdelaunaytriangle* t : list) {
     const int* v = t->nVertex;
     const SSEPoint a = vtx(v[0]), b = vtx(v[1]), c = vtx(v[2]);
-    const double scale = std::pow(std::fabs(Orient(a, b, c)) + 1.0, 2.0);
+    const double scale = std::pow(std::fabs(Cross(a, b, c)) + 1.0, 2.0);
     for (int k : used)
       if (k != v[0] && k != v[1] && k != v[2] && InCircle(a, b, c, vtx(k)) > opt.circleSlack * scale)
         return bad(i, "vertex " + std::to_string(k) + " inside its circumcircle");
@@ -228,10 +228,7 @@ inline long FirstDifference(const std::vector<Record>& a, const std::vector<Reco
 
 // Vertices on the convex hull (strictly convex corners only).
 inline int HullSize(const std::vector<Pt>& p) {
-  return static_cast<int>(MonotoneChainHull(p, [](const Pt& o, const Pt& a, const Pt& b) {
-                            return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
-                                   (static_cast<double>(a.y) - o.y) * (static_cast<double>(b.x) - o.x);
-                          }).size());
+  return static_cast<int>(MonotoneChainHull(p, Cross<Pt, Pt, Pt>).size());
 }
 
 }  // namespace delaunay_test

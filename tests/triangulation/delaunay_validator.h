@@ -35,16 +35,17 @@
 //     limit stops in whichever of its states the limit falls on).
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <map>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "relief/TaCIncrementalDelaunay2D.h"
+#include "test_hull_reference.h"
 
 namespace delaunay_validator {
 
@@ -254,7 +255,7 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
   const auto vx = [&](int v) { return d.GetVertex(v); };
 
   // 1, 2: records and orientation.
-  std::unordered_set<uint64_t> seen;
+  std::map<std::array<int, 3>, std::size_t> seen;
   for (std::size_t i = 0; i < tris.size(); ++i) {
     const t_hdelaunaytriangle* t = tris[i];
     const int* v = t->nVertex;
@@ -263,17 +264,10 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
       if (v[k] < 0 || v[k] >= nv) return "records: " + who + " has a corner out of range";
     if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) return "records: " + who + " repeats a corner";
     if (t->bKill) return "records: " + who + " carries the kill mark";
-    int s[3] = {v[0], v[1], v[2]};
-    std::sort(s, s + 3);
-    const uint64_t key = (uint64_t(s[0]) * 0x9E3779B1u) ^ (uint64_t(s[1]) << 21) ^ (uint64_t(s[2]) << 42);
-    if (!seen.insert(key).second) {
-      for (std::size_t j = 0; j < i; ++j) {
-        int o[3] = {tris[j]->nVertex[0], tris[j]->nVertex[1], tris[j]->nVertex[2]};
-        std::sort(o, o + 3);
-        if (o[0] == s[0] && o[1] == s[1] && o[2] == s[2])
-          return "records: " + who + " repeats triangle " + std::to_string(j);
-      }
-    }
+    std::array<int, 3> key{v[0], v[1], v[2]};
+    std::sort(key.begin(), key.end());
+    if (const auto [at, fresh] = seen.emplace(key, i); !fresh)
+      return "records: " + who + " repeats triangle " + std::to_string(at->second);
     const SSEPoint a = vx(v[0]), b = vx(v[1]), c = vx(v[2]);
     if (ExactOrientation(a.x, a.y, b.x, b.y, c.x, c.y) <= 0) return "orientation: " + who + " is not counter-clockwise";
   }
@@ -309,29 +303,21 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
   for (const t_hdelaunaytriangle* t : tris)
     for (int v : t->nVertex) corner[static_cast<std::size_t>(v)] = 1;
   const int first = opt.firstInput, count = opt.inputCount < 0 ? nv - opt.firstInput : opt.inputCount;
-  std::vector<int> hullInput;
-  for (int v = 0; v < nv; ++v)
-    if (corner[static_cast<std::size_t>(v)] || (v >= first && v < first + count)) hullInput.push_back(v);
-  std::sort(hullInput.begin(), hullInput.end(), [&](int p, int q) {
-    const SSEPoint a = vx(p), b = vx(q);
-    return a.x != b.x ? a.x < b.x : a.y < b.y;
-  });
-  std::vector<int> hull(2 * hullInput.size() + 1);
-  std::size_t h = 0;
-  const auto turnsLeft = [&](int o, int p, int q) {
-    const SSEPoint a = vx(o), b = vx(p), c = vx(q);
-    return ExactOrientation(a.x, a.y, b.x, b.y, c.x, c.y) > 0;
+  struct Corner {
+    float x, y;
+    int v;
+    bool operator<(const Corner& o) const { return x != o.x ? x < o.x : y < o.y; }
+    bool operator==(const Corner& o) const { return x == o.x && y == o.y; }
   };
-  for (std::size_t i = 0; i < hullInput.size(); ++i) {
-    while (h >= 2 && !turnsLeft(hull[h - 2], hull[h - 1], hullInput[i])) --h;
-    hull[h++] = hullInput[i];
-  }
-  for (std::size_t i = hullInput.size() - 1, lower = h + 1; i > 0 && hullInput.size() > 1; --i) {
-    while (h >= lower && !turnsLeft(hull[h - 2], hull[h - 1], hullInput[i - 1])) --h;
-    hull[h++] = hullInput[i - 1];
-  }
-  if (h > 0) --h;
-  hull.resize(h);
+  std::vector<Corner> hullInput;
+  for (int v = 0; v < nv; ++v)
+    if (corner[static_cast<std::size_t>(v)] || (v >= first && v < first + count))
+      hullInput.push_back({vx(v).x, vx(v).y, v});
+  const auto exact = [](const Corner& o, const Corner& p, const Corner& q) {
+    return ExactOrientation(o.x, o.y, p.x, p.y, q.x, q.y);
+  };
+  std::vector<int> hull;
+  for (const Corner& c : MonotoneChainHull(hullInput, exact)) hull.push_back(c.v);
   long double hullArea = 0, triArea = 0, extent = 0;
   for (std::size_t i = 0; i < hull.size(); ++i) {
     const SSEPoint a = vx(hull[i]), b = vx(hull[(i + 1) % hull.size()]);

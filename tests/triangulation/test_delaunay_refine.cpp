@@ -16,39 +16,26 @@ std::vector<Pt> Square(float z00, float z10, float z11, float z01, float side = 
   return {{0, 0, z00}, {side, side, z11}, {0, side, z01}, {side, 0, z10}};
 }
 
-TEST(DelaunayRefine, ZeroPassesOrAFlatSurfaceChangeNothing) {
-  for (bool flat : {false, true}) {
-    std::vector<Pt> pts = MakeCloud(Cloud::kUniform, 50, 4);
-    for (Pt& p : pts) p.z = flat ? 7.0f : p.z;
-    TaCIncrementalDelaunay2D d;
-    Build(d, pts, false, !flat);
-    const auto before = Snapshot(d.GetTriangleList());
-    const int vertices = d.GetNumVertices();
-    CSSEMatrix field;
-    Fill(field, 100, 100, [flat](int x, int y) { return flat ? 7.0f : float(x * y % 13); });
-    const int passes = flat ? 10 : 0;
-    d.RefineTriangulation(flat ? 0.01f : 1.0f, passes, flat ? 0.001f : 0.01f);
-    d.RefineTriangulation(&field, flat ? 0.01f : 1.0f, passes, flat ? 0.001f : 0.01f);
-    EXPECT_EQ(d.GetNumVertices(), vertices) << "flat " << flat;
-    EXPECT_TRUE(SameRecords(Snapshot(d.GetTriangleList()), before)) << "flat " << flat;
-  }
-}
-
-// One pass over a single triangle: split at the centroid (10, 10) only when
-// big and rough enough; the field overload reads the cell and skips border
-// and outside triangles, the overload without a field interpolates z and
-// ignores the marks.
+// One pass over a single triangle (none in the zero-pass rows): split at the
+// centroid (10, 10) only when big and rough enough (a flat one never is); the field overload reads the cell and skips
+// border and outside triangles, the overload without a field interpolates z and ignores the marks.
 TEST(DelaunayRefine, SplitsOnlyBigRoughTriangles) {
   CSSEMatrix field;
   Fill(field, 40, 40, [](int x, int y) { return 100 * x + y; });
-  const std::vector<Pt> rough = {{0, 0, 0}, {30, 0, 9}, {0, 30, 3}}, step10 = {{0, 0, 0}, {30, 0, 10}, {0, 30, 0}};
+  const std::vector<Pt> rough = {{0, 0, 0}, {30, 0, 9}, {0, 30, 3}}, step10 = {{0, 0, 0}, {30, 0, 10}, {0, 30, 0}},
+                        flat = {{0, 0, 7}, {30, 0, 7}, {0, 30, 7}};
   const struct {
     std::vector<Pt> pts;
     float minHeight, tolerance;
     bool withField;
     int mark, added;
     float z;
-  } cases[] = {{step10, 1.0f, 1.0f, false, 0, 1, NAN},   // heights 30/sqrt(2), 30, 30 and a z step of 10
+    int passes = 1;
+  } cases[] = {{step10, 1.0f, 1.0f, false, 0, 1, NAN},  // heights 30/sqrt(2), 30, 30 and a z step of 10
+               {rough, 1.0f, 1.0f, false, 0, 0, NAN, 0},
+               {rough, 1.0f, 1.0f, true, 0, 0, NAN, 0},
+               {flat, 0.01f, 0.001f, false, 0, 0, NAN, 10},
+               {flat, 0.01f, 0.001f, true, 0, 0, NAN, 10},
                {step10, 1.0f, 10.0f, false, 0, 0, NAN},  // tolerance above the z steps: smooth enough
                // The height over the long side is 1, below the minimum: never split, however rough.
                {{{0, 0, 0}, {100, 0, 50}, {50, 1, 0}}, 2.0f, 0.1f, false, 0, 0, NAN},
@@ -61,13 +48,14 @@ TEST(DelaunayRefine, SplitsOnlyBigRoughTriangles) {
                {rough, 1.0f, 1.0f, false, 1, 1, 4.0f},
                {rough, 1.0f, 1.0f, false, 2, 1, 4.0f}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "tolerance " << c.tolerance << ", field " << c.withField << ", mark " << c.mark);
+    SCOPED_TRACE(testing::Message() << "tolerance " << c.tolerance << ", field " << c.withField << ", mark " << c.mark
+                                    << ", passes " << c.passes);
     TaCIncrementalDelaunay2D d;
     Build(d, c.pts, false, false, -1, 0);
     t_hdelaunaytriangle* t = d.GetTriangleList().GetHead();
     if (c.mark) (c.mark == 1 ? t->bBorder : t->bOutside) = true;
-    c.withField ? d.RefineTriangulation(&field, c.minHeight, 1, c.tolerance)
-                : d.RefineTriangulation(c.minHeight, 1, c.tolerance);
+    c.withField ? d.RefineTriangulation(&field, c.minHeight, c.passes, c.tolerance)
+                : d.RefineTriangulation(c.minHeight, c.passes, c.tolerance);
     ASSERT_TRUE(
         AllEqual({FIELD(d.GetNumVertices(), 3 + c.added), FIELD(d.GetTriangleList().GetCount(), 1 + 2 * c.added)}));
     EXPECT_EQ(Check(d, d.GetTriangleList()), "");
@@ -125,9 +113,7 @@ TEST(DelaunayRefine, GridPointsOnlyStrictlyInsideTriangles) {
   CSSEMatrix derivative, field;
   Fill(derivative, 20, 20, [](int x, int y) { return (x == 6 && y == 3) ? 1.0f : -100.0f; });
   Fill(field, 20, 20, [](int x, int y) { return x + 100 * y; });
-  CSSE3dPolygon area;
-  area.Create(4);
-  for (int i = 0; i < 4; ++i) area.SetPoint(i, (i == 1 || i == 2) ? 10.0f : 0.0f, i >= 2 ? 10.0f : 0.0f, 0);
+  CSSE3dPolygon area = Polygon({{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 0}});
   for (int step : {5, 3})
     for (bool plain : {true, false}) {
       SCOPED_TRACE(testing::Message() << "step " << step << ", plain " << plain);

@@ -30,11 +30,6 @@ struct XY {
   bool operator<(const XY& o) const { return x < o.x || (x == o.x && y < o.y); }
 };
 
-double Cross(const XY& o, const XY& a, const XY& b) {
-  return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
-         (static_cast<double>(a.y) - o.y) * (static_cast<double>(b.x) - o.x);
-}
-
 // Runs the hull of pts; returns what it printed and, in hull, its corners.
 std::string HullOutput(const std::vector<XY>& pts, std::vector<XY>& hull) {
   CSSE2dPolygon poly, out;
@@ -94,7 +89,7 @@ TEST(Hull2D, ThreeDimensionalPolygonKeepsZ) {
 // the tolerance); from integer points (exact in double) it has the corners
 // of the exact hull in the same counter-clockwise cycle.
 testing::AssertionResult ConvexHullOf(const std::vector<XY>& pts, const std::vector<XY>& hull, bool integer) {
-  std::vector<XY> expected = MonotoneChainHull(pts, Cross);
+  std::vector<XY> expected = MonotoneChainHull(pts, Cross<XY, XY, XY>);
   if (expected.size() < 3) return testing::AssertionSuccess();  // all collinear: no 2D hull to compare
   if (hull.size() < 3) return testing::AssertionFailure() << hull.size() << " hull corners";
   for (std::size_t i = 0; i < hull.size(); ++i) {

@@ -61,7 +61,7 @@ int Orient(const P3& a, const P3& b, const P3& c, const P3& p) {
   return v > 0 ? 1 : (v < 0 ? -1 : 0);
 }
 
-Wide Cross(const P3& o, const P3& a, const P3& b) {
+Wide WideCross(const P3& o, const P3& a, const P3& b) {
   return Wide(a.x - o.x) * (b.y - o.y) - Wide(a.y - o.y) * (b.x - o.x);
 }
 
@@ -98,68 +98,47 @@ std::string HullViolation(CHConvexHull3D& h, const std::vector<P3>& input) {
   return "";
 }
 
-TEST(Hull3DInput, Stores3DAsGivenLiftsTenthsWithSquareSumIgnoresRepeats) {
-  CHConvexHull3D h, lifted;
-  Append(h, Tuples("1.04 2 3, 1 2.4 2.96, 1.6 2 3, -7 40000 -123456, -2.5 0 0"));  // the second: same units
-  const tVertexStructure* v = h.GetVertices();
-  EXPECT_TRUE(AllEqual({FIELD(v->x, 1), FIELD(v->y, 2), FIELD(v->z, 3), FIELD(v->next->x, 2 /* 1.6 + 0.5 */),
-                        FIELD(h.CalcNumVertices(), 4)}));
-  EXPECT_TRUE(
-      AllEqual({FIELD(v->prev->prev->x, -7), FIELD(v->prev->prev->y, 40000), FIELD(v->prev->prev->z, -123456)}));
-  EXPECT_EQ(v->prev->x, -2);  // halves round up
-  lifted.AppendVertex2D(0.3f, -0.2f, 7, true);
-  lifted.AppendVertex2D(1.0f, 1.0f, -1, false);   // counter: one vertex stored before
-  lifted.AppendVertex2D(1.01f, 1.0f, -1, false);  // duplicate after quantisation
-  lifted.AppendVertex2D(2.0f, 0.0f, -1, false);   // counter did not grow for the duplicate
-  v = lifted.GetVertices();
-  EXPECT_TRUE(AllEqual({FIELD(v->x, 3), FIELD(v->y, -1 /* -1.5 truncates */), FIELD(v->z, 10), FIELD(v->index, 7),
-                        FIELD(v->flag, true)}));
-  EXPECT_TRUE(AllEqual({FIELD(v->next->index, 1), FIELD(v->next->z, 200), FIELD(v->next->next->index, 2),
-                        FIELD(lifted.CalcNumVertices(), 3)}));
-}
-
-// The accepted ranges are inclusive; one float step beyond, NaN and the
-// infinities are ignored in any coordinate and do not advance the counter.
-TEST(Hull3DInput, RangeBoundsAreInclusiveAndEverythingBeyondIsIgnored) {
+// Each row appends its points in turn, lifted (tenths, truncating value x 10
+// + 0.5; z = x^2 + y^2; the first point with index 7 and the flag set) or
+// solid (nearest unit, halves up), and lists what is stored: x, y, z, index,
+// flag. Ranges are inclusive; one float step beyond, NaN and the infinities
+// are ignored in any coordinate, as are repeats after quantisation, and
+// neither advances the index counter.
+TEST(Hull3DInput, QuantisationRangesRepeatsAndTheCounter) {
   const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
-  const float lifted = 1e8f, solid = 1099511627776.0f;  // 2^40
+  const float l = 1e8f, l1 = std::nextafter(l, inf), s = 1099511627776.0f, s1 = std::nextafter(s, inf);  // s: 2^40
+  const Int S = Int(1) << 40, L = 1000000000;
   const struct {
-    float a, b;
-    bool stored;
-  } lifts[] = {{lifted, lifted, true},
-               {-lifted, -lifted, true},
-               {lifted, 0, true},
-               {std::nextafter(lifted, inf), 0, false},
-               {0, -std::nextafter(lifted, inf), false},
-               {nan, 0, false},
-               {0, inf, false},
-               {-inf, 0, false},
-               {3e38f, 3e38f, false}};
-  for (const auto& c : lifts) {
+    bool lifted;
+    Floats in;
+    std::vector<std::array<Int, 5>> out;
+  } rows[] = {
+      {false,
+       {{1.04f, 2, 3}, {1, 2.4f, 2.96f}, {1.6f, 2, 3}, {-2.5f, 0, 0}},
+       {{1, 2, 3, 0, 0}, {2, 2, 3, 1, 0}, {-2, 0, 0, 2, 0}}},
+      {false, {{-7, 40000, -123456}, {s, -s, s}}, {{-7, 40000, -123456, 0, 0}, {S, -S, S, 1, 0}}},
+      {false, {{s1, 0, 0}, {0, -s1, 0}, {0, 0, nan}, {inf, 0, 0}, {0, -inf, 0}, {1, 1, 1}}, {{1, 1, 1, 0, 0}}},
+      {true,
+       {{0.3f, -0.2f, 0}, {1, 1, 0}, {1.01f, 1, 0}, {2, 0, 0}},
+       {{3, -1, 10, 7, 1}, {10, 10, 200, 1, 0}, {20, 0, 400, 2, 0}}},
+      {true,
+       {{l, l, 0}, {-l, -l, 0}, {l, 0, 0}},
+       {{L, L, 2 * L * L, 7, 1}, {1 - L, 1 - L, 2 * (L - 1) * (L - 1), 1, 0}, {L, 0, L * L, 2, 0}}},
+      {true,
+       {{l1, 0, 0}, {0, -l1, 0}, {nan, 0, 0}, {0, inf, 0}, {-inf, 0, 0}, {3e38f, 3e38f, 0}, {1, 1, 0}},
+       {{10, 10, 200, 0, 0}}},
+  };
+  for (const auto& r : rows) {
+    SCOPED_TRACE(testing::Message() << (r.lifted ? "lifted, " : "solid, ") << r.in.size() << " points from "
+                                    << r.in[0][0]);
     CHConvexHull3D h;
-    h.AppendVertex2D(c.a, c.b, -1, false);
-    h.AppendVertex2D(1, 1, -1, false);
-    ASSERT_EQ(h.CalcNumVertices(), c.stored ? 2 : 1) << c.a << ", " << c.b;
-    EXPECT_EQ(h.GetVertices()->prev->index, c.stored ? 1 : 0) << "the counter grows only when a point is stored";
-    if (!c.stored) continue;
-    const tVertexStructure* v = h.GetVertices();
-    EXPECT_TRUE(AllEqual({FIELD(v->x, Int(double(c.a) * 10 + 0.5)), FIELD(v->z, v->x * v->x + v->y * v->y)})) << c.a;
-  }
-  const struct {
-    float x, y, z;
-    bool stored;
-  } solids[] = {{solid, -solid, solid, true},
-                {std::nextafter(solid, inf), 0, 0, false},
-                {0, -std::nextafter(solid, inf), 0, false},
-                {0, 0, nan, false},
-                {inf, 0, 0, false},
-                {0, -inf, 0, false}};
-  for (const auto& c : solids) {
-    CHConvexHull3D h;
-    h.AppendVertex3D(c.x, c.y, c.z, 0.0f);
-    ASSERT_EQ(h.CalcNumVertices(), c.stored ? 1 : 0) << c.x << ", " << c.y << ", " << c.z;
-    if (c.stored)
-      EXPECT_TRUE(AllEqual({FIELD(h.GetVertices()->x, Int(1) << 40), FIELD(h.GetVertices()->y, -(Int(1) << 40))}));
+    for (std::size_t i = 0; i < r.in.size(); ++i)
+      r.lifted ? h.AppendVertex2D(r.in[i][0], r.in[i][1], i ? -1 : 7, i == 0)
+               : h.AppendVertex3D(r.in[i][0], r.in[i][1], r.in[i][2], 0.0f);
+    std::vector<std::array<Int, 5>> got;
+    for (const tVertexStructure* v : Circle(h.GetVertices())) got.push_back({v->x, v->y, v->z, v->index, v->flag});
+    EXPECT_EQ(got, r.out);
+    EXPECT_EQ(h.CalcNumVertices(), static_cast<int>(r.out.size()));
   }
 }
 
@@ -168,42 +147,18 @@ TEST(Hull3DInput, RangeBoundsAreInclusiveAndEverythingBeyondIsIgnored) {
 TEST(Hull3DInput, HullsAtTheRangeLimitsAreCorrect) {
   const float s = 1099511627776.0f;
   CHConvexHull3D h;
-  const std::vector<P3> input =
-      Append(h, {{-s, -s, -s}, {s, -s, -s}, {-s, s, -s}, {-s, -s, s}, {s, s, s}, {1, 2, 3}, {s, s, -s}});
-  ASSERT_FALSE(h.IsDegenerate());
+  const auto input = Append(h, {{-s, -s, -s}, {s, -s, -s}, {-s, s, -s}, {-s, -s, s}, {s, s, s}, {1, 2, 3}, {s, s, -s}});
+  ASSERT_FALSE(h.IsDegenerate());  // a degenerate set would end the process
   h.CalcConvexHull();
   EXPECT_EQ(HullViolation(h, input), "");
   EXPECT_EQ(h.GetNumVertices(), 6);
   MessageCapture quiet;
   CH2DDelaunay d;
-  const float l = 1e8f;
-  for (const auto& p : std::vector<std::array<float, 2>>{{-l, -l}, {l, -l}, {l, l}, {-l, l}, {1, -3}})
-    d.AppendVertex(p[0], p[1], -1, false);
+  for (const auto& p : Tuples<2>("-1e8 -1e8, 1e8 -1e8, 1e8 1e8, -1e8 1e8, 1 -3")) d.AppendVertex(p[0], p[1], -1, false);
   ASSERT_FALSE(d.IsDegenerate());
   d.CalcDelaunayTriangulation();
   EXPECT_TRUE(AllEqual({FIELD(d.GetNumFaces(), 4), FIELD(d.GetNumVertices(), 5)}));
   for (const tFaceStructure* f : Faces(d)) EXPECT_LT(d.NormZ(f), 0);
-}
-
-// Lifted points far out (z beyond 2^53, where a double no longer holds the
-// stored integer) close together: the volume sign must still be exact.
-TEST(Hull3DInput, VolumeSignOfLiftedClustersFarOutIsExact) {
-  const unsigned seed = TestSeed();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
-  std::mt19937 rng(seed);
-  CHConvexHull3D h;
-  for (int round = 0; round < 200000; ++round) {
-    // z between 2^53 and 2^54 (doubles step by 2 there), points 5 tenths apart.
-    tVertexStructure v[4] = {};
-    for (tVertexStructure& p : v) {
-      p.x = 80000000 + 5 * Int(rng() % 20);
-      p.y = (round % 2 ? 80000000 : -79000000) + 5 * Int(rng() % 20);
-      p.z = p.x * p.x + p.y * p.y;
-    }
-    tFaceStructure f = {};
-    for (int k = 0; k < 3; ++k) f.vertex[k] = &v[k];
-    ASSERT_EQ(h.VolumeSign(&f, &v[3]), Orient(At(&v[0]), At(&v[1]), At(&v[2]), At(&v[3]))) << "round " << round;
-  }
 }
 
 TEST(Hull3DInput, DegeneracyIsDecidedExactly) {
@@ -285,14 +240,14 @@ std::string LiftedViolation(const CH2DDelaunay& d, const std::vector<P3>& points
   Wide area = 0, hullArea = 0;
   for (const tFaceStructure* f : Faces(d)) {
     const P3 a = At(f->vertex[0]), b = At(f->vertex[1]), c = At(f->vertex[2]);
-    if (Cross(a, c, b) <= 0) return "a degenerate or upward face";
-    area += Cross(a, c, b);
+    if (WideCross(a, c, b) <= 0) return "a degenerate or upward face";
+    area += WideCross(a, c, b);
     for (const P3& p : points)
       if (InCircle(a, c, b, p) > 0) return "a point inside a circumcircle";
   }
-  const std::vector<P3> h = MonotoneChainHull(points, Cross);
+  const std::vector<P3> h = MonotoneChainHull(points, WideCross);
   for (std::size_t i = 0; h.size() >= 3 && i < h.size(); ++i)
-    hullArea += Cross(P3{0, 0, 0}, h[i], h[(i + 1) % h.size()]);
+    hullArea += WideCross(P3{0, 0, 0}, h[i], h[(i + 1) % h.size()]);
   return area == hullArea ? "" : "the faces do not cover the points' hull";
 }
 
@@ -433,77 +388,66 @@ testing::AssertionResult RoutesAgreeLifted(const std::vector<std::array<float, 2
   return NoViolation(LiftedViolation(fast, points));
 }
 
-// Seeded 3D inputs, point i of each drawn by its kind's generator.
-struct Case3D {
-  const char* name;
-  std::function<std::array<float, 3>(std::mt19937&, int)> point;
-};
+// Seeded 3D inputs: point i of each kind drawn by its generator.
+using Draw = std::function<std::array<float, 3>(std::mt19937&, int)>;
 
-const Case3D kCases3D[] = {
-    {"uniform cube",
-     [](std::mt19937& rng, int) {
-       std::uniform_int_distribution<int> c(-50000, 50000);
-       return std::array<float, 3>{float(c(rng)), float(c(rng)), float(c(rng))};
-     }},
-    {"integer points on a sphere (many cospherical)",
-     [](std::mt19937& rng, int) {
-       // x^2 + y^2 + z^2 = 65^2 exactly, drawn at random and repeated
-       static const Points3 all = [] {
-         Points3 out;
-         for (int x = -65; x <= 65; ++x)
-           for (int y = -65; y <= 65; ++y) {
-             const int r = 65 * 65 - x * x - y * y;
-             const int z = static_cast<int>(std::lround(std::sqrt(std::max(r, 0))));
-             if (r >= 0 && z * z == r) {
-               out.push_back({float(x), float(y), float(z)});
-               out.push_back({float(x), float(y), float(-z)});
-             }
-           }
-         return out;
-       }();
-       return all[rng() % all.size()];
-     }},
-    {"grid (coplanar and collinear runs)",
-     [](std::mt19937& rng, int) {
-       return std::array<float, 3>{float(rng() % 7), float(rng() % 5), float(rng() % 4)};
-     }},
-    {"clusters",
-     [](std::mt19937& rng, int i) {
-       std::normal_distribution<float> g(0.0f, 3.0f);
-       std::uniform_int_distribution<int> centre(-100000, 100000);
-       static float cx, cy, cz;  // a new centre every 50 points
-       if (i % 50 == 0) cx = float(centre(rng)), cy = float(centre(rng)), cz = float(centre(rng));
-       return std::array<float, 3>{std::round(cx + g(rng)), std::round(cy + g(rng)), std::round(cz + g(rng))};
-     }},
-    {"near-degenerate: a plane with one-unit bumps",
-     [](std::mt19937& rng, int) {
-       std::uniform_int_distribution<int> c(-1000000, 1000000);
-       const float x = float(c(rng)), y = float(c(rng));
-       const int bump = static_cast<int>(rng() % 3) - 1;  // off the plane 3x - 2y + 5z = 0 by at most one unit
-       return std::array<float, 3>{x, y, std::round((2 * y - 3 * x) / 5) + float(bump)};
-     }},
-    {"far from the origin (2^39 offset, small spread)",
-     [](std::mt19937& rng, int) {
-       const float o = 549755813888.0f;  // 2^39: floats step by 2^16 here
-       return std::array<float, 3>{o + 65536.0f * float(rng() % 64), -o + 65536.0f * float(rng() % 64),
-                                   o - 65536.0f * float(rng() % 64)};
-     }},
-    {"full range (2^40 corners: the plain route throughout)",
-     [](std::mt19937& rng, int) {
-       std::uniform_real_distribution<float> c(-1099511627776.0f, 1099511627776.0f);
-       return std::array<float, 3>{c(rng), c(rng), c(rng)};
-     }},
-};
+// Integer points with x^2 + y^2 + z^2 = 65^2: many cospherical.
+const Points3& Sphere() {
+  static const Points3 all = [] {
+    Points3 out;
+    for (int x = -65; x <= 65; ++x)
+      for (int y = -65; y <= 65; ++y)
+        for (int z = 0; z <= 65; ++z)
+          if (x * x + y * y + z * z == 65 * 65)
+            out.insert(out.end(), {{float(x), float(y), float(z)}, {float(x), float(y), float(-z)}});
+    return out;
+  }();
+  return all;
+}
 
 TEST(Hull3DRoutes, FastRouteLeavesThePlainRoutesRecords) {
   const unsigned seed = TestSeed();
   SCOPED_TRACE(testing::Message() << "seed " << seed);
   std::mt19937 rng(seed);
-  for (const Case3D& c : kCases3D)
+  std::uniform_int_distribution<int> cube(-50000, 50000), wide(-1000000, 1000000), centre(-100000, 100000);
+  std::uniform_real_distribution<float> full(-1099511627776.0f, 1099511627776.0f);
+  std::normal_distribution<float> g(0.0f, 3.0f);
+  float cx = 0, cy = 0, cz = 0;
+  const float o = 549755813888.0f, u = 65536.0f;  // 2^39: floats step by 2^16 there
+  const std::pair<const char*, Draw> kinds[] = {
+      {"uniform cube",
+       [&](std::mt19937& r, int) {
+         return std::array<float, 3>{float(cube(r)), float(cube(r)), float(cube(r))};
+       }},
+      {"integer points on a sphere", [&](std::mt19937& r, int) { return Sphere()[r() % Sphere().size()]; }},
+      {"grid (coplanar and collinear runs)",
+       [](std::mt19937& r, int) {
+         return std::array<float, 3>{float(r() % 7), float(r() % 5), float(r() % 4)};
+       }},
+      {"clusters of 50",
+       [&](std::mt19937& r, int i) {
+         if (i % 50 == 0) cx = float(centre(r)), cy = float(centre(r)), cz = float(centre(r));
+         return std::array<float, 3>{std::round(cx + g(r)), std::round(cy + g(r)), std::round(cz + g(r))};
+       }},
+      {"a plane 3x - 2y + 5z = 0 with one-unit bumps",
+       [&](std::mt19937& r, int) {
+         const float x = float(wide(r)), y = float(wide(r));
+         return std::array<float, 3>{x, y, std::round((2 * y - 3 * x) / 5) + float(int(r() % 3) - 1)};
+       }},
+      {"2^39 offset, small spread",
+       [&](std::mt19937& r, int) {
+         return std::array<float, 3>{o + u * float(r() % 64), -o + u * float(r() % 64), o - u * float(r() % 64)};
+       }},
+      {"full range (the plain route throughout)",
+       [&](std::mt19937& r, int) {
+         return std::array<float, 3>{full(r), full(r), full(r)};
+       }},
+  };
+  for (const auto& [name, draw] : kinds)
     for (const int n : {4, 5, 7, 17, 31, 129, 1000, 20000}) {
       Points3 pts(n);
-      for (int i = 0; i < n; ++i) pts[i] = c.point(rng, i);
-      ASSERT_TRUE(RoutesAgree3D(pts)) << c.name << ", n " << n;
+      for (int i = 0; i < n; ++i) pts[i] = draw(rng, i);
+      ASSERT_TRUE(RoutesAgree3D(pts)) << name << ", n " << n;
     }
 }
 
@@ -521,7 +465,7 @@ TEST(Hull3DRoutes, LiftedFastRouteLeavesThePlainRoutesRecords) {
       {"uniform tenths", 0.0f, 0.1f, 100000, true},
       {"small grid (cocircular)", 0.0f, 1.0f, 12, true},
       {"far out, frame still exact", 5.0e6f, 0.5f, 2000, true},
-      {"far out, z beyond 2^53", -8.0e6f, 0.5f, 40, true},
+      {"far out, z beyond 2^53", -8.0e6f, 0.5f, 40, true},  // the plain route's VolumeSign must stay exact there
       {"both signs at the range limit", -1.0e8f, 8.0f, 25000000, false},
   };
   for (const auto& c : cases)

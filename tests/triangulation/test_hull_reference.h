@@ -33,6 +33,14 @@ std::vector<P> MonotoneChainHull(std::vector<P> p, Cross cross) {
   return h;
 }
 
+// Twice the signed area of o, a, b in double (> 0 when they turn left), for
+// any point type with x and y.
+template <class A, class B, class C>
+double Cross(const A& o, const B& a, const C& b) {
+  return (static_cast<double>(a.x) - o.x) * (static_cast<double>(b.y) - o.y) -
+         (static_cast<double>(b.x) - o.x) * (static_cast<double>(a.y) - o.y);
+}
+
 // Seed of a property test: RELIEF_TEST_SEED when set (to replay a printed
 // failure), otherwise a fresh one.
 inline unsigned TestSeed() {
