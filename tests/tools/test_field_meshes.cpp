@@ -137,14 +137,6 @@ std::vector<BandCase> BandCases() {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, BandedMesh, ::testing::ValuesIn(BandCases()));
 
-TEST(BandedMesh, BandsStartOnRegisterRowsAndSteps) {
-  for (int step : {1, 2, 3, 5, 8, 40}) {
-    EXPECT_GT(BandRows(step), 0) << step;
-    EXPECT_EQ(BandRows(step) % 4, 0) << step;
-    EXPECT_EQ(BandRows(step) % step, 0) << step;
-  }
-}
-
 // Smooth and rough whole fields; scattered no-data pixels; an outline: a
 // smooth ellipse over the field with a round hole, no data around.
 enum class Surface { kSmooth, kRough, kHoles, kOutline };
