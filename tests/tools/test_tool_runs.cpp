@@ -113,10 +113,10 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       // 10 x 10 cells), corners scaled; z = (10 + 0.5 x + 0.25 y) * 3.
       {"mesh $D/s.npy -o $D/s.stl --scale 0.5 2 3 --step 4", 0, {"200 triangles"}},
       {"info $D/s.stl", 0, {"triangles     200", "x 0 .. 20, y 0 .. 80, z 30 .. 120"}},
-      // A GeoTIFF whose no-data pixels (7 of 20) are no corner; its pixel
+      // A GeoTIFF whose no-data pixels (6 of 20) are no corner; its pixel
       // scale (30) is mesh's default x and y scale.
-      {"info $F/tiff_int16_nodata_pixel_scale.tif", 0, {"valid pixels  13 ", "pixel scale   30 x 30"}},
-      {"mesh $F/tiff_int16_nodata_pixel_scale.tif -o $D/g.stl", 0, {"13 above threshold 0"}},
+      {"info $F/tiff_int16_nodata_pixel_scale.tif", 0, {"valid pixels  14 ", "pixel scale   30 x 30"}},
+      {"mesh $F/tiff_int16_nodata_pixel_scale.tif -o $D/g.stl", 0, {"14 above threshold 0"}},
       {"info $D/g.stl", 0, {"x 0 .. 90, y 0 .. 90,"}},
       {"mesh $F/tiff_int16_nodata_pixel_scale.tif -o $D/u.stl --scale 1 1 1", 0, {"12 triangles"}},
       {"info $D/u.stl", 0, {"x 0 .. 3, y 0 .. 3,"}},
