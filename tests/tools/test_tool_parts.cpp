@@ -1,5 +1,7 @@
-// The tool's own pieces below the subcommands: atomic output, the error
-// figures, the demo field, the 16-bit PNG's stated scale, and the closing of
+// The tool's own pieces below the subcommands: atomic output, chunked scan
+// conversion (which must give the raster the whole mesh gives: random
+// overlapping triangles, chunk sizes that do and do not divide the count),
+// the error figures, the demo field, the 16-bit PNG's stated scale, and the closing of
 // a surface into a solid (--base) checked as a mesh: every edge used by
 // exactly two triangles in opposite directions, and the volume it encloses
 // equal to the integral of the surface over its base.
@@ -8,17 +10,20 @@
 
 #include <cmath>
 #include <map>
+#include <random>
 
 #include <sys/stat.h>
 
 #include "demo_field.h"
 #include "errors.h"
 #include "io/atomic_file.h"
+#include "io/mesh_io.h"
 #include "io/raster_io.h"
 #include "predicates.h"
 #include "raster_stats.h"
 #include "relief/CHErrorBoundedMesher.h"
 #include "relief/CSSEMatrix.h"
+#include "scan_chunks.h"
 #include "solid_base.h"
 #include "tool_test_support.h"
 
@@ -52,34 +57,31 @@ TEST(AtomicFile, NothingAppearsUntilCommitAbandonedWorkLeavesNothingMissingFolde
 
 CSSEMatrix FromValues(int width, int height, std::vector<float> v) { return relief_test::ToMatrix({width, height, v}); }
 
-TEST(CompareRasters, CountsOnlyPixelsBothHoldAndSeparatesLostAndSpill) {
-  // reference      result (shifted one column right: offsetX = 1)
-  //  1 2 0          . 2 5
-  //  3 0 4          . 9 0
-  const CSSEMatrix reference = FromValues(3, 2, {1, 2, 0, 3, 0, 4});
-  const CSSEMatrix result = FromValues(2, 2, {2, 5, 9, 0});
-  const ErrorFigures e = CompareRasters(reference, result, 1, 0);
-  // Pairs: (1,0): 2 vs 2; (2,0): 0 vs 5 -> spill; (1,1): 0 vs 9 -> spill;
-  // (2,1): 4 vs 0 -> lost; (0,*) lie left of the result -> lost.
-  EXPECT_EQ(std::vector<double>({double(e.compared), double(e.spill), double(e.lost), e.maxAbs, e.rms}),
-            std::vector<double>({1, 2, 3, 0, 0}));
-}
-
-TEST(CompareRasters, MatchesANaiveSumOnRandomRasters) {
-  for (std::uint32_t seed : {1u, 2u, 3u}) {
+// Against a naive pass over a window holding both rasters: result pixel
+// (x, y) lies over reference pixel (x + dx, y + dy), outside a raster is no
+// data; pixels both hold are compared, the others are lost or spill.
+TEST(CompareRasters, MatchesANaivePassOverBothExtents) {
+  auto at = [](const relief_test::Grid& g, int x, int y) {
+    return x < 0 || y < 0 || x >= g.width || y >= g.height ? 0.0 : double(g.at(x, y));
+  };
+  for (int seed : {1, 2, 3}) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     const auto a = relief_test::RandomField(23, 17, seed, 1.0f, 50.0f, 0.1);
-    const auto b = relief_test::RandomField(23, 17, seed + 100, 1.0f, 50.0f, 0.1);
-    double above = 0, below = 0, sum = 0;
-    long long n = 0;
-    for (size_t i = 0; i < a.values.size(); ++i) {
-      if (a.values[i] == 0 || b.values[i] == 0) continue;
-      const double d = static_cast<double>(b.values[i]) - a.values[i];
-      above = std::max(above, d), below = std::max(below, -d), sum += d * d, ++n;
-    }
-    const ErrorFigures e = CompareRasters(FromValues(23, 17, a.values), FromValues(23, 17, b.values), 0, 0);
-    EXPECT_EQ(std::vector<double>({double(e.compared), e.maxAbove, e.maxBelow}),
-              std::vector<double>({double(n), above, below}));
+    const auto b = relief_test::RandomField(20, 19, seed + 100, 1.0f, 50.0f, 0.1);
+    const int dx = seed - 2, dy = 1 - seed;
+    double above = 0, below = 0, sum = 0, n = 0, lost = 0, spill = 0;
+    for (int y = -5; y < 25; ++y)
+      for (int x = -5; x < 30; ++x) {
+        const double r = at(a, x, y), got = at(b, x - dx, y - dy);
+        lost += r != 0 && got == 0;
+        spill += r == 0 && got != 0;
+        if (r == 0 || got == 0) continue;
+        above = std::max(above, got - r), below = std::max(below, r - got), sum += (got - r) * (got - r), ++n;
+      }
+    const ErrorFigures e = CompareRasters(relief_test::ToMatrix(a), relief_test::ToMatrix(b), dx, dy);
+    EXPECT_EQ(
+        std::vector<double>({double(e.compared), double(e.lost), double(e.spill), e.maxAbove, e.maxBelow, e.maxAbs}),
+        std::vector<double>({n, lost, spill, above, below, std::max(above, below)}));
     EXPECT_DOUBLE_EQ(e.rms, std::sqrt(sum / n));
   }
 }
@@ -198,6 +200,57 @@ TEST(SolidBase, ClosedSolidsEncloseTheSurfaceIntegral) {
       EXPECT_NEAR(relief::tool::EnclosedVolume(solid), expected, 1e-6 * expected) << "base " << base;
     }
   }
+}
+
+class ChunkedScan : public ::testing::TestWithParam<std::tuple<int, bool>> {};
+
+TEST_P(ChunkedScan, EqualsTheWholeMeshConversion) {
+  const auto [chunk, minimum] = GetParam();
+  const std::uint32_t seed = 900u + chunk;
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  relief_test::ScratchDir dir("chunks");
+  std::mt19937 random(seed);
+  std::vector<float> c;
+  for (int t = 0; t < 150; ++t) {
+    // Triangles up to 12 cells across, overlapping, heights 1 .. 60.
+    const float cx = float(random() % 4000) / 100.0f, cy = float(random() % 3000) / 100.0f;
+    for (int k = 0; k < 9; ++k)
+      c.push_back((k % 3 == 0 ? cx : k % 3 == 1 ? cy : 1.0f) + float(random() % (k % 3 == 2 ? 5900 : 1200)) / 100.0f);
+  }
+  relief_test::WriteTriangles(dir / "m.stl", c);
+
+  auto reader = OpenTriangleReader(dir / "m.stl");
+  const MeshBox box = MeasureBox(*reader);
+  CSSEMatrix whole, chunked;
+  ScanConvertInChunks(*reader, box, 0.5f, minimum, 1 << 20, whole);
+  reader->Rewind();
+  ScanConvertInChunks(*reader, box, 0.5f, minimum, chunk, chunked);
+  ASSERT_GT(whole.GetSizeX(), 60);
+  ASSERT_EQ(chunked.GetSizeX(), whole.GetSizeX());
+  ASSERT_EQ(chunked.GetSizeY(), whole.GetSizeY());
+  int reached = 0;
+  for (int y = 0; y < whole.GetSizeY(); ++y)
+    for (int x = 0; x < whole.GetSizeX(); ++x) {
+      ASSERT_EQ(chunked.GetPoint(x, y), whole.GetPoint(x, y)) << "cell " << x << ", " << y;
+      reached += whole.GetPoint(x, y) != 0.0f;
+    }
+  EXPECT_GT(reached, 1000);
+}
+
+INSTANTIATE_TEST_SUITE_P(Chunks, ChunkedScan, ::testing::Combine(::testing::Values(1, 7, 50, 149), ::testing::Bool()));
+
+TEST(ChunkedScan, RasterBeyondTheLimitsIsRefusedBeforeWork) {
+  const MeshBox box = {{0, 0, 0}, {100, 40000, 1}};
+  int width = 0, height = 0;
+  EXPECT_THROW(CheckScanRaster("m.stl", box, 1.0f, width, height), ToolError);
+  EXPECT_THROW(CheckScanRaster("m.stl", {{0, 0, 0}, {0.2f, 5, 1}}, 1.0f, width, height), ToolError);
+  // Sizes no integer holds (a tiny resolution over a huge box) are refused
+  // without a cast; so is a box of NaN.
+  EXPECT_THROW(CheckScanRaster("m.stl", {{-3e38f, 0, 0}, {3e38f, 5, 1}}, 1e-30f, width, height), ToolError);
+  EXPECT_THROW(CheckScanRaster("m.stl", {{0, 0, 0}, {NAN, 5, 1}}, 1.0f, width, height), ToolError);
+  CheckScanRaster("m.stl", {{0, 0, 0}, {9.6f, 5, 1}}, 1.0f, width, height);
+  EXPECT_EQ(width, 10);  // trunc(9.6 + 0.5)
+  EXPECT_EQ(height, 5);
 }
 
 }  // namespace

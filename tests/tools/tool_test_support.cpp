@@ -5,15 +5,14 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <random>
 #include <sstream>
-#include <stdexcept>
 
 #include <gtest/gtest.h>
 
 #include "errors.h"
+#include "io/raster_io.h"
 
 namespace relief_test {
 
@@ -46,18 +45,11 @@ std::vector<std::string> ScratchDir::Files() const {
   return names;
 }
 
-Grid ReadNpyFloat32(const std::filesystem::path& path) {
-  const std::string bytes = ReadBytes(path);
-  if (bytes.size() < 10 || bytes.compare(0, 6, "\x93NUMPY") != 0) throw std::runtime_error("not npy");
-  const size_t headerLength = static_cast<unsigned char>(bytes[8]) | (static_cast<unsigned char>(bytes[9]) << 8);
-  const std::string header = bytes.substr(10, headerLength);
-  if (header.find("'<f4'") == std::string::npos) throw std::runtime_error("not float32");
-  const size_t open = header.find("'shape': (");
-  Grid g;
-  std::sscanf(header.c_str() + open, "'shape': (%d, %d)", &g.height, &g.width);
-  g.values.resize(static_cast<size_t>(g.width) * g.height);
-  if (bytes.size() != 10 + headerLength + g.values.size() * 4) throw std::runtime_error("npy size");
-  std::memcpy(g.values.data(), bytes.data() + 10 + headerLength, g.values.size() * 4);
+Grid ReadGrid(const std::filesystem::path& path) {
+  const auto m = relief::tool::ReadRaster(path);
+  Grid g{m->GetSizeX(), m->GetSizeY(), {}};
+  for (int y = 0; y < g.height; ++y)
+    for (int x = 0; x < g.width; ++x) g.values.push_back(m->GetPoint(x, y));
   return g;
 }
 
@@ -68,13 +60,6 @@ std::string NpyBytes(const std::string& descr, const std::string& shape, const s
   header.push_back('\n');
   return std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(header.size() & 0xff) +
          static_cast<char>(header.size() >> 8) + header + data;
-}
-
-void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height, const void* data,
-              size_t itemSize) {
-  const std::string shape = "(" + std::to_string(height) + ", " + std::to_string(width) + ")";
-  const size_t bytes = static_cast<size_t>(width) * height * itemSize;
-  WriteBytes(path, NpyBytes(descr, shape, std::string(static_cast<const char*>(data), bytes)));
 }
 
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes) {
@@ -94,6 +79,18 @@ std::int64_t WriteTriangles(const std::filesystem::path& path, const std::vector
   for (size_t i = 0; i < corners.size(); i += 9) writer->Add(&corners[i]);
   writer->Commit();
   return writer->Count();
+}
+
+std::vector<float> ReadTriangles(relief::tool::TriangleReader& reader, int chunk) {
+  std::vector<float> all;
+  while (reader.Next(all, chunk)) {
+  }
+  EXPECT_EQ(static_cast<std::int64_t>(all.size() / 9), reader.Count());
+  return all;
+}
+
+std::vector<float> ReadTriangles(const std::filesystem::path& path) {
+  return ReadTriangles(*relief::tool::OpenTriangleReader(path));
 }
 
 Grid RandomField(int width, int height, std::uint32_t seed, float lo, float hi, double holeFraction) {
@@ -121,7 +118,9 @@ Grid Plane(int width, int height) {
 }
 
 void WriteField(const std::filesystem::path& path, const Grid& g) {
-  WriteNpy(path, "<f4", g.width, g.height, g.values.data(), 4);
+  const std::string shape = "(" + std::to_string(g.height) + ", " + std::to_string(g.width) + ")";
+  WriteBytes(path,
+             NpyBytes("<f4", shape, std::string(reinterpret_cast<const char*>(g.values.data()), 4 * g.values.size())));
 }
 
 std::string Quote(const std::filesystem::path& path) { return "'" + path.string() + "'"; }

@@ -46,12 +46,10 @@ struct Grid {
   float at(int x, int y) const { return values[static_cast<size_t>(y) * width + x]; }
 };
 
-// A minimal .npy float32 reader and writer written for the tests; NpyBytes
-// gives a whole file with any descr and shape text, e.g. "(3, 4)".
-Grid ReadNpyFloat32(const std::filesystem::path& path);
+// Any raster the tool reads, as a grid; NpyBytes gives a whole .npy file
+// with any descr and shape text, e.g. "(3, 4)".
+Grid ReadGrid(const std::filesystem::path& path);
 std::string NpyBytes(const std::string& descr, const std::string& shape, const std::string& data, bool fortran = false);
-void WriteNpy(const std::filesystem::path& path, const std::string& descr, int width, int height, const void* data,
-              size_t itemSize);
 
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 std::string ReadBytes(const std::filesystem::path& path);
@@ -85,6 +83,11 @@ class CollectingWriter : public relief::tool::TriangleWriter {
 // Writes the triangles through the tool's writer for the path's extension;
 // returns the count the writer kept.
 std::int64_t WriteTriangles(const std::filesystem::path& path, const std::vector<float>& corners);
+
+// Everything a reader of the tool gives, asked for `chunk` triangles at a
+// time; the count the reader reports must match.
+std::vector<float> ReadTriangles(relief::tool::TriangleReader& reader, int chunk = 3);
+std::vector<float> ReadTriangles(const std::filesystem::path& path);
 
 // A seeded field of the given size: values in (lo, hi), with about
 // holeFraction of the pixels 0.

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <map>
 #include <set>
 #include <string>
 #include <tuple>
@@ -24,18 +23,16 @@ namespace {
 
 // ---- an independent reader of the page's layer objects --------------------
 
+// A key's value in a layer object: a string's text, an array's items, or a
+// number as written (by hand: the arrays are too long for std::regex).
 std::string Field(const std::string& layer, const std::string& key) {
   const std::string tag = "\"" + key + "\":";
   const std::size_t at = layer.find(tag);
   if (at == std::string::npos) return "";
-  std::size_t begin = at + tag.size(), end = begin;
-  if (layer[begin] == '"') {
-    end = layer.find('"', begin + 1);
-    return layer.substr(begin + 1, end - begin - 1);
-  }
+  const std::size_t begin = at + tag.size();
+  if (layer[begin] == '"') return layer.substr(begin + 1, layer.find('"', begin + 1) - begin - 1);
   if (layer[begin] == '[') return layer.substr(begin + 1, layer.find(']', begin) - begin - 1);
-  while (end < layer.size() && layer[end] != ',' && layer[end] != '}') ++end;
-  return layer.substr(begin, end - begin);
+  return layer.substr(begin, layer.find_first_of(",}", begin) - begin);
 }
 
 std::vector<std::string> Layers(const std::string& html) {
@@ -60,18 +57,17 @@ std::vector<unsigned char> FromBase64(const std::string& text) {
   return out;
 }
 
+// The indices, each sent as the zigzag varint of its difference from the
+// one before.
 std::vector<long long> Indices(const std::string& layer) {
   const std::vector<unsigned char> bytes = FromBase64(Field(layer, "indices"));
   std::vector<long long> out;
   long long previous = 0;
   for (std::size_t i = 0; i < bytes.size();) {
     unsigned long long v = 0;
-    for (int shift = 0;; shift += 7) {
-      v |= (unsigned long long)(bytes[i] & 127) << shift;
-      if (!(bytes[i++] & 128)) break;
-    }
-    previous += (v & 1) ? -(long long)((v + 1) / 2) : (long long)(v / 2);
-    out.push_back(previous);
+    // Seven bits a byte, low first, until a byte without the high bit.
+    for (int shift = 0; shift == 0 || bytes[i - 1] & 128; shift += 7) v |= (bytes[i++] & 127ull) << shift;
+    out.push_back(previous += (long long)(v >> 1) ^ -(long long)(v & 1));
   }
   return out;
 }
@@ -190,18 +186,17 @@ TEST(ViewerPage, NamesCannotBreakTheMarkup) {
   EXPECT_EQ(Primitives(layers[0], 2).size(), 4u) << "a closed square has four sides";
 }
 
-TEST(ViewerPage, OctreeDelaunayAndEmptyInputs) {
-  // Four points, two triangles: five distinct edges.
+// A Delaunay layer shows its edges, an empty octree its root brick, a field
+// without data nothing; the page is written whole or not at all.
+TEST(ViewerPage, OctreeDelaunayEmptyInputsAndWriting) {
   TaCIncrementalDelaunay2D delaunay(8);
-  const float pts[4][2] = {{0, 0}, {10, 0}, {10, 10}, {0, 10}};
-  for (const auto& p : pts) {
-    SSEPoint v;
-    v.x = p[0], v.y = p[1], v.z = 0, v.w = 0;
+  SSEPoint v{}, lo{}, hi{};
+  for (int k = 0; k < 4; ++k) {  // a square's corners: two triangles, five edges
+    v.x = k == 1 || k == 2 ? 10.0f : 0.0f, v.y = k >= 2 ? 10.0f : 0.0f;
     delaunay.AppendVertex(v);
   }
   delaunay.Triangulate(4, true, false);
-  SSEPoint lo, hi;
-  lo.x = lo.y = lo.z = 0, hi.x = hi.y = hi.z = 8, lo.w = hi.w = 0;
+  hi.x = hi.y = hi.z = 8;
   CHOctree octree(hi, lo, 1.0f);
   CHTriangulationDlg view;
   view.AddDelaunay(delaunay, "delaunay", 0xffffff);
@@ -214,17 +209,12 @@ TEST(ViewerPage, OctreeDelaunayAndEmptyInputs) {
   EXPECT_EQ(Field(layers[0], "shown"), "5");
   EXPECT_EQ(Field(layers[1], "shown"), "12") << "an octree without entries shows its root brick";
   EXPECT_EQ(Field(layers[2], "primitives"), "0");
-}
-
-TEST(ViewerPage, WriteFailsCleanlyOnAFolder) {
   const std::filesystem::path folder = std::filesystem::temp_directory_path() / "relief-viewer-folder";
   std::filesystem::create_directories(folder);
-  CHTriangulationDlg view;
   EXPECT_FALSE(view.WriteHtml(folder));
   EXPECT_FALSE(std::filesystem::exists(folder.string() + ".part"));
-  const std::filesystem::path page = folder / "page.html";
-  EXPECT_TRUE(view.WriteHtml(page));
-  EXPECT_GT(std::filesystem::file_size(page), 100000u) << "the page inlines its rendering library";
+  EXPECT_TRUE(view.WriteHtml(folder / "page.html"));
+  EXPECT_GT(std::filesystem::file_size(folder / "page.html"), 100000u) << "the page inlines its rendering library";
   std::filesystem::remove_all(folder);
 }
 
