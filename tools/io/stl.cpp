@@ -2,6 +2,7 @@
 // (normal, three corners, a 16-bit attribute). ASCII STL is read too.
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <fstream>
@@ -14,6 +15,20 @@
 namespace relief::tool::detail {
 
 namespace {
+
+// Keywords compared without case: some exporters write "SOLID", "VERTEX".
+bool SameWord(const std::string& word, const char* keyword) {
+  return word.size() == std::strlen(keyword) && std::equal(word.begin(), word.end(), keyword, [](char a, char b) {
+           return std::tolower(static_cast<unsigned char>(a)) == b;
+         });
+}
+
+// "solid" after any leading white space, in any case.
+bool StartsAsciiStl(const char* head, std::streamsize got) {
+  std::streamsize i = 0;
+  while (i < got && std::isspace(static_cast<unsigned char>(head[i]))) ++i;
+  return got - i >= 5 && SameWord(std::string(head + i, 5), "solid");
+}
 
 class StlWriter : public TriangleWriter {
  public:
@@ -96,7 +111,7 @@ class AsciiStlReader : public TriangleReader {
     std::string word;
     std::vector<float> corner;
     while (in >> word) {
-      if (word != "vertex") continue;
+      if (!SameWord(word, "vertex")) continue;
       double v[3];
       if (!(ReadTextNumber(in, v[0]) && ReadTextNumber(in, v[1]) && ReadTextNumber(in, v[2])))
         throw BadInput(path, "corrupt ASCII STL (bad vertex line)");
@@ -138,8 +153,7 @@ std::unique_ptr<TriangleReader> OpenStlReader(const std::filesystem::path& path)
   if (got == 84) std::memcpy(&count, head + 80, 4);
   // Binary files may start with "solid" too; the size decides.
   if (got == 84 && size == 84 + 50ull * count) return std::make_unique<BinaryStlReader>(path, count);
-  if (got >= 5 && std::strncmp(head, "solid", 5) == 0 && size < (1u << 30))
-    return std::make_unique<AsciiStlReader>(path);
+  if (StartsAsciiStl(head, got) && size < (1u << 30)) return std::make_unique<AsciiStlReader>(path);
   if (got < 84) throw BadInput(path, "truncated STL header (" + std::to_string(size) + " bytes)");
   throw BadInput(path, "file size does not match its header (" + std::to_string(count) + " triangles need " +
                            std::to_string(84 + 50ull * count) + " bytes, file has " + std::to_string(size) + ")");
