@@ -24,11 +24,12 @@ TEST(TextNumbers, SpellingsReadAsTheirValues) {
     const char* token;
     bool number;
     double value;
-  } rows[] = {{"1.5", true, 1.5},      {"+2e3", true, 2000.0},    {"-0.25", true, -0.25},  {"1e400", true, inf},
-              {"-1e400", true, -inf},  {"1e-400", true, 0.0},     {"nan", true, nan},      {"-NaN", true, nan},
-              {"inf", true, inf},      {"-Infinity", true, -inf}, {"1.#QNAN0", true, nan}, {"-1.#IND00", true, nan},
-              {"1.#INF00", true, inf}, {"-1.#INF", true, -inf},   {"1,5", false, 0.0},     {"0x10", false, 0.0},
-              {"1.5.2", false, 0.0},   {"", false, 0.0},          {"vertex", false, 0.0},  {"1.#XYZ", false, 0.0}};
+  } rows[] = {{"1.5", true, 1.5},      {"+2e3", true, 2000.0},    {"-0.25", true, -0.25},      {"1e400", true, inf},
+              {"-1e400", true, -inf},  {"1e-400", true, 0.0},     {"nan", true, nan},          {"-NaN", true, nan},
+              {"inf", true, inf},      {"-Infinity", true, -inf}, {"1.#QNAN0", true, nan},     {"-1.#IND00", true, nan},
+              {"1.#INF00", true, inf}, {"-1.#INF", true, -inf},   {"1,5", false, 0.0},         {"0x10", false, 0.0},
+              {"1.5.2", false, 0.0},   {"", false, 0.0},          {"vertex", false, 0.0},      {"1.#XYZ", false, 0.0},
+              {"x1.#INF", false, 0.0}, {".#INF", false, 0.0},     {"1e99999999999", true, inf}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.token);
     double value = 0.0;

@@ -13,8 +13,10 @@ namespace {
 bool ParseWindowsSpecial(const std::string& token, double& value) {
   const std::size_t hash = token.find(".#");
   if (hash == std::string::npos) return false;
+  const std::size_t digits = token[0] == '-' || token[0] == '+' ? 1 : 0;
+  if (hash == digits || token.find_first_not_of("0123456789", digits) != hash) return false;
   const std::string tag = token.substr(hash + 2, 3);
-  const bool negative = !token.empty() && token[0] == '-';
+  const bool negative = token[0] == '-';
   if (tag == "QNA" || tag == "SNA" || tag == "IND") {
     value = std::numeric_limits<double>::quiet_NaN();
   } else if (tag == "INF") {
