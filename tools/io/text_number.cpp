@@ -51,9 +51,10 @@ bool ParseTextNumber(const std::string& token, double& value) {
   const bool negative = begin != end && *begin == '-';
   if (begin != end && *begin == '+') ++begin;  // from_chars takes no plus sign
   const std::from_chars_result r = std::from_chars(begin, end, value);
+  // A whole token is a number even when it lies beyond double.
   if (r.ptr == end && r.ptr != begin) {
     if (r.ec == std::errc::result_out_of_range) value = BeyondDouble(begin, end, negative);
-    return r.ec == std::errc() || r.ec == std::errc::result_out_of_range;
+    return true;
   }
   return ParseWindowsSpecial(token, value);
 }
