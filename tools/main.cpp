@@ -2,8 +2,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <malloc.h>
-
 #include <cstdio>
 #include <new>
 #include <string>
@@ -12,6 +10,7 @@
 
 #include "commands/commands.h"
 #include "errors.h"
+#include "heap_policy.h"
 #include "progress.h"
 #include "relief/CArchive.h"
 
@@ -50,11 +49,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Large blocks (rasters, mesh chunks) are mapped and unmapped on their
-  // own: glibc would otherwise raise its threshold after the first such free
-  // and serve later blocks of other sizes from the heap, where the chunked
-  // scan conversion's rasters of growing height fragment it.
-  mallopt(M_MMAP_THRESHOLD, 1 << 20);
+  relief::tool::MapLargeBlocks();
   try {
     return Run(argc, argv);
   } catch (const relief::tool::ToolError& e) {

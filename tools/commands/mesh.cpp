@@ -6,6 +6,7 @@
 
 #include "commands/commands.h"
 #include "commands/options.h"
+#include "heap_policy.h"
 #include "io/mesh_io.h"
 #include "io/raster_io.h"
 #include "mesh_build.h"
@@ -64,6 +65,8 @@ int RunMesh(MeshArgs args) {
     if (CountUsedRecords(*mesh) > 0) triangles = WriteMesh(args.output, *mesh);
   } else {
     auto writer = OpenTriangleWriter(args.output);
+    // Every band's mesh is freed and one of about the same size made again.
+    const ReuseLargeBlocks reuse;
     triangles = StreamFieldMesh(*field, options, *writer);
     if (triangles > 0) writer->Commit();
   }
