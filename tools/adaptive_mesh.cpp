@@ -2,7 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
+#include <exception>
+#include <mutex>
+#include <system_error>
+#include <thread>
 
 #include "degenerate_repair.h"
 #include "errors.h"
@@ -88,15 +93,18 @@ TileResult RefineTile(const CSSEMatrix& field, const Tile& tile, int originX, in
   // Grid points keep at least the edge spacing from the tile's edges: a grid
   // row a pixel inside an edge makes slivers against the edge's seeds, over
   // which the triangulator can leave some of those seeds unconnected.
-  const std::vector<int> gridXs = StrictlyBetween(originX, spacing, tile.x0 + edgeSpacing - 1, tile.x1 - edgeSpacing + 1);
-  const std::vector<int> gridYs = StrictlyBetween(originY, spacing, tile.y0 + edgeSpacing - 1, tile.y1 - edgeSpacing + 1);
+  const std::vector<int> gridXs =
+      StrictlyBetween(originX, spacing, tile.x0 + edgeSpacing - 1, tile.x1 - edgeSpacing + 1);
+  const std::vector<int> gridYs =
+      StrictlyBetween(originY, spacing, tile.y0 + edgeSpacing - 1, tile.y1 - edgeSpacing + 1);
   const std::vector<int> edgeXs = StrictlyBetween(originX, edgeSpacing, tile.x0, tile.x1);
   const std::vector<int> edgeYs = StrictlyBetween(originY, edgeSpacing, tile.y0, tile.y1);
   // Corners first (the box start uses them), then the grid, then the edges:
   // an edge point inserted early splits the start triangles into fans of
   // long slivers whose circles span the tile, which makes every later
   // insertion slow.
-  std::vector<std::pair<int, int>> seeds = {{tile.x0, tile.y0}, {tile.x1, tile.y0}, {tile.x1, tile.y1}, {tile.x0, tile.y1}};
+  std::vector<std::pair<int, int>> seeds = {
+      {tile.x0, tile.y0}, {tile.x1, tile.y0}, {tile.x1, tile.y1}, {tile.x0, tile.y1}};
   for (int y : gridYs)
     for (int x : gridXs) seeds.emplace_back(x, y);
   for (int x : edgeXs) seeds.insert(seeds.end(), {{x, tile.y0}, {x, tile.y1}});
@@ -201,18 +209,50 @@ AdaptiveMesh RefineField(const CSSEMatrix& field, const AdaptiveOptions& options
   const int tiles = static_cast<int>((xs.size() - 1) * (ys.size() - 1));
   AdaptiveMesh mesh;
   mesh.tiles = tiles;
+  // The tiles are independent: they are refined on up to options.threads
+  // threads and collected in tile order, so the result does not depend on
+  // how many ran at once.
+  std::vector<TileResult> results(static_cast<size_t>(tiles));
+  std::atomic<int> next{0};
+  std::mutex lock;
+  std::exception_ptr failure;
+  int done = 0;
   Progress progress("refining", tiles);
-  for (size_t j = 0; j + 1 < ys.size(); ++j)
-    for (size_t i = 0; i + 1 < xs.size(); ++i) {
+  auto work = [&] {
+    for (int t = next++; t < tiles; t = next++) {
+      const size_t i = static_cast<size_t>(t) % (xs.size() - 1), j = static_cast<size_t>(t) / (xs.size() - 1);
       const Tile tile{xs[i], ys[j], xs[i + 1], ys[j + 1]};
-      TileResult r = RefineTile(field, tile, minX, minY, options, i == 0, j == 0);
-      mesh.corners.insert(mesh.corners.end(), r.corners.begin(), r.corners.end());
-      mesh.vertices += r.vertices;
-      mesh.inserted += r.inserted;
-      mesh.unusedSeeds += r.unusedSeeds;
-      mesh.passes = std::max(mesh.passes, r.passes);
-      progress.Update(static_cast<std::int64_t>(j * (xs.size() - 1) + i + 1));
+      try {
+        results[static_cast<size_t>(t)] = RefineTile(field, tile, minX, minY, options, i == 0, j == 0);
+      } catch (...) {
+        const std::lock_guard<std::mutex> hold(lock);
+        if (!failure) failure = std::current_exception();
+        next = tiles;  // the others stop after their current tile
+        return;
+      }
+      const std::lock_guard<std::mutex> hold(lock);
+      progress.Update(++done);
     }
+  };
+  std::vector<std::thread> helpers;
+  for (int k = 1; k < std::min(options.threads, tiles); ++k) {
+    try {
+      helpers.emplace_back(work);
+    } catch (const std::system_error&) {
+      break;  // fewer threads, same result
+    }
+  }
+  work();
+  for (std::thread& h : helpers) h.join();
+  if (failure) std::rethrow_exception(failure);
+  for (TileResult& r : results) {
+    mesh.corners.insert(mesh.corners.end(), r.corners.begin(), r.corners.end());
+    std::vector<float>().swap(r.corners);
+    mesh.vertices += r.vertices;
+    mesh.inserted += r.inserted;
+    mesh.unusedSeeds += r.unusedSeeds;
+    mesh.passes = std::max(mesh.passes, r.passes);
+  }
   return mesh;
 }
 

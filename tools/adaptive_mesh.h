@@ -30,6 +30,7 @@ struct AdaptiveOptions {
   int passes = 12;
   int seedSpacing = 32;    // pixels between seed points
   int tileSize = 2048;     // largest tile side, in pixel steps
+  int threads = 1;         // tiles refined at once; the result is the same for any count
 };
 
 struct AdaptiveMesh {

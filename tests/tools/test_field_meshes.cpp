@@ -212,6 +212,12 @@ TEST_P(AdaptiveMeshCase, ManifoldCounterClockwiseCoveringAndTrueCounts) {
   const AdaptiveMesh mesh = RefineField(field, options, "field");
   ASSERT_GT(mesh.Triangles(), 0);
   EXPECT_EQ(mesh.unusedSeeds, 0);
+  if (c.tileSize < std::max(c.width, c.height)) {
+    options.threads = 3;  // more than the tiles of some cases, and than the cores
+    const AdaptiveMesh threaded = RefineField(field, options, "field");
+    EXPECT_EQ(threaded.vertices, mesh.vertices);
+    EXPECT_TRUE(threaded.corners == mesh.corners) << "the tiles refined at once give other triangles";
+  }
   EXPECT_TRUE(CounterClockwiseAndNonZero(mesh.corners));
   if (c.surface == Surface::kHoles || c.surface == Surface::kOutline) {
     EXPECT_TRUE(EdgeManifold(mesh.corners));

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "adaptive_mesh.h"
 #include "commands/commands.h"
@@ -25,6 +26,7 @@ struct RefineArgs {
   float minHeight = 2.0f;
   int passes = 12;
   int seedSpacing = 32;
+  int threads = 0;  // 0: one per core
   bool flipY = false;
   float threshold = 0.0f;
 };
@@ -49,6 +51,8 @@ AdaptiveMesh MeshToTolerance(const CSSEMatrix& field, const RefineArgs& args) {
     Say("--min-height %g is below half a pixel: %g is used\n", args.minHeight, options.minHeight);
   options.passes = args.passes;
   options.seedSpacing = args.seedSpacing;
+  options.threads =
+      args.threads > 0 ? args.threads : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
   return RefineField(field, options, args.input.c_str());
 }
 
@@ -59,11 +63,12 @@ int RunRefine(const RefineArgs& args) {
   StepTimer timer;
   std::unique_ptr<CSSEMatrix> field = ReadFieldToRefine(args.input, args.flipY, args.threshold);
   const AdaptiveMesh mesh = MeshToTolerance(*field, args);
-  if (mesh.Triangles() == 0)
-    throw BadInput(args.input, "empty mesh: no triangle has all its corners on valid pixels");
+  if (mesh.Triangles() == 0) throw BadInput(args.input, "empty mesh: no triangle has all its corners on valid pixels");
   if (mesh.unusedSeeds > 0)
-    std::fprintf(stderr, "relief: %s: warning: the triangulator left %lld seed point(s) unconnected, the mesh may have cracks there\n",
-                 args.input.c_str(), static_cast<long long>(mesh.unusedSeeds));
+    std::fprintf(
+        stderr,
+        "relief: %s: warning: the triangulator left %lld seed point(s) unconnected, the mesh may have cracks there\n",
+        args.input.c_str(), static_cast<long long>(mesh.unusedSeeds));
   const double refineSeconds = timer.Seconds();
   auto writer = OpenTriangleWriter(args.output);
   for (size_t i = 0; i < mesh.corners.size(); i += 9) writer->Add(&mesh.corners[i]);
@@ -73,11 +78,9 @@ int RunRefine(const RefineArgs& args) {
       "(tolerance %g, min height %g, at most %d passes) in %.2f s\n",
       args.output.c_str(), static_cast<long long>(mesh.Triangles()), static_cast<long long>(mesh.vertices),
       static_cast<long long>(mesh.inserted), mesh.passes, mesh.tiles, args.tolerance,
-      std::max(args.minHeight, kLowestMinHeight), args.passes,
-      refineSeconds);
-  Say("against %s: max error %.4f, rms %.4f over %lld pixels; %lld field pixels not covered\n",
-      args.input.c_str(), error.maxAbs, error.rms, static_cast<long long>(error.compared),
-      static_cast<long long>(error.lost));
+      std::max(args.minHeight, kLowestMinHeight), args.passes, refineSeconds);
+  Say("against %s: max error %.4f, rms %.4f over %lld pixels; %lld field pixels not covered\n", args.input.c_str(),
+      error.maxAbs, error.rms, static_cast<long long>(error.compared), static_cast<long long>(error.lost));
   return kExitDone;
 }
 
@@ -98,6 +101,10 @@ CommandRun AddRefineCommand(CLI::App& app) {
       ->capture_default_str();
   sub->add_option("--seed-spacing", args->seedSpacing, "pixels between the starting grid's points")
       ->check(CLI::Range(1, 1 << 20))
+      ->capture_default_str();
+  sub->add_option("--threads", args->threads,
+                  "tiles refined at once (0: one per core); the mesh is the same for any count")
+      ->check(CLI::Range(0, 1024))
       ->capture_default_str();
   sub->add_flag("--flip-y", args->flipY,
                 "y grows up the image (last row at y = 0) instead of down it; triangles stay counter-clockwise");
