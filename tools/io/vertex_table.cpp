@@ -23,24 +23,30 @@ std::uint64_t Hash(const std::uint32_t key[3]) {
 }
 
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
+std::size_t RoundToHugePages(std::size_t bytes) { return (bytes + kHugePage - 1) & ~(kHugePage - 1); }
 
 }  // namespace
 
+// Mapped directly rather than taken from the heap, so that a table given up
+// by Grow goes back to the system at once whatever the heap's policy.
 void* AllocateHugePages(std::size_t bytes) {
-  void* p = nullptr;
   if (bytes < kHugePage) {
-    p = std::malloc(bytes);
-  } else {
-    bytes = (bytes + kHugePage - 1) & ~(kHugePage - 1);
-    p = std::aligned_alloc(kHugePage, bytes);
-    // Only a hint: without transparent huge pages the block works as it is.
-    if (p) madvise(p, bytes, MADV_HUGEPAGE);
+    if (void* p = std::malloc(bytes)) return p;
+    throw std::bad_alloc();
   }
-  if (!p) throw std::bad_alloc();
+  void* p = mmap(nullptr, RoundToHugePages(bytes), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (p == MAP_FAILED) throw std::bad_alloc();
+  // Only a hint: without transparent huge pages the block works as it is.
+  madvise(p, RoundToHugePages(bytes), MADV_HUGEPAGE);
   return p;
 }
 
-void FreeHugePages(void* p) { std::free(p); }
+void FreeHugePages(void* p, std::size_t bytes) {
+  if (bytes < kHugePage)
+    std::free(p);
+  else
+    munmap(p, RoundToHugePages(bytes));
+}
 
 VertexTable::VertexTable()
     : m_recent(kRecentSlots, Slot{{0, 0, 0}, kEmpty}), m_slots(1 << 12, Slot{{0, 0, 0}, kEmpty}) {}

@@ -22,7 +22,7 @@ namespace relief::tool::detail {
 // table of a mesh of millions of vertices is probed at random, and with
 // small pages nearly every probe also misses the address translation cache.
 void* AllocateHugePages(std::size_t bytes);
-void FreeHugePages(void* p);
+void FreeHugePages(void* p, std::size_t bytes);
 template <class T>
 struct HugePageAllocator {
   using value_type = T;
@@ -30,7 +30,7 @@ struct HugePageAllocator {
   template <class U>
   HugePageAllocator(const HugePageAllocator<U>&) {}
   T* allocate(std::size_t n) { return static_cast<T*>(AllocateHugePages(n * sizeof(T))); }
-  void deallocate(T* p, std::size_t) { FreeHugePages(p); }
+  void deallocate(T* p, std::size_t n) { FreeHugePages(p, n * sizeof(T)); }
   bool operator==(const HugePageAllocator&) const { return true; }
   bool operator!=(const HugePageAllocator&) const { return false; }
 };
