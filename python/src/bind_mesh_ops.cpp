@@ -12,6 +12,8 @@
 #include <pybind11/stl.h>
 
 #include "adaptive_mesh.h"
+#include "io/mesh_io.h"
+#include "mesh_build.h"
 #include "mesh_object.h"
 #include "raster_object.h"
 #include "scan_chunks.h"
@@ -24,8 +26,19 @@ namespace relief::python {
 
 namespace {
 
+// Keeps the streamed triangles' corners.
+struct CornerList : relief::tool::TriangleWriter {
+  std::vector<float> corners;
+  void Add(const float c[9]) override {
+    corners.insert(corners.end(), c, c + 9);
+    ++m_count;
+  }
+  void Commit() override {}
+};
+
 void RequirePositive(const char* name, double v) {
-  if (!(v > 0.0) || !std::isfinite(v)) ThrowValue(std::string(name) + ": must be a positive number, got " + std::to_string(v));
+  if (!(v > 0.0) || !std::isfinite(v))
+    ThrowValue(std::string(name) + ": must be a positive number, got " + std::to_string(v));
 }
 
 std::shared_ptr<Mesh> MeshFromHeightField(const py::handle& field, float threshold, bool above, py::sequence scale,
@@ -38,13 +51,17 @@ std::shared_ptr<Mesh> MeshFromHeightField(const py::handle& field, float thresho
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);
   py::gil_scoped_release release;
-  // Built at unit scale and scaled afterwards, as the tool does: corners
-  // stay integer grid positions until the user's factors multiply them.
-  CSSEMatrix& input = const_cast<CSSEMatrix&>(raster);  // the builders only read the field
-  const auto built = step == 1 ? std::make_unique<CHTriangulation>(&input, threshold, above, 1.0f, 1.0f, 1.0f)
-                               : std::make_unique<CHTriangulation>(&input, threshold, above, 1.0f, 1.0f, 1.0f,
-                                                                   step, step);
-  return Mesh::FromLibrary(*built, s, s);
+  // Band by band, as the tool writes its files, so the result is the tool's
+  // mesh triangle for triangle and only one band's library records exist at
+  // a time (the whole field's records cost two per pixel, about 700 bytes).
+  relief::tool::FieldMeshOptions options;
+  options.threshold = threshold;
+  options.below = !above;
+  options.step = step;
+  for (int i = 0; i < 3; ++i) options.scale[i] = s[i];
+  CornerList corners;
+  relief::tool::StreamFieldMesh(raster, options, corners);
+  return Mesh::FromCorners(corners.corners.data(), corners.Count(), s);
 }
 
 FloatArray Rasterize(Mesh& mesh, py::object resolutionArg, const std::string& mode) {
@@ -184,10 +201,8 @@ when its height is > threshold (above=True) or < threshold (above=False).
 Each cell of four valid pixels is split on its (x, y)-(x+1, y+1) diagonal;
 three valid corners give one triangle. Pixel (x = column, y = row) with
 height v becomes the corner (x * sx, y * sy, v * sz). step > 1 meshes cells
-of step x step pixels. Returns a Mesh (empty when no cell is valid).
-At step 1 the library walks whole register rows of four: cells whose upper
-row is 4 * (rows // 4) or later are not meshed, which drops the last
-rows % 4 - 1 cell rows when rows % 4 is 2 or 3 (the tool's meshes agree).)doc");
+of step x step pixels. Returns a Mesh (empty when no cell is valid): the
+triangles `relief mesh` writes, in the same order.)doc");
 
   m.def("rasterize", &Rasterize, py::arg("mesh"), py::arg("resolution") = py::none(), py::arg("mode") = "max",
         R"doc(
@@ -201,7 +216,8 @@ its edges and each sample stamped as a five-pixel cross, so heights beside
 steep slopes rise; cells no sample reaches, and the outermost ring, hold 0.)doc");
 
   py::class_<Refinement>(m, "Refinement", "The result of refine: the mesh and how far it departs from the field.")
-      .def_readonly("mesh", &Refinement::mesh, "The adaptive Mesh, in pixel coordinates (x = column, y = row) and heights.")
+      .def_readonly("mesh", &Refinement::mesh,
+                    "The adaptive Mesh, in pixel coordinates (x = column, y = row) and heights.")
       .def_readonly("max_error", &Refinement::maxError,
                     "Largest |mesh - field| over the pixel centres both cover (linear interpolation in each triangle).")
       .def_readonly("rms_error", &Refinement::rmsError, "Root mean square of mesh - field over the same pixels.")
@@ -211,9 +227,7 @@ steep slopes rise; cells no sample reaches, and the outermost ring, hold 0.)doc"
       .def_readonly("stopped_by_limit", &Refinement::stoppedByLimit,
                     "max_error mode: True when max_triangles or max_points ended the meshing before the bound "
                     "held (max_error then says how far it got); always False in the tolerance mode.")
-      .def("__iter__", [](const Refinement& r) {
-        return py::iter(py::make_tuple(r.mesh, r.maxError, r.rmsError));
-      })
+      .def("__iter__", [](const Refinement& r) { return py::iter(py::make_tuple(r.mesh, r.maxError, r.rmsError)); })
       .def("__repr__", [](const Refinement& r) {
         return "<relief.Refinement " + std::to_string(r.mesh->Count()) + " triangles, max error " +
                std::to_string(r.maxError) + ", rms " + std::to_string(r.rmsError) + ">";

@@ -13,24 +13,17 @@ def reference_mesh(field, threshold=0.0, above=True, step=1):
     """A plain rebuild of the cell rule: four valid corners give two triangles
     split on the (x, y)-(x+1, y+1) diagonal, three valid corners one."""
     rows, cols = field.shape
-    if step == 1:
-        # The full-resolution builder visits the cells of register rows that
-        # are not the last one; their lower pixels past the field read 0.
-        ys, xs = range(4 * (rows >> 2)), range(cols - 1)
-        padded = np.vstack([field, np.zeros((4, cols), np.float32)])
-    else:
-        ys, xs = range(0, rows - step, step), range(0, cols - step, step)
-        padded = field
-    valid = padded > threshold if above else padded < threshold
+    ys, xs = range(0, rows - step, step), range(0, cols - step, step)
+    valid = field > threshold if above else field < threshold
     tris = []
     for y in ys:
         for x in xs:
             x1, y1 = x + step, y + step
             p = {
-                "00": (x, y, padded[y, x]),
-                "01": (x, y1, padded[y1, x]),
-                "10": (x1, y, padded[y, x1]),
-                "11": (x1, y1, padded[y1, x1]),
+                "00": (x, y, field[y, x]),
+                "01": (x, y1, field[y1, x]),
+                "10": (x1, y, field[y, x1]),
+                "11": (x1, y1, field[y1, x1]),
             }
             m0 = valid[y, x] | (valid[y1, x] << 1)
             m1 = valid[y, x1] | (valid[y1, x1] << 1)
