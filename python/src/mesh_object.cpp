@@ -3,10 +3,10 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <unordered_map>
 #include <vector>
 
 #include "io/mesh_io.h"
+#include "io/vertex_table.h"
 #include "mesh_build.h"
 
 namespace relief::python {
@@ -113,35 +113,7 @@ FloatArray Mesh::Bounds() const {
   return out;
 }
 
-py::tuple Mesh::Scale() const {
-  return py::make_tuple(m_mesh->GetScaleX(), m_mesh->GetScaleY(), m_mesh->GetScaleZ());
-}
-
-namespace {
-
-// A corner's three coordinates as bit patterns; -0 is folded onto +0 first so
-// that the merge compares values exactly as float == does.
-struct CornerKey {
-  std::uint32_t bits[3];
-  bool operator==(const CornerKey& o) const {
-    return bits[0] == o.bits[0] && bits[1] == o.bits[1] && bits[2] == o.bits[2];
-  }
-};
-struct CornerHash {
-  size_t operator()(const CornerKey& k) const {
-    std::uint64_t h = 1469598103934665603ull;
-    for (std::uint32_t b : k.bits) h = (h ^ b) * 1099511628211ull;
-    return static_cast<size_t>(h ^ (h >> 29));
-  }
-};
-CornerKey KeyOf(const SSEPoint& p) {
-  CornerKey k;
-  const float v[3] = {p.x + 0.0f, p.y + 0.0f, p.z + 0.0f};
-  std::memcpy(k.bits, v, sizeof k.bits);
-  return k;
-}
-
-}  // namespace
+py::tuple Mesh::Scale() const { return py::make_tuple(m_mesh->GetScaleX(), m_mesh->GetScaleY(), m_mesh->GetScaleZ()); }
 
 void Mesh::BuildIndexedView() {
   if (m_faces) return;
@@ -164,13 +136,15 @@ void Mesh::BuildIndexedView() {
   std::vector<std::int32_t> faces(static_cast<size_t>(3 * n));
   {
     py::gil_scoped_release release;
-    std::unordered_map<CornerKey, std::int32_t, CornerHash> index;
-    index.reserve(static_cast<size_t>(n + n / 2 + 16));
+    // The writers' table: corners merged by exact comparison (-0 as 0) and
+    // numbered by first appearance, so these indices are those of save_mesh.
+    relief::tool::detail::VertexTable index;
     const SSEPoint* p = m_mesh->GetEdgeArray();
     for (std::int64_t i = 0; i < 3 * n; ++i) {
-      auto [it, added] = index.emplace(KeyOf(p[i]), static_cast<std::int32_t>(vertices.size() / 3));
-      if (added) vertices.insert(vertices.end(), {p[i].x, p[i].y, p[i].z});
-      faces[static_cast<size_t>(i)] = it->second;
+      const float xyz[3] = {p[i].x, p[i].y, p[i].z};
+      bool added = false;
+      faces[static_cast<size_t>(i)] = static_cast<std::int32_t>(index.Find(xyz, added));
+      if (added) vertices.insert(vertices.end(), xyz, xyz + 3);
     }
   }
   FloatArray v({static_cast<py::ssize_t>(vertices.size() / 3), py::ssize_t{3}});
@@ -233,10 +207,7 @@ Every view is a new numpy array; the mesh itself is immutable.)doc")
                              "float32 (2, 3): the corners' minimum and maximum (NaN for an empty mesh).")
       .def_property_readonly("scale", &Mesh::Scale,
                              "(sx, sy, sz) the mesh was built with; sx is rasterize's default resolution.")
-      .def("__repr__",
-           [](Mesh& self) {
-             return "<relief.Mesh with " + std::to_string(self.Count()) + " triangles>";
-           })
+      .def("__repr__", [](Mesh& self) { return "<relief.Mesh with " + std::to_string(self.Count()) + " triangles>"; })
       .def(py::pickle([](Mesh& self) { return py::make_tuple(self.Triangles(), self.Scale()); },
                       [](py::tuple state) {
                         if (state.size() != 2) throw py::value_error("Mesh: bad pickle state");
