@@ -16,7 +16,11 @@ process per core by default) and closes it afterwards; with one it connects
 a Client to that scheduler (a real cluster, whose workers must be able to
 import relief and read the files). Results go beside each input, or into the
 output folder. A file that cannot be read or processed becomes a failed row
-carrying its error message; the batch itself goes on.
+carrying its error message; the batch itself goes on. A file whose output
+another file of the batch would also write (the same stem, as scan.npy and
+scan.tif, or the same name in two folders sent to one output folder), or
+whose output would replace one of the inputs, is a failed row saying so, and
+is not run: the first file in input order keeps the output.
 
 Operations (the options are those of the function of the same name):
     "mesh"       height field -> <stem>-mesh.ply       threshold, above, scale, step
@@ -86,6 +90,25 @@ def output_path(source: str, suffix: str, out: Optional[str]) -> str:
 
 def _callable_suffix(fn: Callable) -> str:
     return "-" + getattr(fn, "__name__", "result").strip("<>").replace(" ", "_")
+
+
+def _output_conflicts(files: Sequence[str], op: Union[str, Callable], out: Optional[str]) -> dict:
+    """Index -> error for each file that would write over another file's output or over an input."""
+    suffixes = [_OUTPUT_SUFFIX[op]] if isinstance(op, str) else [_callable_suffix(op) + e for e in (".ply", ".npy")]
+    inputs = {os.path.abspath(f) for f in files}
+    claimed: dict = {}
+    conflicts = {}
+    for i, path in enumerate(files):
+        targets = [output_path(path, suffix, out) for suffix in suffixes]
+        for target in targets:
+            key = os.path.abspath(target)
+            if key in inputs:
+                conflicts[i] = f"ValueError: its output {target} is one of the inputs"
+            elif key in claimed:
+                conflicts[i] = f"ValueError: its output {target} is also the output of {claimed[key]}"
+        if i not in conflicts:
+            claimed.update((os.path.abspath(t), path) for t in targets)
+    return conflicts
 
 
 def _write_result(result: Any, row: Row, target_stem: str) -> None:
@@ -182,6 +205,7 @@ def run(
     if not files:
         raise ValueError(f"no input files match {inputs!r}")
     out_dir = os.fspath(out) if out is not None else None
+    conflicts = _output_conflicts(files, op, out_dir)
 
     from dask.distributed import Client, LocalCluster
     from dask.distributed import progress as dask_progress
@@ -201,14 +225,20 @@ def run(
             client = Client(cluster)
     try:
         futures = [
-            client.submit(process_file, path, op, options, out_dir, key=f"relief-{i}-{Path(path).name}", pure=False)
+            None
+            if i in conflicts
+            else client.submit(process_file, path, op, options, out_dir, key=f"relief-{i}-{Path(path).name}",
+                               pure=False)
             for i, path in enumerate(files)
         ]
         if progress:
-            dask_progress(futures)
+            dask_progress([f for f in futures if f is not None])
             print(file=sys.stderr)
         rows = []
-        for path, future in zip(files, futures):
+        for i, (path, future) in enumerate(zip(files, futures)):
+            if future is None:
+                rows.append(Row(file=path, status="failed", error=conflicts[i]))
+                continue
             try:
                 rows.append(future.result())
             except Exception as error:  # the task itself died (a lost worker)

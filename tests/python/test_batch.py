@@ -57,6 +57,12 @@ def test_other_operations_and_a_callable(client, scans, tmp_path):
     assert [float(r.value) for r in peaks] == [float(relief.load_height_field(f).max()) for f in files]
     missing = batch.run([str(tmp_path / "nowhere.npy")], "mesh", client=client, progress=False)
     assert missing[0].status == "failed" and "FileNotFoundError" in missing[0].error
+    twin = tmp_path / "scan-00.npy"  # the stem of scan-00.tif: both would write scan-00-mesh.ply
+    relief.save_height_field(twin, relief.load_height_field(files[0]))
+    clash = batch.run([files[0], str(twin)], "mesh", out=tmp_path / "clash", client=client, progress=False)
+    assert clash[0].ok and "also the output of " + files[0] in clash[1].error
+    rerun = batch.run([str(twin), str(tmp_path / "scan-00-lambda.npy")], lambda f: f, client=client, progress=False)
+    assert "is one of the inputs" in rerun[0].error
 
 
 def test_command_line(client, scans, tmp_path, capsys):
