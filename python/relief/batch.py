@@ -68,14 +68,18 @@ class Row:
 
 
 def expand_inputs(inputs: Union[str, os.PathLike, Iterable[Union[str, os.PathLike]]]) -> List[str]:
-    """A glob pattern (``**`` allowed), a path, or a list of either -> sorted file list."""
+    """A glob pattern (``**`` allowed), a path, or a list of either -> sorted file list.
+
+    A path that exists is taken as it is, even when it holds pattern characters
+    ("scan [1].tif"); folders a pattern matches are left out.
+    """
     if isinstance(inputs, (str, os.PathLike)):
         inputs = [inputs]
     files: List[str] = []
     for item in inputs:
         text = os.fspath(item)
-        if glob.has_magic(text):
-            files.extend(sorted(glob.glob(text, recursive=True)))
+        if glob.has_magic(text) and not os.path.lexists(text):
+            files.extend(sorted(p for p in glob.glob(text, recursive=True) if not os.path.isdir(p)))
         else:
             files.append(text)  # a missing file becomes a failed row
     return files

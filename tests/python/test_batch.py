@@ -96,3 +96,10 @@ def test_error_bounded_refine_in_a_batch(client, scans, tmp_path):
         assert usage.value.code == 2
     with pytest.raises(ValueError, match="not both"):
         batch.run(files, "refine", tolerance=0.5, max_error=0.1, client=client, progress=False)
+
+
+def test_inputs_named_with_pattern_characters_and_matched_folders(tmp_path):
+    literal, nested = tmp_path / "scan [1].npy", tmp_path / "sub" / "a.npy"
+    nested.parent.mkdir()
+    literal.touch(), nested.touch()
+    assert batch.expand_inputs([literal, str(tmp_path / "**" / "*")]) == [str(literal), str(literal), str(nested)]
