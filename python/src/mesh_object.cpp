@@ -181,14 +181,16 @@ void Mesh::BuildIndexedView() {
   m_faces = f;
 }
 
+// Each call hands out a copy (without a base, pybind11 copies the data): a
+// caller writing into its array must not change what the next call returns.
 FloatArray Mesh::Vertices() {
   BuildIndexedView();
-  return *m_vertices;
+  return FloatArray({m_vertices->shape(0), py::ssize_t{3}}, m_vertices->data());
 }
 
 IndexArray Mesh::Faces() {
   BuildIndexedView();
-  return *m_faces;
+  return IndexArray({m_faces->shape(0), py::ssize_t{3}}, m_faces->data());
 }
 
 namespace {

@@ -82,6 +82,8 @@ def test_views_agree(rng):
     np.testing.assert_array_equal(v[f], t)
     assert len(np.unique(v, axis=0)) == len(v), "indexed vertices must be distinct"
     assert f.dtype == np.int32 and f.max() == len(v) - 1
+    v[:], f[:] = 0, 0  # the caller's own copies
+    np.testing.assert_array_equal(mesh.vertices[mesh.faces], t)
     n = np.cross(t[:, 1] - t[:, 0], t[:, 2] - t[:, 0]).astype(np.float64)
     n /= np.linalg.norm(n, axis=1, keepdims=True)
     np.testing.assert_allclose(mesh.normals, n, atol=1e-6)
