@@ -27,9 +27,9 @@ FloatArray AsFloat32(const py::handle& obj, const char* what) {
   if (kind != 'f' && kind != 'i' && kind != 'u' && kind != 'b')
     ThrowType(std::string(what) + ": expected a float32 array (bool, integer and float dtypes are converted), got dtype " +
               std::string(py::str(any.dtype())));
-  FloatArray converted = FloatArray::ensure(any);  // copies only when the dtype or the layout differ
-  if (!converted) ThrowType(std::string(what) + ": cannot convert to float32");
-  return converted;
+  // Copies only when the dtype or the layout differ; numpy's own error (a
+  // MemoryError for a copy too large to allocate) reaches the caller.
+  return FloatArray(any);
 }
 
 FloatArray AsField(const py::handle& obj, const char* what) {
