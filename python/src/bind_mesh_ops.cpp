@@ -214,10 +214,26 @@ steep slopes rise; cells no sample reaches, and the outermost ring, hold 0.)doc"
       .def("__iter__", [](const Refinement& r) {
         return py::iter(py::make_tuple(r.mesh, r.maxError, r.rmsError));
       })
-      .def("__repr__", [](const Refinement& r) {
-        return "<relief.Refinement " + std::to_string(r.mesh->Count()) + " triangles, max error " +
-               std::to_string(r.maxError) + ", rms " + std::to_string(r.rmsError) + ">";
-      });
+      .def("__repr__",
+           [](const Refinement& r) {
+             return "<relief.Refinement " + std::to_string(r.mesh->Count()) + " triangles, max error " +
+                    std::to_string(r.maxError) + ", rms " + std::to_string(r.rmsError) + ">";
+           })
+      // Picklable, so Dask can return one from a worker.
+      .def(py::pickle(
+          [](const Refinement& r) {
+            return py::make_tuple(r.mesh, r.maxError, r.rmsError, r.points, r.compared, r.uncovered, r.stoppedByLimit);
+          },
+          [](const py::tuple& s) {
+            if (s.size() != 7) throw py::value_error("Refinement: bad pickle state");
+            return Refinement{s[0].cast<std::shared_ptr<Mesh>>(),
+                              s[1].cast<double>(),
+                              s[2].cast<double>(),
+                              s[3].cast<std::int64_t>(),
+                              s[4].cast<std::int64_t>(),
+                              s[5].cast<std::int64_t>(),
+                              s[6].cast<bool>()};
+          }));
 
   m.def("refine", &Refine, py::arg("field"), py::arg("tolerance") = py::none(), py::kw_only(),
         py::arg("max_error") = py::none(), py::arg("max_triangles") = py::none(), py::arg("max_points") = py::none(),

@@ -172,6 +172,11 @@ def test_refine_reports_its_own_error(rng):
     assert len(relief.refine(field, 0.25, seed_spacing=8).mesh) >= len(mesh)
     # A Raster gives the same result.
     np.testing.assert_array_equal(relief.refine(relief.Raster(field), 1.0, seed_spacing=8).mesh.triangles, mesh.triangles)
+    # Pickled (as Dask sends results), a Raster and a Refinement keep everything.
+    raster, back = pickle.loads(pickle.dumps((relief.Raster(field), result)))
+    np.testing.assert_array_equal(raster.to_numpy(), field)
+    np.testing.assert_array_equal(back.mesh.triangles, mesh.triangles)
+    assert (back.max_error, back.rms_error, back.points, back.compared) == (max_error, rms_error, result.points, both.sum())
 
 
 def test_refine_bad_input():
