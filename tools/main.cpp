@@ -12,6 +12,7 @@
 
 #include "commands/commands.h"
 #include "errors.h"
+#include "io/atomic_file.h"
 #include "progress.h"
 #include "relief/CArchive.h"
 
@@ -55,6 +56,7 @@ int main(int argc, char** argv) {
   // and serve later blocks of other sizes from the heap, where the chunked
   // scan conversion's rasters of growing height fragment it.
   mallopt(M_MMAP_THRESHOLD, 1 << 20);
+  relief::tool::RemoveTemporariesOnSignals();
   try {
     return Run(argc, argv);
   } catch (const relief::tool::ToolError& e) {

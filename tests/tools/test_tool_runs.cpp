@@ -10,6 +10,7 @@
 // files written.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cmath>
@@ -143,6 +144,22 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
     EXPECT_EQ(dir.Files(), before) << "nothing may be left behind";
   }
+}
+
+// Killed while writing (here by SIGXFSZ past a file size limit; Ctrl-C and
+// kill take the same path), the tool removes its temporary before it dies.
+TEST(ToolRuns, AKilledRunLeavesNoTemporary) {
+  ScratchDir dir("killed");
+  WriteField(dir / "p.npy", Plane(300, 300));
+  rlimit saved{}, noCore{0, 0};
+  ::getrlimit(RLIMIT_FSIZE, &saved);
+  const rlimit small{1 << 16, saved.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &small);
+  ::setrlimit(RLIMIT_CORE, &noCore);
+  const ToolRun run = RunTool("mesh " + Quote(dir / "p.npy") + " -o " + Quote(dir / "m.ply"));
+  ::setrlimit(RLIMIT_FSIZE, &saved);
+  EXPECT_NE(run.exitCode, 0);
+  EXPECT_EQ(dir.Files(), std::vector<std::string>{"p.npy"});
 }
 
 TEST(ToolEndToEnd, MeshAndRasterizeRoundTripAPlane) {

@@ -1,6 +1,8 @@
 #include "io/atomic_file.h"
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -11,6 +13,47 @@
 #include "errors.h"
 
 namespace relief::tool {
+
+namespace {
+
+// The temporaries alive now, for the signal handler, which may only unlink:
+// pointers to the paths the AtomicFiles own (fixed while they live). When
+// every slot is taken a temporary goes unregistered and a signal leaves it.
+std::atomic<const char*> g_liveTemporaries[16];
+
+void Register(const char* path) {
+  for (auto& slot : g_liveTemporaries) {
+    const char* empty = nullptr;
+    if (slot.compare_exchange_strong(empty, path)) return;
+  }
+}
+
+void Unregister(const char* path) {
+  for (auto& slot : g_liveTemporaries) {
+    const char* mine = path;
+    if (slot.compare_exchange_strong(mine, nullptr)) return;
+  }
+}
+
+extern "C" void RemoveTemporariesAndDie(int signal) {
+  for (auto& slot : g_liveTemporaries)
+    if (const char* path = slot.load()) ::unlink(path);
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);  // delivered when the handler returns
+}
+
+}  // namespace
+
+void RemoveTemporariesOnSignals() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGXFSZ}) {
+    struct sigaction action = {};
+    if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
+    action = {};
+    action.sa_handler = RemoveTemporariesAndDie;
+    sigemptyset(&action.sa_mask);
+    ::sigaction(signal, &action, nullptr);
+  }
+}
 
 AtomicFile::AtomicFile(const std::filesystem::path& target) : m_target(target) {
   std::error_code ec;
@@ -29,9 +72,11 @@ AtomicFile::AtomicFile(const std::filesystem::path& target) : m_target(target) {
   ::fchmod(fd, 0666 & ~mask);
   ::close(fd);
   m_temp = pattern;
+  Register(m_temp.c_str());
 }
 
 AtomicFile::~AtomicFile() {
+  Unregister(m_temp.c_str());
   if (!m_committed) {
     std::error_code ignored;
     std::filesystem::remove(m_temp, ignored);
@@ -42,6 +87,7 @@ void AtomicFile::Commit() {
   if (std::rename(m_temp.c_str(), m_target.c_str()) != 0)
     throw WorkFailed(m_target, std::string("cannot replace the file: ") + std::strerror(errno));
   m_committed = true;
+  Unregister(m_temp.c_str());
 }
 
 }  // namespace relief::tool
