@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "errors.h"
+#include "io/atomic_file.h"
 #include "io/extension.h"
 #include "io/mesh_io.h"
 #include "io/obj_reader.h"
@@ -71,8 +72,15 @@ void AddFileToView(CHTriangulationDlg& view, const std::filesystem::path& path) 
 }
 
 void WriteViewPage(const CHTriangulationDlg& view, const std::filesystem::path& path) {
-  if (std::filesystem::is_directory(path)) throw BadInput(path, "is a folder, not a file");
-  if (!view.WriteHtml(path)) throw WorkFailed(path, "cannot write the page");
+  // Through the tool's own temporary, so a missing or read-only folder is
+  // refused as for every other output and an interrupted run leaves nothing.
+  AtomicFile out(path);
+  const std::string html = view.ToHtml();
+  std::ofstream file(out.TempPath(), std::ios::binary | std::ios::trunc);
+  file.write(html.data(), static_cast<std::streamsize>(html.size()));
+  file.close();
+  if (!file) throw WorkFailed(path, "write failed (disk full?)");
+  out.Commit();
 }
 
 }  // namespace relief::tool

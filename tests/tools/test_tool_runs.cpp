@@ -86,6 +86,7 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"mesh $D/p.npy -o $D/no/such/m.ply", 2, {"m.ply"}},
       {"rasterize $D/m.stl -o $D/r.ply", 2, {"r.ply"}},
       {"view $D/p.npy $D/m.stl -o $D/m.stl", 2, {"m.stl: is one of the inputs"}},
+      {"view $D/m.stl -o $D/no/such/v.html", 2, {"v.html: cannot create output"}},
       {"refine $D/p.npy -o $D/a.rmesh --max-error 1", 2, {"refine writes"}},
       // Results that cannot be written.
       {"mesh $D/p.npy -o $D/m.stl --scale 1 1 3e38", 2, {"overflow"}},
