@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace relief::tool {
 
@@ -33,5 +34,14 @@ inline ToolError WorkFailed(const std::filesystem::path& file, const std::string
   return ToolError(kExitFailed, file.string() + ": " + problem);
 }
 inline ToolError WorkFailed(const std::string& problem) { return ToolError(kExitFailed, problem); }
+
+// BadInput unless path names a regular file, saying what it is instead.
+inline void RequireInputFile(const std::filesystem::path& path) {
+  std::error_code ec;
+  if (std::filesystem::is_regular_file(path, ec)) return;
+  throw BadInput(path, std::filesystem::is_directory(path, ec) ? "is a folder, not a file"
+                       : std::filesystem::exists(path, ec)     ? "is not a regular file"
+                                                               : "no such file");
+}
 
 }  // namespace relief::tool

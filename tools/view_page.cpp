@@ -55,7 +55,7 @@ void AddFileToView(CHTriangulationDlg& view, const std::filesystem::path& path) 
   const std::string ext = LowerExtension(path);
   const std::string name = path.filename().string();
   const unsigned colour = LayerColour(view.GetNumLayers());
-  if (!std::filesystem::is_regular_file(path)) throw BadInput(path, "no such file");
+  RequireInputFile(path);
   if (ext == ".rpoly") {
     view.AddPolygon(*ReadPolygonRecord(path), name, colour, true);
   } else if (IsRasterPath(path)) {

@@ -17,12 +17,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// FileNotFoundError or IsADirectoryError, as Python's open() would raise.
 void RequireFile(const fs::path& path) {
   std::error_code ec;
-  if (!fs::is_regular_file(path, ec)) {
+  if (fs::is_regular_file(path, ec)) return;
+  if (fs::is_directory(path, ec))
+    PyErr_SetString(PyExc_IsADirectoryError, (path.string() + ": is a folder, not a file").c_str());
+  else
     PyErr_SetString(PyExc_FileNotFoundError, (path.string() + ": no such file").c_str());
-    throw py::error_already_set();
-  }
+  throw py::error_already_set();
 }
 
 FloatArray LoadHeightField(const fs::path& path) {

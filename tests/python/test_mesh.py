@@ -216,6 +216,8 @@ def test_file_errors(tmp_path):
         relief.load_height_field(tmp_path / "missing.npy")
     with pytest.raises(FileNotFoundError):
         relief.load_mesh(tmp_path / "missing.ply")
+    with pytest.raises(IsADirectoryError, match="is a folder"):
+        relief.load_mesh(tmp_path)
     corrupt = tmp_path / "corrupt.npy"
     corrupt.write_bytes(b"\x93NUMPY garbage")
     with pytest.raises(ValueError, match="corrupt.npy"):

@@ -79,6 +79,7 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"info $D/none.npy", 2, {"none.npy: no such file"}},
       {"mesh $D/folder.ply -o $D/x.ply", 2, {"folder.ply"}},
       {"info $D/f.txt", 2, {"f.txt"}},
+      {"info $D/folder.ply", 2, {"folder.ply: is a folder, not a file"}},
       // Outputs.
       {"mesh $D/p.npy -o $D/m.off", 2, {"m.off"}},
       {"mesh $D/p.npy -o $D", 2, {"extension"}},

@@ -144,8 +144,8 @@ void BinaryOut::Commit() {
 }
 
 std::uint64_t FileSizeOrThrow(const std::filesystem::path& path) {
+  RequireInputFile(path);
   std::error_code ec;
-  if (!std::filesystem::is_regular_file(path, ec)) throw BadInput(path, "no such file");
   const auto size = std::filesystem::file_size(path, ec);
   if (ec) throw BadInput(path, "cannot read: " + ec.message());
   return size;
