@@ -30,10 +30,8 @@ void RequirePositive(const char* name, double v) {
 
 std::shared_ptr<Mesh> MeshFromHeightField(const py::handle& field, float threshold, bool above, py::sequence scale,
                                           int step) {
-  if (py::len(scale) != 3) ThrowValue("scale: expected three factors (sx, sy, sz)");
-  const float s[3] = {scale[0].cast<float>(), scale[1].cast<float>(), scale[2].cast<float>()};
-  for (float f : s)
-    if (!std::isfinite(f)) ThrowValue("scale: factors must be finite");
+  float s[3];
+  FiniteFactors(scale, 3, "scale", s);
   if (step < 1) ThrowValue("step: must be at least 1, got " + std::to_string(step));
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);
@@ -47,11 +45,11 @@ std::shared_ptr<Mesh> MeshFromHeightField(const py::handle& field, float thresho
   return Mesh::FromLibrary(*built, s, s);
 }
 
-FloatArray Rasterize(Mesh& mesh, py::object resolutionArg, const std::string& mode) {
+FloatArray Rasterize(Mesh& mesh, std::optional<float> resolutionArg, const std::string& mode) {
   if (mode != "max" && mode != "min") ThrowValue("mode: expected \"max\" or \"min\", got \"" + mode + "\"");
   if (mesh.Count() == 0) ThrowValue("mesh: empty, nothing to rasterize");
   CHTriangulation& lib = mesh.Library();
-  const float resolution = resolutionArg.is_none() ? lib.GetScaleX() : resolutionArg.cast<float>();
+  const float resolution = resolutionArg.value_or(lib.GetScaleX());
   RequirePositive("resolution", resolution);
   SSEPoint lo, hi;
   lib.GetMinPoint(lo);
@@ -122,11 +120,8 @@ Refinement RefineByMaxError(const py::handle& field, double maxError, const std:
   const int pointLimit = LimitArgument(maxPoints, "max_points", 4);           // the corners of the starting box
   float s[3] = {1.0f, 1.0f, 1.0f};
   if (scale) {
-    if (py::len(*scale) != 3) ThrowValue("scale: expected three factors (sx, sy, sz)");
-    for (int i = 0; i < 3; ++i) {
-      s[i] = (*scale)[i].cast<float>();
-      RequirePositive("scale", s[i]);
-    }
+    FiniteFactors(*scale, 3, "scale", s);
+    for (float f : s) RequirePositive("scale", f);
   }
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);

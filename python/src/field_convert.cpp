@@ -60,6 +60,19 @@ FloatArray AsPoints(const py::handle& obj, int dims, const char* what, std::int6
   return a;
 }
 
+void FiniteFactors(const py::sequence& factors, int count, const char* what, float* out) {
+  if (py::len(factors) != static_cast<size_t>(count))
+    ThrowValue(std::string(what) + ": expected " + std::to_string(count) + " factors");
+  for (int i = 0; i < count; ++i) {
+    try {
+      out[i] = factors[i].cast<float>();
+    } catch (const py::cast_error&) {
+      ThrowType(std::string(what) + ": expected numbers, got " + std::string(py::repr(factors)));
+    }
+    if (!std::isfinite(out[i])) ThrowValue(std::string(what) + ": factors must be finite");
+  }
+}
+
 namespace {
 
 // NaN and infinities become 0: v - v is 0 exactly for finite v.

@@ -202,8 +202,8 @@ std::shared_ptr<Mesh> MeshFromArray(const py::handle& obj, py::sequence scale) {
   const float* p = a.data();
   for (py::ssize_t i = 0; i < a.size(); ++i)
     if (!std::isfinite(p[i])) ThrowValue("triangles: coordinates must be finite");
-  if (py::len(scale) != 3) ThrowValue("scale: expected three factors (sx, sy, sz)");
-  const float s[3] = {scale[0].cast<float>(), scale[1].cast<float>(), scale[2].cast<float>()};
+  float s[3];
+  FiniteFactors(scale, 3, "scale", s);
   const std::int64_t count = a.shape(0);
   py::gil_scoped_release release;
   return Mesh::FromCorners(p, count, s);

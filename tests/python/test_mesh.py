@@ -133,6 +133,9 @@ def test_round_trip_never_lowers_max_and_never_raises_min(rng):
         relief.rasterize(mesh, 1.0, mode="mean")
     with pytest.raises(ValueError, match="resolution"):
         relief.rasterize(mesh, -1.0)
+    for not_a_number in (lambda: relief.rasterize(mesh, "fine"), lambda: relief.Mesh(mesh.triangles, (1, None, 1))):
+        with pytest.raises(TypeError):
+            not_a_number()
 
 
 def interpolate(triangles, shape):
