@@ -79,8 +79,10 @@ std::int64_t SaveMesh(const fs::path& path, Mesh& mesh) {
 void BindIo(py::module_& m) {
   m.def("load_height_field", &LoadHeightField, py::arg("path"), R"doc(
 Reads a height field: .png (8/16-bit grey; a 16-bit PNG written by relief
-carries its height scale), .tif/.tiff (float32, uint16), .npy (float32,
-float64, uint16; 2-D, C order) or .rsm (the library's raster record).
+carries its height scale), .tif/.tiff (one sample per pixel: integers of 8
+to 64 bits or floats; a GDAL no-data value reads as 0), .npy (2-D, C or
+Fortran order, either byte order, float32, float64 or integers) or .rsm
+(the library's raster record), as `relief` reads them (docs/tool.md).
 Returns float32 (rows, cols); NaN and infinities read as 0 (no data).
 FileNotFoundError for a missing file, ValueError for anything unreadable.)doc");
 
