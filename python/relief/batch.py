@@ -170,7 +170,7 @@ def process_file(path: str, op: Union[str, Callable], options: dict, out: Option
             _write_result(result, row, stem)
         else:
             raise ValueError(f"unknown operation {op!r}")
-    except Exception as error:  # a bad file is a failed row, never a failed batch
+    except (Exception, SystemExit) as error:  # a bad file, or a callable's sys.exit, is a failed row
         row.status = "failed"
         row.error = f"{type(error).__name__}: {error}"
         row.output = None

@@ -1,5 +1,7 @@
 """relief.batch on a LocalCluster of 2 worker processes: 20 generated scans and one corrupt file."""
 
+import sys
+
 import numpy as np
 import pytest
 from conftest import scan
@@ -63,6 +65,7 @@ def test_other_operations_and_a_callable(client, scans, tmp_path):
     assert clash[0].ok and "also the output of " + files[0] in clash[1].error
     rerun = batch.run([str(twin), str(tmp_path / "scan-00-lambda.npy")], lambda f: f, client=client, progress=False)
     assert "is one of the inputs" in rerun[0].error
+    assert batch.run(files[:1], lambda f: sys.exit(3), client=client, progress=False)[0].error == "SystemExit: 3"
 
 
 def test_command_line(client, scans, tmp_path, capsys):
