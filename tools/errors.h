@@ -16,16 +16,21 @@ enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitBadInput = 2 };
 
 class ToolError : public std::runtime_error {
  public:
-  ToolError(int exitCode, const std::string& message) : std::runtime_error(message), m_exitCode(exitCode) {}
+  ToolError(int exitCode, const std::string& message, int systemError = 0)
+      : std::runtime_error(message), m_exitCode(exitCode), m_systemError(systemError) {}
   int ExitCode() const { return m_exitCode; }
+  // The errno behind a file that could not be created, else 0: Python turns
+  // it into the matching OSError (FileNotFoundError, PermissionError).
+  int SystemError() const { return m_systemError; }
 
  private:
   int m_exitCode;
+  int m_systemError;
 };
 
 // "FILE: problem", exit 2.
-inline ToolError BadInput(const std::filesystem::path& file, const std::string& problem) {
-  return ToolError(kExitBadInput, file.string() + ": " + problem);
+inline ToolError BadInput(const std::filesystem::path& file, const std::string& problem, int systemError = 0) {
+  return ToolError(kExitBadInput, file.string() + ": " + problem, systemError);
 }
 // A bad option value or combination, exit 2.
 inline ToolError BadUsage(const std::string& problem) { return ToolError(kExitBadInput, problem); }

@@ -91,7 +91,9 @@ FileNotFoundError for a missing file, ValueError for anything unreadable.)doc");
 Writes a height field, the format chosen by the extension: .png (16-bit,
 value = stored integer * png_scale; 0 picks max / 65535), .tif/.tiff and
 .npy (float32) or .rsm. Written to a temporary beside path and renamed when
-complete. Returns a short description of what was written.)doc");
+complete. Returns a short description of what was written. OSError (such as
+FileNotFoundError or PermissionError) when the file cannot be created or
+written.)doc");
 
   m.def("load_mesh", &LoadMesh, py::arg("path"), R"doc(
 Reads a mesh: .ply (binary or ASCII; polygons fanned), .stl (binary or
@@ -104,7 +106,8 @@ empty one, or a triangle with a non-finite corner.)doc");
   m.def("save_mesh", &SaveMesh, py::arg("path"), py::arg("mesh"), R"doc(
 Writes a mesh: .ply (binary), .stl (binary), .obj or .rmesh, written to a
 temporary beside path and renamed when complete. Returns the number of
-triangles written.)doc");
+triangles written. OSError (such as FileNotFoundError or PermissionError)
+when the file cannot be created or written.)doc");
 }
 
 }  // namespace relief::python

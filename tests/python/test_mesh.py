@@ -229,5 +229,7 @@ def test_file_errors(tmp_path):
     broken.write_bytes(b"\0" * 84 + b"\1" * 10)
     with pytest.raises(ValueError, match="broken.stl"):
         relief.load_mesh(broken)
+    with pytest.raises(FileNotFoundError, match="cannot create output"):
+        relief.save_height_field(tmp_path / "no" / "field.npy", np.ones((3, 3), np.float32))
     with pytest.raises(ValueError, match="extension"):
         relief.save_height_field(tmp_path / "field.xyz", np.ones((3, 3), np.float32))

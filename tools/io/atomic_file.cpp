@@ -64,7 +64,7 @@ AtomicFile::AtomicFile(const std::filesystem::path& target) : m_target(target) {
   // never share a temporary, and a crash leaves an obvious leftover.
   std::string pattern = (folder / ("." + target.filename().string() + ".tmp-XXXXXX")).string();
   const int fd = ::mkstemp(pattern.data());
-  if (fd < 0) throw BadInput(target, std::string("cannot create output: ") + std::strerror(errno));
+  if (fd < 0) throw BadInput(target, std::string("cannot create output: ") + std::strerror(errno), errno);
   // mkstemp makes the file private (0600); the result should carry the
   // permissions any new file of the user gets.
   const mode_t mask = ::umask(0);
