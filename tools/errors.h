@@ -5,6 +5,8 @@
 // 2; work that failed on good input (a disk that fills, memory that runs out)
 // ends with 1. Messages name the file first, so one line says it all.
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -19,8 +21,9 @@ class ToolError : public std::runtime_error {
   ToolError(int exitCode, const std::string& message, int systemError = 0)
       : std::runtime_error(message), m_exitCode(exitCode), m_systemError(systemError) {}
   int ExitCode() const { return m_exitCode; }
-  // The errno behind a file that could not be created, else 0: Python turns
-  // it into the matching OSError (FileNotFoundError, PermissionError).
+  // The errno behind a file that could not be created or opened, else 0:
+  // Python turns it into the matching OSError (FileNotFoundError,
+  // PermissionError).
   int SystemError() const { return m_systemError; }
 
  private:
@@ -32,6 +35,15 @@ class ToolError : public std::runtime_error {
 inline ToolError BadInput(const std::filesystem::path& file, const std::string& problem, int systemError = 0) {
   return ToolError(kExitBadInput, file.string() + ": " + problem, systemError);
 }
+// "FILE: cannot open for reading: why", exit 2, with the errno; call it right
+// after the failed open, while errno still says why.
+inline ToolError CannotOpen(const std::filesystem::path& file) {
+  const int error = errno;
+  std::string problem = "cannot open for reading";
+  if (error) problem += std::string(": ") + std::strerror(error);
+  return BadInput(file, problem, error);
+}
+
 // A bad option value or combination, exit 2.
 inline ToolError BadUsage(const std::string& problem) { return ToolError(kExitBadInput, problem); }
 // "FILE: problem", exit 1.

@@ -35,7 +35,7 @@ namespace {
 
 std::unique_ptr<CSSE3dPolygon> ReadPolygonRecord(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw BadInput(path, "cannot open for reading");
+  if (!in) throw CannotOpen(path);
   auto polygon = std::make_unique<CSSE3dPolygon>();
   try {
     CArchive archive(in);

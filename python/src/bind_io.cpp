@@ -84,7 +84,8 @@ to 64 bits or floats; a GDAL no-data value reads as 0), .npy (2-D, C or
 Fortran order, either byte order, float32, float64 or integers) or .rsm
 (the library's raster record), as `relief` reads them (docs/tool.md).
 Returns float32 (rows, cols); NaN and infinities read as 0 (no data).
-FileNotFoundError for a missing file, ValueError for anything unreadable.)doc");
+FileNotFoundError for a missing file, PermissionError for one that may not
+be read, ValueError for anything unreadable.)doc");
 
   m.def("save_height_field", &SaveHeightField, py::arg("path"), py::arg("field"), py::arg("png_scale") = 0.0f,
         R"doc(
@@ -100,8 +101,9 @@ Reads a mesh: .ply (binary or ASCII; polygons fanned), .stl (binary or
 ASCII) or .rmesh (the library's mesh record, with its scale). Returns a
 Mesh. Text files may spell numbers as nan and inf (also the Windows forms
 such as 1.#QNAN); vertices no triangle uses may hold anything.
-FileNotFoundError for a missing file, ValueError for a corrupt, truncated or
-empty one, or a triangle with a non-finite corner.)doc");
+FileNotFoundError for a missing file, PermissionError for one that may not
+be read, ValueError for a corrupt, truncated or empty one, or a triangle
+with a non-finite corner.)doc");
 
   m.def("save_mesh", &SaveMesh, py::arg("path"), py::arg("mesh"), R"doc(
 Writes a mesh: .ply (binary), .stl (binary), .obj or .rmesh, written to a

@@ -79,7 +79,7 @@ std::unique_ptr<CHTriangulation> ReadRmesh(const std::filesystem::path& path) {
   // The archive has no magic number: its length must be exactly that of the
   // count it states, which also catches truncation and trailing garbage.
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw BadInput(path, "cannot open for reading");
+  if (!in) throw CannotOpen(path);
   std::int32_t n = -1;
   if (size >= 32) {
     in.seekg(28);
