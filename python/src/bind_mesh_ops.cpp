@@ -32,6 +32,7 @@ std::shared_ptr<Mesh> MeshFromHeightField(const py::handle& field, float thresho
                                           int step) {
   float s[3];
   FiniteFactors(scale, 3, "scale", s);
+  if (std::isnan(threshold)) ThrowValue("threshold: NaN leaves no pixel valid");
   if (step < 1) ThrowValue("step: must be at least 1, got " + std::to_string(step));
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);

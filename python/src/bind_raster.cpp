@@ -45,6 +45,7 @@ FloatArray Chamfer(const py::handle& mask) {
 }
 
 FloatArray ZhangSuen(const py::handle& mask, float threshold) {
+  if (std::isnan(threshold)) ThrowValue("threshold: NaN leaves no pixel valid");
   FloatArray a = AsField(mask, "mask");
   CSSEMatrix m;
   NumpyToRaster(a, m);

@@ -96,6 +96,9 @@ def test_empty_mesh_and_mesh_from_arrays(rng):
     assert len(empty) == 0 and np.isnan(empty.bounds).all() and empty.faces.shape == (0, 3)
     with pytest.raises(ValueError, match="empty"):
         relief.rasterize(empty, 1.0)
+    for call in (relief.mesh_from_height_field, relief.zhang_suen):  # NaN used to give an empty result
+        with pytest.raises(ValueError, match="threshold"):
+            call(np.ones((4, 4)), threshold=float("nan"))
     t = rng.uniform(0, 10, (20, 3, 3)).astype(np.float32)
     m = relief.Mesh(t)
     np.testing.assert_array_equal(m.triangles, t)
