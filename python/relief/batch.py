@@ -41,6 +41,7 @@ import glob
 import os
 import sys
 import time
+import uuid
 from pathlib import Path
 from typing import Any, Callable, Iterable, List, Optional, Sequence, Union
 
@@ -227,12 +228,14 @@ def run(
                 dashboard_address=None,
             )
             client = Client(cluster)
+    # Keys name the file (Dask's messages show them) and this run: a key an
+    # earlier run on the same client still holds would return that run's row.
+    run_id = uuid.uuid4().hex[:12]
     try:
         futures = [
             None
             if i in conflicts
-            else client.submit(process_file, path, op, options, out_dir, key=f"relief-{i}-{Path(path).name}",
-                               pure=False)
+            else client.submit(process_file, path, op, options, out_dir, key=f"relief-{run_id}-{i}-{Path(path).name}")
             for i, path in enumerate(files)
         ]
         if progress:
