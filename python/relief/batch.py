@@ -36,6 +36,7 @@ Operations (the options are those of the function of the same name):
 from __future__ import annotations
 
 import argparse
+import contextlib
 import dataclasses
 import glob
 import os
@@ -198,7 +199,7 @@ def run(
     Dask scheduler address ("tcp://host:8786"); client: an existing
     dask.distributed Client. Neither given: a LocalCluster of `workers`
     processes (default: os.cpu_count()) with one thread each. progress: show
-    Dask's progress bar. options: passed to the operation.
+    Dask's progress bar (on stderr). options: passed to the operation.
     """
     if not callable(op) and op not in OPERATIONS:
         raise ValueError(f"op: expected one of {', '.join(OPERATIONS)} or a callable, got {op!r}")
@@ -239,7 +240,8 @@ def run(
             for i, path in enumerate(files)
         ]
         if progress:
-            dask_progress([f for f in futures if f is not None])
+            with contextlib.redirect_stdout(sys.stderr):  # Dask draws on stdout, which is the results'
+                dask_progress([f for f in futures if f is not None])
             print(file=sys.stderr)
         rows = []
         for i, (path, future) in enumerate(zip(files, futures)):
@@ -299,7 +301,7 @@ def _parser() -> argparse.ArgumentParser:
     p.add_argument("--out", metavar="DIR", help="output folder (default: beside each input)")
     p.add_argument("--scheduler", metavar="ADDRESS", help="Dask scheduler address (default: a local cluster)")
     p.add_argument("--workers", type=int, metavar="N", help="local worker processes (default: one per core)")
-    p.add_argument("--quiet", action="store_true", help="no progress bar")
+    p.add_argument("--quiet", action="store_true", help="no progress bar (drawn on stderr when it is a terminal)")
     g = p.add_argument_group("refine")
     g.add_argument("--tolerance", type=float, help="largest height difference a triangle's corners may keep")
     g.add_argument("--min-height", type=float, help="triangles lower than this (pixels) are not split")
@@ -374,7 +376,7 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
         out=args.out,
         scheduler=args.scheduler,
         workers=args.workers,
-        progress=not args.quiet,
+        progress=not args.quiet and sys.stderr.isatty(),
         **options,
     )
     print(summary_table(rows, time.perf_counter() - start))

@@ -77,6 +77,8 @@ def test_command_line(client, scans, tmp_path, capsys):
     printed = capsys.readouterr().out
     assert code == 0 and "8 files, 8 done, 0 failed" in printed
     assert len(list(tmp_path.glob("*-refined.ply"))) == 8
+    batch.run(str(scans / "scan-10.npy"), "mesh", out=tmp_path, client=client)  # its progress bar on stderr
+    assert capsys.readouterr().out == ""
     assert batch.main([str(scans / "scan-99.npy"), "--op", "mesh", "--scheduler", client.scheduler.address,
                        "--quiet"]) == 1
     with pytest.raises(SystemExit) as usage:
