@@ -69,6 +69,7 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"refine $D/p.npy -o $D/a.ply", 2, {"tolerance"}},
       {"refine $D/p.npy -o $D/a.ply --max-error -0.5", 2, {"max-error"}},
       {"refine $D/p.npy -o $D/a.ply --max-error nan", 2, {"max-error"}},
+      {"refine $D/p.npy -o $D/a.ply --max-error 1e40", 2, {"--max-error must be a finite number"}},
       {"refine $D/p.npy -o $D/a.ply --max-error 1 --tolerance 1", 2, {"excludes"}},
       {"refine $D/p.npy -o $D/a.ply --max-error 1 --max-triangles 1", 2, {"max-triangles"}},
       {"refine $D/p.npy -o $D/a.ply --max-error 1 --max-points 3", 2, {"max-points"}},
