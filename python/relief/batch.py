@@ -18,9 +18,9 @@ import relief and read the files). Results go beside each input, or into the
 output folder. A file that cannot be read or processed becomes a failed row
 carrying its error message; the batch itself goes on. A file whose output
 another file of the batch would also write (the same stem, as scan.npy and
-scan.tif, or the same name in two folders sent to one output folder), or
-whose output would replace one of the inputs, is a failed row saying so, and
-is not run: the first file in input order keeps the output.
+scan.tif, or the same name in two folders sent to one output folder) is a
+failed row saying so, and is not run: the first file in input order keeps
+the output.
 
 Operations (the options are those of the function of the same name):
     "mesh"       height field -> <stem>-mesh.ply       threshold, above, scale, step
@@ -99,19 +99,16 @@ def _callable_suffix(fn: Callable) -> str:
 
 
 def _output_conflicts(files: Sequence[str], op: Union[str, Callable], out: Optional[str]) -> dict:
-    """Index -> error for each file that would write over another file's output or over an input."""
+    """Index -> error for each file whose output an earlier file of the batch would write too."""
     suffixes = [_OUTPUT_SUFFIX[op]] if isinstance(op, str) else [_callable_suffix(op) + e for e in (".ply", ".npy")]
-    inputs = {os.path.abspath(f) for f in files}
     claimed: dict = {}
     conflicts = {}
     for i, path in enumerate(files):
         targets = [output_path(path, suffix, out) for suffix in suffixes]
         for target in targets:
-            key = os.path.abspath(target)
-            if key in inputs:
-                conflicts[i] = f"ValueError: its output {target} is one of the inputs"
-            elif key in claimed:
-                conflicts[i] = f"ValueError: its output {target} is also the output of {claimed[key]}"
+            first = claimed.get(os.path.abspath(target))
+            if first is not None:
+                conflicts[i] = f"ValueError: its output {target} is also the output of {first}"
         if i not in conflicts:
             claimed.update((os.path.abspath(t), path) for t in targets)
     return conflicts
