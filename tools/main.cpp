@@ -11,6 +11,7 @@
 #include "commands/commands.h"
 #include "errors.h"
 #include "heap_policy.h"
+#include "io/atomic_file.h"
 #include "progress.h"
 #include "relief/CArchive.h"
 
@@ -50,6 +51,7 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   relief::tool::MapLargeBlocks();
+  relief::tool::RemoveTemporariesOnSignals();
   try {
     return Run(argc, argv);
   } catch (const relief::tool::ToolError& e) {

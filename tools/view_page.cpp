@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "errors.h"
+#include "io/atomic_file.h"
 #include "io/extension.h"
 #include "io/mesh_io.h"
 #include "io/obj_reader.h"
@@ -34,7 +35,7 @@ namespace {
 
 std::unique_ptr<CSSE3dPolygon> ReadPolygonRecord(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw BadInput(path, "cannot open for reading");
+  if (!in) throw CannotOpen(path);
   auto polygon = std::make_unique<CSSE3dPolygon>();
   try {
     CArchive archive(in);
@@ -54,7 +55,7 @@ void AddFileToView(CHTriangulationDlg& view, const std::filesystem::path& path) 
   const std::string ext = LowerExtension(path);
   const std::string name = path.filename().string();
   const unsigned colour = LayerColour(view.GetNumLayers());
-  if (!std::filesystem::is_regular_file(path)) throw BadInput(path, "no such file");
+  RequireInputFile(path);
   if (ext == ".rpoly") {
     view.AddPolygon(*ReadPolygonRecord(path), name, colour, true);
   } else if (IsRasterPath(path)) {
@@ -71,8 +72,15 @@ void AddFileToView(CHTriangulationDlg& view, const std::filesystem::path& path) 
 }
 
 void WriteViewPage(const CHTriangulationDlg& view, const std::filesystem::path& path) {
-  if (std::filesystem::is_directory(path)) throw BadInput(path, "is a folder, not a file");
-  if (!view.WriteHtml(path)) throw WorkFailed(path, "cannot write the page");
+  // Through the tool's own temporary, so a missing or read-only folder is
+  // refused as for every other output and an interrupted run leaves nothing.
+  AtomicFile out(path);
+  const std::string html = view.ToHtml();
+  std::ofstream file(out.TempPath(), std::ios::binary | std::ios::trunc);
+  file.write(html.data(), static_cast<std::streamsize>(html.size()));
+  file.close();
+  if (!file) throw WorkFailed(path, "write failed (disk full?)");
+  out.Commit();
 }
 
 }  // namespace relief::tool

@@ -22,7 +22,8 @@ std::vector<float> ReadTrianglesForView(const std::filesystem::path& path);
 // The colour of the next layer.
 unsigned LayerColour(int layer);
 
-// Writes the page; WorkFailed when it cannot be written.
+// Writes the page atomically; BadInput for a folder, or a folder that does not
+// exist or cannot be written, WorkFailed when writing fails.
 void WriteViewPage(const CHTriangulationDlg& view, const std::filesystem::path& path);
 
 }  // namespace relief::tool

@@ -3,10 +3,11 @@
 Height fields are 2-D arrays (rows, cols); 0 means "no data". Every array
 argument of a real dtype (bool, integer, float) is converted to float32 as
 numpy's astype would; complex, object and string arrays raise TypeError.
-Non-contiguous arrays are copied. NaN and infinite heights are read as 0
-(no data), as the tool's file readers do. Empty arrays, a wrong number of
-dimensions or a wrong point width raise ValueError. The library's work runs
-without the GIL, so threads can mesh several fields at once.
+Non-contiguous arrays are copied (MemoryError when a copy cannot be
+allocated). NaN and infinite heights are read as 0 (no data), as the tool's
+file readers do. Empty arrays, a wrong number of dimensions or a wrong point
+width raise ValueError. The library's work runs without the GIL, so threads
+can mesh several fields at once.
 
 Functions:
     mesh_from_height_field, rasterize, refine      height field <-> mesh

@@ -16,7 +16,11 @@ process per core by default) and closes it afterwards; with one it connects
 a Client to that scheduler (a real cluster, whose workers must be able to
 import relief and read the files). Results go beside each input, or into the
 output folder. A file that cannot be read or processed becomes a failed row
-carrying its error message; the batch itself goes on.
+carrying its error message; the batch itself goes on. A file whose output
+another file of the batch would also write (the same stem, as scan.npy and
+scan.tif, or the same name in two folders sent to one output folder) is a
+failed row saying so, and is not run: the first file in input order keeps
+the output.
 
 Operations (the options are those of the function of the same name):
     "mesh"       height field -> <stem>-mesh.ply       threshold, above, scale, step
@@ -32,11 +36,13 @@ Operations (the options are those of the function of the same name):
 from __future__ import annotations
 
 import argparse
+import contextlib
 import dataclasses
 import glob
 import os
 import sys
 import time
+import uuid
 from pathlib import Path
 from typing import Any, Callable, Iterable, List, Optional, Sequence, Union
 
@@ -64,14 +70,18 @@ class Row:
 
 
 def expand_inputs(inputs: Union[str, os.PathLike, Iterable[Union[str, os.PathLike]]]) -> List[str]:
-    """A glob pattern (``**`` allowed), a path, or a list of either -> sorted file list."""
+    """A glob pattern (``**`` allowed), a path, or a list of either -> sorted file list.
+
+    A path that exists is taken as it is, even when it holds pattern characters
+    ("scan [1].tif"); folders a pattern matches are left out.
+    """
     if isinstance(inputs, (str, os.PathLike)):
         inputs = [inputs]
     files: List[str] = []
     for item in inputs:
         text = os.fspath(item)
-        if glob.has_magic(text):
-            files.extend(sorted(glob.glob(text, recursive=True)))
+        if glob.has_magic(text) and not os.path.lexists(text):
+            files.extend(sorted(p for p in glob.glob(text, recursive=True) if not os.path.isdir(p)))
         else:
             files.append(text)  # a missing file becomes a failed row
     return files
@@ -86,6 +96,22 @@ def output_path(source: str, suffix: str, out: Optional[str]) -> str:
 
 def _callable_suffix(fn: Callable) -> str:
     return "-" + getattr(fn, "__name__", "result").strip("<>").replace(" ", "_")
+
+
+def _output_conflicts(files: Sequence[str], op: Union[str, Callable], out: Optional[str]) -> dict:
+    """Index -> error for each file whose output an earlier file of the batch would write too."""
+    suffixes = [_OUTPUT_SUFFIX[op]] if isinstance(op, str) else [_callable_suffix(op) + e for e in (".ply", ".npy")]
+    claimed: dict = {}
+    conflicts = {}
+    for i, path in enumerate(files):
+        targets = [output_path(path, suffix, out) for suffix in suffixes]
+        for target in targets:
+            first = claimed.get(os.path.abspath(target))
+            if first is not None:
+                conflicts[i] = f"ValueError: its output {target} is also the output of {first}"
+        if i not in conflicts:
+            claimed.update((os.path.abspath(t), path) for t in targets)
+    return conflicts
 
 
 def _write_result(result: Any, row: Row, target_stem: str) -> None:
@@ -143,7 +169,7 @@ def process_file(path: str, op: Union[str, Callable], options: dict, out: Option
             _write_result(result, row, stem)
         else:
             raise ValueError(f"unknown operation {op!r}")
-    except Exception as error:  # a bad file is a failed row, never a failed batch
+    except (Exception, SystemExit) as error:  # a bad file, or a callable's sys.exit, is a failed row
         row.status = "failed"
         row.error = f"{type(error).__name__}: {error}"
         row.output = None
@@ -170,7 +196,7 @@ def run(
     Dask scheduler address ("tcp://host:8786"); client: an existing
     dask.distributed Client. Neither given: a LocalCluster of `workers`
     processes (default: os.cpu_count()) with one thread each. progress: show
-    Dask's progress bar. options: passed to the operation.
+    Dask's progress bar (on stderr). options: passed to the operation.
     """
     if not callable(op) and op not in OPERATIONS:
         raise ValueError(f"op: expected one of {', '.join(OPERATIONS)} or a callable, got {op!r}")
@@ -182,6 +208,7 @@ def run(
     if not files:
         raise ValueError(f"no input files match {inputs!r}")
     out_dir = os.fspath(out) if out is not None else None
+    conflicts = _output_conflicts(files, op, out_dir)
 
     from dask.distributed import Client, LocalCluster
     from dask.distributed import progress as dask_progress
@@ -199,16 +226,25 @@ def run(
                 dashboard_address=None,
             )
             client = Client(cluster)
+    # Keys name the file (Dask's messages show them) and this run: a key an
+    # earlier run on the same client still holds would return that run's row.
+    run_id = uuid.uuid4().hex[:12]
     try:
         futures = [
-            client.submit(process_file, path, op, options, out_dir, key=f"relief-{i}-{Path(path).name}", pure=False)
+            None
+            if i in conflicts
+            else client.submit(process_file, path, op, options, out_dir, key=f"relief-{run_id}-{i}-{Path(path).name}")
             for i, path in enumerate(files)
         ]
         if progress:
-            dask_progress(futures)
+            with contextlib.redirect_stdout(sys.stderr):  # Dask draws on stdout, which is the results'
+                dask_progress([f for f in futures if f is not None])
             print(file=sys.stderr)
         rows = []
-        for path, future in zip(files, futures):
+        for i, (path, future) in enumerate(zip(files, futures)):
+            if future is None:
+                rows.append(Row(file=path, status="failed", error=conflicts[i]))
+                continue
             try:
                 rows.append(future.result())
             except Exception as error:  # the task itself died (a lost worker)
@@ -262,7 +298,7 @@ def _parser() -> argparse.ArgumentParser:
     p.add_argument("--out", metavar="DIR", help="output folder (default: beside each input)")
     p.add_argument("--scheduler", metavar="ADDRESS", help="Dask scheduler address (default: a local cluster)")
     p.add_argument("--workers", type=int, metavar="N", help="local worker processes (default: one per core)")
-    p.add_argument("--quiet", action="store_true", help="no progress bar")
+    p.add_argument("--quiet", action="store_true", help="no progress bar (drawn on stderr when it is a terminal)")
     g = p.add_argument_group("refine")
     g.add_argument("--tolerance", type=float, help="largest height difference a triangle's corners may keep")
     g.add_argument("--min-height", type=float, help="triangles lower than this (pixels) are not split")
@@ -337,7 +373,7 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
         out=args.out,
         scheduler=args.scheduler,
         workers=args.workers,
-        progress=not args.quiet,
+        progress=not args.quiet and sys.stderr.isatty(),
         **options,
     )
     print(summary_table(rows, time.perf_counter() - start))

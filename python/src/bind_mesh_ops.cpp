@@ -43,10 +43,9 @@ void RequirePositive(const char* name, double v) {
 
 std::shared_ptr<Mesh> MeshFromHeightField(const py::handle& field, float threshold, bool above, py::sequence scale,
                                           int step) {
-  if (py::len(scale) != 3) ThrowValue("scale: expected three factors (sx, sy, sz)");
-  const float s[3] = {scale[0].cast<float>(), scale[1].cast<float>(), scale[2].cast<float>()};
-  for (float f : s)
-    if (!std::isfinite(f)) ThrowValue("scale: factors must be finite");
+  float s[3];
+  FiniteFactors(scale, 3, "scale", s);
+  if (std::isnan(threshold)) ThrowValue("threshold: NaN leaves no pixel valid");
   if (step < 1) ThrowValue("step: must be at least 1, got " + std::to_string(step));
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);
@@ -64,11 +63,11 @@ std::shared_ptr<Mesh> MeshFromHeightField(const py::handle& field, float thresho
   return Mesh::FromCorners(corners.corners.data(), corners.Count(), s);
 }
 
-FloatArray Rasterize(Mesh& mesh, py::object resolutionArg, const std::string& mode) {
+FloatArray Rasterize(Mesh& mesh, std::optional<float> resolutionArg, const std::string& mode) {
   if (mode != "max" && mode != "min") ThrowValue("mode: expected \"max\" or \"min\", got \"" + mode + "\"");
   if (mesh.Count() == 0) ThrowValue("mesh: empty, nothing to rasterize");
   CHTriangulation& lib = mesh.Library();
-  const float resolution = resolutionArg.is_none() ? lib.GetScaleX() : resolutionArg.cast<float>();
+  const float resolution = resolutionArg.value_or(lib.GetScaleX());
   RequirePositive("resolution", resolution);
   SSEPoint lo, hi;
   lib.GetMinPoint(lo);
@@ -139,11 +138,8 @@ Refinement RefineByMaxError(const py::handle& field, double maxError, const std:
   const int pointLimit = LimitArgument(maxPoints, "max_points", 4);           // the corners of the starting box
   float s[3] = {1.0f, 1.0f, 1.0f};
   if (scale) {
-    if (py::len(*scale) != 3) ThrowValue("scale: expected three factors (sx, sy, sz)");
-    for (int i = 0; i < 3; ++i) {
-      s[i] = (*scale)[i].cast<float>();
-      RequirePositive("scale", s[i]);
-    }
+    FiniteFactors(*scale, 3, "scale", s);
+    for (float f : s) RequirePositive("scale", f);
   }
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);
@@ -227,11 +223,29 @@ steep slopes rise; cells no sample reaches, and the outermost ring, hold 0.)doc"
       .def_readonly("stopped_by_limit", &Refinement::stoppedByLimit,
                     "max_error mode: True when max_triangles or max_points ended the meshing before the bound "
                     "held (max_error then says how far it got); always False in the tolerance mode.")
-      .def("__iter__", [](const Refinement& r) { return py::iter(py::make_tuple(r.mesh, r.maxError, r.rmsError)); })
-      .def("__repr__", [](const Refinement& r) {
-        return "<relief.Refinement " + std::to_string(r.mesh->Count()) + " triangles, max error " +
-               std::to_string(r.maxError) + ", rms " + std::to_string(r.rmsError) + ">";
-      });
+      .def("__iter__", [](const Refinement& r) {
+        return py::iter(py::make_tuple(r.mesh, r.maxError, r.rmsError));
+      })
+      .def("__repr__",
+           [](const Refinement& r) {
+             return "<relief.Refinement " + std::to_string(r.mesh->Count()) + " triangles, max error " +
+                    std::to_string(r.maxError) + ", rms " + std::to_string(r.rmsError) + ">";
+           })
+      // Picklable, so Dask can return one from a worker.
+      .def(py::pickle(
+          [](const Refinement& r) {
+            return py::make_tuple(r.mesh, r.maxError, r.rmsError, r.points, r.compared, r.uncovered, r.stoppedByLimit);
+          },
+          [](const py::tuple& s) {
+            if (s.size() != 7) throw py::value_error("Refinement: bad pickle state");
+            return Refinement{s[0].cast<std::shared_ptr<Mesh>>(),
+                              s[1].cast<double>(),
+                              s[2].cast<double>(),
+                              s[3].cast<std::int64_t>(),
+                              s[4].cast<std::int64_t>(),
+                              s[5].cast<std::int64_t>(),
+                              s[6].cast<bool>()};
+          }));
 
   m.def("refine", &Refine, py::arg("field"), py::arg("tolerance") = py::none(), py::kw_only(),
         py::arg("max_error") = py::none(), py::arg("max_triangles") = py::none(), py::arg("max_points") = py::none(),

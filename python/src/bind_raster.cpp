@@ -26,6 +26,12 @@ void MakeBinary(CSSEMatrix& m) {
     for (int x = 0; x < m.GetSSESizeX(); ++x) lines[k][x] = _mm_and_ps(_mm_cmpneq_ps(lines[k][x], zero), one);
 }
 
+std::unique_ptr<Raster> MakeRaster(const py::handle& field) {
+  auto r = std::make_unique<Raster>();
+  NumpyToRaster(AsField(field, "field"), r->matrix);
+  return r;
+}
+
 FloatArray Chamfer(const py::handle& mask) {
   FloatArray a = AsField(mask, "mask");
   CSSEMatrix m;
@@ -39,6 +45,7 @@ FloatArray Chamfer(const py::handle& mask) {
 }
 
 FloatArray ZhangSuen(const py::handle& mask, float threshold) {
+  if (std::isnan(threshold)) ThrowValue("threshold: NaN leaves no pixel valid");
   FloatArray a = AsField(mask, "mask");
   CSSEMatrix m;
   NumpyToRaster(a, m);
@@ -80,13 +87,9 @@ A height field held in the library's own layout (four rows per SSE register).
 Raster(field) converts a 2-D array once (the dtype rule and NaN rule of every
 height field argument apply); mesh_from_height_field and refine accept a
 Raster wherever they accept an array, so several calls on one field convert
-it only once. to_numpy() (or numpy.asarray(raster)) converts it back.)doc")
-      .def(py::init([](const py::handle& field) {
-             auto r = std::make_unique<Raster>();
-             NumpyToRaster(AsField(field, "field"), r->matrix);
-             return r;
-           }),
-           py::arg("field"))
+it only once. to_numpy() (or numpy.asarray(raster)) converts it back. A
+Raster pickles as its heights.)doc")
+      .def(py::init(&MakeRaster), py::arg("field"))
       .def("to_numpy", [](const Raster& r) { return RasterToNumpy(r.matrix); },
            "A new float32 (rows, cols) array with the raster's heights.")
       .def("__array__", [](const Raster& r, py::object) { return RasterToNumpy(r.matrix); },
@@ -94,10 +97,14 @@ it only once. to_numpy() (or numpy.asarray(raster)) converts it back.)doc")
       .def_property_readonly(
           "shape", [](const Raster& r) { return py::make_tuple(r.matrix.GetSizeY(), r.matrix.GetSizeX()); },
           "(rows, cols)")
-      .def("__repr__", [](const Raster& r) {
-        return "<relief.Raster " + std::to_string(r.matrix.GetSizeY()) + " x " + std::to_string(r.matrix.GetSizeX()) +
-               ">";
-      });
+      .def("__repr__",
+           [](const Raster& r) {
+             return "<relief.Raster " + std::to_string(r.matrix.GetSizeY()) + " x " +
+                    std::to_string(r.matrix.GetSizeX()) + ">";
+           })
+      // Pickled as its heights, so Dask can send one between processes.
+      .def(py::pickle([](const Raster& r) { return RasterToNumpy(r.matrix); },
+                      [](const FloatArray& heights) { return MakeRaster(heights); }));
 
   m.def("chamfer", &Chamfer, py::arg("mask"), R"doc(
 3-4 chamfer distance to the nonzero pixels of mask.

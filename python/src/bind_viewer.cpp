@@ -42,15 +42,6 @@ std::uint32_t ColourArgument(const Viewer& v, const std::optional<long long>& co
   return static_cast<std::uint32_t>(*colour);
 }
 
-void ScaleArgument(const py::sequence& scale, int count, float* out) {
-  if (py::len(scale) != static_cast<size_t>(count))
-    ThrowValue("scale: expected " + std::to_string(count) + " factors");
-  for (int i = 0; i < count; ++i) {
-    out[i] = scale[i].cast<float>();
-    if (!std::isfinite(out[i])) ThrowValue("scale: factors must be finite");
-  }
-}
-
 int AddMesh(Viewer& v, Mesh& mesh, const std::string& name, std::optional<long long> colour) {
   const std::uint32_t c = ColourArgument(v, colour);
   py::gil_scoped_release release;
@@ -63,7 +54,7 @@ int AddHeightField(Viewer& v, const py::handle& field, const std::string& name, 
                    const py::sequence& scale) {
   const std::uint32_t c = ColourArgument(v, colour);
   float s[3];
-  ScaleArgument(scale, 3, s);
+  FiniteFactors(scale, 3, "scale", s);
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);
   py::gil_scoped_release release;
@@ -74,14 +65,11 @@ int AddHeightField(Viewer& v, const py::handle& field, const std::string& name, 
 int AddColourMap(Viewer& v, const py::handle& values, const std::string& name, bool zeroIsNoData,
                  const py::sequence& scale, float z, const std::optional<py::sequence>& ramp) {
   float s[2], range[2] = {0.0f, 0.0f};
-  ScaleArgument(scale, 2, s);
+  FiniteFactors(scale, 2, "scale", s);
   if (!std::isfinite(z)) ThrowValue("z: must be finite");
   if (ramp) {
-    if (py::len(*ramp) != 2) ThrowValue("ramp: expected (low, high)");
-    range[0] = (*ramp)[0].cast<float>();
-    range[1] = (*ramp)[1].cast<float>();
-    if (!(range[0] < range[1]) || !std::isfinite(range[0]) || !std::isfinite(range[1]))
-      ThrowValue("ramp: expected finite low < high");
+    FiniteFactors(*ramp, 2, "ramp", range);
+    if (!(range[0] < range[1])) ThrowValue("ramp: expected finite low < high");
   }
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(values, "values", scratch);

@@ -27,9 +27,9 @@ FloatArray AsFloat32(const py::handle& obj, const char* what) {
   if (kind != 'f' && kind != 'i' && kind != 'u' && kind != 'b')
     ThrowType(std::string(what) + ": expected a float32 array (bool, integer and float dtypes are converted), got dtype " +
               std::string(py::str(any.dtype())));
-  FloatArray converted = FloatArray::ensure(any);  // copies only when the dtype or the layout differ
-  if (!converted) ThrowType(std::string(what) + ": cannot convert to float32");
-  return converted;
+  // Copies only when the dtype or the layout differ; numpy's own error (a
+  // MemoryError for a copy too large to allocate) reaches the caller.
+  return FloatArray(any);
 }
 
 FloatArray AsField(const py::handle& obj, const char* what) {
@@ -58,6 +58,19 @@ FloatArray AsPoints(const py::handle& obj, int dims, const char* what, std::int6
     if (!std::isfinite(p[i])) ThrowValue(std::string(what) + ": coordinates must be finite (point " +
                                          std::to_string(i / dims) + ")");
   return a;
+}
+
+void FiniteFactors(const py::sequence& factors, int count, const char* what, float* out) {
+  if (py::len(factors) != static_cast<size_t>(count))
+    ThrowValue(std::string(what) + ": expected " + std::to_string(count) + " factors");
+  for (int i = 0; i < count; ++i) {
+    try {
+      out[i] = factors[i].cast<float>();
+    } catch (const py::cast_error&) {
+      ThrowType(std::string(what) + ": expected numbers, got " + std::string(py::repr(factors)));
+    }
+    if (!std::isfinite(out[i])) ThrowValue(std::string(what) + ": factors must be finite");
+  }
 }
 
 namespace {

@@ -35,6 +35,11 @@ FloatArray AsField(const py::handle& obj, const char* what);
 // coordinates, else ValueError.
 FloatArray AsPoints(const py::handle& obj, int dims, const char* what, std::int64_t minCount);
 
+// `count` finite numbers from a sequence argument such as scale=(sx, sy, sz):
+// ValueError for another length or a non-finite number, TypeError naming the
+// argument for an item that is not a number.
+void FiniteFactors(const py::sequence& factors, int count, const char* what, float* out);
+
 // Row-major rows x cols floats into the raster (re-created at that size).
 // Padding lanes become 0; NaN and infinities become 0 ("no data"). Needs no GIL.
 void ArrayToRaster(const float* data, int rows, int cols, CSSEMatrix& out);

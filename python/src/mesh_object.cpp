@@ -155,14 +155,16 @@ void Mesh::BuildIndexedView() {
   m_faces = f;
 }
 
+// Each call hands out a copy (without a base, pybind11 copies the data): a
+// caller writing into its array must not change what the next call returns.
 FloatArray Mesh::Vertices() {
   BuildIndexedView();
-  return *m_vertices;
+  return FloatArray({m_vertices->shape(0), py::ssize_t{3}}, m_vertices->data());
 }
 
 IndexArray Mesh::Faces() {
   BuildIndexedView();
-  return *m_faces;
+  return IndexArray({m_faces->shape(0), py::ssize_t{3}}, m_faces->data());
 }
 
 namespace {
@@ -174,8 +176,8 @@ std::shared_ptr<Mesh> MeshFromArray(const py::handle& obj, py::sequence scale) {
   const float* p = a.data();
   for (py::ssize_t i = 0; i < a.size(); ++i)
     if (!std::isfinite(p[i])) ThrowValue("triangles: coordinates must be finite");
-  if (py::len(scale) != 3) ThrowValue("scale: expected three factors (sx, sy, sz)");
-  const float s[3] = {scale[0].cast<float>(), scale[1].cast<float>(), scale[2].cast<float>()};
+  float s[3];
+  FiniteFactors(scale, 3, "scale", s);
   const std::int64_t count = a.shape(0);
   py::gil_scoped_release release;
   return Mesh::FromCorners(p, count, s);

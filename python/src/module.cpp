@@ -25,13 +25,16 @@ PYBIND11_MODULE(_relief, m) {
   relief::tool::Output().quiet = true;
 
   // The tool's errors carry one line naming the file: bad input is a
-  // ValueError, failed work (a full disk) an OSError. Memory exhaustion
+  // ValueError, failed work (a full disk) an OSError, an output that cannot
+  // be created the OSError of its errno. Memory exhaustion
   // (CMemoryException, a std::bad_alloc) arrives as MemoryError.
   py::register_exception_translator([](std::exception_ptr p) {
     try {
       if (p) std::rethrow_exception(p);
     } catch (const relief::tool::ToolError& e) {
-      if (e.ExitCode() == relief::tool::kExitBadInput)
+      if (e.SystemError() != 0)  // OSError(errno, text) becomes FileNotFoundError, PermissionError, ...
+        PyErr_SetObject(PyExc_OSError, py::make_tuple(e.SystemError(), e.what()).ptr());
+      else if (e.ExitCode() == relief::tool::kExitBadInput)
         PyErr_SetString(PyExc_ValueError, e.what());
       else
         PyErr_SetString(PyExc_OSError, e.what());

@@ -62,6 +62,8 @@ def test_empty_fields_raise(shape):
 def test_too_many_rows():
     with pytest.raises(ValueError, match="31999"):
         relief.Raster(np.zeros((32000, 1), np.float32))
+    with pytest.raises(MemoryError):  # a float32 copy of 4 PiB
+        relief.Raster(np.broadcast_to(np.float64(1), (1 << 40, 1 << 10)))
 
 
 def test_non_contiguous_views_equal_their_copies(rng):

@@ -1,5 +1,7 @@
 """relief.batch on a LocalCluster of 2 worker processes: 20 generated scans and one corrupt file."""
 
+import sys
+
 import numpy as np
 import pytest
 from conftest import scan
@@ -53,10 +55,16 @@ def test_other_operations_and_a_callable(client, scans, tmp_path):
     assert all(r.ok and r.output.endswith("-mesh.ply") for r in meshes)
     back = batch.run([r.output for r in meshes], "rasterize", out=tmp_path, client=client, progress=False, resolution=0.5)
     assert all(r.ok and r.output.endswith("-raster.npy") for r in back)
-    peaks = batch.run(files, np.max, client=client, progress=False)
-    assert [float(r.value) for r in peaks] == [float(relief.load_height_field(f).max()) for f in files]
+    for reduce in (np.max, np.min, np.max, np.min):  # each run its own result on one client
+        peaks = batch.run(files, reduce, client=client, progress=False)
+        assert [float(r.value) for r in peaks] == [float(reduce(relief.load_height_field(f))) for f in files]
     missing = batch.run([str(tmp_path / "nowhere.npy")], "mesh", client=client, progress=False)
     assert missing[0].status == "failed" and "FileNotFoundError" in missing[0].error
+    twin = tmp_path / "scan-00.npy"  # the stem of scan-00.tif: both would write scan-00-mesh.ply
+    relief.save_height_field(twin, relief.load_height_field(files[0]))
+    clash = batch.run([files[0], str(twin)], "mesh", out=tmp_path / "clash", client=client, progress=False)
+    assert clash[0].ok and "also the output of " + files[0] in clash[1].error
+    assert batch.run(files[:1], lambda f: sys.exit(3), client=client, progress=False)[0].error == "SystemExit: 3"
 
 
 def test_command_line(client, scans, tmp_path, capsys):
@@ -67,6 +75,8 @@ def test_command_line(client, scans, tmp_path, capsys):
     printed = capsys.readouterr().out
     assert code == 0 and "8 files, 8 done, 0 failed" in printed
     assert len(list(tmp_path.glob("*-refined.ply"))) == 8
+    batch.run(str(scans / "scan-10.npy"), "mesh", out=tmp_path, client=client)  # its progress bar on stderr
+    assert capsys.readouterr().out == ""
     assert batch.main([str(scans / "scan-99.npy"), "--op", "mesh", "--scheduler", client.scheduler.address,
                        "--quiet"]) == 1
     with pytest.raises(SystemExit) as usage:
@@ -90,3 +100,10 @@ def test_error_bounded_refine_in_a_batch(client, scans, tmp_path):
         assert usage.value.code == 2
     with pytest.raises(ValueError, match="not both"):
         batch.run(files, "refine", tolerance=0.5, max_error=0.1, client=client, progress=False)
+
+
+def test_inputs_named_with_pattern_characters_and_matched_folders(tmp_path):
+    literal, nested = tmp_path / "scan [1].npy", tmp_path / "sub" / "a.npy"
+    nested.parent.mkdir()
+    literal.touch(), nested.touch()
+    assert batch.expand_inputs([literal, str(tmp_path / "**" / "*")]) == [str(literal), str(literal), str(nested)]

@@ -75,6 +75,8 @@ def test_views_agree(rng):
     np.testing.assert_array_equal(v[f], t)
     assert len(np.unique(v, axis=0)) == len(v), "indexed vertices must be distinct"
     assert f.dtype == np.int32 and f.max() == len(v) - 1
+    v[:], f[:] = 0, 0  # the caller's own copies
+    np.testing.assert_array_equal(mesh.vertices[mesh.faces], t)
     n = np.cross(t[:, 1] - t[:, 0], t[:, 2] - t[:, 0]).astype(np.float64)
     n /= np.linalg.norm(n, axis=1, keepdims=True)
     np.testing.assert_allclose(mesh.normals, n, atol=1e-6)
@@ -87,6 +89,9 @@ def test_empty_mesh_and_mesh_from_arrays(rng):
     assert len(empty) == 0 and np.isnan(empty.bounds).all() and empty.faces.shape == (0, 3)
     with pytest.raises(ValueError, match="empty"):
         relief.rasterize(empty, 1.0)
+    for call in (relief.mesh_from_height_field, relief.zhang_suen):  # NaN used to give an empty result
+        with pytest.raises(ValueError, match="threshold"):
+            call(np.ones((4, 4)), threshold=float("nan"))
     t = rng.uniform(0, 10, (20, 3, 3)).astype(np.float32)
     m = relief.Mesh(t)
     np.testing.assert_array_equal(m.triangles, t)
@@ -124,6 +129,9 @@ def test_round_trip_never_lowers_max_and_never_raises_min(rng):
         relief.rasterize(mesh, 1.0, mode="mean")
     with pytest.raises(ValueError, match="resolution"):
         relief.rasterize(mesh, -1.0)
+    for not_a_number in (lambda: relief.rasterize(mesh, "fine"), lambda: relief.Mesh(mesh.triangles, (1, None, 1))):
+        with pytest.raises(TypeError):
+            not_a_number()
 
 
 def interpolate(triangles, shape):
@@ -163,6 +171,11 @@ def test_refine_reports_its_own_error(rng):
     assert len(relief.refine(field, 0.25, seed_spacing=8).mesh) >= len(mesh)
     # A Raster gives the same result.
     np.testing.assert_array_equal(relief.refine(relief.Raster(field), 1.0, seed_spacing=8).mesh.triangles, mesh.triangles)
+    # Pickled (as Dask sends results), a Raster and a Refinement keep everything.
+    raster, back = pickle.loads(pickle.dumps((relief.Raster(field), result)))
+    np.testing.assert_array_equal(raster.to_numpy(), field)
+    np.testing.assert_array_equal(back.mesh.triangles, mesh.triangles)
+    assert (back.max_error, back.rms_error, back.points, back.compared) == (max_error, rms_error, result.points, both.sum())
 
 
 def test_refine_bad_input():
@@ -202,6 +215,8 @@ def test_file_errors(tmp_path):
         relief.load_height_field(tmp_path / "missing.npy")
     with pytest.raises(FileNotFoundError):
         relief.load_mesh(tmp_path / "missing.ply")
+    with pytest.raises(IsADirectoryError, match="is a folder"):
+        relief.load_mesh(tmp_path)
     corrupt = tmp_path / "corrupt.npy"
     corrupt.write_bytes(b"\x93NUMPY garbage")
     with pytest.raises(ValueError, match="corrupt.npy"):
@@ -210,5 +225,7 @@ def test_file_errors(tmp_path):
     broken.write_bytes(b"\0" * 84 + b"\1" * 10)
     with pytest.raises(ValueError, match="broken.stl"):
         relief.load_mesh(broken)
+    with pytest.raises(FileNotFoundError, match="cannot create output"):
+        relief.save_height_field(tmp_path / "no" / "field.npy", np.ones((3, 3), np.float32))
     with pytest.raises(ValueError, match="extension"):
         relief.save_height_field(tmp_path / "field.xyz", np.ones((3, 3), np.float32))

@@ -10,6 +10,7 @@
 // files written.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cmath>
@@ -68,6 +69,7 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"refine $D/p.npy -o $D/a.ply", 2, {"tolerance"}},
       {"refine $D/p.npy -o $D/a.ply --max-error -0.5", 2, {"max-error"}},
       {"refine $D/p.npy -o $D/a.ply --max-error nan", 2, {"max-error"}},
+      {"refine $D/p.npy -o $D/a.ply --max-error 1e40", 2, {"--max-error must be a finite number"}},
       {"refine $D/p.npy -o $D/a.ply --max-error 1 --tolerance 1", 2, {"excludes"}},
       {"refine $D/p.npy -o $D/a.ply --max-error 1 --max-triangles 1", 2, {"max-triangles"}},
       {"refine $D/p.npy -o $D/a.ply --max-error 1 --max-points 3", 2, {"max-points"}},
@@ -78,12 +80,15 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"info $D/none.npy", 2, {"none.npy: no such file"}},
       {"mesh $D/folder.ply -o $D/x.ply", 2, {"folder.ply"}},
       {"info $D/f.txt", 2, {"f.txt"}},
+      {"info $D/folder.ply", 2, {"folder.ply: is a folder, not a file"}},
       // Outputs.
       {"mesh $D/p.npy -o $D/m.off", 2, {"m.off"}},
       {"mesh $D/p.npy -o $D", 2, {"extension"}},
       {"mesh $D/p.npy -o $D/folder.ply", 2, {"folder.ply: is a folder"}},
       {"mesh $D/p.npy -o $D/no/such/m.ply", 2, {"m.ply"}},
       {"rasterize $D/m.stl -o $D/r.ply", 2, {"r.ply"}},
+      {"view $D/p.npy $D/m.stl -o $D/m.stl", 2, {"m.stl: is one of the inputs"}},
+      {"view $D/m.stl -o $D/no/such/v.html", 2, {"v.html: cannot create output"}},
       {"refine $D/p.npy -o $D/a.rmesh --max-error 1", 2, {"refine writes"}},
       // Results that cannot be written.
       {"mesh $D/p.npy -o $D/m.stl --scale 1 1 3e38", 2, {"overflow"}},
@@ -143,6 +148,22 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
     EXPECT_EQ(dir.Files(), before) << "nothing may be left behind";
   }
+}
+
+// Killed while writing (here by SIGXFSZ past a file size limit; Ctrl-C and
+// kill take the same path), the tool removes its temporary before it dies.
+TEST(ToolRuns, AKilledRunLeavesNoTemporary) {
+  ScratchDir dir("killed");
+  WriteField(dir / "p.npy", Plane(300, 300));
+  rlimit saved{}, noCore{0, 0};
+  ::getrlimit(RLIMIT_FSIZE, &saved);
+  const rlimit small{1 << 16, saved.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &small);
+  ::setrlimit(RLIMIT_CORE, &noCore);
+  const ToolRun run = RunTool("mesh " + Quote(dir / "p.npy") + " -o " + Quote(dir / "m.ply"));
+  ::setrlimit(RLIMIT_FSIZE, &saved);
+  EXPECT_NE(run.exitCode, 0);
+  EXPECT_EQ(dir.Files(), std::vector<std::string>{"p.npy"});
 }
 
 TEST(ToolEndToEnd, MeshAndRasterizeRoundTripAPlane) {

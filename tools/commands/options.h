@@ -5,17 +5,20 @@
 
 #include <chrono>
 #include <cmath>
+#include <limits>
 #include <string>
 
 #include "errors.h"
 
 namespace relief::tool {
 
+// The library computes in float: a value beyond its range would become infinite there.
+inline bool IsFiniteFloat(double value) { return std::fabs(value) <= std::numeric_limits<float>::max(); }
 inline void RequireFinite(const std::string& option, double value) {
-  if (!std::isfinite(value)) throw BadUsage(option + " must be a finite number");
+  if (!IsFiniteFloat(value)) throw BadUsage(option + " must be a finite number");
 }
 inline void RequirePositive(const std::string& option, double value) {
-  if (!std::isfinite(value) || !(value > 0.0)) throw BadUsage(option + " must be a positive number");
+  if (!IsFiniteFloat(value) || !(value > 0.0)) throw BadUsage(option + " must be a positive number");
 }
 
 // Seconds since construction, for the per-step times of the summaries.

@@ -1,7 +1,9 @@
 // relief view: meshes, height fields and contours into one page for a browser.
 
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "commands/commands.h"
@@ -24,6 +26,12 @@ struct ViewArgs {
 
 int RunView(const ViewArgs& args) {
   if (args.limit < 1000) throw BadUsage("--max-triangles must be at least 1000");
+  // The page would replace the very data it was to show.
+  for (const auto& input : args.inputs) {
+    std::error_code ec;
+    if (std::filesystem::equivalent(input, args.output, ec))
+      throw BadInput(args.output, "is one of the inputs; give the page a name of its own (.html)");
+  }
   CHTriangulationDlg view;
   view.SetTriangleLimit(args.limit);
   view.SetTitle(args.inputs.size() == 1 ? std::filesystem::path(args.inputs[0]).filename().string()

@@ -10,6 +10,12 @@
 
 namespace relief::tool {
 
+// Makes an interrupted tool (SIGINT, SIGTERM, SIGHUP, or SIGXFSZ past a file
+// size limit) remove the temporaries of its unfinished outputs before it dies
+// of the signal as it would have. Only the tool installs it: a host such as
+// Python keeps its own handlers. Signals that are ignored (nohup) stay so.
+void RemoveTemporariesOnSignals();
+
 class AtomicFile {
  public:
   // Creates the (empty) temporary beside target. Throws BadInput when the

@@ -79,7 +79,7 @@ std::unique_ptr<CHTriangulation> ReadRmesh(const std::filesystem::path& path) {
   // The archive has no magic number: its length must be exactly that of the
   // count it states, which also catches truncation and trailing garbage.
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw BadInput(path, "cannot open for reading");
+  if (!in) throw CannotOpen(path);
   std::int32_t n = -1;
   if (size >= 32) {
     in.seekg(28);
@@ -144,8 +144,8 @@ void BinaryOut::Commit() {
 }
 
 std::uint64_t FileSizeOrThrow(const std::filesystem::path& path) {
+  RequireInputFile(path);
   std::error_code ec;
-  if (!std::filesystem::is_regular_file(path, ec)) throw BadInput(path, "no such file");
   const auto size = std::filesystem::file_size(path, ec);
   if (ec) throw BadInput(path, "cannot read: " + ec.message());
   return size;

@@ -43,7 +43,7 @@ bool ParseDescr(const std::string& descr, SampleType& type) {
 
 std::unique_ptr<CSSEMatrix> ReadNpy(const std::filesystem::path& path, RasterMetadata& metadata) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw BadInput(path, "cannot open for reading");
+  if (!in) throw CannotOpen(path);
   in.seekg(0, std::ios::end);
   const std::uint64_t fileSize = static_cast<std::uint64_t>(in.tellg());
   in.seekg(0);

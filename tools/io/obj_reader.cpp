@@ -13,7 +13,7 @@ namespace relief::tool {
 
 std::vector<float> ReadObjTriangles(const std::filesystem::path& path) {
   std::ifstream in(path);
-  if (!in) throw BadInput(path, "cannot open for reading");
+  if (!in) throw CannotOpen(path);
   std::vector<float> vertices, triangles;
   std::string line;
   long long lineNumber = 0;

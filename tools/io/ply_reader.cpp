@@ -78,7 +78,7 @@ class CachedVertices : public VertexSource {
       : m_path(path), m_encoding(encoding), m_start(start), m_count(element.count),
         m_recordBytes(element.FixedBytes()), m_slots(kSlots) {
     m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (m_fd < 0) throw BadInput(path, "cannot open for reading");
+    if (m_fd < 0) throw CannotOpen(path);
     std::int64_t offset = 0;
     for (size_t i = 0; i < element.properties.size(); ++i) {
       for (int a = 0; a < 3; ++a)
@@ -180,7 +180,7 @@ class PlyReader : public TriangleReader {
 
 PlyReader::PlyReader(const std::filesystem::path& path) : m_path(path), m_in(path, std::ios::binary) {
   const std::uint64_t fileSize = FileSizeOrThrow(path);
-  if (!m_in) throw BadInput(path, "cannot open for reading");
+  if (!m_in) throw CannotOpen(path);
   m_header = ReadPlyHeader(m_in, path, fileSize);
   m_scalars = std::make_unique<PlyScalars>(m_in, m_header.encoding, m_path);
   ReadElementsBeforeFaces();

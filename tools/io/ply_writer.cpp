@@ -26,7 +26,7 @@ std::FILE* OpenScratch(const std::filesystem::path& target) {
   if (folder.empty()) folder = ".";
   std::string pattern = (folder / ("." + target.filename().string() + ".faces-XXXXXX")).string();
   const int fd = ::mkstemp(pattern.data());
-  if (fd < 0) throw BadInput(target, std::string("cannot create a scratch file: ") + std::strerror(errno));
+  if (fd < 0) throw BadInput(target, std::string("cannot create a scratch file: ") + std::strerror(errno), errno);
   ::unlink(pattern.c_str());
   std::FILE* file = ::fdopen(fd, "w+b");
   if (!file) {

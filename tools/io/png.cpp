@@ -68,7 +68,7 @@ void CheckChunkLengths(const std::filesystem::path& path, std::FILE* file) {
 
 std::unique_ptr<CSSEMatrix> ReadPng(const std::filesystem::path& path, RasterMetadata& metadata) {
   FilePtr file(std::fopen(path.c_str(), "rb"));
-  if (!file) throw BadInput(path, "cannot open for reading");
+  if (!file) throw CannotOpen(path);
   unsigned char signature[8] = {};
   if (std::fread(signature, 1, 8, file.get()) != 8 || png_sig_cmp(signature, 0, 8) != 0)
     throw BadInput(path, "not a PNG file");

@@ -26,9 +26,7 @@ RasterFormat RasterFormatOf(const std::filesystem::path& path) {
 
 std::unique_ptr<CSSEMatrix> ReadRaster(const std::filesystem::path& path, RasterMetadata* metadata) {
   const RasterFormat format = RasterFormatOf(path);
-  std::error_code ec;
-  if (!std::filesystem::is_regular_file(path, ec))
-    throw BadInput(path, std::filesystem::is_directory(path, ec) ? "is a folder, not a file" : "no such file");
+  RequireInputFile(path);
   RasterMetadata ignored;
   RasterMetadata& m = metadata ? *metadata : ignored;
   m = RasterMetadata();

@@ -21,7 +21,7 @@ std::unique_ptr<CSSEMatrix> ReadRsm(const std::filesystem::path& path, RasterMet
   std::int32_t header[2] = {0, 0};
   {
     std::ifstream in(path, std::ios::binary);
-    if (!in) throw BadInput(path, "cannot open for reading");
+    if (!in) throw CannotOpen(path);
     if (!in.read(reinterpret_cast<char*>(header), 8)) throw BadInput(path, "truncated raster header");
   }
   const std::int64_t width = header[0], height = header[1];

@@ -145,7 +145,7 @@ std::unique_ptr<TriangleWriter> OpenStlWriter(const std::filesystem::path& path)
 std::unique_ptr<TriangleReader> OpenStlReader(const std::filesystem::path& path) {
   const std::uint64_t size = FileSizeOrThrow(path);
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw BadInput(path, "cannot open for reading");
+  if (!in) throw CannotOpen(path);
   char head[84] = {};
   in.read(head, 84);
   const auto got = in.gcount();
