@@ -79,8 +79,9 @@ def refine(
     min_height: Optional[float] = None,
     passes: Optional[int] = None,
     seed_spacing: Optional[int] = None,
+    threads: Optional[int] = None,
 ) -> Refinement:
-    """Adaptive mesh by Delaunay refinement (defaults 2.0, 12, 32), with its max and RMS error against the field."""
+    """Adaptive mesh by Delaunay refinement (defaults 2.0, 12, 32, 1 thread), with its max and RMS error against the field."""
 @overload
 def refine(
     field: FieldLike,

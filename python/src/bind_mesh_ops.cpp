@@ -96,11 +96,13 @@ struct Refinement {
   bool stoppedByLimit = false;
 };
 
-Refinement RefineByTolerance(const py::handle& field, float tolerance, float minHeight, int passes, int seedSpacing) {
+Refinement RefineByTolerance(const py::handle& field, float tolerance, float minHeight, int passes, int seedSpacing,
+                             int threads) {
   RequirePositive("tolerance", tolerance);
   RequirePositive("min_height", minHeight);
   if (passes < 0) ThrowValue("passes: must be 0 or more");
   if (seedSpacing < 1) ThrowValue("seed_spacing: must be at least 1");
+  if (threads < 1) ThrowValue("threads: must be at least 1, got " + std::to_string(threads));
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);
   py::gil_scoped_release release;
@@ -109,6 +111,7 @@ Refinement RefineByTolerance(const py::handle& field, float tolerance, float min
   options.minHeight = minHeight;
   options.passes = passes;
   options.seedSpacing = seedSpacing;
+  options.threads = threads;
   CSSEMatrix& input = const_cast<CSSEMatrix&>(raster);  // the refinement only samples the field
   const relief::tool::AdaptiveMesh adaptive = relief::tool::RefineField(input, options, "field");
   const relief::tool::ErrorFigures error = relief::tool::MeasureAgainstField(adaptive.corners, raster);
@@ -172,17 +175,18 @@ Refinement RefineByMaxError(const py::handle& field, double maxError, const std:
 Refinement Refine(const py::handle& field, std::optional<float> tolerance, std::optional<double> maxError,
                   std::optional<std::int64_t> maxTriangles, std::optional<std::int64_t> maxPoints,
                   std::optional<py::sequence> scale, std::optional<float> minHeight, std::optional<int> passes,
-                  std::optional<int> seedSpacing) {
+                  std::optional<int> seedSpacing, std::optional<int> threads) {
   if (tolerance && maxError) ThrowValue("refine: pass either tolerance or max_error, not both");
   if (maxError) {
-    if (minHeight || passes || seedSpacing)
-      ThrowValue("refine: min_height, passes and seed_spacing belong to the tolerance mode, not max_error");
+    if (minHeight || passes || seedSpacing || threads)
+      ThrowValue("refine: min_height, passes, seed_spacing and threads belong to the tolerance mode, not max_error");
     return RefineByMaxError(field, *maxError, maxTriangles, maxPoints, scale);
   }
   if (!tolerance) ThrowValue("refine: needs a tolerance or a max_error");
   if (maxTriangles || maxPoints || scale)
     ThrowValue("refine: max_triangles, max_points and scale belong to the max_error mode");
-  return RefineByTolerance(field, *tolerance, minHeight.value_or(2.0f), passes.value_or(12), seedSpacing.value_or(32));
+  return RefineByTolerance(field, *tolerance, minHeight.value_or(2.0f), passes.value_or(12), seedSpacing.value_or(32),
+                           threads.value_or(1));
 }
 
 }  // namespace
@@ -223,9 +227,7 @@ steep slopes rise; cells no sample reaches, and the outermost ring, hold 0.)doc"
       .def_readonly("stopped_by_limit", &Refinement::stoppedByLimit,
                     "max_error mode: True when max_triangles or max_points ended the meshing before the bound "
                     "held (max_error then says how far it got); always False in the tolerance mode.")
-      .def("__iter__", [](const Refinement& r) {
-        return py::iter(py::make_tuple(r.mesh, r.maxError, r.rmsError));
-      })
+      .def("__iter__", [](const Refinement& r) { return py::iter(py::make_tuple(r.mesh, r.maxError, r.rmsError)); })
       .def("__repr__",
            [](const Refinement& r) {
              return "<relief.Refinement " + std::to_string(r.mesh->Count()) + " triangles, max error " +
@@ -250,18 +252,21 @@ steep slopes rise; cells no sample reaches, and the outermost ring, hold 0.)doc"
   m.def("refine", &Refine, py::arg("field"), py::arg("tolerance") = py::none(), py::kw_only(),
         py::arg("max_error") = py::none(), py::arg("max_triangles") = py::none(), py::arg("max_points") = py::none(),
         py::arg("scale") = py::none(), py::arg("min_height") = py::none(), py::arg("passes") = py::none(),
-        py::arg("seed_spacing") = py::none(), R"doc(
+        py::arg("seed_spacing") = py::none(), py::arg("threads") = py::none(), R"doc(
 Adaptive mesh of a height field, in one of two modes (tolerance and
 max_error exclude each other). Returns a Refinement (mesh, max_error,
 rms_error, ...; it unpacks as mesh, max_error, rms_error = refine(...)).
 
-refine(field, tolerance, min_height=2, passes=12, seed_spacing=32): Delaunay
+refine(field, tolerance, min_height=2, passes=12, seed_spacing=32, threads=1): Delaunay
 refinement, as `relief refine`. A grid of seed points (seed_spacing pixels
 apart, denser along the edges) over the valid pixels' box is triangulated,
 then refined pass by pass (at most passes) where a triangle's corners differ
 in height by more than tolerance, until triangles are lower than min_height
 pixels. Triangles with a corner on no data (0) are left out. The errors are
-measured afterwards at the pixel centres the mesh covers.
+measured afterwards at the pixel centres the mesh covers. A field wider or
+taller than 2048 pixels is refined in tiles; threads of them at once (the
+result is the same for any count; each tile in flight holds its own
+triangulation).
 
 refine(field, max_error=E, max_triangles=None, max_points=None,
 scale=(1, 1, 1)): error-bounded, as `relief refine --max-error`. The worst

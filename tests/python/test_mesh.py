@@ -185,6 +185,16 @@ def test_refine_bad_input():
         relief.refine(line, 0.5)
     with pytest.raises(ValueError, match="tolerance"):
         relief.refine(np.ones((10, 10), np.float32), 0.0)
+    with pytest.raises(ValueError, match="threads"):
+        relief.refine(np.ones((10, 10), np.float32), 0.5, threads=0)
+
+
+def test_refine_tiles_on_threads():
+    # Wider than one tile (2048 pixels): three tiles, refined one or three at once.
+    x = np.arange(4200, dtype=np.float32)
+    field = np.repeat((50 + 3 * np.sin(x / 5))[None, :], 16, axis=0)
+    one, three = relief.refine(field, 1.0), relief.refine(field, 1.0, threads=3)
+    np.testing.assert_array_equal(three.mesh.triangles, one.mesh.triangles)
 
 
 @pytest.mark.parametrize("ext", [".npy", ".tif", ".rsm", ".png"])
