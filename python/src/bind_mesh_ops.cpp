@@ -26,16 +26,6 @@ namespace relief::python {
 
 namespace {
 
-// Keeps the streamed triangles' corners.
-struct CornerList : relief::tool::TriangleWriter {
-  std::vector<float> corners;
-  void Add(const float c[9]) override {
-    corners.insert(corners.end(), c, c + 9);
-    ++m_count;
-  }
-  void Commit() override {}
-};
-
 void RequirePositive(const char* name, double v) {
   if (!(v > 0.0) || !std::isfinite(v))
     ThrowValue(std::string(name) + ": must be a positive number, got " + std::to_string(v));
@@ -58,9 +48,9 @@ std::shared_ptr<Mesh> MeshFromHeightField(const py::handle& field, float thresho
   options.below = !above;
   options.step = step;
   for (int i = 0; i < 3; ++i) options.scale[i] = s[i];
-  CornerList corners;
+  relief::tool::TriangleCollector corners;
   relief::tool::StreamFieldMesh(raster, options, corners);
-  return Mesh::FromCorners(corners.corners.data(), corners.Count(), s);
+  return Mesh::FromCorners(corners.Corners().data(), corners.Count(), s);
 }
 
 FloatArray Rasterize(Mesh& mesh, std::optional<float> resolutionArg, const std::string& mode) {

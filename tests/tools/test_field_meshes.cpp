@@ -19,6 +19,7 @@
 
 #include "adaptive_mesh.h"
 #include "degenerate_repair.h"
+#include "io/mesh_io.h"
 #include "mesh_build.h"
 #include "relief/CHTriangulation.h"
 #include "relief/CSSEMatrix.h"
@@ -109,10 +110,10 @@ TEST_P(BandedMesh, MeshesEveryCellOfTheRaster) {
   options.scale[1] = 2.0f;
   options.scale[2] = 3.0f;
 
-  relief_test::CollectingWriter writer;
+  relief::tool::TriangleCollector writer;
   const std::int64_t written = StreamFieldMesh(field, options, writer);
-  std::vector<Triangle> banded(writer.corners.size() / 9);
-  std::copy(writer.corners.begin(), writer.corners.end(), banded.empty() ? nullptr : banded[0].data());
+  std::vector<Triangle> banded(writer.Corners().size() / 9);
+  std::copy(writer.Corners().begin(), writer.Corners().end(), banded.empty() ? nullptr : banded[0].data());
   std::vector<Triangle> whole = c.step == 1 ? EveryCellTriangles(field, options) : WholeRasterTriangles(field, options);
   EXPECT_EQ(written, static_cast<std::int64_t>(banded.size()));
   std::sort(banded.begin(), banded.end());

@@ -69,17 +69,6 @@ CSSEMatrix ToMatrix(const Grid& g);
 // holds every mention (the file, the reason).
 void ExpectBadInput(const std::function<void()>& load, std::initializer_list<std::string> mentions);
 
-// Collects what a mesh builder hands a writer: nine floats a triangle.
-class CollectingWriter : public relief::tool::TriangleWriter {
- public:
-  void Add(const float c[9]) override {
-    corners.insert(corners.end(), c, c + 9);
-    ++m_count;
-  }
-  void Commit() override {}
-  std::vector<float> corners;
-};
-
 // Writes the triangles through the tool's writer for the path's extension;
 // returns the count the writer kept.
 std::int64_t WriteTriangles(const std::filesystem::path& path, const std::vector<float>& corners);

@@ -12,8 +12,8 @@
 // triangle at a time, with counts patched into the header at the end; PLY and
 // OBJ keep only a table of the distinct corners (16 to 32 bytes a vertex).
 // Readers hand triangles out in chunks for the same reason: a binary PLY's
-// vertices are fetched from the file through a small cache, never held whole. Every output is written to a temporary beside
-// the target and renamed on success.
+// vertices are fetched from the file through a small cache, never held whole. Every output is written to a temporary
+// beside the target and renamed on success.
 
 #include <cstdint>
 #include <cstdio>
@@ -53,6 +53,20 @@ class TriangleWriter {
 
  protected:
   std::int64_t m_count = 0;
+};
+
+// Keeps what it is handed in memory: nine floats a triangle.
+class TriangleCollector : public TriangleWriter {
+ public:
+  void Add(const float corners[9]) override {
+    m_corners.insert(m_corners.end(), corners, corners + 9);
+    ++m_count;
+  }
+  void Commit() override {}
+  const std::vector<float>& Corners() const { return m_corners; }
+
+ private:
+  std::vector<float> m_corners;
 };
 
 // Throws BadInput for .rmesh (not a streaming format) or an unknown extension.
