@@ -94,13 +94,13 @@ def refine(
     """Error-bounded mesh: no valid pixel farther than max_error from it; indexed (the mesher's points)."""
 
 def delaunay(points: ArrayLike) -> I32:
-    """(n, 2) points -> (m, 3) counter-clockwise triangles as indices."""
+    """(n, 2) points -> (m, 3) counter-clockwise triangles as indices; RuntimeWarning if points end in none."""
 
 def convex_hull_2d(points: ArrayLike) -> I32:
     """(n, 2) points -> (h,) hull corner indices, counter-clockwise from the lowest point."""
 
 def convex_hull_3d(points: ArrayLike) -> I32:
-    """(n, 3) points (rounded to whole units) -> (f, 3) outward counter-clockwise faces as indices."""
+    """(n, 3) points (quantised to tenths) -> (f, 3) outward counter-clockwise faces as indices."""
 
 def triangulate_polygon(points: ArrayLike) -> I32:
     """(n, 2) simple polygon -> (m - 2, 3) triangles as indices, m its distinct corners

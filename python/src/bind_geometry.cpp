@@ -9,7 +9,11 @@
 #include <cmath>
 #include <cstdio>
 #include <mutex>
+#include <cstdint>
+#include <cstring>
 #include <numeric>
+#include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "field_convert.h"
@@ -58,10 +62,36 @@ std::vector<int> StartOrder(const float* p, int n) {
   return order;
 }
 
+// A point's exact position as one key (-0 as 0), to tell repeats apart.
+std::uint64_t PositionKey(float x, float y) {
+  x += 0.0f, y += 0.0f;
+  std::uint32_t bx, by;
+  std::memcpy(&bx, &x, 4), std::memcpy(&by, &y, 4);
+  return (std::uint64_t{bx} << 32) | by;
+}
+
+// Points at positions no triangle uses: the tolerance leaves out points
+// within about 0.005 of others, and float circumcircles of long thin
+// triangles can drop points far from any other. Repeats of a used position
+// are not counted, nor a lost position twice.
+int CountLostPositions(const float* p, int n, const std::vector<std::int32_t>& faces) {
+  std::vector<char> used(n, 0);
+  for (std::int32_t i : faces) used[i] = 1;
+  std::unordered_set<std::uint64_t> usedAt, lostAt;
+  for (int i = 0; i < n; ++i)
+    if (used[i]) usedAt.insert(PositionKey(p[2 * i], p[2 * i + 1]));
+  for (int i = 0; i < n; ++i) {
+    const std::uint64_t key = PositionKey(p[2 * i], p[2 * i + 1]);
+    if (!used[i] && !usedAt.count(key)) lostAt.insert(key);
+  }
+  return static_cast<int>(lostAt.size());
+}
+
 IndexArray Delaunay(const py::handle& points) {
   FloatArray a = AsPoints(points, 2, "points", 3);
   const int n = static_cast<int>(a.shape(0));
   std::vector<std::int32_t> faces;
+  int lost = 0;
   {
     py::gil_scoped_release release;
     const float* p = a.data();
@@ -95,6 +125,13 @@ IndexArray Delaunay(const py::handle& points) {
     delaunay.Triangulate(n, true, false);
     for (t_hdelaunaytriangle* t : delaunay.GetFinalTriangleList())
       for (int k = 0; k < 3; ++k) faces.push_back(order[t->nVertex[k]]);
+    lost = CountLostPositions(p, n, faces);
+  }
+  if (lost > 0) {
+    const std::string message = "delaunay: " + std::to_string(lost) + " of " + std::to_string(n) +
+                                " points are in no triangle (closer than about 0.005 to another point or an edge, "
+                                "or lost to float circumcircles of long thin triangles)";
+    if (PyErr_WarnEx(PyExc_RuntimeWarning, message.c_str(), 1) < 0) throw py::error_already_set();
   }
   return ToIndexArray(faces, 3);
 }
@@ -259,7 +296,10 @@ as indices into points, counter-clockwise (y up). Orientation tests use the
 library's tolerance of 0.005 on cross products, so points closer than about
 that to an existing point or edge (and repeated points, but for their
 first occurrence) are left out; circumcircles are float,
-computed relative to the lower corner of the points' box. Points spanning
+computed relative to the lower corner of the points' box, so long thin
+triangles can also lose points farther from the others. A RuntimeWarning
+says how many distinct positions ended in no triangle (repeats of a used
+position are not counted). Points spanning
 more than 1e12 units in x or y raise ValueError: such circles would overflow
 float and points would be lost.)doc");
 

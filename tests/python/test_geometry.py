@@ -1,5 +1,7 @@
 """Point sets and polygons, checked by invariants and by scipy where it answers the same question."""
 
+import warnings
+
 import numpy as np
 import pytest
 from scipy.spatial import ConvexHull
@@ -60,12 +62,26 @@ def test_delaunay_bad_input():
     assert len(relief.delaunay([[0, 0], [1, 0], [2, 0], [1, 3]])) == 2
     # Repeated points: only the first occurrence is a corner.
     square = [[0, 0], [10, 0], [0, 10], [10, 10], [5, 5], [5, 5], [10, 0]]
-    assert set(relief.delaunay(square).ravel()) == {0, 1, 2, 3, 4}
+    with warnings.catch_warnings():
+        warnings.simplefilter("error")  # repeats are documented, not lost
+        assert set(relief.delaunay(square).ravel()) == {0, 1, 2, 3, 4}
     assert sorted(relief.convex_hull_2d(square)) == [0, 2, 3, 6]
     # Beyond a span of 1e12 the float circles overflow: refused, not thinned out.
     with pytest.raises(ValueError, match="span more than 1e12"):
         relief.delaunay([[0, 0], [2e12, 0], [0, 1], [1, 1]])
     assert len(relief.delaunay(np.array([[0, 0], [1, 0], [0, 1], [1, 1]]) * 1e12)) == 2
+
+
+@pytest.mark.parametrize("offset", [(0.0, 0.0), (2e5, 1e5)])
+def test_delaunay_warns_of_lost_points(offset):
+    # A long line of points with one apex each side: the fans' float
+    # circumcircles lose points near the line's end, which must be said.
+    line = np.column_stack([np.arange(1500) * 2.0, np.zeros(1500)])
+    p = np.vstack([line, [[1500.0, 50.0], [1500.0, -50.0]]]) + offset
+    with pytest.warns(RuntimeWarning, match=r"delaunay: (\d+) of 1502 points are in no triangle") as record:
+        tris = relief.delaunay(p)
+    lost = int(str(record[0].message).split()[1])
+    assert lost == len(p) - len(np.unique(tris)) > 0
 
 
 @pytest.mark.parametrize("name", ["uniform", "clustered", "far"])
