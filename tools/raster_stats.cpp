@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <string>
 
 #include "errors.h"
@@ -28,6 +29,17 @@ RasterSummary Summarize(const CSSEMatrix& raster, const ValidRule& rule) {
       s.maximum = std::max(s.maximum, v);
     }
   return s;
+}
+
+std::string ThresholdHint(const RasterSummary& summary, const ValidRule& rule, const char* option) {
+  const std::int64_t leftOut = summary.nonZero - summary.valid;
+  if (leftOut <= 0) return "";
+  char text[256];
+  std::snprintf(text, sizeof text,
+                "; %lld pixel(s) hold heights from %g to %g that the threshold %g leaves out (%s %s to take them in)",
+                static_cast<long long>(leftOut), summary.minimum, summary.maximum, rule.threshold,
+                rule.below ? "raise" : "lower", option);
+  return text;
 }
 
 std::int64_t ClearInvalid(CSSEMatrix& raster, const ValidRule& rule) {
@@ -79,7 +91,8 @@ ErrorFigures CompareRasters(const CSSEMatrix& reference, const CSSEMatrix& resul
   for (int y = 0; y < rh; ++y)
     for (int x = 0; x < rw; ++x) {
       const int rx = x + offsetX, ry = y + offsetY;
-      if ((rx < 0 || ry < 0 || rx >= reference.GetSizeX() || ry >= reference.GetSizeY()) && result.GetPoint(x, y) != 0.0f)
+      if ((rx < 0 || ry < 0 || rx >= reference.GetSizeX() || ry >= reference.GetSizeY()) &&
+          result.GetPoint(x, y) != 0.0f)
         ++e.spill;
     }
   e.maxAbs = std::max(e.maxAbove, e.maxBelow);

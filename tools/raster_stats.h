@@ -4,6 +4,7 @@
 // holds, and how far a result departs from a reference.
 
 #include <cstdint>
+#include <string>
 
 class CSSEMatrix;
 
@@ -21,12 +22,18 @@ struct ValidRule {
 
 struct RasterSummary {
   int width = 0, height = 0;
-  std::int64_t valid = 0;    // pixels valid by the rule
-  std::int64_t nonZero = 0;  // pixels that are not 0 (0 means no data)
+  std::int64_t valid = 0;                // pixels valid by the rule
+  std::int64_t nonZero = 0;              // pixels that are not 0 (0 means no data)
   float minimum = 0.0f, maximum = 0.0f;  // over the non-zero pixels; 0, 0 when none
 };
 
 RasterSummary Summarize(const CSSEMatrix& raster, const ValidRule& rule = ValidRule());
+
+// When the rule leaves out heights the field holds (an elevation model below
+// 0 under the default threshold), the words that say so and what to change,
+// to append to an "empty" error, naming the threshold as `option`; "" when
+// every non-zero pixel is valid.
+std::string ThresholdHint(const RasterSummary& summary, const ValidRule& rule, const char* option = "--threshold");
 
 // Sets every pixel that is not valid by the rule to 0 (no data), so that the
 // library's meshers, which take any non-zero value for a height, see the same

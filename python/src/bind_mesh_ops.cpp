@@ -50,6 +50,17 @@ std::shared_ptr<Mesh> MeshFromHeightField(const py::handle& field, float thresho
   for (int i = 0; i < 3; ++i) options.scale[i] = s[i];
   relief::tool::TriangleCollector corners;
   relief::tool::StreamFieldMesh(raster, options, corners);
+  if (corners.Count() == 0) {
+    // An elevation model below 0 under the default threshold meshes to
+    // nothing: say which heights the threshold left out.
+    const relief::tool::ValidRule rule{threshold, !above};
+    const std::string hint = relief::tool::ThresholdHint(relief::tool::Summarize(raster, rule), rule, "threshold");
+    if (!hint.empty()) {
+      py::gil_scoped_acquire acquire;
+      const std::string message = "mesh_from_height_field: empty mesh" + hint;
+      if (PyErr_WarnEx(PyExc_RuntimeWarning, message.c_str(), 1) < 0) throw py::error_already_set();
+    }
+  }
   return Mesh::FromCorners(corners.Corners().data(), corners.Count(), s);
 }
 
@@ -192,7 +203,9 @@ Each cell of four valid pixels is split on its (x, y)-(x+1, y+1) diagonal;
 three valid corners give one triangle. Pixel (x = column, y = row) with
 height v becomes the corner (x * sx, y * sy, v * sz). step > 1 meshes cells
 of step x step pixels. Returns a Mesh (empty when no cell is valid): the
-triangles `relief mesh` writes, in the same order.)doc");
+triangles `relief mesh` writes, in the same order. An empty mesh of a field
+whose heights the threshold left out (negative heights under the default
+0) comes with a RuntimeWarning naming their range.)doc");
 
   m.def("rasterize", &Rasterize, py::arg("mesh"), py::arg("resolution") = py::none(), py::arg("mode") = "max",
         R"doc(

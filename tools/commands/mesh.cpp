@@ -40,7 +40,8 @@ int RunMesh(MeshArgs args) {
   const double readSeconds = timer.Seconds();
   const int width = field->GetSizeX(), height = field->GetSizeY();
   if (!args.scaleGiven && metadata.HasPixelScale())
-    args.scale = {static_cast<float>(metadata.pixelScale[0]), static_cast<float>(metadata.pixelScale[1]), args.scale[2]};
+    args.scale = {static_cast<float>(metadata.pixelScale[0]), static_cast<float>(metadata.pixelScale[1]),
+                  args.scale[2]};
   // Counted over real pixels (the library's counts include the padding
   // lanes), by the rule `info` uses too.
   const RasterSummary summary = Summarize(*field, ValidRule{args.threshold, args.below});
@@ -48,7 +49,8 @@ int RunMesh(MeshArgs args) {
   const long long valid = summary.valid;
   if (valid < 3)
     throw BadInput(args.input, "empty mesh: only " + std::to_string(valid) + " pixel(s) " +
-                                   (args.below ? "below" : "above") + " the threshold");
+                                   (args.below ? "below" : "above") + " the threshold" +
+                                   ThresholdHint(summary, ValidRule{args.threshold, args.below}));
 
   timer.Restart();
   FieldMeshOptions options;
@@ -88,11 +90,11 @@ CommandRun AddMeshCommand(CLI::App& app) {
   sub->add_option("--threshold", args->threshold, "pixels above it (below with --below) carry a height")
       ->capture_default_str();
   sub->add_flag("--below", args->below, "valid pixels are below the threshold; the surface faces down");
-  CLI::Option* scale =
-      sub->add_option("--scale", args->scale, "cell size: x = column*SX, y = row*SY, z = value*SZ (default: the "
-                                              "file's pixel scale, else 1 1 1)")
-          ->expected(3)
-          ->capture_default_str();
+  CLI::Option* scale = sub->add_option("--scale", args->scale,
+                                       "cell size: x = column*SX, y = row*SY, z = value*SZ (default: the "
+                                       "file's pixel scale, else 1 1 1)")
+                           ->expected(3)
+                           ->capture_default_str();
   sub->add_option("--step", args->step, "use every N-th pixel in x and y")
       ->check(CLI::Range(1, 4096))
       ->capture_default_str();

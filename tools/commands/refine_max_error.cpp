@@ -37,7 +37,11 @@ std::unique_ptr<CSSEMatrix> ReadFieldToRefine(const std::string& input, bool fli
   RequireFinite("--threshold", threshold);
   std::unique_ptr<CSSEMatrix> field = ReadRaster(input);
   if (flipY) FlipRows(*field);
-  const std::int64_t cleared = ClearInvalid(*field, ValidRule{threshold, false});
+  const ValidRule rule{threshold, false};
+  const RasterSummary summary = Summarize(*field, rule);
+  if (summary.valid == 0 && summary.nonZero > 0)
+    throw BadInput(input, "no pixel above the threshold" + ThresholdHint(summary, rule));
+  const std::int64_t cleared = ClearInvalid(*field, rule);
   if (cleared > 0)
     Say("%s: %lld pixels at or below %g (or not finite) are taken as no data, as `info` and `mesh` count them\n",
         input.c_str(), static_cast<long long>(cleared), threshold);
@@ -58,8 +62,7 @@ int RunRefineMaxError(const std::string& input, const std::string& output, const
   std::unique_ptr<CSSEMatrix> field = ReadFieldToRefine(input, args.flipY, args.threshold);
   StepTimer timer;
   CHErrorBoundedMesher mesher;
-  if (!mesher.CreateMeshFromSSEField(field.get(), static_cast<float>(args.maxError), args.maxTriangles,
-                                     args.maxPoints))
+  if (!mesher.CreateMeshFromSSEField(field.get(), static_cast<float>(args.maxError), args.maxTriangles, args.maxPoints))
     throw BadInput(input, std::string("cannot mesh: ") + mesher.GetProblem());
   const double seconds = timer.Seconds();
 
