@@ -55,7 +55,7 @@ int RunInfo(const std::string& file) {
   };
   std::int64_t triangles = 0;
   if (format == MeshFormat::kRmesh) {
-    std::unique_ptr<CHTriangulation> mesh = ReadRmesh(file);
+    std::unique_ptr<CHTriangulation> mesh = ReadRmesh(file, EmptyMesh::kAccept);
     for (int i = 0; i < mesh->GetNumTriangles(); ++i) {
       if (!IsUsedRecord(*mesh, i)) continue;
       ++triangles;
@@ -65,7 +65,7 @@ int RunInfo(const std::string& file) {
     Say("  triangles     %lld (%d records)\n", static_cast<long long>(triangles), mesh->GetNumTriangles());
     Say("  scale         %g %g %g\n", mesh->GetScaleX(), mesh->GetScaleY(), mesh->GetScaleZ());
   } else {
-    auto reader = OpenTriangleReader(file);
+    auto reader = OpenTriangleReader(file, EmptyMesh::kAccept);
     std::vector<float> corners;
     while (reader->Next(corners, 1 << 16)) {
       for (size_t i = 0; i < corners.size(); i += 3) add(&corners[i]);

@@ -63,18 +63,18 @@ std::int64_t WriteMesh(const std::filesystem::path& path, CHTriangulation& mesh)
   return writer->Count();
 }
 
-std::unique_ptr<TriangleReader> OpenTriangleReader(const std::filesystem::path& path) {
+std::unique_ptr<TriangleReader> OpenTriangleReader(const std::filesystem::path& path, EmptyMesh empty) {
   const MeshFormat format = MeshFormatOf(path);
   detail::FileSizeOrThrow(path);
   std::unique_ptr<TriangleReader> reader;
   if (format == MeshFormat::kPly) reader = detail::OpenPlyReader(path);
   else if (format == MeshFormat::kStl) reader = detail::OpenStlReader(path);
   else throw BadInput(path, "meshes are read from .ply, .stl or .rmesh");
-  if (reader->Count() < 1) throw BadInput(path, "empty mesh (no triangles)");
+  if (reader->Count() < 1 && empty == EmptyMesh::kRefuse) throw BadInput(path, "empty mesh (no triangles)");
   return reader;
 }
 
-std::unique_ptr<CHTriangulation> ReadRmesh(const std::filesystem::path& path) {
+std::unique_ptr<CHTriangulation> ReadRmesh(const std::filesystem::path& path, EmptyMesh empty) {
   const std::uint64_t size = detail::FileSizeOrThrow(path);
   // The archive has no magic number: its length must be exactly that of the
   // count it states, which also catches truncation and trailing garbage.
@@ -88,7 +88,7 @@ std::unique_ptr<CHTriangulation> ReadRmesh(const std::filesystem::path& path) {
   if (size < 80 || n < 0 || size != 80 + 268ull * static_cast<std::uint64_t>(n))
     throw BadInput(path, "file size does not match its header (" + std::to_string(size) + " bytes" +
                              (n >= 0 ? " for " + std::to_string(n) + " triangles" : std::string()) + ")");
-  if (n == 0) throw BadInput(path, "empty mesh (no triangles)");
+  if (n == 0 && empty == EmptyMesh::kRefuse) throw BadInput(path, "empty mesh (no triangles)");
   in.seekg(0);
   auto mesh = std::make_unique<CHTriangulation>(0, 1.0f, 1.0f, 1.0f);
   try {

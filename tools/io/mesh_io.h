@@ -93,11 +93,15 @@ class TriangleReader {
 // PLY and STL; throws BadInput for anything else, a missing file, a corrupt
 // or truncated file, a file whose size disagrees with its header, or a mesh
 // without triangles. A triangle with a non-finite corner is refused too
-// (vertices no triangle uses may hold anything).
-std::unique_ptr<TriangleReader> OpenTriangleReader(const std::filesystem::path& path);
+// (vertices no triangle uses may hold anything). `info` describes any valid
+// file, so it passes EmptyMesh::kAccept.
+enum class EmptyMesh { kRefuse, kAccept };
+std::unique_ptr<TriangleReader> OpenTriangleReader(const std::filesystem::path& path,
+                                                   EmptyMesh empty = EmptyMesh::kRefuse);
 
-// Loads a .rmesh archive; BadInput when it is missing, truncated or empty.
-std::unique_ptr<CHTriangulation> ReadRmesh(const std::filesystem::path& path);
+// Loads a .rmesh archive; BadInput when it is missing, truncated or (unless
+// accepted) empty.
+std::unique_ptr<CHTriangulation> ReadRmesh(const std::filesystem::path& path, EmptyMesh empty = EmptyMesh::kRefuse);
 
 namespace detail {
 std::unique_ptr<TriangleWriter> OpenPlyWriter(const std::filesystem::path& path);
