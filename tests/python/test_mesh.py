@@ -89,6 +89,10 @@ def test_empty_mesh_and_mesh_from_arrays(rng):
     assert len(empty) == 0 and np.isnan(empty.bounds).all() and empty.faces.shape == (0, 3)
     with pytest.raises(ValueError, match="empty"):
         relief.rasterize(empty, 1.0)
+    below = np.full((5, 5), -30.0, np.float32)  # an elevation model under sea level
+    with pytest.warns(RuntimeWarning, match=r"empty mesh; 25 pixel\(s\) hold heights from -30 to -30 .*lower threshold"):
+        assert len(relief.mesh_from_height_field(below)) == 0
+    assert len(relief.mesh_from_height_field(below, threshold=-100)) == 32
     for call in (relief.mesh_from_height_field, relief.zhang_suen):  # NaN used to give an empty result
         with pytest.raises(ValueError, match="threshold"):
             call(np.ones((4, 4)), threshold=float("nan"))

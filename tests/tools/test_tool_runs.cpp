@@ -49,7 +49,9 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
   WriteField(dir / "w.npy", Plane(40, 30));
   WriteField(dir / "s.npy", Plane(41, 41));
   WriteField(dir / "zero.npy", zero);
-  WriteField(dir / "zero3.npy", {3, 3, std::vector<float>(9, 0.0f)});  // no cell of step 3
+  WriteField(dir / "zero3.npy", {3, 3, std::vector<float>(9, 0.0f)});     // no cell of step 3
+  WriteField(dir / "below.npy", {4, 4, std::vector<float>(16, -30.0f)});  // all under the default threshold 0
+  relief_test::WriteBytes(dir / "empty.stl", std::string(84, '\0'));      // a header and no triangles
   zero.values[20] = 5.0f;
   WriteField(dir / "one.npy", zero);
   // Two specks in opposite corners of a 10 x 10 box: their samples fall on
@@ -100,6 +102,11 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"refine $D/zero.npy -o $D/a.ply --tolerance 1", 2, {"zero.npy"}},
       {"refine $D/zero.npy -o $D/a.ply --max-error 1", 2, {"zero.npy"}},
       {"refine $D/one.npy -o $D/a.ply --max-error 0", 2, {"one.npy"}},
+      // Heights the threshold leaves out are named, with the way out.
+      {"mesh $D/below.npy -o $D/m.ply", 2, {"empty mesh", "16 pixel(s) hold heights from -30 to -30 that the"}},
+      {"refine $D/below.npy -o $D/a.ply --tolerance 1", 2, {"threshold 0 leaves out (lower --threshold to"}},
+      {"refine $D/below.npy -o $D/a.ply --max-error 1", 2, {"threshold 0 leaves out (lower --threshold"}},
+      {"view $D/empty.stl -o $D/v.html", 2, {"empty.stl"}},
       // Successes.
       {"--help", 0, {"Usage: relief "}},
       {"--version", 0, {"relief "}},
@@ -108,6 +115,8 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"--quiet mesh $D/f.npy -o $D/m.ply", 0, {}},
       {"mesh $D/f.npy -o $D/m.ply -q", 0, {}},
       {"-q info $D/m.ply", 0, {}},
+      {"info $D/empty.stl", 0, {"triangles     0"}},
+      {"mesh $D/below.npy -o $D/b.ply --threshold -100", 0, {"18 triangles"}},
       // Every 2 x 2 cell of a full 40 x 30 field gives two triangles, down to
       // the last row although 30 is not a multiple of 4: 2 x 39 x 29.
       {"mesh $D/w.npy -o $D/w.ply", 0, {"2262 triangles"}},
