@@ -27,14 +27,14 @@ inline double LatticeValue(std::uint32_t seed, int octave, int ix, int iy) {
 inline double Smoothstep(double t) { return t * t * (3.0 - 2.0 * t); }
 
 // Value noise, octaves summed with the given gain, each octave's lattice
-// twice as fine as the one before, the first with basePeriod pixels per cell;
-// scaled into [low, high]. Every pixel gets a value of at least low, so no
-// pixel reads as "no data" when low > 0; with low = 0 the lowest pixel is
-// lifted to a tiny positive height.
-inline std::vector<double> FbmValues(int width, int height, std::uint32_t seed, int octaves, double gain,
-                                     double basePeriod) {
+// twice as fine as the one before, the first with basePeriod pixels per cell
+// (a quarter of the larger side by default); scaled into [low, high]. Every
+// pixel gets a value of at least low, so no pixel reads as "no data" when
+// low > 0; with low = 0 the lowest pixel is lifted to a tiny positive height.
+inline void FbmField(CSSEMatrix& m, int width, int height, std::uint32_t seed, double low = 0.0, double high = 100.0,
+                     int octaves = 8, double gain = 0.5, double basePeriod = 0.0) {
+  double amplitude = 1.0, period = basePeriod > 0.0 ? basePeriod : std::max(width, height) / 4.0;
   std::vector<double> v(size_t(width) * height, 0.0);
-  double amplitude = 1.0, period = basePeriod;
   for (int o = 0; o < octaves; ++o) {
     for (int y = 0; y < height; ++y) {
       const int iy = int(std::floor(y / period));
@@ -51,13 +51,6 @@ inline std::vector<double> FbmValues(int width, int height, std::uint32_t seed, 
     amplitude *= gain;
     period /= 2.0;
   }
-  return v;
-}
-
-inline void FbmField(CSSEMatrix& m, int width, int height, std::uint32_t seed, double low = 0.0, double high = 100.0,
-                     int octaves = 8, double gain = 0.5, double basePeriod = 0.0) {
-  if (basePeriod <= 0.0) basePeriod = std::max(width, height) / 4.0;
-  const std::vector<double> v = FbmValues(width, height, seed, octaves, gain, basePeriod);
   const auto [lo, hi] = std::minmax_element(v.begin(), v.end());
   const double scale = *hi > *lo ? (high - low) / (*hi - *lo) : 0.0;
   m.Create(width, height);
