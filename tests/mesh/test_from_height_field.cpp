@@ -14,22 +14,24 @@ namespace {
 
 using namespace mesh_test;
 
-// Corners: P00, P01, P10, P11 (bit 1 = x1, bit 0 = y1).
+// Corners: P00, P01, P10, P11 (bit 1 = x1, bit 0 = y1). Normals: A = (dX0, dY0),
+// B = (dX1, dY1), C = (dX1, dY0), D = (dX0, dY1).
 enum { P00, P01, P10, P11 };
+enum { A, B, C, D };
 struct Expected {
-  int mask0, mask1, triangles, corners[2][3];
+  int mask0, mask1, triangles, corners[2][3], normals[2][3];
 };
 const Expected kTable[] = {
-    {3, 3, 2, {{P00, P11, P01}, {P00, P10, P11}}},
-    {3, 1, 1, {{P00, P10, P01}}},
-    {3, 2, 1, {{P00, P11, P01}}},
-    {1, 3, 1, {{P00, P10, P11}}},
-    {2, 3, 1, {{P10, P11, P01}}},
+    {3, 3, 2, {{P00, P11, P01}, {P00, P10, P11}}, {{A, B, C}, {A, D, B}}},
+    {3, 1, 1, {{P00, P10, P01}}, {{A, D, C}}},
+    {3, 2, 1, {{P00, P11, P01}}, {{A, B, C}}},
+    {1, 3, 1, {{P00, P10, P11}}, {{A, D, B}}},
+    {2, 3, 1, {{P10, P11, P01}}, {{D, B, C}}},
 };
 
 TEST(MeshFromField, AppendTriangleCaseTable) {
-  // A planar cell, z = 1 + 0.5 dx - 0.75 dy: every normal is the plane's, (-0.5, 0.75, 1) normalised.
-  const float xs[2] = {2, 3}, ys[2] = {5, 6}, z[4] = {1.0f, 0.25f, 1.5f, 0.75f};  // z by corner
+  const float xs[2] = {2, 3}, ys[2] = {5, 6}, z[4] = {1.0f, 1.5f, 0.25f, 2.0f};  // z by corner
+  const float dX0 = z[P00] - z[P10], dX1 = z[P01] - z[P11], dY0 = z[P00] - z[P01], dY1 = z[P10] - z[P11];
   for (int mask0 = 0; mask0 < 4; ++mask0)
     for (int mask1 = 0; mask1 < 4; ++mask1)
       for (bool flip : {false, true})
@@ -46,17 +48,22 @@ TEST(MeshFromField, AppendTriangleCaseTable) {
           int count = 1;
           m.AppendTriangle(mask0, mask1, xs[0], xs[1], ys[0], ys[1], z[P00], z[P01], z[P10], z[P11], count, flip, fill);
           ASSERT_TRUE(AllEqual({FIELD(count, 1 + (e ? e->triangles : 0)), FIELD(m.EdgeArray[0].w, 7.0f)}));
-          SSEPoint n, main;
-          n.m = CSSEFns::normalizevector(_mm_set_ps(0.0f, 1.0f, 0.75f, -0.5f));
-          if (flip) n.m = _mm_xor_ps(n.m, _mm_set1_ps(-0.0f));
-          main.m = CSSEFns::normalizevector(_mm_mul_ps(n.m, _mm_set1_ps(3.0f)));  // the normalised sum
+          for (int k = 3; !e && k < 9; ++k) EXPECT_TRUE(SamePoint(m.EdgeArray[k], Point(0, 0, 0))) << k;
           for (int t = 0; e && t < e->triangles; ++t) {
+            __m128 sum;
             for (int k = 0; k < 3; ++k) {
-              const int c = e->corners[t][k];
+              const int c = e->corners[t][k], w = e->normals[t][k];
+              SSEPoint n;
+              n.m = CSSEFns::normalizevector(
+                  _mm_set_ps(0.0f, 1.0f, w == A || w == C ? dY0 : dY1, w == A || w == D ? dX0 : dX1));
+              if (flip) n.m = _mm_xor_ps(n.m, _mm_set1_ps(-0.0f));
               EXPECT_TRUE(SamePoint(m.EdgeArray[3 + 3 * t + k], Point(xs[c >> 1], ys[c & 1], z[c])))
                   << t << " corner " << k;
               EXPECT_TRUE(SamePoint(m.NormalArray[3 + 3 * t + k], n)) << t << " normal " << k;
+              sum = k ? _mm_add_ps(sum, n.m) : n.m;  // (n0 + n1) + n2: a -0 lane stays -0
             }
+            SSEPoint main;
+            main.m = CSSEFns::normalizevector(sum);
             EXPECT_TRUE(SamePoint(m.MainNormalArray[1 + t], main)) << t;
           }
           EXPECT_TRUE(NoViolation(CheckMesh(m)));
