@@ -128,8 +128,6 @@ TEST(PolygonSearch, MinDistancesOverWholeGroupsRandom) {
 }
 
 // The planar search's trailing-point rule is in the comparison above; the
-// spatial ones ignore the points after the last whole group too.
-// The planar search's trailing-point rule is in the comparison above; the
 // spatial ones ignore the points after the last whole group too (points 4..6).
 TEST(PolygonSearch, MinDistanceInterpolationAndPatch) {
   CSSE3dPolygon poly = Make({{10, 0, 0}, {11, 0, 0}, {12, 0, 0}, {13, 0, 0}, {0, 0, 0}, {0, 0, 0}, {0, 0, 0}});
