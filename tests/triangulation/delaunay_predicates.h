@@ -19,13 +19,15 @@ namespace delaunay_test {
 using namespace relief_test;
 
 // The list passes the validator, with or without its circle and tiling
-// rules (off for a list with triangles cut out); otherwise names the first
-// violation.
+// rules (off for a list with triangles cut out), knowing how it started or
+// not; otherwise names the first violation.
 inline testing::AssertionResult ValidList(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
-                                          bool circles = true, bool tiling = true) {
+                                          bool circles = true, bool tiling = true,
+                                          delaunay_validator::Options::Start start = {}) {
   delaunay_validator::Options opt;
   opt.checkCircles = circles;
   opt.checkTiling = tiling;
+  opt.start = start;
   return NoViolation(delaunay_validator::Validate(d, list, opt));
 }
 

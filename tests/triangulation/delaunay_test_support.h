@@ -61,60 +61,14 @@ void Fill(CSSEMatrix& m, int w, int h, F f) {
     for (int x = 0; x < w; ++x) m.SetPoint(x, y, static_cast<float>(f(x, y)));
 }
 
-enum class Cloud { kUniform, kClustered, kGrid, kGridSorted, kSeparated, kDegenerate };
-
-inline const char* Name(Cloud c) {
-  return std::array<const char*, 6>{"uniform", "clustered", "grid", "grid_sorted", "separated", "degenerate"}[int(c)];
-}
-
-// Points in [0, 100)^2 with z a smooth function of x and y. The grid clouds
-// hold many collinear and co-circular quadruples; the separated cloud is a
-// jittered grid with at least ~1 unit between points, in random order. The
-// degenerate cloud mixes repeated points, points exactly on one line, points
-// a hair off it (infinite, overflowing and NaN circles) and two far outliers.
-inline std::vector<Pt> MakeCloud(Cloud kind, int n, uint32_t seed) {
+// Uniform points in [0, 100)^2 with z a smooth function of x and y.
+inline std::vector<Pt> Uniform(int n, uint32_t seed) {
   std::mt19937 rng(seed);
-  std::uniform_real_distribution<float> u(0.0f, 100.0f), jitter(-0.25f, 0.25f);
-  std::normal_distribution<float> g(0.0f, 2.0f);
-  std::vector<Pt> pts, centres;
-  const auto add = [&](float x, float y) { pts.push_back({x, y, 10.0f * std::sin(x * 0.07f) * std::cos(y * 0.05f)}); };
-
-  // Each coordinate drawn in its own statement: the order of draws stays fixed.
-  const auto draw = [&](float x0, float y0, auto& dist) {
-    const float x = x0 + dist(rng);
-    add(x, y0 + dist(rng));
-  };
-  if (kind == Cloud::kUniform) {
-    for (int i = 0; i < n; ++i) draw(0, 0, u);
-  } else if (kind == Cloud::kClustered) {
-    for (int i = 0; i < 5; ++i) draw(0, 0, u);
-    centres.swap(pts);
-    for (int i = 0; i < n; ++i) draw(centres[i % 5].x, centres[i % 5].y, g);
-  } else if (kind == Cloud::kDegenerate) {
-    std::uniform_int_distribution<int> pick(0, 3), step(0, 400);
-    for (int i = 0; i < n; ++i) {
-      const int kind4 = pick(rng);
-      const float x = 0.25f * static_cast<float>(step(rng)), onLine = 0.25f * x + 10.0f;
-      if (kind4 == 0 && !pts.empty())
-        pts.push_back(pts[static_cast<std::size_t>(step(rng)) % pts.size()]);
-      else if (kind4 <= 1)
-        add(x, onLine);
-      else if (kind4 == 2)
-        add(x, onLine + 4e-4f * jitter(rng));
-      else
-        add(u(rng), 0.5f * u(rng));
-    }
-    if (n > 8) add(-1.0e5f, 3.0f), add(2.0e5f, 1.0e5f);
-    std::shuffle(pts.begin(), pts.end(), rng);
-  } else {
-    const int side = std::max(2, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(n)))));
-    for (int i = 0; i < side && static_cast<int>(pts.size()) < n; ++i)
-      for (int j = 0; j < side && static_cast<int>(pts.size()) < n; ++j) {
-        float x = 2.0f * i, y = 2.0f * j;
-        if (kind == Cloud::kSeparated) x += jitter(rng), y += jitter(rng);
-        add(x, y);
-      }
-    if (kind != Cloud::kGridSorted) std::shuffle(pts.begin(), pts.end(), rng);
+  std::uniform_real_distribution<float> u(0.0f, 100.0f);
+  std::vector<Pt> pts;
+  for (int i = 0; i < n; ++i) {
+    const float x = u(rng), y = u(rng);
+    pts.push_back({x, y, 10.0f * std::sin(x * 0.07f) * std::cos(y * 0.05f)});
   }
   return pts;
 }

@@ -71,7 +71,7 @@ TEST(DelaunayCore, StartTriangleOrderAndBoxCorners) {
 
 TEST(DelaunayCore, FinalisationRoundTripsTheList) {
   TaCIncrementalDelaunay2D d;
-  Build(d, MakeCloud(Cloud::kUniform, 200, 7), false, false);
+  Build(d, Uniform(200, 7), false, false);
   const std::vector<Record> working = Snapshot(d.GetTriangleList());
   EXPECT_EQ(d.FindTriangleFromCoords(50, 50), nullptr);  // not finalized yet
   d.FinalizeTriangleList();
@@ -100,7 +100,7 @@ TEST(DelaunayCore, BorderMarksLockAndIsolate) {
   d.AddNewTrianglesToList();
   EXPECT_EQ(d.CalcAffectedTriangles(4), 2);
 
-  Build(cloud, MakeCloud(Cloud::kSeparated, 49, 3), true, false);
+  Build(cloud, Uniform(49, 3), true, false);
   cloud.IsolateTrianglesWithoutNeighbour();
   int border = 0;
   for (t_hdelaunaytriangle* t : cloud.GetFinalTriangleList()) {

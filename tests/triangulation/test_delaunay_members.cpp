@@ -27,9 +27,6 @@ testing::AssertionResult Valid(const TaCIncrementalDelaunay2D& d, bool delaunay,
   return ValidList(d, Current(d), delaunay, whole);
 }
 
-// Uniform points in [0, 100)^2 (general position for the sizes used here).
-std::vector<Pt> Uniform(int n, uint32_t seed) { return MakeCloud(Cloud::kUniform, n, seed); }
-
 // The same triangles by corner coordinates (whatever the vertex numbering);
 // otherwise names the first triangle, in sorted order, that differs.
 testing::AssertionResult SameShape(const TaCIncrementalDelaunay2D& actual, const TaCIncrementalDelaunay2D& expected) {

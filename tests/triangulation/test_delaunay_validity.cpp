@@ -68,8 +68,8 @@ TEST_P(DelaunayAdversarial, EverySeededSetIsAValidDelaunayTriangulation) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, DelaunayAdversarial,
-                         ::testing::Values(Kind::kNearCollinearRuns, Kind::kCocircularGrid, Kind::kUlpPairs,
-                                           Kind::kClustered, Kind::kConvexArc, Kind::kFarFromOrigin,
+                         ::testing::Values(Kind::kUniform, Kind::kNearCollinearRuns, Kind::kCocircularGrid,
+                                           Kind::kUlpPairs, Kind::kClustered, Kind::kConvexArc, Kind::kFarFromOrigin,
                                            Kind::kCollinearStart, Kind::kOutline),
                          [](const auto& i) { return std::string(delaunay_adversarial::Name(i.param)); });
 
