@@ -1,8 +1,9 @@
 #pragma once
 
-// Seeded adversarial point sets for the Delaunay validator: the inputs on
-// which real data broke the triangulation (outlines with dense collinear
-// runs, grids, clusters, coordinates far from the origin) in small doses.
+// Seeded adversarial point sets for the Delaunay tests: the inputs on which
+// real data broke the triangulation (outlines with dense collinear runs,
+// grids, clusters, coordinates far from the origin) in small doses, plain
+// uniform points, and outright degenerate ones.
 
 #include <algorithm>
 #include <cmath>
@@ -11,13 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "delaunay_test_support.h"
+
 namespace delaunay_adversarial {
 
-struct P {
-  float x, y, z = 0.0f;  // z for loaders shared with other point types
-};
+using P = delaunay_test::Pt;
 
 enum class Kind {
+  kUniform,            // delaunay_test::Uniform
   kNearCollinearRuns,  // points along a few lines, a hair off them
   kCocircularGrid,     // an integer grid and a regular polygon: many co-circular quadruples
   kUlpPairs,           // every point with a twin one unit in the last place away
@@ -26,11 +28,14 @@ enum class Kind {
   kFarFromOrigin,      // uniform points offset to the edge of the documented range
   kCollinearStart,     // the first points on one line
   kOutline,            // a closed outline sampled densely along straight pieces
+  // Repeated points, points exactly on one line, points a hair off it
+  // (infinite, overflowing and NaN circles) and two far outliers.
+  kDegenerate,
 };
 
 inline const char* Name(Kind k) {
-  static const char* names[] = {"near_collinear_runs", "cocircular_grid", "ulp_pairs",       "clustered",
-                                "convex_arc",          "far_from_origin", "collinear_start", "outline"};
+  static const char* names[] = {"uniform",    "near_collinear_runs", "cocircular_grid", "ulp_pairs", "clustered",
+                                "convex_arc", "far_from_origin",     "collinear_start", "outline",   "degenerate"};
   return names[static_cast<int>(k)];
 }
 
@@ -40,6 +45,8 @@ inline std::vector<P> Make(Kind kind, int n, uint32_t seed) {
   std::vector<P> p;
   const auto shuffleTail = [&](std::size_t from) { std::shuffle(p.begin() + static_cast<long>(from), p.end(), rng); };
   switch (kind) {
+    case Kind::kUniform:
+      return delaunay_test::Uniform(n, seed);
     case Kind::kNearCollinearRuns: {
       while (static_cast<int>(p.size()) < n) {
         const float x0 = 100 * u(rng), y0 = 100 * u(rng), a = 6.2831853f * u(rng), step = 0.05f + 2 * u(rng);
@@ -62,7 +69,7 @@ inline std::vector<P> Make(Kind kind, int n, uint32_t seed) {
       for (int i = 0; i < ring; ++i)
         p.push_back({cx + r * static_cast<float>(std::cos(2 * M_PI * i / ring)),
                      cy + r * static_cast<float>(std::sin(2 * M_PI * i / ring))});
-      shuffleTail(0);
+      if (seed & 1) shuffleTail(0);  // even seeds keep the grid sorted
       break;
     }
     case Kind::kUlpPairs: {
@@ -145,6 +152,24 @@ inline std::vector<P> Make(Kind kind, int n, uint32_t seed) {
         }
       }
       while (static_cast<int>(p.size()) < n) p.push_back({350 + 300 * u(rng), 350 + 300 * u(rng)});
+      break;
+    }
+    case Kind::kDegenerate: {
+      std::uniform_int_distribution<int> pick(0, 3), step(0, 400);
+      for (int i = 0; i < n; ++i) {
+        const int what = pick(rng);
+        const float x = 0.25f * static_cast<float>(step(rng)), onLine = 0.25f * x + 10.0f;
+        if (what == 0 && !p.empty())
+          p.push_back(p[static_cast<std::size_t>(step(rng)) % p.size()]);
+        else if (what <= 1)
+          p.push_back({x, onLine});
+        else if (what == 2)
+          p.push_back({x, onLine + 2e-4f * (u(rng) - 0.5f)});
+        else
+          p.push_back({100 * u(rng), 50 * u(rng)});
+      }
+      if (n > 8) p.push_back({-1.0e5f, 3.0f}), p.push_back({2.0e5f, 1.0e5f});
+      shuffleTail(0);
       break;
     }
   }

@@ -1,9 +1,9 @@
 #pragma once
 
-// Test-framework predicates over the Delaunay test support (which stays free
-// of the framework for the fuzz target): a list that satisfies the checks and
-// two snapshots that agree, each naming the first triangle and field that
-// does not.
+// Test-framework predicates over the Delaunay test support and validator
+// (which stay free of the framework for the fuzz target): a list that passes
+// the validator and two snapshots that agree, each naming the first triangle
+// and field that does not.
 
 #include <gtest/gtest.h>
 
@@ -11,16 +11,24 @@
 #include <vector>
 
 #include "delaunay_test_support.h"
+#include "delaunay_validator.h"
 #include "predicates.h"
 
 namespace delaunay_test {
 
 using namespace relief_test;
 
-// The list satisfies the checks; otherwise names the first violating triangle and side.
+// The list passes the validator, with or without its circle and tiling
+// rules (off for a list with triangles cut out), knowing how it started or
+// not; otherwise names the first violation.
 inline testing::AssertionResult ValidList(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
-                                          const CheckOptions& opt = {}) {
-  return NoViolation(Check(d, list, opt));
+                                          bool circles = true, bool tiling = true,
+                                          delaunay_validator::Options::Start start = {}) {
+  delaunay_validator::Options opt;
+  opt.checkCircles = circles;
+  opt.checkTiling = tiling;
+  opt.start = start;
+  return NoViolation(delaunay_validator::Validate(d, list, opt));
 }
 
 // Two snapshots record for record, naming the first differing triangle and field.

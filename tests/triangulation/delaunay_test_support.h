@@ -1,8 +1,8 @@
 #pragma once
 
-// Shared helpers of the Delaunay tests: point sets, an invariant checker that
-// names the first violation, and a snapshot of a list that two objects can be
-// compared by (corners, circles, marks and neighbours as list positions).
+// Shared helpers of the Delaunay tests: point sets and a snapshot of a list
+// that two objects can be compared by (corners, circles, marks and neighbours
+// as list positions). The invariants are delaunay_validator.h's.
 
 #include <algorithm>
 #include <array>
@@ -61,134 +61,23 @@ void Fill(CSSEMatrix& m, int w, int h, F f) {
     for (int x = 0; x < w; ++x) m.SetPoint(x, y, static_cast<float>(f(x, y)));
 }
 
-enum class Cloud { kUniform, kClustered, kGrid, kGridSorted, kSeparated, kDegenerate };
-
-inline const char* Name(Cloud c) {
-  return std::array<const char*, 6>{"uniform", "clustered", "grid", "grid_sorted", "separated", "degenerate"}[int(c)];
-}
-
-// Points in [0, 100)^2 with z a smooth function of x and y. The grid clouds
-// hold many collinear and co-circular quadruples; the separated cloud is a
-// jittered grid with at least ~1 unit between points, in random order. The
-// degenerate cloud mixes repeated points, points exactly on one line, points
-// a hair off it (infinite, overflowing and NaN circles) and two far outliers.
-inline std::vector<Pt> MakeCloud(Cloud kind, int n, uint32_t seed) {
+// Uniform points in [0, 100)^2 with z a smooth function of x and y.
+inline std::vector<Pt> Uniform(int n, uint32_t seed) {
   std::mt19937 rng(seed);
-  std::uniform_real_distribution<float> u(0.0f, 100.0f), jitter(-0.25f, 0.25f);
-  std::normal_distribution<float> g(0.0f, 2.0f);
-  std::vector<Pt> pts, centres;
-  const auto add = [&](float x, float y) { pts.push_back({x, y, 10.0f * std::sin(x * 0.07f) * std::cos(y * 0.05f)}); };
-
-  // Each coordinate drawn in its own statement: the order of draws stays fixed.
-  const auto draw = [&](float x0, float y0, auto& dist) {
-    const float x = x0 + dist(rng);
-    add(x, y0 + dist(rng));
-  };
-  if (kind == Cloud::kUniform) {
-    for (int i = 0; i < n; ++i) draw(0, 0, u);
-  } else if (kind == Cloud::kClustered) {
-    for (int i = 0; i < 5; ++i) draw(0, 0, u);
-    centres.swap(pts);
-    for (int i = 0; i < n; ++i) draw(centres[i % 5].x, centres[i % 5].y, g);
-  } else if (kind == Cloud::kDegenerate) {
-    std::uniform_int_distribution<int> pick(0, 3), step(0, 400);
-    for (int i = 0; i < n; ++i) {
-      const int kind4 = pick(rng);
-      const float x = 0.25f * static_cast<float>(step(rng)), onLine = 0.25f * x + 10.0f;
-      if (kind4 == 0 && !pts.empty())
-        pts.push_back(pts[static_cast<std::size_t>(step(rng)) % pts.size()]);
-      else if (kind4 <= 1)
-        add(x, onLine);
-      else if (kind4 == 2)
-        add(x, onLine + 4e-4f * jitter(rng));
-      else
-        add(u(rng), 0.5f * u(rng));
-    }
-    if (n > 8) add(-1.0e5f, 3.0f), add(2.0e5f, 1.0e5f);
-    std::shuffle(pts.begin(), pts.end(), rng);
-  } else {
-    const int side = std::max(2, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(n)))));
-    for (int i = 0; i < side && static_cast<int>(pts.size()) < n; ++i)
-      for (int j = 0; j < side && static_cast<int>(pts.size()) < n; ++j) {
-        float x = 2.0f * i, y = 2.0f * j;
-        if (kind == Cloud::kSeparated) x += jitter(rng), y += jitter(rng);
-        add(x, y);
-      }
-    if (kind != Cloud::kGridSorted) std::shuffle(pts.begin(), pts.end(), rng);
+  std::uniform_real_distribution<float> u(0.0f, 100.0f);
+  std::vector<Pt> pts;
+  for (int i = 0; i < n; ++i) {
+    const float x = u(rng), y = u(rng);
+    pts.push_back({x, y, 10.0f * std::sin(x * 0.07f) * std::cos(y * 0.05f)});
   }
   return pts;
 }
-
-// Positive when d lies inside the circle through the counter-clockwise a, b, c.
-inline double InCircle(const SSEPoint& a, const SSEPoint& b, const SSEPoint& c, const SSEPoint& d) {
-  const double dx = d.x, dy = d.y, adx = a.x - dx, ady = a.y - dy, bdx = b.x - dx, bdy = b.y - dy, cdx = c.x - dx,
-               cdy = c.y - dy;
-  return (adx * adx + ady * ady) * (bdx * cdy - cdx * bdy) - (bdx * bdx + bdy * bdy) * (adx * cdy - cdx * ady) +
-         (cdx * cdx + cdy * cdy) * (adx * bdy - bdx * ady);
-}
-
-struct CheckOptions {
-  bool orientation = true;    // every triangle counter-clockwise (exact sign)
-  bool emptyCircles = false;  // no vertex of the list strictly inside a circumcircle
-  double circleSlack = 1e-6;  // relative slack of the in-circle determinant
-  // A split neighbour that was not itself affected keeps its kill mark in the
-  // working list (ResetIgnoreStateOfTriangles clears it); Delaunay results have none.
-  bool noKillMarks = true;
-};
-inline const CheckOptions kDelaunay{true, true};
 
 // Each triangle's position in its list.
 inline std::map<const t_hdelaunaytriangle*, int> Positions(const CDelaunayTriangleList& list) {
   std::map<const t_hdelaunaytriangle*, int> index;
   for (t_hdelaunaytriangle* t : list) index.emplace(t, static_cast<int>(index.size()));
   return index;
-}
-
-// Returns "" or a description of the first violation found.
-inline std::string Check(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list,
-                         const CheckOptions& opt = {}) {
-  const auto index = Positions(list);
-  if (static_cast<int>(index.size()) != list.GetCount()) return "list count differs from its distinct links";
-  int i = 0;
-  const auto bad = [](int i, const std::string& what) { return "triangle " + std::to_string(i) + ": " + what; };
-  const auto vtx = [&](int k) { return d.GetVertex(k); };
-  for (t_hdelaunaytriangle* t : list) {
-    const int* v = t->nVertex;
-    for (int k = 0; k < 3; ++k)
-      if (v[k] < 0 || v[k] >= d.GetNumVertices())
-        return bad(i, "vertex index " + std::to_string(v[k]) + " out of range");
-    if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) return bad(i, "repeated vertex");
-    if (opt.noKillMarks && t->bKill) return bad(i, "kill mark left in the list");
-    if (opt.orientation && !(Cross(vtx(v[0]), vtx(v[1]), vtx(v[2])) > 0)) return bad(i, "not counter-clockwise");
-    for (int s = 0; s < 3; ++s) {
-      const t_hdelaunaytriangle* n = t->pNeighbour[s];
-      if (!n) continue;
-      const auto it = index.find(n);
-      const std::string side = "side " + std::to_string(s) + ": neighbour ";
-      if (it == index.end()) return bad(i, side + "not in the list");
-      int back = -1;
-      for (int r = 0; r < 3; ++r)
-        if (TaCIncrementalDelaunay2D::EdgesEqual(v[s], v[(s + 1) % 3], n->nVertex[r], n->nVertex[(r + 1) % 3]))
-          back = r;
-      if (back < 0 || n->pNeighbour[back] != t)
-        return bad(i, side + std::to_string(it->second) + (back < 0 ? " lacks the side" : " does not point back"));
-    }
-    ++i;
-  }
-  if (!opt.emptyCircles) return "";
-  std::set<int> used;
-  for (t_hdelaunaytriangle* t : list) used.insert(t->nVertex, t->nVertex + 3);
-  i = 0;
-  for (t_hdelaunaytriangle* t : list) {
-    const int* v = t->nVertex;
-    const SSEPoint a = vtx(v[0]), b = vtx(v[1]), c = vtx(v[2]);
-    const double scale = std::pow(std::fabs(Cross(a, b, c)) + 1.0, 2.0);
-    for (int k : used)
-      if (k != v[0] && k != v[1] && k != v[2] && InCircle(a, b, c, vtx(k)) > opt.circleSlack * scale)
-        return bad(i, "vertex " + std::to_string(k) + " inside its circumcircle");
-    ++i;
-  }
-  return "";
 }
 
 // Everything a list holds, with neighbours as positions in the same list.
@@ -224,6 +113,22 @@ inline long FirstDifference(const std::vector<Record>& a, const std::vector<Reco
   for (std::size_t i = 0; i < n; ++i)
     if (!(a[i] == b[i])) return static_cast<long>(i);
   return a.size() == b.size() ? -1 : static_cast<long>(n);
+}
+
+// True when the first three points make a start triangle that the
+// orientation test calls clockwise in both orders: nearly collinear corners
+// are reordered, not rejected, and the triangulation grown from such a start
+// has no valid triangle to stand on.
+template <class Point>
+bool DegenerateStart(const std::vector<Point>& pts) {
+  if (pts.size() < 3) return false;
+  TaCIncrementalDelaunay2D d;
+  Load(d, pts);
+  t_hdelaunaytriangle t{};
+  for (int k = 0; k < 3; ++k) t.nVertex[k] = k;
+  if (d.GetOrientation(&t) == 1) return false;
+  TaCIncrementalDelaunay2D::FlipTriangleOrientation(&t);
+  return d.GetOrientation(&t) == -1;
 }
 
 // Vertices on the convex hull (strictly convex corners only).

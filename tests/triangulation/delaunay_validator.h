@@ -33,6 +33,8 @@
 //     when the start is known, the same input with a far higher limit must
 //     then pass (with one of eight consecutive limits, as a cycle cut by the
 //     limit stops in whichever of its states the limit falls on).
+// Rules 4 and 5 hold for a whole triangulation only; a caller that cut
+// triangles out turns them off.
 
 #include <algorithm>
 #include <array>
@@ -108,6 +110,12 @@ inline float SideValue(const SSEPoint& a, const SSEPoint& b, float px, float py)
                             (static_cast<double>(b.y) - a.y) * (static_cast<double>(px) - a.x));
 }
 
+// Twice the signed area of (a, b, p) in long double: exact for float corners
+// of moderate extent, ample for the tolerances below.
+inline long double Area2(const SSEPoint& a, const SSEPoint& b, const SSEPoint& p) {
+  return ((long double)b.x - a.x) * ((long double)p.y - a.y) - ((long double)b.y - a.y) * ((long double)p.x - a.x);
+}
+
 // ---- the float circle's rounding ----------------------------------------------
 
 // How far inside the exact circumcircle of (a, b, c) a point may lie and
@@ -127,8 +135,7 @@ inline long double FloatCircleSlack(const SSEPoint& a, const SSEPoint& b, const 
   for (const SSEPoint* p : {&a, &b, &c}) m = std::max({m, std::fabs((long double)p->x), std::fabs((long double)p->y)});
   for (const auto& [p, q] : {std::pair{&a, &b}, std::pair{&b, &c}, std::pair{&c, &a}})
     l = std::max({l, std::fabs((long double)p->x - q->x), std::fabs((long double)p->y - q->y)});
-  const long double det = std::fabs(((long double)b.x - a.x) * ((long double)c.y - a.y) -
-                                    ((long double)b.y - a.y) * ((long double)c.x - a.x));
+  const long double det = std::fabs(Area2(a, b, c));
   const long double errH = 4 * u * m * m, errD = 6 * u * l * l;
   if (!(det > 2 * errD)) return INFINITY;
   const long double centre = std::hypot(centreX, centreY);
@@ -144,6 +151,7 @@ struct Options {
   int firstInput = 0;
   int inputCount = -1;
   bool checkCircles = true;
+  bool checkTiling = true;  // rules 4 and 5
   // How the list was started. When known, a vertex left out is also excused
   // by the state it met: the vertices before it triangulated the same way
   // (the container must hold the input vertices first, as Triangulate
@@ -213,6 +221,16 @@ inline bool MissedByFloatCircles(TaCIncrementalDelaunay2D& d, int vertex) {
 
 inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTriangleList& list, const Options& opt);
 
+// Fills `to` with the first `count` vertices of d, then `padding` copies of
+// vertex 0 (never inserted: they only raise the pass limit).
+inline void CopyVertices(const TaCIncrementalDelaunay2D& d, int count, int padding, TaCIncrementalDelaunay2D& to) {
+  to.CreateVertexArray(count + padding + 4);
+  for (int i = 0; i < count + padding; ++i) {
+    SSEPoint q = d.GetVertex(i < count ? i : 0);
+    to.AppendVertex(q);
+  }
+}
+
 // True when the inputs, triangulated the same way with a pass limit far above
 // the vertex count, give a list that passes every check. A flip cycle that
 // runs into the limit stops in whichever of its states the limit falls on,
@@ -223,15 +241,7 @@ inline bool PassLimitExplains(const TaCIncrementalDelaunay2D& d, const Options& 
   for (int extra = 0; extra < 8; ++extra) {
     const int padding = 8 * d.GetNumVertices() + 64 + extra;
     TaCIncrementalDelaunay2D padded;
-    padded.CreateVertexArray(inputs + padding + 4);
-    for (int i = 0; i < inputs; ++i) {
-      SSEPoint q = d.GetVertex(i);
-      padded.AppendVertex(q);
-    }
-    for (int i = 0; i < padding; ++i) {
-      SSEPoint q = d.GetVertex(0);
-      padded.AppendVertex(q);
-    }
+    CopyVertices(d, inputs, padding, padded);
     padded.Triangulate(inputs, true, opt.start == Options::kBox);
     Options again = opt;
     again.passLimitRaised = true;
@@ -302,7 +312,8 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
   std::vector<char> corner(static_cast<std::size_t>(nv), 0);
   for (const t_hdelaunaytriangle* t : tris)
     for (int v : t->nVertex) corner[static_cast<std::size_t>(v)] = 1;
-  const int first = opt.firstInput, count = opt.inputCount < 0 ? nv - opt.firstInput : opt.inputCount;
+  const int first = opt.firstInput;
+  const int count = !opt.checkTiling ? 0 : opt.inputCount < 0 ? nv - opt.firstInput : opt.inputCount;
   struct Corner {
     float x, y;
     int v;
@@ -320,36 +331,30 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
   for (const Corner& c : MonotoneChainHull(hullInput, exact)) hull.push_back(c.v);
   long double hullArea = 0, triArea = 0, extent = 0;
   for (std::size_t i = 0; i < hull.size(); ++i) {
-    const SSEPoint a = vx(hull[i]), b = vx(hull[(i + 1) % hull.size()]);
-    hullArea += ((long double)a.x * b.y - (long double)b.x * a.y) / 2;
+    const SSEPoint a = vx(hull[i]);
+    hullArea += Area2(vx(hull[0]), a, vx(hull[(i + 1) % hull.size()])) / 2;
     extent = std::max({extent, std::fabs((long double)a.x), std::fabs((long double)a.y)});
   }
-  for (const t_hdelaunaytriangle* t : tris) {
-    const SSEPoint a = vx(t->nVertex[0]), b = vx(t->nVertex[1]), c = vx(t->nVertex[2]);
-    triArea +=
-        (((long double)b.x - a.x) * ((long double)c.y - a.y) - ((long double)b.y - a.y) * ((long double)c.x - a.x)) / 2;
-  }
+  for (const t_hdelaunaytriangle* t : tris)
+    triArea += Area2(vx(t->nVertex[0]), vx(t->nVertex[1]), vx(t->nVertex[2])) / 2;
   // Each open side may miss the hull by the side tolerance (a point taken
   // onto a hull side within it), plus the rounding of the sums.
   int openSides = 0;
   for (const auto& [key, use] : sideUse) openSides += use == 1;
   const long double areaSlack = 0.005L * (openSides + 1) + 1e-12L * (1 + extent * extent) * (tris.size() + 1);
-  if (hull.size() >= 3 && std::fabs(triArea - hullArea) > areaSlack) {
+  if (opt.checkTiling && hull.size() >= 3 && std::fabs(triArea - hullArea) > areaSlack) {
     char buf[160];
     std::snprintf(buf, sizeof buf, "tiling: the triangles cover %.9Lg but the hull's area is %.9Lg", triArea, hullArea);
     return buf;
   }
-  for (std::size_t i = 0; i < tris.size(); ++i) {
+  for (std::size_t i = 0; opt.checkTiling && i < tris.size(); ++i) {
     const t_hdelaunaytriangle* t = tris[i];
     for (int k = 0; k < 3; ++k) {
       if (t->pNeighbour[k]) continue;
       const SSEPoint a = vx(t->nVertex[k]), b = vx(t->nVertex[(k + 1) % 3]);
       const long double len = std::hypot((long double)b.x - a.x, (long double)b.y - a.y);
       for (int v : hull) {
-        const SSEPoint p = vx(v);
-        const long double cross =
-            ((long double)b.x - a.x) * ((long double)p.y - a.y) - ((long double)b.y - a.y) * ((long double)p.x - a.x);
-        if (cross < -(0.0051L + 1e-12L * extent * (len + extent)))
+        if (Area2(a, b, vx(v)) < -(0.0051L + 1e-12L * extent * (len + extent)))
           return "tiling: hull vertex " + std::to_string(v) + " lies outside the open side " + std::to_string(k) +
                  " of " + Describe(d, static_cast<int>(i), t);
       }
@@ -367,11 +372,7 @@ inline std::string Validate(const TaCIncrementalDelaunay2D& d, const CDelaunayTr
     if (!excused && opt.start != Options::kUnknown) {
       // The state the point met: the same vertices triangulated up to it.
       TaCIncrementalDelaunay2D before;
-      before.CreateVertexArray(d.GetMaxNumVertices());
-      for (int i = 0; i < first + count && i < nv; ++i) {
-        SSEPoint q = d.GetVertex(i);
-        before.AppendVertex(q);
-      }
+      CopyVertices(d, std::min(first + count, nv), 0, before);
       before.Triangulate(v, false, opt.start == Options::kBox);
       excused = NearASide(before, before.GetTriangleList(), p) || NearTwoSides(before, before.GetTriangleList(), p) ||
                 MissedByFloatCircles(before, v);

@@ -111,34 +111,35 @@ std::string EarClipViolation(const CHPolygonTriangulator& t, const CSSE2dPolygon
   return "";
 }
 
-// ---- predicates -------------------------------------------------------------
-
-TEST(EarPredicates, ToleranceBoundsOnTheDoubledArea) {
-  // {y, Left, LeftOn, Collinear}: on the tolerance, just past it, LeftOn includes -e.
-  const struct {
-    float cy;
-    bool left, leftOn, collinear;
-  } cases[] = {{0.0005f, false, true, true},
-               {0.00051f, true, true, false},
-               {-0.0005f, false, true, true},
-               {-0.00051f, false, false, false},
-               {0.0f, false, true, true}};
-  for (const auto& c : cases) {
-    const t_h2dpoint a = P(0, 0), b = P(1, 0), p = P(0.25f, c.cy);  // the doubled area is exactly c.cy
-    EXPECT_EQ(F::AreaSign(&a, &b, &p), c.cy);
-    EXPECT_EQ(std::vector<bool>({F::Left(&a, &b, &p), F::LeftOn(&a, &b, &p), F::Collinear(&a, &b, &p)}),
-              std::vector<bool>({c.left, c.leftOn, c.collinear}))
-        << c.cy;
+// Everything the clips leave: the counts, every triangle's corners and
+// every diagonal record (exists, ends, convexity flags).
+std::vector<int> Clips(const CHPolygonTriangulator& t) {
+  std::vector<int> out{t.GetNumTriangles(), t.GetNumDiagonals()};
+  for (int i = 0; i < t.GetNumTriangles(); ++i)
+    out.insert(out.end(), t.GetConnectivityArray()[i].Vertex, t.GetConnectivityArray()[i].Vertex + 3);
+  for (int i = 0; i < t.GetNumDiagonals(); ++i) {
+    const t_hdiagonal& d = *t.GetDiagonal(i);
+    out.insert(out.end(), {d.Exists, d.First, d.Second, d.FirstConvex, d.SecondConvex});
   }
+  return out;
 }
 
-// Between takes the tolerance of the line and both ends, in either order (a
-// vertical segment judged on y); a touch is an intersection but not a proper
-// one; a flat vertex counts as convex in InCone (its cone the upper half
-// plane), a reflex one holds everything but its notch; a repeat must match
-// in all four lanes. In float, 16777217 - 1 rounds; the doubled area is
-// formed in double.
-TEST(EarPredicates, BetweenIntersectInConeAndRepeats) {
+// ---- predicates -------------------------------------------------------------
+
+// Left is strict beyond the tolerance of the doubled area, LeftOn and
+// Collinear include it (LeftOn down to minus it). Between takes the
+// tolerance of the line and both ends, in either order (a vertical segment
+// judged on y); a touch is an intersection but not a proper one; a flat
+// vertex counts as convex in InCone (its cone the upper half plane), a
+// reflex one holds everything but its notch; a repeat must match in all four
+// lanes. In float, 16777217 - 1 rounds; the doubled area is formed in double.
+TEST(EarPredicates, TolerancesBetweenIntersectInConeAndRepeats) {
+  // {Left, LeftOn, Collinear} as bits, of (0, 0), (1, 0), (0.25, cy): the doubled area is exactly cy.
+  const auto sides = [](float cy) {
+    const t_h2dpoint a = P(0, 0), b = P(1, 0), p = P(0.25f, cy);
+    return 4.0 * F::Left(&a, &b, &p) + 2 * F::LeftOn(&a, &b, &p) + F::Collinear(&a, &b, &p);
+  };
+  const t_h2dpoint o = P(0, 0), x = P(1, 0), near = P(0.25f, 0.00051f);
   const auto inCone = [](t_h2dpoint prev, t_h2dpoint at, t_h2dpoint next, t_h2dpoint q) {
     t_hvertex v[4] = {};
     const t_h2dpoint xy[4] = {prev, at, next, q};
@@ -158,7 +159,13 @@ TEST(EarPredicates, BetweenIntersectInConeAndRepeats) {
   const struct {
     const char* rule;
     double got, want;
-  } rows[] = {{"between, within the tolerance", between(P(0, 0), P(4, 0), P(2, 0.0001f)), true},
+  } rows[] = {{"on the tolerance", sides(0.0005f), 0b011},
+              {"just past it", sides(0.00051f), 0b110},
+              {"on minus the tolerance", sides(-0.0005f), 0b011},
+              {"just past minus it", sides(-0.00051f), 0},
+              {"collinear", sides(0), 0b011},
+              {"the doubled area", F::AreaSign(&o, &x, &near), 0.00051f},
+              {"between, within the tolerance", between(P(0, 0), P(4, 0), P(2, 0.0001f)), true},
               {"between, at an end", between(P(0, 0), P(4, 0), P(4, 0)), true},
               {"between, reversed", between(P(4, 0), P(0, 0), P(2, 0.0001f)), true},
               {"between, off the line", between(P(0, 0), P(4, 0), P(2, 1)), false},
@@ -215,16 +222,9 @@ TEST(EarClip, DiagonalRecordsConvexityFlagsAndSearchStart) {
   // A(0,0) B(4,0) C(0,4) D(1,1): D is reflex, A and C are the ears.
   CSSE2dPolygon poly = Polygon2D({P(0, 0), P(4, 0), P(0, 4), P(1, 1)});
   CHPolygonTriangulator t(&poly, 1, 1.0f, 1.0f, false);
-  ASSERT_EQ(t.GetNumTriangles(), 2);
-  // First clip at the head A: triangle (D, A, B); D reflex, B convex.
-  const t_htriangleconnectivity* c = t.GetConnectivityArray();
-  EXPECT_EQ(std::vector<int>(c[0].Vertex, c[0].Vertex + 3), (std::vector<int>{3, 0, 1}));
-  EXPECT_EQ(std::vector<int>(c[1].Vertex, c[1].Vertex + 3), (std::vector<int>{1, 2, 3}));
-  const t_hdiagonal *d0 = t.GetDiagonal(0), *d1 = t.GetDiagonal(1);
-  EXPECT_EQ(std::vector<int>({d0->Exists, d0->First, d0->FirstConvex, d0->Second, d0->SecondConvex}),
-            (std::vector<int>{1, 3, 0, 1, 1}));
-  EXPECT_EQ(std::vector<int>({d1->First, d1->FirstConvex, d1->Second, d1->SecondConvex}),
-            (std::vector<int>{1, 1, 3, 1}));
+  // First clip at the head A: triangle (D, A, B), diagonal D-B with D reflex,
+  // B convex; then (B, C, D), diagonal B-D, both convex.
+  EXPECT_EQ(Clips(t), (std::vector<int>{2, 2, 3, 0, 1, 1, 2, 3, 1, 3, 1, 0, 1, 1, 1, 3, 1, 1}));
   EXPECT_TRUE(AllEqual({FIELD(t.DiagonalExists(1), true), FIELD(t.DiagonalExists(2), false),
                         FIELD(t.DiagonalExists(4), false)}));  // 2: zero-filled; 4: outside
   float x1 = -9, y1 = -9, x2 = -9, y2 = -9;
@@ -233,9 +233,9 @@ TEST(EarClip, DiagonalRecordsConvexityFlagsAndSearchStart) {
   // The mode flag moves the start of the search from the head to its successor.
   CSSE2dPolygon square = Polygon2D({P(0, 0), P(1, 0), P(1, 1), P(0, 1)});
   for (bool mode : {false, true}) {
-    const CHPolygonTriangulator m(&square, 1, 1.0f, 1.0f, mode);
-    const int* first = m.GetConnectivityArray()[0].Vertex;
-    EXPECT_EQ(std::vector<int>(first, first + 3), mode ? (std::vector<int>{0, 1, 2}) : (std::vector<int>{3, 0, 1}));
+    const std::vector<int> clips = Clips(CHPolygonTriangulator(&square, 1, 1.0f, 1.0f, mode));
+    EXPECT_EQ(std::vector<int>(clips.begin() + 2, clips.begin() + 5),
+              mode ? (std::vector<int>{0, 1, 2}) : (std::vector<int>{3, 0, 1}));
   }
 }
 
@@ -343,19 +343,6 @@ Points RaggedSquare(std::mt19937& rng, int n, double) {
       if (rng() % 17 == 0) p.emplace_back(p.back());  // a repeated point
     }
   return p;
-}
-
-// Everything the clips leave: the counts, every triangle's corners and
-// every diagonal record (exists, ends, convexity flags).
-std::vector<int> Clips(const CHPolygonTriangulator& t) {
-  std::vector<int> out{t.GetNumTriangles(), t.GetNumDiagonals()};
-  for (int i = 0; i < t.GetNumTriangles(); ++i)
-    out.insert(out.end(), t.GetConnectivityArray()[i].Vertex, t.GetConnectivityArray()[i].Vertex + 3);
-  for (int i = 0; i < t.GetNumDiagonals(); ++i) {
-    const t_hdiagonal& d = *t.GetDiagonal(i);
-    out.insert(out.end(), {d.Exists, d.First, d.Second, d.FirstConvex, d.SecondConvex});
-  }
-  return out;
 }
 
 // The edge tree's clips against the plain walk's, record for record; a

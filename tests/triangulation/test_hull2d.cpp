@@ -30,11 +30,16 @@ struct XY {
   bool operator<(const XY& o) const { return x < o.x || (x == o.x && y < o.y); }
 };
 
-// Runs the hull of pts; returns what it printed and, in hull, its corners.
-std::string HullOutput(const std::vector<XY>& pts, std::vector<XY>& hull) {
-  CSSE2dPolygon poly, out;
+CSSE2dPolygon Polygon(const std::vector<XY>& pts) {
+  CSSE2dPolygon poly;
   poly.Create(static_cast<int>(pts.size()));
   for (int i = 0; i < static_cast<int>(pts.size()); ++i) poly.SetPoint(i, pts[i].x, pts[i].y);
+  return poly;
+}
+
+// Runs the hull of pts; returns what it printed and, in hull, its corners.
+std::string HullOutput(const std::vector<XY>& pts, std::vector<XY>& hull) {
+  CSSE2dPolygon poly = Polygon(pts), out;
   testing::internal::CaptureStdout();
   CHConvexHull2D h(&poly);
   const std::string printed = testing::internal::GetCapturedStdout();
@@ -72,8 +77,8 @@ TEST(Hull2D, PrintsAndBuilds) {
 
 TEST(Hull2D, ThreeDimensionalPolygonKeepsZ) {
   CSSE3dPolygon poly, out;
+  const auto pts = Tuples("0 0 7, 2 0 8, 1 0.5 9, 1 2 10");
   poly.Create(4);
-  const float pts[4][3] = {{0, 0, 7}, {2, 0, 8}, {1, 0.5f, 9}, {1, 2, 10}};
   for (int i = 0; i < 4; ++i) poly.SetPoint(i, pts[i][0], pts[i][1], pts[i][2]);
   testing::internal::CaptureStdout();
   CHConvexHull2D h(&poly);
@@ -172,9 +177,7 @@ TEST(Hull2DSort, BlockPartitionsMatchQuickSort) {
         if (n == 40000 && seed > 1) continue;
         SCOPED_TRACE(kind + ", n " + std::to_string(n) + ", seed " + std::to_string(seed));
         const std::vector<XY> pts = MakePoints(kind, n, seed);
-        CSSE2dPolygon poly;
-        poly.Create(n);
-        for (int i = 0; i < n; ++i) poly.SetPoint(i, pts[i].x, pts[i].y);
+        CSSE2dPolygon poly = Polygon(pts);
         testing::internal::CaptureStdout();
         const CHConvexHull2D plain(&poly, true);
         const std::string plainPrinted = testing::internal::GetCapturedStdout();
