@@ -5,9 +5,10 @@ argument of a real dtype (bool, integer, float) is converted to float32 as
 numpy's astype would; complex, object and string arrays raise TypeError.
 Non-contiguous arrays are copied (MemoryError when a copy cannot be
 allocated). NaN and infinite heights are read as 0 (no data), as the tool's
-file readers do. Empty arrays, a wrong number of dimensions or a wrong point
-width raise ValueError. The library's work runs without the GIL, so threads
-can mesh several fields at once.
+file readers do, and so are the masked pixels of a numpy masked array (a
+point array with masked entries raises ValueError). Empty arrays, a wrong
+number of dimensions or a wrong point width raise ValueError. The library's
+work runs without the GIL, so threads can mesh several fields at once.
 
 Functions:
     mesh_from_height_field, rasterize, refine      height field <-> mesh

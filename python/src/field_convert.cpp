@@ -20,7 +20,30 @@ std::string ShapeText(const py::array& a) {
   return s + (a.ndim() == 1 ? ",)" : ")");
 }
 
+namespace {
+
+// A numpy masked array's data as float32 with its masked elements NaN:
+// numpy would hand the library the values under the mask, which for an
+// elevation model read with its no-data mask are fill values (-9999,
+// -32768), not heights.
+FloatArray MaskedAsNaN(const py::handle& obj, const py::module_& ma, const char* what) {
+  const FloatArray data = AsFloat32(ma.attr("getdata")(obj), what);
+  using BoolArray = py::array_t<bool, py::array::c_style | py::array::forcecast>;
+  const BoolArray mask = ma.attr("getmaskarray")(obj);
+  std::vector<py::ssize_t> shape(data.shape(), data.shape() + data.ndim());
+  FloatArray out(shape);
+  const float* from = data.data();
+  const bool* masked = mask.data();
+  float* to = out.mutable_data();
+  for (py::ssize_t i = 0; i < data.size(); ++i) to[i] = masked[i] ? std::nanf("") : from[i];
+  return out;
+}
+
+}  // namespace
+
 FloatArray AsFloat32(const py::handle& obj, const char* what) {
+  const py::module_ ma = py::module_::import("numpy.ma");
+  if (py::isinstance(obj, ma.attr("MaskedArray"))) return MaskedAsNaN(obj, ma, what);
   py::array any = py::array::ensure(obj);
   if (!any) ThrowType(std::string(what) + ": expected a float32 numpy array");
   const char kind = any.dtype().kind();
@@ -55,8 +78,9 @@ FloatArray AsPoints(const py::handle& obj, int dims, const char* what, std::int6
   if (a.shape(0) > (1 << 28)) ThrowValue(std::string(what) + ": too many points");
   const float* p = a.data();
   for (py::ssize_t i = 0; i < a.size(); ++i)
-    if (!std::isfinite(p[i])) ThrowValue(std::string(what) + ": coordinates must be finite (point " +
-                                         std::to_string(i / dims) + ")");
+    if (!std::isfinite(p[i]))
+      ThrowValue(std::string(what) + ": coordinates must be finite (point " + std::to_string(i / dims) +
+                 " is NaN, infinite or masked)");
   return a;
 }
 

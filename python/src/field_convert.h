@@ -25,6 +25,8 @@ using IndexArray = py::array_t<std::int32_t, py::array::c_style>;
 // are converted to float32 as numpy's astype would (float64 rounds to the
 // nearest float32); anything else (complex, object, strings) is a TypeError
 // naming the expected dtype. Non-contiguous arrays and lists are copied.
+// The masked elements of a numpy masked array become NaN (no data in a
+// height field; refused in a point array).
 FloatArray AsFloat32(const py::handle& obj, const char* what);
 
 // A height field argument: AsFloat32, then ValueError unless it is 2-D, not

@@ -88,6 +88,20 @@ def test_non_finite_heights_read_as_no_data(rng):
     )
 
 
+def test_masked_pixels_read_as_no_data(rng):
+    # An elevation model read with its no-data mask: the values under the
+    # mask are fill values, not heights.
+    field = rng.normal(60, 5, (12, 15)).astype(np.float32)
+    field[2:5, 3:9] = -9999
+    masked = np.ma.masked_equal(field.astype(np.int32), -9999)
+    zeros = np.where(field == -9999, 0, field.astype(np.int32)).astype(np.float32)
+    np.testing.assert_array_equal(relief.Raster(masked).to_numpy(), zeros)
+    np.testing.assert_array_equal(
+        relief.mesh_from_height_field(masked).triangles, relief.mesh_from_height_field(zeros).triangles
+    )
+    np.testing.assert_array_equal(relief.Raster(np.ma.masked_array(field)).to_numpy(), field)  # nothing masked
+
+
 @pytest.mark.parametrize(
     "call, width",
     [
@@ -108,5 +122,7 @@ def test_point_arrays(call, width):
     bad[1, 0] = np.nan
     with pytest.raises(ValueError, match="finite"):
         call(bad)
+    with pytest.raises(ValueError, match="point 1 is NaN, infinite or masked"):
+        call(np.ma.masked_greater(good, 9))
     with pytest.raises(TypeError, match="float32"):
         call(good.astype(np.complex64))
