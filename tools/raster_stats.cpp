@@ -14,19 +14,22 @@ RasterSummary Summarize(const CSSEMatrix& raster, const ValidRule& rule) {
   RasterSummary s;
   s.width = raster.GetSizeX();
   s.height = raster.GetSizeY();
-  bool first = true;
+  // Widens [lo, hi] to take v in; the first value sets both.
+  const auto widen = [](float v, bool& first, float& lo, float& hi) {
+    lo = first ? v : std::min(lo, v);
+    hi = first ? v : std::max(hi, v);
+    first = false;
+  };
+  bool firstNonZero = true, firstLeftOut = true;
   for (int y = 0; y < s.height; ++y)
     for (int x = 0; x < s.width; ++x) {
       const float v = raster.GetPoint(x, y);
-      s.valid += rule(v) ? 1 : 0;
+      const bool valid = rule(v);
+      s.valid += valid ? 1 : 0;
       if (v == 0.0f) continue;
       ++s.nonZero;
-      if (first) {
-        s.minimum = s.maximum = v;
-        first = false;
-      }
-      s.minimum = std::min(s.minimum, v);
-      s.maximum = std::max(s.maximum, v);
+      widen(v, firstNonZero, s.minimum, s.maximum);
+      if (!valid) widen(v, firstLeftOut, s.leftOutMinimum, s.leftOutMaximum);
     }
   return s;
 }
@@ -37,7 +40,7 @@ std::string ThresholdHint(const RasterSummary& summary, const ValidRule& rule, c
   char text[256];
   std::snprintf(text, sizeof text,
                 "; %lld pixel(s) hold heights from %g to %g that the threshold %g leaves out (%s %s to take them in)",
-                static_cast<long long>(leftOut), summary.minimum, summary.maximum, rule.threshold,
+                static_cast<long long>(leftOut), summary.leftOutMinimum, summary.leftOutMaximum, rule.threshold,
                 rule.below ? "raise" : "lower", option);
   return text;
 }

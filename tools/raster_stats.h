@@ -25,6 +25,8 @@ struct RasterSummary {
   std::int64_t valid = 0;                // pixels valid by the rule
   std::int64_t nonZero = 0;              // pixels that are not 0 (0 means no data)
   float minimum = 0.0f, maximum = 0.0f;  // over the non-zero pixels; 0, 0 when none
+  // Over the non-zero pixels the rule leaves out; 0, 0 when none.
+  float leftOutMinimum = 0.0f, leftOutMaximum = 0.0f;
 };
 
 RasterSummary Summarize(const CSSEMatrix& raster, const ValidRule& rule = ValidRule());

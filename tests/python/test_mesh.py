@@ -46,6 +46,7 @@ def sorted_triangles(t):
 
 @pytest.mark.parametrize("shape", [(2, 2), (3, 5), (4, 4), (7, 9), (8, 17), (17, 31)])
 @pytest.mark.parametrize("threshold, above", [(0.0, True), (55.0, True), (70.0, False)])
+@pytest.mark.filterwarnings("ignore:mesh_from_height_field. empty mesh")  # a tiny field may hold no cell
 def test_mesh_matches_cell_rule(shape, threshold, above, rng):
     field = scan(*shape, rng) if min(shape) > 4 else rng.uniform(40, 90, shape).astype(np.float32)
     field[rng.random(shape) < 0.15] = 0

@@ -86,11 +86,15 @@ TEST(CompareRasters, MatchesANaivePassOverBothExtents) {
   }
 }
 
-TEST(Summarize, RangeAndCountIgnoreNoData) {
-  const RasterSummary s = Summarize(FromValues(3, 2, {0, -2, 5, 0, 7, 0}));
+// The hint names the range of the heights left out only, not of all heights.
+TEST(Summarize, RangeCountAndHintIgnoreNoData) {
+  const RasterSummary s = Summarize(FromValues(3, 2, {0, -2, 5, 0, 7, -4}));
   EXPECT_EQ(std::vector<double>({double(s.nonZero), double(s.valid), s.minimum, s.maximum}),
-            std::vector<double>({3, 2, -2, 7}));
-  EXPECT_EQ(Summarize(FromValues(3, 2, {0, -2, 5, 0, 7, 0}), ValidRule{-3.0f, false}).valid, 6);
+            std::vector<double>({4, 2, -4, 7}));
+  EXPECT_EQ(ThresholdHint(s, ValidRule()),
+            "; 2 pixel(s) hold heights from -4 to -2 that the threshold 0 leaves out "
+            "(lower --threshold to take them in)");
+  EXPECT_EQ(Summarize(FromValues(3, 2, {0, -2, 5, 0, 7, -4}), ValidRule{-3.0f, false}).valid, 5);
   EXPECT_EQ(Summarize(FromValues(2, 1, {0, 0})).valid, 0);
 }
 
