@@ -20,6 +20,11 @@ namespace relief::tool {
 
 class TriangleWriter;
 
+// The largest step the band builder takes: a band is a multiple of 4 x step
+// rows, so steps near 2^29 would overflow it, and a cell 4096 pixels wide
+// already exceeds any useful preview.
+constexpr int kMaxMeshStep = 4096;
+
 struct FieldMeshOptions {
   float threshold = 0.0f;
   bool below = false;  // valid pixels are < threshold instead of > threshold

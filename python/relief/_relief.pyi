@@ -66,7 +66,7 @@ def mesh_from_height_field(
     scale: Sequence[float] = (1.0, 1.0, 1.0),
     step: int = 1,
 ) -> Mesh:
-    """Two triangles per 2 x 2 cell of valid pixels; corner (x sx, y sy, v sz)."""
+    """Two triangles per 2 x 2 cell of valid pixels; corner (x sx, y sy, v sz), factors > 0; step 1 .. 4096."""
 
 def rasterize(mesh: Mesh, resolution: Optional[float] = None, mode: Literal["max", "min"] = "max") -> F32:
     """Scan conversion over mesh.bounds; cell (c, r) at bounds[0, :2] + (c, r) * resolution."""

@@ -16,6 +16,7 @@
 #include "mesh_build.h"
 #include "mesh_object.h"
 #include "raster_object.h"
+#include "raster_stats.h"
 #include "scan_chunks.h"
 
 #include "relief/CHErrorBoundedMesher.h"
@@ -31,15 +32,24 @@ void RequirePositive(const char* name, double v) {
     ThrowValue(std::string(name) + ": must be a positive number, got " + std::to_string(v));
 }
 
+// Positive finite factors, as the tool takes them (a zero or negative factor
+// folds the mesh flat or turns its triangles clockwise).
+void ScaleArgument(const py::sequence& scale, float s[3]) {
+  FiniteFactors(scale, 3, "scale", s);
+  for (int i = 0; i < 3; ++i) RequirePositive("scale", s[i]);
+}
+
 std::shared_ptr<Mesh> MeshFromHeightField(const py::handle& field, float threshold, bool above, py::sequence scale,
                                           int step) {
   float s[3];
-  FiniteFactors(scale, 3, "scale", s);
+  ScaleArgument(scale, s);
   if (std::isnan(threshold)) ThrowValue("threshold: NaN leaves no pixel valid");
-  if (step < 1) ThrowValue("step: must be at least 1, got " + std::to_string(step));
+  if (step < 1 || step > relief::tool::kMaxMeshStep)
+    ThrowValue("step: must be 1 .. " + std::to_string(relief::tool::kMaxMeshStep) + ", got " + std::to_string(step));
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);
   py::gil_scoped_release release;
+  relief::tool::CheckScaleFits(relief::tool::Summarize(raster), s);
   // Band by band, as the tool writes its files, so the result is the tool's
   // mesh triangle for triangle and only one band's library records exist at
   // a time (the whole field's records cost two per pixel, about 700 bytes).
@@ -141,13 +151,11 @@ Refinement RefineByMaxError(const py::handle& field, double maxError, const std:
   const int triangleLimit = LimitArgument(maxTriangles, "max_triangles", 2);  // the starting two triangles
   const int pointLimit = LimitArgument(maxPoints, "max_points", 4);           // the corners of the starting box
   float s[3] = {1.0f, 1.0f, 1.0f};
-  if (scale) {
-    FiniteFactors(*scale, 3, "scale", s);
-    for (float f : s) RequirePositive("scale", f);
-  }
+  if (scale) ScaleArgument(*scale, s);
   CSSEMatrix scratch;
   const CSSEMatrix& raster = FieldArgument(field, "field", scratch);
   py::gil_scoped_release release;
+  relief::tool::CheckScaleFits(relief::tool::Summarize(raster), s);
   CHErrorBoundedMesher mesher;
   if (!mesher.CreateMeshFromSSEField(&raster, static_cast<float>(maxError), triangleLimit, pointLimit))
     ThrowValue(std::string("field: cannot mesh: ") + mesher.GetProblem());
@@ -201,8 +209,9 @@ field: 2-D array (rows, cols) or Raster; 0 means no data. A pixel is valid
 when its height is > threshold (above=True) or < threshold (above=False).
 Each cell of four valid pixels is split on its (x, y)-(x+1, y+1) diagonal;
 three valid corners give one triangle. Pixel (x = column, y = row) with
-height v becomes the corner (x * sx, y * sy, v * sz). step > 1 meshes cells
-of step x step pixels. Returns a Mesh (empty when no cell is valid): the
+height v becomes the corner (x * sx, y * sy, v * sz); the factors must be
+positive and keep every corner within float (else ValueError). step (1 ..
+4096) > 1 meshes cells of step x step pixels. Returns a Mesh (empty when no cell is valid): the
 triangles `relief mesh` writes, in the same order. An empty mesh of a field
 whose heights the threshold left out (negative heights under the default
 0) comes with a RuntimeWarning naming their range.)doc");

@@ -194,6 +194,25 @@ def test_refine_bad_input():
         relief.refine(np.ones((10, 10), np.float32), 0.5, threads=0)
 
 
+@pytest.mark.parametrize(
+    "kwargs, message",
+    [
+        ({"scale": (0, 1, 1)}, "scale: must be a positive number"),
+        ({"scale": (1, -1, 1)}, "scale: must be a positive number"),
+        ({"scale": (1, 1, 3e38)}, "scale z .* overflow the float range"),  # used to give corners of inf
+        ({"step": 0}, r"step: must be 1 \.\. 4096"),
+        ({"step": 2**31 - 1}, r"step: must be 1 \.\. 4096"),  # used to overflow the band size
+    ],
+)
+def test_mesh_arguments_are_checked_like_the_tool(kwargs, message):
+    field = np.full((6, 6), 2.0, np.float32)
+    with pytest.raises(ValueError, match=message):
+        relief.mesh_from_height_field(field, **kwargs)
+    if "scale" in kwargs:
+        with pytest.raises(ValueError, match=message):
+            relief.refine(field, max_error=1, **kwargs)
+
+
 def test_refine_tiles_on_threads():
     # Wider than one tile (2048 pixels): three tiles, refined one or three at once.
     x = np.arange(4200, dtype=np.float32)

@@ -96,7 +96,7 @@ CommandRun AddMeshCommand(CLI::App& app) {
                            ->expected(3)
                            ->capture_default_str();
   sub->add_option("--step", args->step, "use every N-th pixel in x and y")
-      ->check(CLI::Range(1, 4096))
+      ->check(CLI::Range(1, kMaxMeshStep))
       ->capture_default_str();
   sub->add_flag("--flip-y", args->flipY,
                 "y grows up the image (last row at y = 0) instead of down it; triangles stay counter-clockwise");
