@@ -90,8 +90,9 @@ be read, ValueError for anything unreadable.)doc");
   m.def("save_height_field", &SaveHeightField, py::arg("path"), py::arg("field"), py::arg("png_scale") = 0.0f,
         R"doc(
 Writes a height field, the format chosen by the extension: .png (16-bit,
-value = stored integer * png_scale; 0 picks max / 65535), .tif/.tiff and
-.npy (float32) or .rsm. Written to a temporary beside path and renamed when
+value = stored integer * png_scale; 0 picks max / 65535; ValueError for
+negative heights or heights beyond 65535 steps), .tif/.tiff and .npy
+(float32) or .rsm. Written to a temporary beside path and renamed when
 complete. Returns a short description of what was written. OSError (such as
 FileNotFoundError or PermissionError) when the file cannot be created or
 written.)doc");

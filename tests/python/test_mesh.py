@@ -263,3 +263,5 @@ def test_file_errors(tmp_path):
         relief.save_height_field(tmp_path / "no" / "field.npy", np.ones((3, 3), np.float32))
     with pytest.raises(ValueError, match="extension"):
         relief.save_height_field(tmp_path / "field.xyz", np.ones((3, 3), np.float32))
+    with pytest.raises(ValueError, match="9 heights are negative .* write .tif or .npy"):  # were written as no data
+        relief.save_height_field(tmp_path / "below.png", np.full((3, 3), -20, np.float32))

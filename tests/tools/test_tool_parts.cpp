@@ -122,20 +122,26 @@ TEST(DemoField, IsSeededAndZeroExactlyOutsideItsOutline) {
   EXPECT_GT(s.valid, kDemoSize * kDemoSize / 3);
 }
 
-TEST(Png16, StatedScaleIsUsedLossIsReportedAndClippingRefused) {
+TEST(Png16, StatedScaleIsUsedLossIsReportedClippingAndNegativeHeightsRefused) {
   ScratchDir dir("png-scale");
-  const CSSEMatrix m = FromValues(5, 1, {-3.0f, 0.26f, 1.0f, 0.2f, 65535 * 0.5f});
+  const CSSEMatrix m = FromValues(5, 1, {-0.2f, 0.26f, 1.0f, 0.2f, 65535 * 0.5f});
   RasterWriteOptions options;
   options.pngScale = 0.5f;
   EXPECT_EQ(WriteRaster(dir / "s.png", m, options),
-            "16-bit PNG, scale 0.5; 1 heights below half a step written as 0 (no data)");
+            "16-bit PNG, scale 0.5; 2 heights within half a step of 0 written as 0 (no data)");
   auto back = ReadRaster(dir / "s.png");
-  // Negative -> 0; 0.26 / 0.5 = 0.52 -> 1 step; 0.4 steps -> 0, reported
-  // above; the top step itself fits.
+  // -0.4 and 0.4 steps -> 0, reported above; 0.26 / 0.5 = 0.52 -> 1 step;
+  // the top step itself fits.
   EXPECT_TRUE(relief_test::SamePoints(*back, FromValues(5, 1, {0, 0.5f, 1, 0, 65535 * 0.5f})));
-  // One step more than the range would be clipped: refused, nothing written.
+  // One step more than the range would be clipped, a height a step below 0
+  // would vanish as no data: refused, nothing written.
   relief_test::ExpectBadInput([&] { WriteRaster(dir / "c.png", FromValues(1, 1, {65536 * 0.5f}), options); },
-                              {"c.png"});
+                              {"c.png", "clipped"});
+  relief_test::ExpectBadInput(
+      [&] {
+        WriteRaster(dir / "n.png", FromValues(2, 1, {5.0f, -0.3f}), options);
+      },
+      {"n.png", "1 heights are negative (down to -0.3)", "write .tif or .npy"});
   EXPECT_EQ(dir.Files(), std::vector<std::string>{"s.png"});
 }
 

@@ -135,7 +135,7 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"mesh $F/tiff_int16_nodata_pixel_scale.tif -o $D/u.stl --scale 1 1 1", 0, {"12 triangles"}},
       {"info $D/u.stl", 0, {"x 0 .. 3, y 0 .. 3,"}},
       // Heights below half a PNG step become no data: written, and said so.
-      {"rasterize $D/w.ply -o $D/r.png --png-scale 1000", 0, {"heights below half a step written as 0"}},
+      {"rasterize $D/w.ply -o $D/r.png --png-scale 1000", 0, {"heights within half a step of 0 written as 0"}},
       {"refine $D/p.npy -o $D/b.stl --max-error 1 --base 5 --scale 0.5 0.5 2", 0, {"closed solid down to height 5"}},
   };
   for (const RunCase& r : runs) {

@@ -246,30 +246,41 @@ float WritePng16(const std::filesystem::path& file, const std::filesystem::path&
   // Parse the stated scale back so the file's text and the quantisation agree.
   const float stated = std::strtof(text, nullptr);
   auto quantise = [stated](float v) { return std::nearbyint(static_cast<double>(v) / stated); };
-  // A step too small for the heights would clip them at 65535 steps: refused,
-  // as nothing in the file could tell. Positive heights below half a step
-  // become 0 (no data): counted for the caller to report.
-  std::int64_t clipped = 0;
-  float highest = 0.0f;
+  // A step too small for the heights would clip them at 65535 steps, and
+  // negative heights (an elevation model below sea level) would all become
+  // 0, no data: both refused, as nothing in the file could tell. Heights
+  // within half a step of 0 become 0 (no data): counted for the caller to
+  // report.
+  std::int64_t clipped = 0, negative = 0;
+  float highest = 0.0f, lowest = 0.0f;
   lostToZero = 0;
   for (int y = 0; y < height; ++y)
     for (int x = 0; x < width; ++x) {
       const float v = raster.GetPoint(x, y);
-      if (!(v > 0.0f)) continue;
+      if (v == 0.0f || v != v) continue;
       const double q = quantise(v);
       clipped += q > 65535.0 ? 1 : 0;
-      lostToZero += q <= 0.0 ? 1 : 0;
+      negative += q < 0.0 ? 1 : 0;
+      lostToZero += q == 0.0 ? 1 : 0;
       highest = std::max(highest, v);
+      lowest = std::min(lowest, v);
     }
+  char message[240];
+  if (negative > 0) {
+    std::snprintf(message, sizeof message,
+                  "%lld heights are negative (down to %g), which a 16-bit PNG cannot hold (0 is no data); write "
+                  ".tif or .npy",
+                  static_cast<long long>(negative), static_cast<double>(lowest));
+    throw BadInput(shownAs, message);
+  }
   if (clipped > 0) {
-    char message[200];
     std::snprintf(message, sizeof message,
                   "%lld heights (up to %g) exceed 65535 steps of %s and would be clipped; give a larger --png-scale",
                   static_cast<long long>(clipped), static_cast<double>(highest), text);
     throw BadInput(shownAs, message);
   }
   WriteGreyPng(file, shownAs, width, height, 16, kScaleKey, text, [&](int x, int y) -> unsigned {
-    // Negative heights saturate at 0 and heights past the range at 65535.
+    // Refused above: negative steps and steps past 65535 (NaN is no data).
     const double q = quantise(raster.GetPoint(x, y));
     return q <= 0.0 || q != q ? 0u : q >= 65535.0 ? 65535u : static_cast<unsigned>(q);
   });

@@ -51,7 +51,7 @@ std::string WriteRaster(const std::filesystem::path& path, const CSSEMatrix& ras
       char text[128];
       std::snprintf(text, sizeof text, "16-bit PNG, scale %.9g", scale);
       what = text;
-      if (lost > 0) what += "; " + std::to_string(lost) + " heights below half a step written as 0 (no data)";
+      if (lost > 0) what += "; " + std::to_string(lost) + " heights within half a step of 0 written as 0 (no data)";
       break;
     }
     case RasterFormat::kTiff:

@@ -89,8 +89,9 @@ std::unique_ptr<CSSEMatrix> ReadRsm(const std::filesystem::path& path, RasterMet
 // idempotent.
 void RegisterGeoTiffTags();
 // The writers fill `file` (a temporary); `shownAs` names the target in errors.
-// Returns the stated scale; lostToZero: positive heights below half a step,
-// written as 0. BadInput when a height would clip at 65535 steps.
+// Returns the stated scale; lostToZero: heights within half a step of 0,
+// written as 0. BadInput when a height would clip at 65535 steps or is
+// negative by a step or more.
 float WritePng16(const std::filesystem::path& file, const std::filesystem::path& shownAs, const CSSEMatrix& raster,
                  float scale, std::int64_t& lostToZero);
 void WriteTiffFloat(const std::filesystem::path& file, const std::filesystem::path& shownAs,
