@@ -52,6 +52,9 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
   WriteField(dir / "zero3.npy", {3, 3, std::vector<float>(9, 0.0f)});     // no cell of step 3
   WriteField(dir / "below.npy", {4, 4, std::vector<float>(16, -30.0f)});  // all under the default threshold 0
   relief_test::WriteBytes(dir / "empty.stl", std::string(84, '\0'));      // a header and no triangles
+  relief_test::Grid coast = Plane(6, 6);
+  for (int x = 0; x < 6; ++x) coast.values[x] = -2.0f - float(x);  // the first row below sea level
+  WriteField(dir / "coast.npy", coast);
   zero.values[20] = 5.0f;
   WriteField(dir / "one.npy", zero);
   // Two specks in opposite corners of a 10 x 10 box: their samples fall on
@@ -116,6 +119,7 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"mesh $D/f.npy -o $D/m.ply -q", 0, {}},
       {"-q info $D/m.ply", 0, {}},
       {"info $D/empty.stl", 0, {"triangles     0"}},
+      {"mesh $D/coast.npy -o $D/c.ply", 0, {"6 pixel(s) hold heights from -7 to -2 that the threshold 0 leaves out"}},
       {"mesh $D/below.npy -o $D/b.ply --threshold -100", 0, {"18 triangles"}},
       // Every 2 x 2 cell of a full 40 x 30 field gives two triangles, down to
       // the last row although 30 is not a multiple of 4: 2 x 39 x 29.

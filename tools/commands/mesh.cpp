@@ -72,9 +72,13 @@ int RunMesh(MeshArgs args) {
     triangles = StreamFieldMesh(*field, options, *writer);
     if (triangles > 0) writer->Commit();
   }
-  if (triangles == 0) throw BadInput(args.input, "empty mesh: no cell has enough valid corners for a triangle");
+  const std::string hint = ThresholdHint(summary, ValidRule{args.threshold, args.below});
+  if (triangles == 0)
+    throw BadInput(args.input, "empty mesh: no cell has enough valid corners for a triangle" + hint);
   Say("%s: %d x %d pixels, %lld %s threshold %g, read in %.2f s\n", args.input.c_str(), width, height, valid,
       args.below ? "below" : "above", args.threshold, readSeconds);
+  // A coastal elevation model meshes its land only: say what stayed out.
+  if (!hint.empty()) Say("%s: %s\n", args.input.c_str(), hint.substr(2).c_str());  // without its "; "
   Say("%s: %lld triangles (step %d) in %.2f s\n", args.output.c_str(), static_cast<long long>(triangles), args.step,
       timer.Seconds());
   return kExitDone;
