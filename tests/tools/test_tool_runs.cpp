@@ -120,6 +120,8 @@ TEST(ToolRuns, ExitCodesMessagesAndFigures) {
       {"-q info $D/m.ply", 0, {}},
       {"info $D/empty.stl", 0, {"triangles     0"}},
       {"mesh $D/coast.npy -o $D/c.ply", 0, {"6 pixel(s) hold heights from -7 to -2 that the threshold 0 leaves out"}},
+      {"refine $D/coast.npy -o $D/c.ply --max-error 1", 0, {"6 pixel(s) hold heights from -7 to -2 that the"}},
+      {"refine $D/coast.npy -o $D/c.ply --tolerance 1", 0, {"6 pixel(s) hold heights from -7 to -2 that the"}},
       {"mesh $D/below.npy -o $D/b.ply --threshold -100", 0, {"18 triangles"}},
       // Every 2 x 2 cell of a full 40 x 30 field gives two triangles, down to
       // the last row although 30 is not a multiple of 4: 2 x 39 x 29.

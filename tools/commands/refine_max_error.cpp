@@ -41,10 +41,10 @@ std::unique_ptr<CSSEMatrix> ReadFieldToRefine(const std::string& input, bool fli
   const RasterSummary summary = Summarize(*field, rule);
   if (summary.valid == 0 && summary.nonZero > 0)
     throw BadInput(input, "no pixel above the threshold" + ThresholdHint(summary, rule));
-  const std::int64_t cleared = ClearInvalid(*field, rule);
-  if (cleared > 0)
-    Say("%s: %lld pixels at or below %g (or not finite) are taken as no data, as `info` and `mesh` count them\n",
-        input.c_str(), static_cast<long long>(cleared), threshold);
+  ClearInvalid(*field, rule);
+  // As `mesh` says it: the heights that stay out and how to take them in.
+  const std::string hint = ThresholdHint(summary, rule);
+  if (!hint.empty()) Say("%s: %s\n", input.c_str(), hint.substr(2).c_str());  // without its "; "
   return field;
 }
 
